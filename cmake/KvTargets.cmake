@@ -1,0 +1,49 @@
+# The two kinds of target this tree has, so that a folder's CMakeLists.txt is its file list and its needs.
+
+# What every target of ours is compiled with.
+add_library(kv_options INTERFACE)
+add_library(kv::options ALIAS kv_options)
+target_compile_features(kv_options INTERFACE cxx_std_20)
+target_include_directories(kv_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(
+  kv_options
+  INTERFACE -Wall
+            -Wextra
+            -Wpedantic
+            -Wconversion
+            -Wsign-conversion
+            -Wshadow
+            -Wnon-virtual-dtor
+            -Woverloaded-virtual
+            -Wold-style-cast
+            -Wcast-align
+            -Wformat=2
+            -Wnull-dereference
+            -Werror
+            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+if(KV_SANITIZE)
+  target_compile_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE} -fno-sanitize-recover=all
+                                              -fno-omit-frame-pointer -g)
+  target_link_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE})
+endif()
+
+# kv_library(NAME SOURCES ... [PUBLIC targets] [PRIVATE targets]): the library kv_NAME with its alias kv::NAME.
+# PUBLIC are the libraries our headers name, PRIVATE those only the .cpp files use.
+function(kv_library NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  add_library(kv_${NAME} STATIC ${ARG_SOURCES})
+  add_library(kv::${NAME} ALIAS kv_${NAME})
+  target_link_libraries(
+    kv_${NAME}
+    PUBLIC kv::options ${ARG_PUBLIC}
+    PRIVATE ${ARG_PRIVATE})
+endfunction()
+
+# kv_test(NAME SOURCES ... LIBS targets): the test program NAME_test; every TEST in it is one CTest test.
+function(kv_test NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${NAME}_test ${ARG_SOURCES})
+  target_link_libraries(${NAME}_test PRIVATE kv::options kv::test_support GTest::gmock GTest::gtest_main
+                                             ${ARG_LIBS})
+  gtest_discover_tests(${NAME}_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()

@@ -1,0 +1,18 @@
+// kvAssert.h - the one report of a broken promise inside the program.
+// Always on, in release builds too: bad input is refused with a value, only our own mistakes end here.
+#pragma once
+
+namespace Kestrova {
+
+// Writes one line to standard error (function, source unit, line, failed expression) and aborts.
+// Any thread. The source unit is the documented name of the unit, also when it spans several files.
+[[noreturn]] void AssertFailed(const char* pszExpression, const char* pszFunction, const char* pszSourceUnit,
+                               int nLine);
+
+}  // namespace Kestrova
+
+// The place of use must see a constant named kSourceUnit, such as "SamplerDBDS/DataBase/SDBEngine".
+// KV_ASSERT_TEXT is for a report whose text is fixed and differs from the C++ that tests it.
+#define KV_ASSERT(expression) KV_ASSERT_TEXT(expression, #expression)
+#define KV_ASSERT_TEXT(expression, text) \
+    ((expression) ? void(0) : ::Kestrova::AssertFailed(text, __func__, kSourceUnit, __LINE__))

@@ -1,0 +1,17 @@
+#!/bin/sh
+# test.sh [release|asan-ubsan|tsan]... - everything run.sh does, then every test, in the builds named (release).
+set -eu
+
+cd "$(dirname "$0")"
+sh packaging/install-packages.sh build test
+KV_TESTS=ON sh packaging/build.sh kvbank
+./run.sh
+
+[ $# -gt 0 ] || set -- release
+for preset in "$@"; do
+    echo
+    echo "Tests, $preset"
+    cmake --preset "$preset" -DKV_TESTS=ON >/dev/null
+    cmake --build --preset "$preset" -- --quiet
+    ctest --test-dir "build/$preset" --output-on-failure --progress -j "$(nproc)"
+done

@@ -1,0 +1,105 @@
+// Dependencies point one way; this reads every #include of the product and fails on one that points up.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/support/Vectors.h"
+
+namespace Kestrova::Test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A folder and the folders it may include from beside itself.
+const std::map<std::string, std::set<std::string>> kMayInclude = {
+    {"shared/System", {}},
+    {"shared/Tasks", {"shared/System"}},
+    {"SamplerDBDS/BaseClasses", {"shared/System"}},
+    {"stream", {"shared/System", "SamplerDBDS/BaseClasses"}},
+    {"codec", {"shared/System", "stream"}},
+    {"SamplerDBDS/DataBase", {"shared/System", "SamplerDBDS/BaseClasses", "stream", "codec"}},
+    {"bank", {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "stream", "codec"}},
+    {"tools",
+     {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "stream", "codec", "bank"}},
+};
+const std::set<std::string> kCore = {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses",
+                                     "stream",        "codec",        "SamplerDBDS/DataBase",
+                                     "bank"};
+
+// The row of kMayInclude a path from the root belongs to, or "" for none.
+std::string FolderOf(const std::string& strPath) {
+    for (const auto& [strFolder, allowed] : kMayInclude)
+        if (strPath.rfind(strFolder + "/", 0) == 0) return strFolder;
+    return "";
+}
+
+struct Include {
+    std::string strFile;
+    std::string strTarget;
+    bool bQuoted = false;
+};
+
+std::vector<Include> ReadIncludes(const fs::path& file) {
+    static const std::regex kPattern(R"(^\s*#\s*include\s*([<"])([^>"]+)[>"])");
+    std::vector<Include> includes;
+    std::ifstream in(file);
+    for (std::string strLine; std::getline(in, strLine);) {
+        std::smatch match;
+        if (std::regex_search(strLine, match, kPattern))
+            includes.push_back({fs::relative(file, SourceDir()).string(), match[2], match[1] == "\""});
+    }
+    return includes;
+}
+
+std::vector<Include> AllIncludes() {
+    std::vector<Include> all;
+    for (const auto& [strFolder, allowed] : kMayInclude) {
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(SourceDir() / strFolder)) {
+            const std::string strSuffix = entry.path().extension().string();
+            if (strSuffix != ".h" && strSuffix != ".cpp") continue;
+            const std::vector<Include> ofFile = ReadIncludes(entry.path());
+            all.insert(all.end(), ofFile.begin(), ofFile.end());
+        }
+    }
+    return all;
+}
+
+TEST(LayeringTest, TheTreeHasIncludesToCheck) { EXPECT_GT(AllIncludes().size(), 200u); }
+
+TEST(LayeringTest, EveryIncludePointsAtItsOwnFolderOrOneBelow) {
+    for (const Include& include : AllIncludes()) {
+        if (!include.bQuoted) continue;
+        const std::string strFrom = FolderOf(include.strFile);
+        const std::string strTo = FolderOf(include.strTarget);
+        EXPECT_TRUE(strFrom == strTo || kMayInclude.at(strFrom).count(strTo) == 1)
+            << include.strFile << " includes " << include.strTarget;
+    }
+}
+
+TEST(LayeringTest, IncludesOfOursAreWrittenFromTheRoot) {
+    for (const Include& include : AllIncludes()) {
+        if (!include.bQuoted) continue;
+        EXPECT_TRUE(fs::exists(SourceDir() / include.strTarget))
+            << include.strFile << " includes " << include.strTarget;
+    }
+}
+
+// A header with a folder in its name is a library's, but for the system's own.
+TEST(LayeringTest, TheCoreNeedsTheStandardLibraryAndPosixAlone) {
+    for (const Include& include : AllIncludes()) {
+        if (include.bQuoted || kCore.count(FolderOf(include.strFile)) == 0) continue;
+        const bool bSystem = include.strTarget.rfind("sys/", 0) == 0;
+        const bool bLibrary = include.strTarget.find('/') != std::string::npos && !bSystem;
+        EXPECT_FALSE(bLibrary) << include.strFile << " includes " << include.strTarget;
+        EXPECT_NE('Q', include.strTarget[0]) << include.strFile << " includes " << include.strTarget;
+    }
+}
+
+}  // namespace
+}  // namespace Kestrova::Test

@@ -1,0 +1,29 @@
+// PosixFaults.h - makes a chosen call of the C library fail, in programs that link kv::posix_faults.
+// The linker's --wrap leads every call made by this program's own objects through here; calls inside shared
+// libraries are not touched.
+#pragma once
+
+#include <ctime>
+
+namespace Kestrova::Test {
+
+// While it lives, call number nNth (1 is the next) of the named function fails with nError, and nothing is
+// done: the pthread functions return the error, the others set errno and return null or -1 (with error 0:
+// success).
+// "_Znwm", operator new, throws std::bad_alloc; "_ZnwmRKSt9nothrow_t" and "_ZnamRKSt9nothrow_t" are the forms
+// of new that give null. For stat a negative error is its answer negated: -2 makes it answer 2. One fault at
+// a time; calls are counted on all threads.
+class PosixFault {
+public:
+    PosixFault(const char* pszCall, int nError, int nNth = 1);
+    ~PosixFault();
+    PosixFault(const PosixFault&) = delete;
+    PosixFault& operator=(const PosixFault&) = delete;
+
+    // Calls of the function so far, the failed one included.
+    int Calls() const;
+    // The time handed to the last pthread_cond_timedwait or nanosleep that was made to fail.
+    timespec LastTime() const;
+};
+
+}  // namespace Kestrova::Test
