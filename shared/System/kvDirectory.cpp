@@ -1,0 +1,94 @@
+#include "shared/System/kvDirectory.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "shared/System/kvPath.h"
+
+namespace Kestrova {
+
+namespace {
+
+struct CloseDir {
+    void operator()(DIR* pDir) const { closedir(pDir); }
+};
+
+// Null at the end, with errno 0, and when the folder cannot be read on, with its error.
+const dirent* NextEntry(DIR* pDir) {
+    errno = 0;
+    return readdir(pDir);
+}
+
+bool IsDots(const char* pszName) { return std::strcmp(pszName, ".") == 0 || std::strcmp(pszName, "..") == 0; }
+
+// The folder part of a unified path as an absolute path that ends in "/"; empty when it leads nowhere.
+std::string AbsoluteFolder(const char* pszPath) {
+    const char* pszSlash = std::strrchr(pszPath, '/');
+    FSRef ref;
+    if (pszSlash == nullptr || FullPathMakeFSRef(std::string(pszPath, pszSlash + 1).c_str(), ref) != 0)
+        return {};
+    std::string strFolder(ref.strPath);
+    if (strFolder.back() != '/') strFolder += '/';
+    return strFolder;
+}
+
+// The flags of an entry whose own status is given. A link that leads nowhere is an entry like any other.
+uint32_t FlagsOf(const char* pszPath, const struct stat& own) {
+    struct stat end;
+    if (S_ISDIR(own.st_mode)) return kDirObjFolder;
+    if (S_ISLNK(own.st_mode) && stat(pszPath, &end) == 0 && S_ISDIR(end.st_mode)) return kDirObjAliasOfFolder;
+    return 0;
+}
+
+}  // namespace
+
+bool Directory::Open(const char* pszPath, Filter pfnFilter, void* pUser) {
+    Close();
+    m_pfnFilter = pfnFilter;
+    m_pUser = pUser;
+    m_strFolder = AbsoluteFolder(pszPath != nullptr ? pszPath : "/");
+    m_bOpen = ReadNames(m_strFolder.c_str());
+    if (!m_bOpen) m_arNames.clear();
+    std::sort(m_arNames.begin(), m_arNames.end());
+    return m_bOpen;
+}
+
+bool Directory::GetObject(tagDirObjInfo* pInfo) {
+    while (m_nNext < m_arNames.size()) {
+        tagDirObjInfo info;
+        if (!Describe(m_arNames[m_nNext++], info) || !Accepts(info)) continue;
+        if (pInfo != nullptr) *pInfo = info;
+        return true;
+    }
+    return false;
+}
+
+void Directory::Close() {
+    m_bOpen = false;
+    m_arNames.clear();
+    m_nNext = 0;
+}
+
+bool Directory::ReadNames(const char* pszFolder) {
+    const std::unique_ptr<DIR, CloseDir> pDir(opendir(pszFolder));
+    if (pDir == nullptr) return false;
+    while (const dirent* pEntry = NextEntry(pDir.get()))
+        if (!IsDots(pEntry->d_name)) m_arNames.emplace_back(pEntry->d_name);
+    return errno == 0;
+}
+
+bool Directory::Describe(const std::string& strName, tagDirObjInfo& info) const {
+    const std::string strPath = m_strFolder + strName;
+    struct stat own;
+    if (lstat(strPath.c_str(), &own) != 0) return false;
+    info.nFlags = FlagsOf(strPath.c_str(), own);
+    info.strPath = strPath.c_str();
+    return true;
+}
+
+}  // namespace Kestrova

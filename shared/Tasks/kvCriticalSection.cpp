@@ -1,0 +1,58 @@
+#include "shared/Tasks/kvCriticalSection.h"
+
+#include "shared/System/kvAssert.h"
+
+namespace Kestrova {
+
+namespace {
+
+constexpr char kSourceUnit[] = "shared/Tasks/kvCriticalSection";
+
+// 0, or the error of the first call that failed.
+int MakeRecursiveMutex(pthread_mutex_t& mutex) {
+    pthread_mutexattr_t attributes;
+    if (const int err = pthread_mutexattr_init(&attributes)) return err;
+    int err = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    if (!err) err = pthread_mutex_init(&mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    return err;
+}
+
+}  // namespace
+
+CriticalSection::CriticalSection() {
+    const int err = MakeRecursiveMutex(m_mutex);
+    KV_ASSERT(!err);
+    m_pMutex = &m_mutex;
+}
+
+CriticalSection::~CriticalSection() {
+    pthread_mutex_lock(&m_mutex);
+    m_pMutex = nullptr;
+    // Nobody gets in any more: who comes now meets the assertion. The mutex is let go because only one that
+    // is free may be destroyed.
+    pthread_mutex_unlock(&m_mutex);
+    pthread_mutex_destroy(&m_mutex);
+}
+
+void CriticalSection::Enter() {
+    pthread_mutex_t* _mutex = m_pMutex;
+    KV_ASSERT(_mutex != 0);
+    const int err = pthread_mutex_lock(_mutex);
+    KV_ASSERT(!err);
+}
+
+void CriticalSection::Leave() {
+    pthread_mutex_t* _mutex = m_pMutex;
+    KV_ASSERT(_mutex != 0);
+    const int err = pthread_mutex_unlock(_mutex);
+    KV_ASSERT(!err);
+}
+
+bool CriticalSection::TryEnter() {
+    pthread_mutex_t* _mutex = m_pMutex;
+    KV_ASSERT(_mutex != 0);
+    return pthread_mutex_trylock(_mutex) == 0;
+}
+
+}  // namespace Kestrova
