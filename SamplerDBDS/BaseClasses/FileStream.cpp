@@ -1,0 +1,203 @@
+#include "SamplerDBDS/BaseClasses/FileStream.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+#include <utility>
+
+namespace Kestrova {
+
+namespace {
+
+// The window grows from here while reading goes forward, so that far jumps read little and runs read much.
+constexpr size_t kLeastReadAhead = 4096;
+
+}  // namespace
+
+std::unique_ptr<FileStream> FileStream::Open(const char* pszPath, FileMode mode) {
+    // Memory first: a file that could not be used is not made or emptied either.
+    std::unique_ptr<char[]> pWindow(new (std::nothrow) char[kWindowBytes]);
+    if (!pWindow) return nullptr;
+    std::unique_ptr<FileStream> pStream(
+        new (std::nothrow) FileStream(GetFileEnv(), std::move(pWindow), mode != FileMode::kRead));
+    if (!pStream) return nullptr;
+    pStream->m_nFile = pStream->m_pEnv->Open(pszPath, mode);
+    if (pStream->m_nFile < 0) return nullptr;
+    return pStream;
+}
+
+FileStream::FileStream(IFileEnv* pEnv, std::unique_ptr<char[]> pWindow, bool bWritable)
+    : m_pEnv(pEnv), m_pWindow(std::move(pWindow)), m_bWritable(bWritable), m_nReadAhead(kLeastReadAhead) {}
+
+FileStream::~FileStream() {
+    if (m_nFile < 0) return;
+    Flush();
+    m_pEnv->Close(m_nFile);
+}
+
+bool FileStream::Fail() {
+    m_nError = errno;
+    return false;
+}
+
+// --- Reading ---
+
+bool FileStream::ReadPastWindow(char* pData, size_t n) {
+    size_t nDone = TakeFromWindow(pData, n);
+    while (nDone < n) {
+        if (!Flush()) return false;
+        m_bAtEnd = false;
+        size_t nGot = 0;
+        if (n - nDone >= kWindowBytes)
+            nGot = ReadDirectly(pData + nDone, n - nDone);
+        else if (LoadWindow())
+            nGot = TakeFromWindow(pData + nDone, n - nDone);
+        if (nGot == 0) return false;
+        nDone += nGot;
+    }
+    return true;
+}
+
+size_t FileStream::TakeFromWindow(char* pData, size_t n) {
+    const uint64_t nOffset = m_pos - m_posWindow;
+    if (nOffset >= m_nFilled) return 0;
+    const size_t nTaken = std::min<uint64_t>(n, m_nFilled - nOffset);
+    std::memcpy(pData, m_pWindow.get() + nOffset, nTaken);
+    m_pos += nTaken;
+    return nTaken;
+}
+
+size_t FileStream::ReadDirectly(char* pData, size_t n) {
+    const int64_t nGot = m_pEnv->ReadAt(m_nFile, m_pos, pData, n);
+    if (nGot < 0) {
+        Fail();
+        return 0;
+    }
+    m_pos += static_cast<uint64_t>(nGot);
+    return static_cast<size_t>(nGot);
+}
+
+bool FileStream::LoadWindow() {
+    const bool bForward = m_pos - (m_posWindow + m_nFilled) < m_nReadAhead;
+    m_nReadAhead = bForward ? std::min(2 * m_nReadAhead, kWindowBytes) : kLeastReadAhead;
+    MoveWindow(m_pos);
+    const int64_t nGot = m_pEnv->ReadAt(m_nFile, m_pos, m_pWindow.get(), m_nReadAhead);
+    if (nGot < 0) return Fail();
+    m_nFilled = static_cast<uint64_t>(nGot);
+    return nGot > 0;
+}
+
+// --- Writing ---
+
+bool FileStream::WritePastWindow(const char* pData, size_t n) {
+    if (!m_bWritable) {
+        errno = EBADF;
+        return Fail();
+    }
+    if (!Flush()) return false;
+    if (n > kWindowBytes) return WriteDirectly(pData, n);
+    MoveWindow(m_pos);
+    PutInWindow(0, pData, n);
+    return true;
+}
+
+bool FileStream::WriteDirectly(const char* pData, size_t n) {
+    MoveWindow(m_pos);  // what it holds may be written over
+    if (WriteOut(m_pos, pData, n) != n) return false;
+    m_pos += n;
+    return true;
+}
+
+// Writes as much as the system takes; fewer bytes than `n` is a failure.
+uint64_t FileStream::WriteOut(uint64_t pos, const char* pData, size_t n) {
+    size_t nDone = 0;
+    while (nDone < n) {
+        const int64_t nPut = m_pEnv->WriteAt(m_nFile, pos + nDone, pData + nDone, n - nDone);
+        if (nPut == 0) errno = EIO;  // a system that neither writes nor says why
+        if (nPut <= 0) {
+            Fail();
+            break;
+        }
+        nDone += static_cast<size_t>(nPut);
+    }
+    return nDone;
+}
+
+bool FileStream::Flush() {
+    if (!HasWaiting()) return true;
+    m_nWaitBegin +=
+        WriteOut(m_posWindow + m_nWaitBegin, m_pWindow.get() + m_nWaitBegin, m_nWaitEnd - m_nWaitBegin);
+    return !HasWaiting();
+}
+
+bool FileStream::Sync() { return Flush() && (m_pEnv->Sync(m_nFile) || Fail()); }
+
+// --- Positions and size ---
+
+void FileStream::RestorePosition(uint64_t pos) {
+    if (pos == m_pos) return;
+    m_pos = pos;
+    m_bAtEnd = false;
+}
+
+bool FileStream::SeekToPos(uint64_t pos) {
+    if (!m_pEnv->CheckPosition(m_nFile, pos)) return false;
+    RestorePosition(pos);
+    return true;
+}
+
+bool FileStream::GetCurrentPos(unsigned long long& pos) const {
+    if (!m_pEnv->CheckPosition(m_nFile, m_pos)) return false;
+    pos = m_pos;
+    return true;
+}
+
+bool FileStream::SeekToEnd(unsigned long long& pos) {
+    // A run of appended records asks for the end before each one: it is where the waiting bytes end.
+    const bool bKnown = m_bAtEnd && HasWaiting() && WaitingEnd() == m_pos;
+    FileFacts facts;
+    if (!bKnown && !GetFacts(facts)) return false;
+    const uint64_t posEnd = bKnown ? m_pos : facts.nSize;
+    if (!SeekToPos(posEnd)) return false;
+    m_bAtEnd = true;
+    pos = posEnd;
+    return true;
+}
+
+bool FileStream::GetFacts(FileFacts& facts) {
+    FileFacts onDisk;
+    if (!m_pEnv->GetFacts(m_nFile, onDisk)) return false;
+    facts = onDisk;
+    if (HasWaiting()) facts.nSize = std::max(facts.nSize, WaitingEnd());
+    return true;
+}
+
+bool FileStream::SetEOF() {
+    CutWindow(m_pos);
+    const bool bCut = Flush() ? m_pEnv->Truncate(m_nFile, m_pos) : CutBelowWaiting();
+    m_bAtEnd = bCut;
+    return bCut;
+}
+
+// The waiting bytes cannot be written now. When they end at the position, the file will end there as soon as
+// they can; until then it only must not be longer.
+bool FileStream::CutBelowWaiting() {
+    FileFacts facts;
+    if (WaitingEnd() != m_pos || !GetFacts(facts)) return false;
+    return facts.nSize == m_pos || m_pEnv->Truncate(m_nFile, m_pos);
+}
+
+// Forgets everything at and behind `pos`.
+void FileStream::CutWindow(uint64_t pos) {
+    const uint64_t nKept = pos > m_posWindow ? pos - m_posWindow : 0;
+    m_nFilled = std::min(m_nFilled, nKept);
+    m_nWaitEnd = std::max(m_nWaitBegin, std::min(m_nWaitEnd, nKept));
+}
+
+// An empty window; nothing waits any more.
+void FileStream::MoveWindow(uint64_t pos) {
+    m_posWindow = pos;
+    m_nFilled = m_nWaitBegin = m_nWaitEnd = 0;
+}
+
+}  // namespace Kestrova

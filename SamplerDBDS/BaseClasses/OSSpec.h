@@ -1,0 +1,10 @@
+// OSSpec.h - all of the base classes: files, byte order, identities, locks and threads.
+#pragma once
+
+#include "SamplerDBDS/BaseClasses/ByteSwap.h"
+#include "SamplerDBDS/BaseClasses/DBUID.h"
+#include "SamplerDBDS/BaseClasses/LogErrno.h"
+#include "SamplerDBDS/BaseClasses/XFile.h"
+#include "SamplerDBDS/BaseClasses/XFileReader.h"
+#include "SamplerDBDS/BaseClasses/XLock.h"
+#include "SamplerDBDS/BaseClasses/XThread.h"
