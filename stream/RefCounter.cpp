@@ -1,0 +1,29 @@
+#include "stream/RefCounter.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <limits>
+
+namespace Kestrova {
+
+uint32_t MemAllocator::AddRef() { return m_refs.Increment(); }
+
+uint32_t MemAllocator::Release() {
+    const uint32_t nRefs = m_refs.Decrement();
+    if (nRefs == 0) delete this;
+    return nRefs;
+}
+
+void* MemAllocator::Alloc(unsigned long nSize) { return Realloc(nullptr, nSize); }
+
+void* MemAllocator::Realloc(void* p, unsigned long nSize) {
+    // What no object can span is refused here: some malloc replacements end the program when asked for it.
+    if (nSize > std::numeric_limits<std::ptrdiff_t>::max()) return nullptr;
+    if (nSize != 0) return std::realloc(p, nSize);
+    std::free(p);
+    return nullptr;
+}
+
+void MemAllocator::Free(void* p) { std::free(p); }
+
+}  // namespace Kestrova
