@@ -1,0 +1,94 @@
+// BlockSort.h - the Burrows-Wheeler transform of a block, both ways.
+#pragma once
+
+#include <span>
+
+#include "codec/WaveFormat.h"
+
+namespace Kestrova {
+
+inline constexpr uint32_t kOvershootBytes = 20;  // copied behind a block, so that comparing needs no wrapping
+
+// The large arrays of a sort, part of the compressor's working storage.
+struct BlockSortArrays {
+    uint8_t block[1 + WaveFormat::kBlockSize + kOvershootBytes];  // [0]: a copy of the block's last byte
+    uint16_t quadrant[WaveFormat::kBlockSize + kOvershootBytes];  // ranks found so far, per position
+    uint32_t order[WaveFormat::kBlockSize];                       // starts of the rotations in sorted order
+    uint32_t radix[0x10000 + 1];                                  // first place of each two-byte bucket
+};
+
+// Sorts the rotations of one block. Which steps are taken in which order decides when the work limit is
+// reached, and with it the bytes of the stream: an "improvement" of a step must keep their order.
+class BlockSorter {
+public:
+    // Does not own the arrays.
+    explicit BlockSorter(BlockSortArrays& arrays);
+
+    // Sorts the nCount (1 or more) bytes from arrays.block[1] on into arrays.order. A block that takes too
+    // long is randomised, in place and in `used`, and sorted anew. False: the stack of ranges overflowed.
+    bool doReversibleTransformation(uint32_t nCount, bool (&used)[WaveFormat::kByteValues]);
+
+    uint32_t GetOrigin() const { return m_iOrigin; }  // place of the block itself among its rotations
+    bool IsRandomised() const { return m_bRandomised; }
+
+private:
+    struct Range {
+        int32_t lo, hi;  // places in the order, both included
+        int32_t depth;   // leading bytes that are equal in all of them
+    };
+    class RangeStack;
+
+    void Randomise(bool (&used)[WaveFormat::kByteValues]);
+    bool FindOrigin();
+
+    void sortIt();
+    void CopyOvershoot();
+    void FillBuckets();
+    void SortGroups();
+    bool SortBucketsOf(uint32_t group);
+    void RankGroup(uint32_t group);
+    void DeriveBucketsEndingIn(uint32_t group, const bool (&done)[WaveFormat::kByteValues]);
+
+    uint32_t BucketStart(uint32_t bucket) const;
+    uint32_t GroupSize(uint32_t group) const;
+
+    void qSort3(int32_t lo, int32_t hi, int32_t depth);
+    void PartitionInto(RangeStack& ranges, Range range);
+    uint8_t PivotOf(Range range) const;
+    void vswap(int32_t i1, int32_t i2, int32_t n);
+    void simpleSort(int32_t lo, int32_t hi, int32_t depth);
+    void InsertDown(int32_t iPlace, int32_t iLowest, int32_t step, int32_t depth);
+    bool fullGtU(uint32_t i1, uint32_t i2);
+    bool RestGreater(uint32_t i1, uint32_t i2);
+    bool AreEqual(uint32_t i1, uint32_t i2, uint32_t nStride) const;
+    bool AreFourEqual(uint32_t i1, uint32_t i2) const;
+    bool IsGreaterInFour(uint32_t i1, uint32_t i2) const;
+
+    uint32_t Wrapped(uint32_t i) const { return i < m_nCount ? i : i - m_nCount; }
+
+    bool MustGiveUp() const { return m_bError || (m_nWork > m_nWorkLimit && m_bFirstAttempt); }
+
+    uint8_t* const m_block;  // [-1] is the copy of the last byte
+    uint16_t* const m_quadrant;
+    uint32_t* const m_order;
+    uint32_t* const m_radix;
+    uint32_t m_nCount = 0;
+    uint32_t m_iOrigin = 0;
+    uint64_t m_nWork = 0, m_nWorkLimit = 0;
+    bool m_bFirstAttempt = true, m_bRandomised = false, m_bError = false;
+};
+
+// The large arrays of the inverse, part of the expander's working storage.
+struct BlockUnsortArrays {
+    uint32_t forward[WaveFormat::kBlockSize];   // to the rotation that starts one byte later
+    uint32_t backward[WaveFormat::kBlockSize];  // to the one that starts one byte earlier
+};
+
+// Puts the nCount bytes of a block, which stand in the order of their rotations, back into their own order.
+//   iOrigin: place of the block itself among its rotations, below nCount
+//   counts:  how often each byte value occurs in the block
+// Any bytes and any origin give a result; whether it was meant is for the CRC to say.
+void UnsortBlock(uint8_t* pBlock, uint32_t nCount, uint32_t iOrigin,
+                 const uint32_t (&counts)[WaveFormat::kByteValues], BlockUnsortArrays& arrays);
+
+}  // namespace Kestrova

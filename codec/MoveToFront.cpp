@@ -1,0 +1,71 @@
+#include "codec/MoveToFront.h"
+
+namespace Kestrova {
+namespace {
+
+using namespace WaveFormat;
+
+// Counts the symbols it appends.
+class SymbolSink {
+public:
+    SymbolSink(uint16_t* pSymbols, uint32_t* pFrequencies)
+        : m_pSymbols(pSymbols), m_pFrequencies(pFrequencies) {}
+
+    void Put(unsigned symbol) {
+        m_pSymbols[m_nCount++] = static_cast<uint16_t>(symbol);
+        ++m_pFrequencies[symbol];
+    }
+
+    // A run of n zeros in bijective base 2, its lowest digit first.
+    void PutRun(uint32_t n) {
+        for (; n > 0; n = (n - 1) / 2) Put(n % 2 == 1 ? kRunA : kRunB);
+    }
+
+    size_t GetCount() const { return m_nCount; }
+
+private:
+    uint16_t* m_pSymbols;
+    uint32_t* m_pFrequencies;
+    size_t m_nCount = 0;
+};
+
+}  // namespace
+
+MoveToFrontList MoveToFrontList::OfNumbers(unsigned n) {
+    MoveToFrontList list;
+    for (; list.m_nCount < n; ++list.m_nCount)
+        list.m_list[list.m_nCount] = static_cast<uint8_t>(list.m_nCount);
+    return list;
+}
+
+MoveToFrontList MoveToFrontList::OfUsed(const bool (&used)[kByteValues]) {
+    MoveToFrontList list;
+    for (unsigned ch = 0; ch < kByteValues; ++ch)
+        if (used[ch]) list.m_list[list.m_nCount++] = static_cast<uint8_t>(ch);
+    return list;
+}
+
+SymbolList generateMTFValues(std::span<const uint32_t> order, const uint8_t* pBlock,
+                             const bool (&used)[kByteValues], uint16_t* pSymbols) {
+    MoveToFrontList list = MoveToFrontList::OfUsed(used);
+    SymbolList result;
+    result.nAlphabet = list.GetCount() + 2;
+    SymbolSink sink(pSymbols, result.frequencies);
+    uint32_t nRun = 0;
+    for (const uint32_t iStart : order) {
+        const uint8_t ch = (pBlock + iStart)[-1];
+        if (ch == list.Front()) {
+            ++nRun;
+            continue;
+        }
+        sink.PutRun(nRun);
+        nRun = 0;
+        sink.Put(list.Find(ch) + 1);
+    }
+    sink.PutRun(nRun);
+    sink.Put(result.nAlphabet - 1);
+    result.symbols = {pSymbols, sink.GetCount()};
+    return result;
+}
+
+}  // namespace Kestrova

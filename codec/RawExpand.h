@@ -1,0 +1,24 @@
+// RawExpand.h - turns one compressed wave back into its sample bytes.
+#pragma once
+
+namespace Kestrova {
+
+class StreamBuffer;
+
+// All work happens in the constructor; the object holds nothing afterwards.
+// Threads: none of its own; several may expand at once into buffers of their own.
+// Memory:  about 8 MB of working storage during the call, and at most `size` bytes of output.
+class CRawExpand {
+public:
+    // Appends the first `size` bytes of the wave held in `in` to `out`, then undoes the delta filter there.
+    //   in:   the whole compressed stream and nothing behind it; not changed, its position is not used
+    //   out:  must start empty, because the filter is undone from its first byte on
+    //   bits: sample width, 16, 24 or 32; the top bit is ignored
+    //   size: bytes wanted; the wave may be longer (the rest is checked and dropped) but not shorter
+    // Never throws. Nothing is touched when there is no input, no `out`, size is 0 or the working storage
+    // cannot be had; every other failure (damaged stream, trailing bytes, short or failed write, width)
+    // leaves `out` empty, which is how the caller learns of it.
+    CRawExpand(StreamBuffer* in, StreamBuffer* out, unsigned int bits, unsigned long size);
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+
+#include "codec/MoveToFront.h"
+#include "tests/codec/CodecTestSupport.h"
+#include "tests/support/WaveStreamBuilder.h"
+
+namespace Kestrova::Test {
+namespace {
+
+TEST(MoveToFrontListTest, TakingMovesToTheFrontAndFindingUndoesIt) {
+    std::vector<uint8_t> model(256);
+    std::iota(model.begin(), model.end(), uint8_t{0});
+    MoveToFrontList taken = MoveToFrontList::OfNumbers(256), found = MoveToFrontList::OfNumbers(256);
+    for (unsigned i = 0; i < 2000; ++i) {
+        const unsigned iPlace = i < 256 ? i : Noise(2000)[i];
+        const uint8_t ch = model[iPlace];
+        std::rotate(model.begin(), model.begin() + iPlace, model.begin() + iPlace + 1);
+        ASSERT_EQ(ch, taken.TakeAt(iPlace));
+        ASSERT_EQ(ch, taken.Front());
+        ASSERT_EQ(iPlace, found.Find(ch));
+    }
+}
+
+TEST(MoveToFrontListTest, HoldsTheUsedBytesInAscendingOrder) {
+    bool used[256] = {};
+    used[3] = used[200] = used[255] = true;
+    MoveToFrontList list = MoveToFrontList::OfUsed(used);
+    EXPECT_EQ(3u, list.GetCount());
+    EXPECT_EQ(2u, list.Find(255));
+    EXPECT_EQ(2u, list.Find(200));
+    EXPECT_EQ(2u, list.Find(3));
+}
+
+TEST(RunLengthTest, AddsUpBijectiveBaseTwo) {
+    for (uint32_t n = 0; n < 3000; ++n) {
+        RunLength run;
+        for (const unsigned symbol : RunSymbols(n)) run.Add(symbol);
+        ASSERT_EQ(n, run.Get());
+    }
+}
+
+TEST(RunLengthTest, HoldsTheLargestBlockAndStaysTooLongBeyondIt) {
+    RunLength run;
+    for (const unsigned symbol : RunSymbols(WaveFormat::kBlockSize)) run.Add(symbol);
+    EXPECT_EQ(WaveFormat::kBlockSize, run.Get());
+    for (int i = 0; i < 1000; ++i) {
+        run.Add(WaveFormat::kRunB);
+        ASSERT_GT(run.Get(), WaveFormat::kBlockSize);
+    }
+    run.Reset();
+    EXPECT_EQ(0u, run.Get());
+}
+
+struct SymbolCase {
+    const char* pszWhy;
+    const char* pszSorted;
+    std::vector<uint16_t> symbols;
+};
+
+// The bytes before the rotations are laid out so that rotation i is preceded by byte i of the text.
+std::vector<uint16_t> SymbolsOf(const std::string& strSorted, SymbolList& list,
+                                std::vector<uint16_t>& storage) {
+    Bytes block(strSorted.begin(), strSorted.end());
+    std::vector<uint32_t> order(block.size());
+    std::iota(order.begin(), order.end(), 0u);
+    bool used[256] = {};
+    for (const uint8_t ch : block) used[ch] = true;
+    storage.assign(block.size() + 1, 0xFFFF);
+    list = generateMTFValues(order, block.data() + 1, used, storage.data());
+    return {list.symbols.begin(), list.symbols.end()};
+}
+
+TEST(GenerateMTFValuesTest, CodesRunsOfTheFrontByteAndEndsTheBlock) {
+    const SymbolCase cases[] = {
+        {"one byte used", "a", {0, 2}},
+        {"runs 1 to 7 are A, B, AA, BA, AB, BB, AAA", "aaaaaaa", {0, 0, 0, 2}},
+        {"a run of 4", "aaaa", {1, 0, 2}},
+        {"no run", "ba", {2, 2, 3}},
+        {"a run inside", "abbba", {0, 2, 1, 2, 3}},
+        {"a run at the end", "baa", {2, 2, 0, 3}},
+        {"higher indices", "cba", {3, 3, 3, 4}},
+    };
+    for (const SymbolCase& row : cases) {
+        SCOPED_TRACE(row.pszWhy);
+        SymbolList list;
+        std::vector<uint16_t> storage;
+        EXPECT_EQ(row.symbols, SymbolsOf(row.pszSorted, list, storage));
+        EXPECT_EQ(row.symbols.back() + 1u, list.nAlphabet);
+    }
+}
+
+TEST(GenerateMTFValuesTest, CountsEverySymbol) {
+    SymbolList list;
+    std::vector<uint16_t> storage;
+    const std::vector<uint16_t> symbols = SymbolsOf("mississippi", list, storage);
+    for (unsigned symbol = 0; symbol < WaveFormat::kMaxAlphabet; ++symbol)
+        EXPECT_EQ(static_cast<uint32_t>(std::count(symbols.begin(), symbols.end(), symbol)),
+                  list.frequencies[symbol]);
+}
+
+}  // namespace
+}  // namespace Kestrova::Test
