@@ -1,0 +1,377 @@
+#include "SamplerDBDS/DataBase/SDBEngine.h"
+
+#include <strings.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+#include "SamplerDBDS/BaseClasses/LogErrno.h"
+#include "SamplerDBDS/DataBase/SDBNoteWalk.h"
+
+namespace Kestrova {
+
+namespace {
+
+// Holds the file's stream lock for a scope.
+class CStreamHold {
+public:
+    explicit CStreamHold(CXFile& file) : m_file(file) { m_file.Lock(); }
+    ~CStreamHold() { m_file.Unlock(); }
+    CStreamHold(const CStreamHold&) = delete;
+    CStreamHold& operator=(const CStreamHold&) = delete;
+
+private:
+    CXFile& m_file;
+};
+
+// Writes the body of a raw note.
+struct CRawBody {
+    CXFile& file;
+    const void* pBytes;
+    uint32_t nSize;
+
+    bool operator()() const { return file.Write(pBytes, nSize); }
+};
+
+// The note that a record becomes; false when its body is larger than a note can be.
+bool DescribeRecord(CSDBInterpreter& interp, SDBNOTE& note) {
+    const unsigned long nSize = interp.GetSize();
+    if (nSize > UINT32_MAX) return false;
+    note.nSize = static_cast<uint32_t>(nSize);
+    note.nType = interp.GetType();
+    note.idNote = interp.GetID();
+    note.idParent = interp.GetParentID();
+    return true;
+}
+
+}  // namespace
+
+// --- Lifecycle ---
+
+CSDB::~CSDB() { Close(true); }
+
+bool CSDB::Create(const char* pszPath, uint32_t nFormat) {
+    std::string strPath = pszPath != nullptr ? pszPath : "";  // a copy: Close may take the caller's text away
+    Close(false);
+    m_identity.CreateDBUID(strPath.c_str());
+    m_strPath = std::move(strPath);
+    m_nFormat = nFormat;
+    m_lock.Create();
+    Lock();
+    const bool bDone = CreateFile();
+    Unlock();
+    if (!bDone) Close(false);
+    return bDone;
+}
+
+// Opened first as it is, so that a file that another holds keeps its bytes.
+bool CSDB::CreateFile() {
+    if (!m_file.Open(m_strPath.c_str(), 1) && (errno != ENOENT || !m_file.Create(m_strPath.c_str())))
+        return false;
+    if (!m_file.TryLockFile() || !m_file.SeekToPos(0) || !m_file.SetEOF()) return false;
+    if (!m_file.Write(&m_nFormat, sizeof m_nFormat) || !m_identity.WriteToDB(&m_file) || !m_file.Flush())
+        return false;
+    m_bWritable = true;
+    return m_keys.Rebuild(m_file, m_bDirty);
+}
+
+bool CSDB::Open(const char* pszPath, uint32_t nFormat, bool bWritable) {
+    std::string strPath = pszPath != nullptr ? pszPath : "";
+    Close(false);
+    m_strPath = std::move(strPath);
+    m_nFormat = nFormat;
+    m_lock.Create();
+    Lock();
+    const bool bDone = OpenFile(bWritable);
+    Unlock();
+    if (!bDone) Close(false);
+    return bDone;
+}
+
+// Dirty and writable only when all else is well: a file that does not open is never rolled back.
+bool CSDB::OpenFile(bool bWritable) {
+    uint32_t nFormat = 0;
+    bool bDirty = false;
+    if (!m_identity.GetDBUID(m_strPath.c_str()) || !m_file.Open(m_strPath.c_str(), bWritable) ||
+        !m_file.Read(&nFormat, sizeof nFormat) || nFormat != m_nFormat || !m_keys.Rebuild(m_file, bDirty))
+        return false;
+    m_bDirty = bDirty;
+    m_bWritable = bWritable;
+    return true;
+}
+
+bool CSDB::Close(bool bCommit) {
+    const bool bDone = !IsOpen() || ProcessFile(bCommit ? kSdbStateDeleted : kSdbStateNew);
+    m_file.Close();
+    m_keys.Clear();
+    ReleaseHolds();
+    m_lock.Destroy();
+    m_identity = {};
+    m_strPath.clear();
+    m_bDirty = m_bWritable = m_bChanged = false;
+    m_posCut = kNoCut;
+    return bDone;
+}
+
+bool CSDB::SameFile(const char* pszPath) {
+    if (pszPath == nullptr || !IsOpen()) return false;
+    if (strcasecmp(pszPath, GetPath()) == 0) return true;
+    CXFile other;
+    FileFacts ours, others;
+    return other.Open(pszPath, 0) && other.GetFacts(others) && m_file.GetFacts(ours) &&
+           ours.IsSameFile(others);
+}
+
+// --- The engine lock ---
+
+void CSDB::Lock() {
+    m_lock.Lock();
+    m_holder = std::this_thread::get_id();
+    ++m_nHolds;
+}
+
+void CSDB::Unlock() {
+    const bool bTell = m_bChanged && m_pChangeCallback != nullptr;
+    if (--m_nHolds == 0) m_holder = std::thread::id();
+    m_lock.Unlock();
+    if (bTell) m_pChangeCallback(this, m_nChangeUser);
+}
+
+// What the calling thread still holds, as a failed Save leaves it: a mutex cannot be destroyed while held.
+void CSDB::ReleaseHolds() {
+    if (m_holder != std::this_thread::get_id()) return;
+    m_holder = std::thread::id();
+    for (; m_nHolds > 0; --m_nHolds) m_lock.Unlock();
+}
+
+void CSDB::SetChangeCallback(ChangeCallback pCallback, uint32_t nUser) {
+    m_pChangeCallback = pCallback;
+    m_nChangeUser = nUser;
+}
+
+void CSDB::SetChanged() { m_bDirty = m_bChanged = true; }
+
+// --- Reading ---
+
+bool CSDB::ReadNote(CSDBInterpreter* interp) {
+    const CStreamHold hold(m_file);
+    const SDBNOTE* const note = GetNoteByID(interp->GetID());
+    if (note == nullptr || note->nType != interp->GetType()) return false;
+    ReadBody(*note, interp);  // deliberate: its result is not ours
+    return true;
+}
+
+bool CSDB::ReadWholeNote(CSDBInterpreter* interp) {
+    const CStreamHold hold(m_file);
+    const SDBNOTE* const note = GetNoteByID(interp->GetID());
+    return note != nullptr && note->nType == interp->GetType() && ReadBody(*note, interp);
+}
+
+bool CSDB::ReadBody(const SDBNOTE& note, CSDBInterpreter* interp) {
+    interp->SetParentID(note.idParent);
+    unsigned long long pos = 0;
+    if (!m_file.GetCurrentPos(pos)) logerrno("%s getpos", GetPath());
+    pos = note.PosBody();
+    if (!m_file.SeekToPos(pos)) {
+        logerrno("%s seek(%llu)", GetPath(), pos);
+        return false;
+    }
+    return interp->Read(&m_file, note.nSize);
+}
+
+bool CSDB::ReadNote(uint32_t id, SDBNOTE* out, void** body) {
+    *body = nullptr;
+    if (!IsOpen()) return false;
+    m_file.Lock();
+    const SDBNOTE* const note = GetNoteByID(id);
+    if (note == nullptr) return false;  // deliberate: the stream lock stays taken
+    *out = *note;
+    const bool bRead = ReadRawBody(*note, body);
+    m_file.Unlock();
+    return bRead;
+}
+
+bool CSDB::ReadRawBody(const SDBNOTE& note, void** body) {
+    if (note.nSize == 0) return true;
+    if (!HasWholeBody(m_file, note)) return false;
+    void* const pBytes = std::malloc(note.nSize);
+    if (pBytes == nullptr) return false;
+    if (!m_file.SeekToPos(note.PosBody()) || !m_file.Read(pBytes, note.nSize)) {
+        std::free(pBytes);
+        return false;
+    }
+    *body = pBytes;
+    return true;
+}
+
+// --- Writing ---
+
+bool CSDB::AddNewNote(SDBNOTE* note, const void* body) {
+    const CRawBody raw{m_file, body, note->nSize};
+    return Add(*note, std::cref(raw));
+}
+
+bool CSDB::AddNewNote(CSDBInterpreter* interp) {
+    SDBNOTE note;
+    if (!DescribeRecord(*interp, note) || !Add(note, [&] { return interp->Write(&m_file); })) return false;
+    interp->SetID(note.idNote);
+    return true;
+}
+
+bool CSDB::ChangeNote(SDBNOTE* note, const void* body) {
+    const CRawBody raw{m_file, body, note->nSize};
+    return Change(*note, std::cref(raw));
+}
+
+bool CSDB::ChangeNote(CSDBInterpreter* interp) {
+    SDBNOTE note;
+    const SDBNOTE* const old = GetNoteByID(interp->GetID());
+    return old != nullptr && old->nType == interp->GetType() && DescribeRecord(*interp, note) &&
+           Change(note, [&] { return interp->Write(&m_file); });
+}
+
+bool CSDB::Add(SDBNOTE& note, const BodyWriter& writeBody) {
+    if (!m_bWritable) return false;
+    if (note.idParent != kSdbNoID && GetNoteByID(note.idParent) == nullptr) return false;
+    if (!m_keys.TakeNewID(note.idNote) || !WriteNoteAtEnd(note, writeBody)) return false;
+    if (!m_keys.Append(note)) {
+        CutBack(note.posHeader);
+        return false;
+    }
+    SetChanged();
+    return true;
+}
+
+bool CSDB::Change(SDBNOTE& note, const BodyWriter& writeBody) {
+    const SDBNOTE* const old = GetNoteByID(note.idNote);
+    if (!m_bWritable || old == nullptr || !WriteNoteAtEnd(note, writeBody)) return false;
+    const bool bMarked = WriteState(*old, old->nState | kSdbStateDeleted);
+    if (!bMarked || !m_keys.Append(note)) {
+        if (bMarked) WriteState(*old, old->nState);
+        CutBack(note.posHeader);
+        return false;
+    }
+    m_keys.MarkDeleted(old);
+    SetChanged();
+    return true;
+}
+
+// Header and body behind the last note. On failure nothing is left of them. A body that is not as long as
+// its header says would displace every note behind it, so that is a failure too.
+bool CSDB::WriteNoteAtEnd(SDBNOTE& note, const BodyWriter& writeBody) {
+    unsigned long long pos = 0;
+    if (!FinishCut() || !m_file.SeekToEnd(pos)) return false;
+    note.nState = kSdbStateNew;
+    note.posHeader = pos;
+    const NoteHeaderBytes header = EncodeNoteHeader(note);
+    if (m_file.Write(header.data(), header.size()) && writeBody() && m_file.GetCurrentPos(pos) &&
+        pos == note.PosEnd())
+        return true;
+    CutBack(note.posHeader);
+    return false;
+}
+
+// Cuts off what a failed append left; a cut that fails is tried again before anything is appended or settled.
+void CSDB::CutBack(uint64_t pos) {
+    m_posCut = pos;
+    FinishCut();
+}
+
+bool CSDB::FinishCut() {
+    if (m_posCut == kNoCut) return true;
+    if (!m_file.SeekToPos(m_posCut) || !m_file.SetEOF()) return false;
+    m_posCut = kNoCut;
+    return true;
+}
+
+// A header listed by a wrong quick-load table can lie beyond the file, which must not grow for that.
+bool CSDB::WriteState(const SDBNOTE& note, uint8_t nState) {
+    unsigned long long nSize = 0;
+    return m_file.GetSize(nSize) && note.PosBody() <= nSize && m_file.SeekToPos(note.posHeader) &&
+           m_file.Write(&nState, sizeof nState);
+}
+
+bool CSDB::MarkDeleted(const SDBNOTE* note) {
+    if (!WriteState(*note, note->nState | kSdbStateDeleted)) return false;
+    m_keys.MarkDeleted(note);
+    SetChanged();
+    return true;
+}
+
+bool CSDB::DeleteNoteByID(uint32_t id) {
+    const SDBNOTE* const note = GetNoteByID(id);
+    return m_bWritable && note != nullptr && MarkDeleted(note) && DeleteNoteByParentID(id);
+}
+
+bool CSDB::DeleteNoteByParentID(uint32_t idParent) {
+    try {
+        return m_bWritable && MarkDescendants(idParent);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+// Depth first without recursion, for parent chains of any depth. A deleted note still leads to its siblings;
+// each note dies once, so cycles end.
+bool CSDB::MarkDescendants(uint32_t idParent) {
+    bool bAll = true;
+    std::vector<const SDBNOTE*> arPath;
+    const SDBNOTE* note = GetFirstNote(idParent, kSdbAny);
+    while (note != nullptr || !arPath.empty()) {
+        if (note == nullptr) {
+            note = GetNextNote(arPath.back(), kSdbAny);
+            arPath.pop_back();
+        } else if (MarkDeleted(note)) {
+            arPath.push_back(note);
+            note = GetFirstNote(note->idNote, kSdbAny);
+        } else {
+            bAll = false;
+            note = GetNextNote(note, kSdbAny);
+        }
+    }
+    return bAll;
+}
+
+bool CSDB::UpdateDBUID(const DBUID* id) {
+    if (!IsOpen() || !m_bWritable) return false;
+    DBUID identity;
+    if (id != nullptr)
+        identity = *id;
+    else
+        identity.CreateDBUID(GetPath());
+    m_identity = identity;
+    return m_identity.WriteToDB(&m_file) && m_file.Flush();
+}
+
+// --- Files that are not open here ---
+
+bool CSDB::IsHeld(const char* pszPath) {
+    CXFile file;
+    return file.Open(pszPath, 0) && !file.TryLockFile();
+}
+
+namespace {
+
+bool IsInterrupted(CXFile& file, uint32_t nFormat) {
+    unsigned long long nSize = 0;
+    if (!file.GetSize(nSize)) return false;
+    if (nSize == 0) return true;
+    uint32_t nFileFormat = 0;
+    if (!file.Read(&nFileFormat, sizeof nFileFormat) || nFileFormat != nFormat) return false;
+    CSDBNoteWalk walk(file);
+    SDBNOTE first;
+    return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();
+}
+
+}  // namespace
+
+bool CSDB::HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
+    if (!file.Open(pszPath, 0)) return false;
+    if (file.TryLockFile() && IsInterrupted(file, nFormat)) return true;
+    file.Close();
+    return false;
+}
+
+}  // namespace Kestrova

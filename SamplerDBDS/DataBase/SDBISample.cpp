@@ -1,0 +1,224 @@
+#include "SamplerDBDS/DataBase/SDBISample.h"
+
+#include <cstring>
+#include <utility>
+
+#include "SamplerDBDS/DataBase/SDBOrder.h"
+#include "SamplerDBDS/DataBase/SDBRecordFields.h"
+#include "codec/RawCompress.h"
+#include "codec/RawExpand.h"
+#include "stream/StreamBuffer.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr char kSourceUnit[] = "SamplerDBDS/DataBase/SDBInterpreter";
+constexpr uint64_t kMaxGuardedFrame = 0x10000;  // bytes
+
+// The widths that the wave codec knows.
+bool IsCodecWidth(uint32_t nFormat) {
+    const uint32_t nBits = nFormat & ~kSampleFormatFlag;
+    return nBits == 16 || nBits == 24 || nBits == 32;
+}
+
+// Compresses a copy of the wave, since the compressor filters its input in place. Empty when compression
+// gives nothing or memory runs out.
+void Compress(const CSDBISampleBase::Info& info, StreamBuffer& packed) {
+    try {
+        StreamBuffer scratch;
+        scratch.Write(info.pWave, info.lWave);
+        CRawCompress(&scratch, &packed, info.nFormat);
+    } catch (const StreamBufferException&) {
+        packed.Seek(0, 0);
+        packed.EndAtPos();
+    }
+}
+
+}  // namespace
+
+uint64_t CSDBISampleBase::GetStatedBytes() const {
+    const uint64_t nFrame = GetFrameBytes();
+    if (m_info.nFrames != 0 && nFrame > UINT64_MAX / m_info.nFrames) return UINT64_MAX;
+    return nFrame * m_info.nFrames;
+}
+
+SDBLOOP* CSDBISampleBase::GetLoops() { return reinterpret_cast<SDBLOOP*>(m_loops.Data()); }
+
+const SDBLOOP* CSDBISampleBase::GetLoops() const { return reinterpret_cast<const SDBLOOP*>(m_loops.Data()); }
+
+bool CSDBISampleBase::AllocLoops(uint32_t count) {
+    const bool bHave = m_loops.Alloc(uint64_t{count} * sizeof(SDBLOOP));
+    m_info.cLayerLoops = bHave ? count : 0;
+    return bHave;
+}
+
+void CSDBISampleBase::CopyHeader(const CSDBISampleBase& source) {
+    const Info& from = source.m_info;
+    CopyStgStr(m_info.szName, from.szName);
+    m_info.nFormat = from.nFormat;
+    m_info.nChannels = from.nChannels;
+    m_info.nFrames = from.nFrames;
+    m_info.nRootKey = from.nRootKey;
+    m_info.nFineTune = from.nFineTune;
+    m_info.nFurther = from.nFurther;
+}
+
+void CSDBISampleBase::MoveOwned(CSDBISampleBase& source) {
+    m_loops = std::move(source.m_loops);
+    m_info.cLayerLoops = std::exchange(source.m_info.cLayerLoops, 0);
+    m_params = std::move(source.m_params);
+    m_pars.MoveFrom(source.m_pars);
+}
+
+bool CSDBISampleBase::CopyOwned(const CSDBISampleBase& source) {
+    if (!AllocLoops(source.m_info.cLayerLoops)) return false;
+    if (m_info.cLayerLoops > 0) std::memcpy(m_loops.Data(), source.m_loops.Data(), m_loops.Size());
+    return m_params.Copy(source.m_params.Data(), source.m_params.Size()) &&
+           CopyStgPars(m_pars, source.m_pars.Data(), source.m_pars.Size());
+}
+
+uint64_t CSDBISampleBase::GetGuardBytes() const {
+    const uint64_t nFrame = GetFrameBytes();
+    return m_bGuarded && nFrame <= kMaxGuardedFrame ? nFrame * kWaveGuardFrames : 0;
+}
+
+bool CSDBISampleBase::SmplMemAlloc() {
+    KV_ASSERT_TEXT(m_info.pWave == nullptr, "m_info.pWave == NULL");
+    KV_ASSERT(m_info.lWave > 0);
+    const uint64_t nGuard = GetGuardBytes();
+    if (!m_wave.Alloc(m_info.lWave + 2 * nGuard)) return false;
+    m_info.pWave = m_wave.Data() + nGuard;
+    return true;
+}
+
+void CSDBISampleBase::FreeWave() {
+    m_wave.Free();
+    m_info.pWave = nullptr;
+}
+
+void CSDBISampleBase::Reset(const Info& info) {
+    FreeWave();
+    m_loops.Free();
+    m_params.Free();
+    m_pars.Free();
+    m_info = info;
+}
+
+CSDBISample::CSDBISample(uint32_t id, uint32_t parentID, LOADTYPE loadType)
+    : CSDBISampleBase(id, parentID, loadType == kLoadWave), m_loadType(loadType) {
+    Clear(true);
+}
+
+void CSDBISample::Clear(bool) {
+    Info info;
+    info.nSampleRate = 44100;
+    info.nFormat = 16;
+    info.nChannels = 2;
+    Reset(info);
+    m_szFile[0] = '\0';
+    m_lStored = 0;
+}
+
+template <class TSelf, class TCodec>
+bool CSDBISample::Header(TSelf& self, TCodec& codec) {
+    return codec.Text(self.m_info.szName) && codec.Text(self.m_szFile) &&
+           codec.Word(self.m_info.nSampleRate) && codec.Word(self.m_info.nFormat) &&
+           codec.Word(self.m_info.nChannels) && codec.Word(self.m_info.nFrames) &&
+           codec.Word(self.m_info.nRootKey) && codec.Word(self.m_info.nFineTune) &&
+           codec.Word(self.m_info.nFurther) && codec.Block(self.m_params) &&
+           codec.Word(self.m_info.cLayerLoops) && codec.LoopEntries(self) && codec.Word(self.m_lStored) &&
+           codec.Word(self.m_info.lWave);
+}
+
+// A window instead of the whole body in memory: the wave, which is most of it, is skipped or goes straight to
+// where it is wanted.
+bool CSDBISample::Read(CXFile* file, unsigned long size) {
+    Clear(false);
+    if (!file) return false;
+    CBodyReader reader(*file, size);
+    CFieldDecoder decoder(reader);
+    return Header(*this, decoder) && ReadWave(reader) && decoder.Tail(m_pars);
+}
+
+// Where only the header of an external file is wanted, what is wrong with that file, or its name, is no failure
+// of the record: its body was decoded whole.
+bool CSDBISample::ReadWave(CBodyReader& reader) {
+    if (m_lStored == 0 && (m_loadType == kLoadStored || m_loadType == kLoadInfo)) {
+        GetExtFileInfo();
+        return true;
+    }
+    switch (m_loadType) {
+        case kLoadStored: return ReadIntWave(reader);
+        case kLoadInfo: return reader.Skip(m_lStored);
+        case kLoadWave: return m_lStored != 0 ? ReadIntWave(reader) : GetExtFileInfo() && GetExtFileData();
+        default: return true;
+    }
+}
+
+bool CSDBISample::ReadIntWave(CBodyReader& reader) {
+    if (m_lStored == 0 || m_info.lWave == 0 || !reader.HasRoom(m_lStored)) return false;
+    if (m_lStored == m_info.lWave) {
+        const bool bRead = SmplMemAlloc() && reader.Read(m_info.pWave, m_info.lWave);
+        if (!bRead) FreeWave();
+        return bRead;
+    }
+    CStgBlock packed;
+    return packed.Alloc(m_lStored) && reader.Read(packed.Data(), packed.Size()) && ExpandWave(packed);
+}
+
+bool CSDBISample::ExpandWave(const CStgBlock& packed) {
+    if (!IsCodecWidth(m_info.nFormat)) return false;  // the expander divides by the width
+    StreamBuffer in(packed.Data(), packed.Size());
+    StreamBuffer out;
+    CRawExpand(&in, &out, m_info.nFormat, m_info.lWave);
+    if (out.GetSize() != m_info.lWave || !SmplMemAlloc()) return false;
+    std::memcpy(m_info.pWave, out.GetBuffer(), m_info.lWave);
+    return true;
+}
+
+bool CSDBISample::Write(CXFile* file) {
+    if (!file) return false;
+    CFieldEncoder encoder(*file);
+    return Header(std::as_const(*this), encoder) && (m_lStored == 0 || WriteIntWave(file)) &&
+           encoder.Tail(m_pars);
+}
+
+unsigned long CSDBISample::GetSize() {
+    CFieldCounter counter;
+    Header(std::as_const(*this), counter);
+    counter.Add(m_lStored);
+    counter.Tail(m_pars);
+    return counter.Count();
+}
+
+int CSDBISample::Compare(CSDBInterpreter& other) {
+    const CSDBISample& second = SameClass<CSDBISample>(other);
+    const Info& a = m_info;
+    const Info& b = second.m_info;
+    return FirstDifference({OrderTexts(a.szName, b.szName), OrderTexts(m_szFile, second.m_szFile),
+                            Order(a.lWave, b.lWave), Order(a.nSampleRate, b.nSampleRate),
+                            Order(a.nFormat, b.nFormat)});
+}
+
+void CSDBISample::CalcCompressSize() {
+    m_lStored = m_info.lWave;
+    if (!m_info.pWave) return;
+    StreamBuffer packed;
+    Compress(m_info, packed);
+    if (packed.GetSize() > 0 && packed.GetSize() <= UINT32_MAX)
+        m_lStored = static_cast<uint32_t>(packed.GetSize());
+}
+
+bool CSDBISample::WriteIntWave(CXFile* file) const {
+    if (!file || m_lStored == 0 || !m_info.pWave) return false;
+    if (m_lStored == m_info.lWave) {
+        const uint32_t nSample = GetSampleBytes();
+        // Quirk: whole samples only; a wave that ends inside one writes less than GetSize counts.
+        return nSample > 0 && file->Write(m_info.pWave, m_lStored / nSample * nSample);
+    }
+    StreamBuffer packed;
+    Compress(m_info, packed);
+    return packed.GetSize() == m_lStored && file->Write(packed.GetBuffer(), m_lStored);
+}
+
+}  // namespace Kestrova

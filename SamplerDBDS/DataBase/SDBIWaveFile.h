@@ -1,0 +1,64 @@
+// SDBIWaveFile.h - the form of RIFF WAVE files: a walk over the chunks of one, and the values both the
+// reading and the writing side need. What samples take from and write to such files stands in the source: the
+// external-file operations of CSDBISample and the exports of CSDBISampleBase.
+#pragma once
+
+#include <cstdint>
+
+namespace Kestrova {
+
+class CXFile;
+
+// A chunk id, whose bytes in file order spell the four characters.
+constexpr uint32_t ChunkId(const char (&sz)[5]) {
+    uint32_t id = 0;
+    for (int i = 3; i >= 0; --i) id = id << 8 | static_cast<unsigned char>(sz[i]);
+    return id;
+}
+
+inline constexpr uint32_t kChunkFormat = ChunkId("fmt ");
+inline constexpr uint32_t kChunkData = ChunkId("data");
+inline constexpr uint32_t kChunkSampler = ChunkId("smpl");
+
+inline constexpr uint32_t kFormatBytes = 16;   // of a "fmt " body, as far as it is looked at
+inline constexpr uint32_t kSamplerBytes = 36;  // of a "smpl" body in front of its loops
+inline constexpr uint32_t kLoopBytes = 24;     // of one loop in it
+
+// The chunks of an open file, one after the other. Quirk: no pad byte is skipped after a chunk of odd size,
+// so what follows such a chunk in a padded file is not found; the accepted files depend on it. Threads: one.
+// Owner: the file is the caller's. Errors: false.
+class CWaveChunks {
+public:
+    explicit CWaveChunks(CXFile& file) : m_file(file) {}
+
+    // Checks the head of the file: "RIFF", a size that the file has, "WAVE".
+    bool Begin();
+
+    // Moves on to the next chunk and reads its id and size; false when there is no whole chunk header left.
+    bool Next();
+
+    uint32_t GetId() const { return m_id; }
+    uint32_t GetSize() const { return m_nSize; }  // as stated; the file may have less
+
+    // Whether the chunk, and the file, have n bytes of body from offset on.
+    bool HasBody(uint64_t nOffset, uint64_t n) const;
+
+    // The next n bytes of the file; they begin at the chunk's body after Next.
+    bool Read(void* pData, unsigned long n);
+
+private:
+    CXFile& m_file;
+    uint64_t m_nFileSize = 0;
+    uint64_t m_posBody = 0;
+    uint64_t m_posNext = 0;
+    uint32_t m_id = 0;
+    uint32_t m_nSize = 0;
+};
+
+// The fine tune, -49 to 50 cents, that a pitch fraction (in 1/2^32 semitones) stands for, and the fraction of
+// a fine tune. Formula: fraction * 100 / 4294967295 + 0.5, truncated, less 100 above 50; computed in
+// integers.
+int32_t FineTuneOfFraction(uint32_t nFraction);
+uint32_t FractionOfFineTune(int32_t nCents);
+
+}  // namespace Kestrova

@@ -1,0 +1,62 @@
+// Continues CSDB: reserve and write the quick-load table.
+#include <algorithm>
+#include <vector>
+
+#include "SamplerDBDS/DataBase/SDBEngine.h"
+
+namespace Kestrova {
+
+namespace {
+
+constexpr size_t kPieceEntries = 4096;
+constexpr size_t kPieceBytes = kPieceEntries * QuickLoadEntry::kBytes;
+
+void PutEntry(uint8_t* pEntry, const SDBNOTE& note) {
+    PutField<QuickLoadEntry::kType>(pEntry, uint32_t{note.nType});
+    PutField<QuickLoadEntry::kId>(pEntry, note.idNote);
+    PutField<QuickLoadEntry::kParent>(pEntry, note.idParent);
+    PutField<QuickLoadEntry::kBodySize>(pEntry, note.nSize);
+}
+
+bool WriteZeros(CXFile& file, uint64_t nBytes) {
+    const std::vector<uint8_t> arZeros(std::min<uint64_t>(nBytes, kPieceBytes));
+    for (; nBytes > arZeros.size(); nBytes -= arZeros.size())
+        if (!file.Write(arZeros.data(), arZeros.size())) return false;
+    return file.Write(arZeros.data(), nBytes);
+}
+
+}  // namespace
+
+// Room for the entry of the table's own note is added to what was asked for.
+bool CSDB::ReserveQuickLoad(uint32_t count) {
+    const uint64_t nBytes = (uint64_t{count} + 1) * QuickLoadEntry::kBytes;
+    unsigned long long posEnd = 0;
+    if (!m_bWritable || nBytes > UINT32_MAX || GetNoteCount() != 0) return false;
+    if (!m_file.SeekToEnd(posEnd) || posEnd != FileHeader::kBytes)
+        return false;  // would not be the first note
+    SDBNOTE note;
+    note.nType = kSdbQuickLoad;
+    note.idParent = kSdbNoID;
+    note.nSize = static_cast<uint32_t>(nBytes);
+    return Add(note, [&] { return WriteZeros(m_file, nBytes); });
+}
+
+bool CSDB::CreateQuickLoad() {
+    if (!m_bWritable || GetNoteCount() == 0 || m_keys[0].nType != kSdbQuickLoad) return false;
+    if (GetNoteCount() != m_keys[0].nSize / QuickLoadEntry::kBytes) return false;
+    const NoteHeaderBytes header = EncodeNoteHeader(m_keys[0]);
+    return m_file.SeekToPos(FileHeader::kBytes) && m_file.Write(header.data(), header.size()) &&
+           WriteQuickLoadTable() && m_file.Flush();
+}
+
+bool CSDB::WriteQuickLoadTable() {
+    std::vector<uint8_t> arPiece(kPieceBytes);
+    for (size_t n = 0; n < GetNoteCount(); n += kPieceEntries) {
+        const size_t nEntries = std::min(kPieceEntries, GetNoteCount() - n);
+        for (size_t i = 0; i < nEntries; ++i) PutEntry(&arPiece[i * QuickLoadEntry::kBytes], m_keys[n + i]);
+        if (!m_file.Write(arPiece.data(), nEntries * QuickLoadEntry::kBytes)) return false;
+    }
+    return true;
+}
+
+}  // namespace Kestrova
