@@ -1,0 +1,90 @@
+// OrderedPipeline.h - makes items on helper threads and hands them over in order.
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace Kestrova {
+
+// Items 0 to nCount - 1, each made once by make(index, helper), where helper (below HelperLimit) tells which
+// thread is at work, so that it can use things of its own. At most nAhead items are made and not yet taken.
+// With no helpers, or when the system gives no thread, Take makes each item itself, as helper 0.
+// Threads: make runs on the helpers and must not throw; the rest belongs to one thread.
+// Owner:   an item is the taker's; those never taken go with the pipeline, which waits for its helpers.
+template <class TItem>
+class OrderedPipeline {
+public:
+    using Make = std::function<TItem(size_t nIndex, unsigned nHelper)>;
+
+    OrderedPipeline(size_t nCount, unsigned nHelpers, size_t nAhead, Make make)
+        : m_nCount(nCount), m_nAhead(nAhead), m_make(std::move(make)), m_arSlots(nAhead) {
+        m_arHelpers.reserve(nHelpers);
+        try {
+            for (unsigned nHelper = 0; nHelper < nHelpers && nHelper < nCount; ++nHelper)
+                m_arHelpers.emplace_back([this, nHelper] { Help(nHelper); });
+        } catch (const std::system_error&) {
+            // Fewer helpers make the same items.
+        }
+    }
+
+    ~OrderedPipeline() {
+        {
+            const std::lock_guard guard(m_lock);
+            m_bStop = true;
+        }
+        m_roomOrStop.notify_all();
+        for (std::thread& helper : m_arHelpers) helper.join();
+    }
+    OrderedPipeline(const OrderedPipeline&) = delete;
+    OrderedPipeline& operator=(const OrderedPipeline&) = delete;
+
+    // The next item in order. REQUIRES: fewer than nCount taken so far.
+    TItem Take() {
+        if (m_arHelpers.empty()) return m_make(m_nTaken++, 0);
+        std::unique_lock guard(m_lock);
+        std::optional<TItem>& slot = m_arSlots[m_nTaken % m_nAhead];
+        m_made.wait(guard, [&slot] { return slot.has_value(); });
+        TItem item = std::move(*slot);
+        slot.reset();
+        ++m_nTaken;
+        guard.unlock();
+        m_roomOrStop.notify_all();
+        return item;
+    }
+
+private:
+    void Help(unsigned nHelper) {
+        std::unique_lock guard(m_lock);
+        for (;;) {
+            m_roomOrStop.wait(guard, [this] { return m_bStop || m_nStarted < m_nTaken + m_nAhead; });
+            if (m_bStop || m_nStarted == m_nCount) return;
+            const size_t nIndex = m_nStarted++;
+            guard.unlock();
+            TItem item = m_make(nIndex, nHelper);
+            guard.lock();
+            m_arSlots[nIndex % m_nAhead] = std::move(item);
+            m_made.notify_one();
+        }
+    }
+
+    const size_t m_nCount;
+    const size_t m_nAhead;
+    const Make m_make;
+
+    std::mutex m_lock;  // guards what follows
+    std::condition_variable m_made;
+    std::condition_variable m_roomOrStop;
+    std::vector<std::optional<TItem>> m_arSlots;  // item i waits at i modulo nAhead
+    size_t m_nStarted = 0;
+    size_t m_nTaken = 0;
+    bool m_bStop = false;
+    std::vector<std::thread> m_arHelpers;  // constant after construction
+};
+
+}  // namespace Kestrova

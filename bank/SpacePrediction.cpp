@@ -1,0 +1,54 @@
+// How much disk space a bank at one rate will take, from what the analysis found.
+#include <algorithm>
+#include <limits>
+
+#include "bank/DBEUCreate.h"
+#include "bank/SampleMaker.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr double kRecordBytes = 16;  // of the quick-load table
+
+// Above what the type holds, the most it holds.
+uint64_t TruncateHeld(double value) {
+    constexpr double kLimit = 18446744073709551616.0;  // 2^64
+    return value < kLimit ? static_cast<uint64_t>(value) : std::numeric_limits<uint64_t>::max();
+}
+
+// The single copy, or one for each key that plays the sample; shorter the higher the key.
+void AddSample(double& bytes, const tagSampleEntry& entry, unsigned int nRate, bool bPerKey) {
+    if (!bPerKey) {
+        bytes += static_cast<double>(entry.bytes) * nRate / entry.rate;
+        return;
+    }
+    const double factor = static_cast<double>(nRate) / entry.rate;
+    if (entry.playedKeys.none()) bytes += entry.bytes * factor;
+    for (int nKey = 0; nKey < kKeyCount; ++nKey)
+        if (entry.playedKeys[static_cast<size_t>(nKey)])
+            bytes += entry.bytes * factor / double{PitchFactor(nKey, entry.rootKey)};
+}
+
+}  // namespace
+
+unsigned int MegabytesRoundedUp(uint64_t nBytes) {
+    const uint64_t nMegabytes = (nBytes >> 20) + ((nBytes & 0xFFFFF) != 0);
+    return static_cast<unsigned int>(
+        std::min<uint64_t>(nMegabytes, std::numeric_limits<unsigned int>::max()));
+}
+
+// In the plain layout too the table is counted with the per-key records: deliberately on the large side.
+BankResult CDBEUCreate::Prediction(unsigned int nRate, int nPerKey, unsigned int& nMegabytes) const {
+    if (m_nStatus != kBankDone) return GetStatus();
+    if (!IsBuildableRate(nRate)) return kBankBadArgument;
+    if (m_bAnalysed == 0) return kBankNotReady;
+    const double perKeyRecords = static_cast<double>(m_analysis.nPerKeyRecords);
+    const double overhead = static_cast<double>(m_analysis.nOverheadBytes);
+    double bytes = nPerKey != 0 ? perKeyRecords / m_analysis.nRecords * overhead : overhead;
+    bytes += kRecordBytes * perKeyRecords;
+    for (uint32_t i = 0; i < m_nFilled; ++i) AddSample(bytes, m_arSamples[i], nRate, nPerKey != 0);
+    nMegabytes = MegabytesRoundedUp(TruncateHeld(bytes));
+    return kBankDone;
+}
+
+}  // namespace Kestrova
