@@ -212,7 +212,7 @@ TEST_F(EngineHostileTest, IdsUsedManyTimesDoNotMultiplyTheWork) {
 TEST_F(EngineHostileTest, AQuickLoadTableCutShortDoesNotOpen) {
     std::vector<NoteFields> notes = {{0, kSdbQuickLoad, 0, kSdbNoID, std::string(64, '\0')}};
     Bytes image = DatabaseImage(notes);
-    image.resize(image.size() - 1);
+    image.pop_back();
     WriteFile(m_strSource, image);
     EXPECT_EQ(kBankSourceNotOpened, m_driver.Analyse(m_strSource));
 }

@@ -184,7 +184,8 @@ TEST_F(SampleMakerTest, NoFramesAtAllFailTheConversion) {
 }
 
 TEST(ScaledPositionTest, EqualsTheWorkedCases) {
-    for (const nlohmann::json& row : LoadVectors("numbers.json").at("loop_positions"))
+    const nlohmann::json numbers = LoadVectors("numbers.json");
+    for (const nlohmann::json& row : numbers.at("loop_positions"))
         EXPECT_EQ(row.at("result").get<uint32_t>(),
                   ScaledPosition(row.at("position").get<uint32_t>(), HexDouble(row.at("ratio_hex"))))
             << row.dump();
