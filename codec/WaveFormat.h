@@ -2,7 +2,7 @@
 // Fields are packed into bytes most significant bit first, without any alignment inside the stream:
 //   block...        magic, CRC, randomised flag, origin pointer, byte-use map, Huffman tables, symbols
 //   end of stream   magic, combined CRC, zero bits up to the next byte
-// It is the block format of bzip2 0.1 without a stream header; the bytes inside are delta-filtered samples.
+// There is no stream header, blocks are always the largest, and the bytes inside are delta-filtered samples.
 #pragma once
 
 #include <cstddef>

@@ -417,10 +417,22 @@ TEST_F(ExtFileTest, RecordsWithoutStoredWaveAreReadFromTheFile) {
     ASSERT_TRUE(Decode(stored, body));
     EXPECT_EQ(10u, stored.m_info.nFrames);
     EXPECT_EQ(nullptr, stored.m_info.pWave);
-    WriteFile(m_strPath, Riff({Format(9), Data(40)}));
-    EXPECT_FALSE(Decode(header, body));
-    EXPECT_FALSE(Decode(m_sample, body));
-    EXPECT_FALSE(Decode(stored, body));
+}
+
+TEST_F(ExtFileTest, ABadExternalFileFailsTheRecordOnlyWhereItsWaveIsWanted) {
+    for (const std::string& strFile : {m_strPath, std::string()}) {  // no well-formed wave; no name at all
+        WriteFile(m_strPath, Riff({Format(9), Data(40)}));
+        BodyBuilder body;
+        body.Text("n").Text(strFile);
+        for (uint32_t nWord = 0; nWord < 11; ++nWord) body.Word(0);
+        body.Counted(Counting(3));
+        CSDBISampleInfo header(1, 2);
+        CSDBISample stored(1, 2, CSDBISample::kLoadStored);
+        EXPECT_TRUE(Decode(header, body.Get()));
+        EXPECT_EQ(Counting(3), TailOf(header.m_pars));
+        EXPECT_TRUE(Decode(stored, body.Get()));
+        EXPECT_FALSE(Decode(m_sample, body.Get()));
+    }
 }
 
 class ExportTest : public ::testing::Test {
