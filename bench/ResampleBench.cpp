@@ -1,7 +1,9 @@
 // ResampleBench - conversions per method, format, ratio and instruction set; items are destination frames.
-// The scalar rows are what the SIMD rows are compared with.
+// The scalar rows are what the SIMD rows are compared with; linear and cubic have a textbook twin in doubles.
 #include <benchmark/benchmark.h>
 
+#include <array>
+#include <cmath>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -66,6 +68,76 @@ void BM_Resample(benchmark::State& state) {
     ForceKernels(isaBefore);
 }
 
+// --- The twin: positions, samples and sums in doubles, no rounding of its own ---
+
+template <int kBytes>
+double LoadSample(const char* p) {
+    uint32_t n = 0;
+    for (int i = 0; i < kBytes; ++i)
+        n |= uint32_t{static_cast<uint8_t>(p[i])} << (8 * (i + static_cast<int>(sizeof n) - kBytes));
+    return static_cast<int32_t>(n);
+}
+
+template <int kBytes>
+void StoreSample(char* p, double value) {
+    const auto n = static_cast<int32_t>(std::fmin(std::fmax(value, INT32_MIN), INT32_MAX));
+    for (int i = 0; i < kBytes; ++i)
+        p[i] = static_cast<char>(n >> (8 * (i + static_cast<int>(sizeof n) - kBytes)));
+}
+
+double Line(double y0, double y1, double x) { return y0 + (y1 - y0) * x; }
+
+double Cubic(const std::array<double, 4>& y, double x) {
+    const double a = 1.5 * (y[1] - y[2]) + 0.5 * (y[3] - y[0]);
+    const double b = y[0] - 2.5 * y[1] + 2 * y[2] - 0.5 * y[3];
+    const double c = 0.5 * (y[2] - y[0]);
+    return ((a * x + b) * x + c) * x + y[1];
+}
+
+template <int kBytes, int kChannels, bool kCubic>
+void ResampleInDoubles(const char* pWave, double ratio, char* pOut, long nFrames) {
+    constexpr long kFrame = kBytes * kChannels;
+    for (long nFrame = 0; nFrame < nFrames; ++nFrame, pOut += kFrame) {
+        const double place = static_cast<double>(nFrame) * ratio;
+        const auto nAt = static_cast<long>(place);
+        const double x = place - static_cast<double>(nAt);
+        for (long nChannel = 0; nChannel < kChannels; ++nChannel) {
+            const char* const p = pWave + nAt * kFrame + nChannel * kBytes;
+            const double y0 = LoadSample<kBytes>(p), y1 = LoadSample<kBytes>(p + kFrame);
+            double value = 0;
+            if constexpr (kCubic)
+                value =
+                    Cubic({LoadSample<kBytes>(p - kFrame), y0, y1, LoadSample<kBytes>(p + 2 * kFrame)}, x);
+            else
+                value = Line(y0, y1, x);
+            StoreSample<kBytes>(pOut + nChannel * kBytes, value);
+        }
+    }
+}
+
+using Twin = void (*)(const char* pWave, double ratio, char* pOut, long nFrames);
+// By format, then linear and cubic.
+constexpr Twin kTwins[][2] = {{ResampleInDoubles<2, 1, false>, ResampleInDoubles<2, 1, true>},
+                              {ResampleInDoubles<2, 2, false>, ResampleInDoubles<2, 2, true>},
+                              {ResampleInDoubles<3, 1, false>, ResampleInDoubles<3, 1, true>},
+                              {ResampleInDoubles<3, 2, false>, ResampleInDoubles<3, 2, true>}};
+
+// Arguments: quality 0 or 2, index of format, index of rates.
+void BM_ResampleInDoubles(benchmark::State& state) {
+    const Format& format = kFormats[state.range(1)];
+    const double ratio = kRates[state.range(2)].ratio;
+    const auto nFrames = static_cast<long>(Resampler::GetReciprocalEstimatedSize(kSourceFrames, ratio));
+    const std::vector<char> source = NoiseBetweenGuards(format.nBytesPerFrame);
+    std::vector<char> destination(static_cast<size_t>(nFrames * format.nBytesPerFrame));
+    const Twin twin = kTwins[state.range(1)][state.range(0) / 2];
+    for (auto _ : state) {
+        twin(source.data() + kGuardFrames * format.nBytesPerFrame, ratio, destination.data(), nFrames);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * nFrames);
+    state.SetLabel(std::string(format.pszName) + ", " + kRates[state.range(2)].pszName + ", in doubles");
+}
+
 constexpr int64_t kScalar = static_cast<int64_t>(Isa::Scalar);
 #if defined(__aarch64__)
 const std::vector<int64_t> kSimd = {kScalar, static_cast<int64_t>(Isa::Neon)};
@@ -75,15 +147,24 @@ const std::vector<int64_t> kSimd = {kScalar, static_cast<int64_t>(Isa::Sse2),
 #endif
 const std::vector<int64_t> kAllFormats = {0, 1, 2, 3};
 
+constexpr double kSeconds = 0.1;  // for each row, there are many
+
 // Linear and cubic have no SIMD variant; the filters go through all.
 BENCHMARK(BM_Resample)
     ->Name("LinearAndCubic")
     ->ArgNames({"quality", "format", "rates", "isa"})
-    ->ArgsProduct({{0, 2}, kAllFormats, {1, 3}, {kScalar}});
+    ->ArgsProduct({{0, 2}, kAllFormats, {1, 3}, {kScalar}})
+    ->MinTime(kSeconds);
+BENCHMARK(BM_ResampleInDoubles)
+    ->Name("LinearAndCubic/doubles")
+    ->ArgNames({"quality", "format", "rates"})
+    ->ArgsProduct({{0, 2}, kAllFormats, {1, 3}})
+    ->MinTime(kSeconds);
 BENCHMARK(BM_Resample)
     ->Name("Filter")
     ->ArgNames({"quality", "format", "rates", "isa"})
-    ->ArgsProduct({{1, 3, 5, 7}, kAllFormats, {0, 1, 2, 3, 4}, kSimd});
+    ->ArgsProduct({{1, 3, 5, 7}, kAllFormats, {0, 1, 2, 3, 4}, kSimd})
+    ->MinTime(kSeconds);
 
 }  // namespace
 }  // namespace Kestrova

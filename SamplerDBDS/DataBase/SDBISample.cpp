@@ -115,6 +115,7 @@ void CSDBISample::Clear(bool) {
     info.nFormat = 16;
     info.nChannels = 2;
     Reset(info);
+    m_packed.Free();
     m_szFile[0] = '\0';
     m_lStored = 0;
 }
@@ -140,8 +141,8 @@ bool CSDBISample::Read(CXFile* file, unsigned long size) {
     return Header(*this, decoder) && ReadWave(reader) && decoder.Tail(m_pars);
 }
 
-// Where only the header of an external file is wanted, what is wrong with that file, or its name, is no failure
-// of the record: its body was decoded whole.
+// Where only the header of an external file is wanted, what is wrong with that file, or its name, is no
+// failure of the record: its body was decoded whole.
 bool CSDBISample::ReadWave(CBodyReader& reader) {
     if (m_lStored == 0 && (m_loadType == kLoadStored || m_loadType == kLoadInfo)) {
         GetExtFileInfo();
@@ -209,7 +210,21 @@ void CSDBISample::CalcCompressSize() {
         m_lStored = static_cast<uint32_t>(packed.GetSize());
 }
 
+void CSDBISample::PackWave() {
+    m_lStored = m_info.lWave;
+    if (!m_info.pWave) return;
+    StreamBuffer packed;
+    Compress(m_info, packed);
+    if (packed.GetSize() == 0 || packed.GetSize() >= m_info.lWave ||
+        !m_packed.Copy(packed.GetBuffer(), packed.GetSize()))
+        return;
+    m_lStored = static_cast<uint32_t>(packed.GetSize());
+    FreeWave();
+}
+
 bool CSDBISample::WriteIntWave(CXFile* file) const {
+    if (file && m_packed.Size() > 0)
+        return m_packed.Size() == m_lStored && file->Write(m_packed.Data(), m_lStored);
     if (!file || m_lStored == 0 || !m_info.pWave) return false;
     if (m_lStored == m_info.lWave) {
         const uint32_t nSample = GetSampleBytes();

@@ -131,8 +131,14 @@ public:
     // expanded size without a wave or when compression gives nothing.
     void CalcCompressSize();
 
-    // Writes the wave: raw when stored and expanded size are equal, else compressed anew. False with a stored
-    // size of 0, without a wave, or when the compressed length is not the stored size.
+    // For writers that compress once, on whichever thread: compresses the loaded wave like CalcCompressSize,
+    // but keeps the stream, which Write then writes, and frees the wave. Where the stream would not be
+    // smaller the wave stays and is stored raw. REQUIRES: the record is only written from here on; Clear ends
+    // this.
+    void PackWave();
+
+    // Writes the wave: raw when stored and expanded size are equal, else compressed anew or as packed. False
+    // with a stored size of 0, without a wave, or when the compressed length is not the stored size.
     bool WriteIntWave(CXFile* file) const;
 
     // Header, loops, and wave of the external file. The name is opened as it stands; a relative one that is
@@ -161,6 +167,7 @@ private:
     bool OpenExtFile(CXFile& file) const;
 
     LOADTYPE m_loadType;
+    CStgBlock m_packed;  // the wave's stream after PackWave; pWave is null then
     String m_strExtFolder;
 };
 

@@ -1,0 +1,157 @@
+// BuildBench - the whole engine: analysis of a source of 21 MB of waves and its banks; bytes are those of the
+// bank. Rows with helper threads compare with the row of none; the floor is the same bank written from memory
+// with plain stdio, the disk waited for as the engine does.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "bank/DBEUCreate.h"
+#include "bench/BenchFolder.h"
+#include "bench/BenchSource.h"
+
+namespace Kestrova {
+namespace {
+
+using namespace Bench;
+
+// An engine whose jobs are waited for.
+class Engine {
+public:
+    Engine() { m_engine.SetCallback(OnCallback, reinterpret_cast<unsigned long>(this)); }
+
+    CDBEUCreate& operator*() { return m_engine; }
+
+    bool Analyse(const std::string& strPath) { return Wait(m_engine.SetSrcFile(strPath.c_str())); }
+    bool Build(unsigned nRate, int nPerKey) {
+        return Wait(m_engine.CreateDB(nRate, nPerKey, kHighestQuality));
+    }
+
+private:
+    static int OnCallback(int nCode, unsigned nValue, unsigned long nUser) {
+        Engine& engine = *reinterpret_cast<Engine*>(nUser);
+        if (nCode != 2) return 1;
+        const std::lock_guard guard(engine.m_lock);
+        engine.m_result = static_cast<BankResult>(nValue);
+        engine.m_bOver = true;
+        engine.m_over.notify_one();
+        return 1;
+    }
+
+    // The engine may be at work for a moment behind its last call.
+    bool Wait(BankResult started) {
+        if (started != kBankDone) return false;
+        std::unique_lock guard(m_lock);
+        m_over.wait(guard, [this] { return m_bOver; });
+        m_bOver = false;
+        while (m_engine.GetState() != 0) std::this_thread::sleep_for(std::chrono::microseconds(50));
+        return m_result == kBankDone;
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_over;
+    bool m_bOver = false;
+    BankResult m_result = kBankDone;
+    CDBEUCreate m_engine;  // its worker ends before the rest
+};
+
+// The source, made once, in the folder in which the banks are built.
+struct Site {
+    BenchFolder folder;
+    std::string strSource = folder.File("Source.kvs");
+    bool bMade = WriteSource(strSource);
+};
+const Site& TheSite() {
+    static const Site site;
+    return site;
+}
+
+std::string BankPath(unsigned nRate, int nPerKey) {
+    return MakeBankFileName(TheSite().folder.Path().c_str(), "Source", nRate,
+                            nPerKey != 0 ? BankLayout::PerKey : BankLayout::Plain);
+}
+
+// Ready to build.
+bool Prepare(Engine& engine) {
+    return TheSite().bMade && (*engine).SetDstDir(TheSite().folder.Path().c_str()) == kBankDone &&
+           engine.Analyse(TheSite().strSource);
+}
+
+void Report(benchmark::State& state, size_t nBytes) {
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(nBytes));
+    state.SetLabel(std::to_string(nBytes) + " bytes");
+}
+
+void BM_Analyse(benchmark::State& state) {
+    Engine engine;
+    bool bDone = Prepare(engine);
+    for (auto _ : state) bDone = bDone && engine.Analyse(TheSite().strSource);
+    if (!bDone) return state.SkipWithError("failed");
+    Report(state, ReadWhole(TheSite().strSource).size());
+}
+
+void BM_AnalyseFloor(benchmark::State& state) {
+    size_t nBytes = 0;
+    for (auto _ : state) nBytes = ReadWhole(TheSite().strSource).size();
+    Report(state, nBytes);
+}
+
+// Arguments: rate, layout (1 per key), helper threads.
+void BM_Build(benchmark::State& state) {
+    const auto nRate = static_cast<unsigned>(state.range(0));
+    const int nPerKey = static_cast<int>(state.range(1));
+    Engine engine;
+    bool bDone = Prepare(engine);
+    (*engine).SetHelperThreads(static_cast<unsigned>(state.range(2)));
+    for (auto _ : state) {
+        state.PauseTiming();
+        (*engine).RemoveDB(nRate, 3);
+        state.ResumeTiming();
+        bDone = bDone && engine.Build(nRate, nPerKey);
+    }
+    if (!bDone) return state.SkipWithError("failed");
+    Report(state, std::filesystem::file_size(BankPath(nRate, nPerKey)));
+}
+
+void BM_BuildFloor(benchmark::State& state) {
+    const auto nRate = static_cast<unsigned>(state.range(0));
+    const int nPerKey = static_cast<int>(state.range(1));
+    Engine engine;
+    bool bDone = Prepare(engine) && engine.Build(nRate, nPerKey);
+    const Bytes bank = ReadWhole(BankPath(nRate, nPerKey));
+    const std::string strCopy = TheSite().folder.File("copy");
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::filesystem::remove(strCopy);
+        state.ResumeTiming();
+        bDone = bDone && WriteDurably(strCopy, bank);
+    }
+    std::filesystem::remove(strCopy);
+    if (!bDone || bank.empty()) return state.SkipWithError("failed");
+    Report(state, bank.size());
+}
+
+BENCHMARK(BM_Analyse)->Name("Analyse")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_AnalyseFloor)->Name("Analyse/read_whole")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Build)
+    ->Name("Build")
+    ->ArgNames({"rate", "per_key", "helpers"})
+    ->ArgsProduct({{48000, 96000}, {0, 1}, {0, 1, 2}})
+    ->Iterations(1)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BuildFloor)
+    ->Name("Build/floor")
+    ->ArgNames({"rate", "per_key"})
+    ->ArgsProduct({{48000, 96000}, {0, 1}})
+    ->Iterations(1)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace Kestrova

@@ -1,0 +1,210 @@
+// kvbank list and kvbank remove.
+#include <csignal>
+
+#include "tests/tools/kvbank/CommandFixture.h"
+#include "tools/kvbank/BankFolder.h"
+#include "tools/kvbank/PrivateFolder.h"
+
+namespace Kestrova::Test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using ::testing::ElementsAre;
+
+constexpr const char* k44100 = "Src_0AC44.kvn";
+constexpr const char* k48000 = "Src_0BB80.kvr";
+
+// A folder with a source, a bank of it in each layout, and another source's bank.
+class FolderTest : public CommandTest {
+protected:
+    FolderTest() {
+        Source();
+        Source({.nPresets = 5}, "Other.kvs");
+        Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "44100"});
+        Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "48000", "--layout", "per-key"});
+        Run({"build", "DIR/Other.kvs", "-d", "DIR", "-r", "44100"});
+    }
+};
+
+class ListCommandTest : public FolderTest {};
+
+TEST_F(ListCommandTest, ListsEveryBankOfTheFolderByName) {
+    const Outcome outcome = Run({"list", "DIR"});
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_EQ(
+        "RATE    LAYOUT         SIZE  STATE        FILE\n"
+        "44100   plain        1.4 kB  complete     DIR/Other_0AC44.kvn\n"
+        "44100   plain        1.2 kB  complete     DIR/Src_0AC44.kvn\n"
+        "48000   per-key      3.0 kB  complete     DIR/Src_0BB80.kvr\n",
+        outcome.strOut);
+    EXPECT_EQ("", outcome.strErr);
+}
+
+TEST_F(ListCommandTest, ListsTheBanksOfOneSource) {
+    const Outcome outcome = Run({"list", "DIR", "--source", "DIR/Src.kvs", "--json"});
+    EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "list", "exit_code": 0, "folder": "DIR", "banks": [
+        {"file": "DIR/Src_0AC44.kvn", "rate": 44100, "layout": "plain", "bytes": 1187, "state": "complete"},
+        {"file": "DIR/Src_0BB80.kvr", "rate": 48000, "layout": "per-key", "bytes": 3029,
+         "state": "complete"}]})"),
+              outcome.Document());
+}
+
+TEST_F(ListCommandTest, TellsTheStateOfEveryFile) {
+    CSDB held;
+    ASSERT_TRUE(held.Create(File("Src_15888.kvn").c_str(), kSdbFormatEnriched));
+    WriteFile(File("Src_17700.kvn"), std::string());
+    WriteFile(File("Src_2B110.kvn"), std::string("a letter that is longer than a header"));
+    const PrivateFolder building(Folder());
+    fs::copy(File(k44100), building.Path() / "Src_2EE00.kvn");
+    fs::create_directory(File(".kvbank-dEaD00"));
+    fs::copy(File(k44100), File(".kvbank-dEaD00/Src_2EE00.kvr"));
+    fs::create_directory(File("Src_2EE00.kvn"));
+    std::error_code error;
+    std::vector<std::string> states;
+    for (const BankFile& bank : ListBanks(Folder(), "src", error))
+        states.push_back(bank.path.filename().string() + " " + StateName(bank.state) +
+                         (bank.bInPrivateFolder ? ", private" : ""));
+    std::sort(states.begin(), states.end());
+    EXPECT_THAT(states,
+                ElementsAre("Src_0AC44.kvn complete", "Src_0BB80.kvr complete", "Src_15888.kvn being built",
+                            "Src_17700.kvn interrupted", "Src_2B110.kvn not a bank",
+                            "Src_2EE00.kvn being built, private", "Src_2EE00.kvr interrupted, private"));
+}
+
+TEST_F(ListCommandTest, NamesOfWhateverSourceAreUnderstood) {
+    EXPECT_EQ(1, ParseAnyBankName("a_b_0bb80.KVN")->nRateIndex);
+    EXPECT_EQ(BankLayout::PerKey, ParseAnyBankName("x_0AC44.kvr")->layout);
+    for (const char* pszName : {"_0AC44.kvn", "x_0AC45.kvn", "x0AC44.kvn", "x_0AC44.kvx", ""})
+        EXPECT_FALSE(ParseAnyBankName(pszName)) << pszName;
+}
+
+TEST_F(ListCommandTest, AFolderWithoutBanksSaysSo) {
+    fs::create_directory(File("empty"));
+    EXPECT_EQ("no banks in DIR/empty\n", Run({"list", "DIR/empty"}).strOut);
+    EXPECT_EQ("", Run({"list", "DIR/empty", "-q"}).strOut);
+}
+
+TEST_F(ListCommandTest, WhatCannotBeReadIsBadInput) {
+    EXPECT_EQ(kExitBadInput, Run({"list", "DIR/none"}).nCode);
+    EXPECT_EQ("kvbank: DIR/none: No such file or directory\n", Run({"list", "DIR/none"}).strErr);
+    const Outcome outcome = Run({"list", "DIR", "--source", "DIR/none.kvs"});
+    EXPECT_EQ(kExitBadInput, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/none.kvs: not a readable source bank\n", outcome.strErr);
+}
+
+TEST_F(ListCommandTest, ASourceWhoseAnalysisFailsStillNamesItsBanks) {
+    Source({.samples = {{.nRate = 0}}});
+    EXPECT_EQ(0, Run({"list", "DIR", "--source", "DIR/Src.kvs"}).nCode);
+}
+
+TEST_F(ListCommandTest, NamesThatWouldDisturbATerminalAreMadePrintable) {
+    fs::rename(File(k44100), File("Src\x1B[2J_0AC44.kvn"));
+    EXPECT_THAT(Run({"list", "DIR"}).strOut, ::testing::HasSubstr("DIR/Src?[2J_0AC44.kvn\n"));
+}
+
+class RemoveCommandTest : public FolderTest {
+protected:
+    Outcome Remove(std::vector<std::string> options, const std::string& strAnswer = "",
+                   bool bTerminal = false) const {
+        std::vector<std::string> arguments = {"remove", "DIR", "--source", "DIR/Src.kvs"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return Run(arguments, strAnswer, bTerminal);
+    }
+    std::vector<std::string> Banks() const {
+        std::vector<std::string> names = Names();
+        std::erase_if(names, [](const std::string& strName) { return strName.ends_with(".kvs"); });
+        return names;
+    }
+};
+
+TEST_F(RemoveCommandTest, RemovesTheBanksOfTheSourceAtTheRatesInEitherLayout) {
+    const Outcome outcome = Remove({"-r", "all", "-y"});
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_EQ("removed DIR/Src_0AC44.kvn\nremoved DIR/Src_0BB80.kvr\n", outcome.strOut);
+    EXPECT_EQ("", outcome.strErr);
+    EXPECT_THAT(Names(), ElementsAre("Other.kvs", "Other_0AC44.kvn", "Src.kvs"));
+}
+
+TEST_F(RemoveCommandTest, LeavesTheOtherRates) {
+    EXPECT_EQ(0, Remove({"-r", "48000,96000", "--yes", "-q"}).nCode);
+    EXPECT_THAT(Banks(), ElementsAre("Other_0AC44.kvn", k44100));
+}
+
+TEST_F(RemoveCommandTest, AFolderWrittenWithASlashAtItsEndIsTheSame) {
+    EXPECT_EQ(0, Run({"remove", "DIR/", "--source", "DIR/Src.kvs", "-r", "all", "-y"}).nCode);
+    EXPECT_THAT(Banks(), ElementsAre("Other_0AC44.kvn"));
+}
+
+TEST_F(RemoveCommandTest, AsksOnATerminal) {
+    static constexpr struct {
+        const char* pszAnswer;
+        bool bRemoves;
+    } kRows[] = {{"", false},     {"\n", false},    {"n\n", false},
+                 {"no\n", false}, {"yep\n", false}, {"Y\n", true}};
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.pszAnswer);
+        const Outcome outcome = Remove({"-r", "44100"}, row.pszAnswer, true);
+        EXPECT_EQ(0, outcome.nCode);
+        EXPECT_EQ("DIR/Src_0AC44.kvn\nRemove 1 bank? [y/N] ", outcome.strErr);
+        EXPECT_EQ(row.bRemoves ? "removed DIR/Src_0AC44.kvn\n" : "nothing was removed\n", outcome.strOut);
+        EXPECT_EQ(row.bRemoves, !fs::exists(File(k44100)));
+    }
+    for (const char* pszYes : {"y\n", "yes\n"}) {
+        Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "44100"});
+        EXPECT_EQ(0, Remove({"-r", "44100"}, pszYes, true).nCode);
+        EXPECT_FALSE(fs::exists(File(k44100)));
+    }
+}
+
+TEST_F(RemoveCommandTest, InAPipeItNeedsAYesBeforehand) {
+    const Outcome outcome = Remove({"-r", "all"}, "y\n");
+    EXPECT_EQ(kExitUsage, outcome.nCode);
+    EXPECT_EQ("kvbank: nobody can be asked here; give -y to remove without a question\n", outcome.strErr);
+    EXPECT_EQ(3u, Banks().size());
+}
+
+TEST_F(RemoveCommandTest, JsonTellsWhatWentAndWhatStayed) {
+    CSDB held;
+    ASSERT_TRUE(held.Open(File(k48000).c_str(), kSdbFormatEnriched, false));
+    ASSERT_TRUE(held.GetFile().TryLockFile());
+    const Outcome outcome = Remove({"-r", "all", "-y", "--json"});
+    EXPECT_EQ(kExitBusy, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/Src_0BB80.kvr: another process is building it\n", outcome.strErr);
+    EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "remove", "exit_code": 7, "folder": "DIR", "banks": [
+        {"file": "DIR/Src_0AC44.kvn", "removed": true}, {"file": "DIR/Src_0BB80.kvr", "removed": false}],
+        "errors": ["DIR/Src_0BB80.kvr: another process is building it"]})"),
+              outcome.Document());
+    EXPECT_THAT(Banks(), ElementsAre("Other_0AC44.kvn", k48000));
+}
+
+TEST_F(RemoveCommandTest, TheSourceStaysEvenWhenItBearsABanksName) {
+    Source({.bEnriched = true}, "Own_0AC44.kvn");
+    const Outcome outcome =
+        Run({"remove", "DIR", "--source",
+             "DIR/../" + fs::path(Folder()).filename().string() + "/Own_0AC44.kvn", "-r", "all", "-y"});
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_EQ("no such banks in DIR\n", outcome.strOut);
+    EXPECT_TRUE(fs::exists(File("Own_0AC44.kvn")));
+}
+
+TEST_F(RemoveCommandTest, PrivateFoldersOfBuildsAreNotItsBusiness) {
+    fs::create_directory(File(".kvbank-dEaD00"));
+    fs::copy(File(k44100), File(".kvbank-dEaD00/Src_0AC44.kvn"));
+    EXPECT_EQ(0, Remove({"-r", "all", "-y"}).nCode);
+    EXPECT_TRUE(fs::exists(File(".kvbank-dEaD00/Src_0AC44.kvn")));
+}
+
+TEST_F(RemoveCommandTest, WhatCannotBeReadIsBadInput) {
+    EXPECT_EQ(kExitBadInput, Run({"remove", "DIR/none", "--source", "DIR/Src.kvs", "-r", "all", "-y"}).nCode);
+    EXPECT_EQ(kExitBadInput, Run({"remove", "DIR", "--source", "DIR/none.kvs", "-r", "all", "-y"}).nCode);
+}
+
+TEST_F(RemoveCommandTest, AfterASignalNothingMoreIsRemoved) {
+    SetCancelSignal(SIGINT);
+    Remove({"-r", "all", "-y"});
+    EXPECT_EQ(3u, Banks().size());
+}
+
+}  // namespace
+}  // namespace Kestrova::Test

@@ -1,0 +1,57 @@
+#!/bin/sh
+# kvbank_end_to_end.sh KVBANK - what shows in a process of its own only: signals and closed streams.
+set -u
+kvbank=$1
+dir=$(mktemp -d) || exit 1
+trap 'rm -rf "$dir"' EXIT
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+[ "$("$kvbank" --version)" = "kvbank 1.0" ] || fail "--version"
+
+# A stream that is closed is no success, and no file takes its place.
+"$kvbank" --version >&- 2>/dev/null
+[ $? -eq 4 ] || fail "--version with standard output closed"
+"$kvbank" demo -o "$dir/Demo.kvs" >&- 2>&-
+[ $? -eq 4 ] || fail "demo with standard output closed"
+"$kvbank" verify "$dir/Demo.kvs" >/dev/null || fail "the demo written with standard output closed"
+[ "$("$kvbank" list "$dir" 2>/dev/full >/dev/full; echo $?)" = 4 ] || fail "list to a full device"
+
+# Interrupted, it dies of the signal and leaves nothing. Per-key banks at quality 7 take a while.
+for signal in INT TERM HUP; do
+    # A shell starts what runs in its background with SIGINT ignored; env gives it back.
+    env --default-signal=INT,TERM,HUP "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all --layout per-key \
+        >/dev/null 2>&1 &
+    build=$!
+    while kill -0 $build 2>/dev/null && [ -z "$(find "$dir/banks" -name '*.kvr' -size +0 2>/dev/null)" ]; do :; done
+    kill -$signal $build 2>/dev/null
+    wait $build
+    code=$?
+    [ $code -eq $((128 + $(kill -l $signal 2>/dev/null || echo 0))) ] ||
+        case $signal in
+            INT) [ $code -eq 130 ] ;;
+            TERM) [ $code -eq 143 ] ;;
+            HUP) [ $code -eq 129 ] ;;
+        esac || fail "SIG$signal gave $code"
+    [ -z "$(find "$dir/banks" -name '.kvbank-*')" ] || fail "SIG$signal left a private folder"
+    for bank in "$dir"/banks/*.kvr; do
+        [ ! -e "$bank" ] || "$kvbank" verify "$bank" --source "$dir/Demo.kvs" -q || fail "SIG$signal left half a bank"
+    done
+    rm -rf "$dir/banks"
+done
+
+# A signal that was ignored from the start stays ignored.
+(trap '' INT; exec "$kvbank" build "$dir/Demo.kvs" -d "$dir" -r 44100 -q) || fail "build under nohup"
+
+# Killed outright it leaves a private folder, which the next build removes.
+"$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all --layout per-key >/dev/null 2>&1 &
+build=$!
+while kill -0 $build 2>/dev/null && [ -z "$(find "$dir/banks" -name '*.kvr' -size +0 2>/dev/null)" ]; do :; done
+kill -KILL $build
+wait $build 2>/dev/null
+"$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 44100 -f -q || fail "build after a kill"
+[ -z "$(find "$dir/banks" -name '.kvbank-*')" ] || fail "the killed build's folder was not removed"
+echo "all well"

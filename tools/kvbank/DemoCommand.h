@@ -1,0 +1,22 @@
+// DemoCommand.h - kvbank demo: writes a small synthesised instrument as a source bank.
+#pragma once
+
+#include <string>
+
+#include "tools/kvbank/Command.h"
+
+namespace Kestrova {
+
+class DemoCommand : public Command {
+public:
+    void Describe(CLI::App& verb) override;
+    int Run(Console& console) override;
+
+private:
+    ExitCode Write(Console& console, Json& report) const;
+
+    std::string m_strFile;
+    bool m_bForce = false;
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,54 @@
+// ImportReport.h - what an import joined, copied, repaired, dropped and left out, by name.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/kvbank/Console.h"
+
+namespace Kestrova {
+
+enum class ImportEvent {
+    Joined,    // two mono samples became one of two channels
+    Copied,    // a sample was written again, for a use with another root key, tune, loop or range of frames
+    Repaired,  // a value was changed to make it usable
+    Dropped,   // something the font holds is not in the bank
+    LeftOut,   // a setting that no record expresses
+    Count
+};
+
+class ImportReport {
+public:
+    struct Entry {
+        std::string strWhat;   // "sample "Piano C4""
+        std::string strCause;  // may be empty
+        uint64_t nTimes = 0;
+    };
+
+    // Equal events become one entry; entries keep the order of their first time.
+    void Note(ImportEvent event, const std::string& strWhat, const std::string& strCause = "",
+              uint64_t nTimes = 1);
+
+    const std::vector<Entry>& Of(ImportEvent event) const { return m_lists[static_cast<size_t>(event)]; }
+
+    // What --strict forbids: anything repaired or dropped.
+    bool HasLosses() const;
+
+    // A line for each repair and drop; joined, copied and left out too with -v.
+    void SayEntries(Console& console) const;
+    // "3 joined, 2 copied, 1 repaired, 0 dropped"
+    std::string Summary() const;
+    // The lists under their names.
+    void AddTo(Json& report) const;
+
+private:
+    static constexpr size_t kLists = static_cast<size_t>(ImportEvent::Count);
+    std::array<std::vector<Entry>, kLists> m_lists;
+    std::array<std::map<std::pair<std::string, std::string>, size_t>, kLists> m_places;
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,61 @@
+#include "tools/kvbank/ListCommand.h"
+
+#include <cstdio>
+
+#include "tools/kvbank/BankFolder.h"
+#include "tools/kvbank/EngineRun.h"
+#include "tools/kvbank/RateOptions.h"
+
+namespace Kestrova {
+namespace {
+
+std::string Row(const std::string& strRate, const std::string& strLayout, const std::string& strSize,
+                const std::string& strState, const std::string& strFile) {
+    char columns[96];
+    std::snprintf(columns, sizeof columns, "%-7s %-8s %10s  %-12s ", strRate.c_str(), strLayout.c_str(),
+                  strSize.c_str(), strState.c_str());
+    return columns + strFile;
+}
+
+Json RowOf(const BankFile& bank) {
+    return {{"file", Printable(bank.path.string())},
+            {"rate", bank.nRate},
+            {"layout", LayoutName(bank.layout)},
+            {"bytes", bank.nBytes},
+            {"state", StateName(bank.state)}};
+}
+
+}  // namespace
+
+void ListCommand::Describe(CLI::App& verb) {
+    verb.add_option("DIR", m_strFolder, "the folder with the banks")->required();
+    verb.add_option("--source", m_strSource, "only the banks of this source bank")->type_name("SOURCE");
+}
+
+int ListCommand::Run(Console& console) {
+    EngineRun run;
+    if (!m_strSource.empty()) {
+        const BankResult result = run.NameBanks(m_strSource);
+        if (result != kBankDone) {
+            console.Error(m_strSource + ": " + run.Explain(result, console.bVerbose || console.bJson));
+            return console.Finish("list", ExitCodeOf(result));
+        }
+    }
+    std::error_code error;
+    const std::vector<BankFile> banks = ListBanks(m_strFolder, run.Engine().GetBaseName(), error);
+    if (error) {
+        console.Error(m_strFolder + ": " + error.message());
+        return console.Finish("list", kExitBadInput);
+    }
+    Json rows = Json::array();
+    if (banks.empty()) console.Say("no banks in " + m_strFolder);
+    if (!banks.empty()) console.Say(Row("RATE", "LAYOUT", "SIZE", "STATE", "FILE"));
+    for (const BankFile& bank : banks) {
+        rows.push_back(RowOf(bank));
+        console.Say(Row(std::to_string(bank.nRate), LayoutName(bank.layout), ReadableSize(bank.nBytes),
+                        StateName(bank.state), Printable(bank.path.string())));
+    }
+    return console.Finish("list", kExitDone, {{"folder", Printable(m_strFolder)}, {"banks", rows}});
+}
+
+}  // namespace Kestrova

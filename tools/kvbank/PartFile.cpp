@@ -1,0 +1,58 @@
+#include "tools/kvbank/PartFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+namespace Kestrova {
+namespace {
+
+constexpr int kMostNames = 100;  // names left by processes that died with our number
+
+bool MakeNew(const std::filesystem::path& path) {
+    const int nFile = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+    if (nFile < 0) return false;
+    close(nFile);
+    return true;
+}
+
+// A folder that cannot be opened or synced has the new name all the same.
+void SyncFolder(const std::filesystem::path& folder) {
+    const int nFolder = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (nFolder < 0) return;
+    fsync(nFolder);
+    close(nFolder);
+}
+
+}  // namespace
+
+PartFile::PartFile(std::filesystem::path place) : m_place(std::move(place)) {
+    for (int i = 0; i < kMostNames; ++i) {
+        std::filesystem::path path = m_place;
+        path += ".part-";
+        path += std::to_string(getpid());
+        if (i > 0) path += '-' + std::to_string(i);
+        if (MakeNew(path)) {
+            m_path = path;
+            return;
+        }
+        if (errno != EEXIST) return;
+    }
+}
+
+PartFile::~PartFile() {
+    if (!m_path.empty()) unlink(m_path.c_str());
+}
+
+bool PartFile::Publish() {
+    if (std::rename(m_path.c_str(), m_place.c_str()) != 0) return false;
+    m_path.clear();
+    SyncFolder(m_place.parent_path());
+    return true;
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,29 @@
+// PartFile.h - a file made beside the place it is for and then put there, so that it appears whole or not at
+// all and replaces an older one only when it is whole.
+#pragma once
+
+#include <filesystem>
+
+namespace Kestrova {
+
+class PartFile {
+public:
+    // Makes the empty file PLACE.part-N beside the place, N telling this process. On failure the path is
+    // empty and errno tells why.
+    explicit PartFile(std::filesystem::path place);
+    ~PartFile();  // removes it, unless it was put in its place
+    PartFile(const PartFile&) = delete;
+    PartFile& operator=(const PartFile&) = delete;
+
+    const std::filesystem::path& Path() const { return m_path; }
+
+    // Moves the file to its place and waits until the disk has the change. REQUIRES: its bytes are on the
+    // disk and it is closed. False with errno set; what was at the place then stays.
+    bool Publish();
+
+private:
+    std::filesystem::path m_place;
+    std::filesystem::path m_path;
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,24 @@
+// RecordNames.h - how messages name a record: its kind, id and name.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Kestrova {
+
+class CSDB;
+class CXFile;
+struct SDBNOTE;
+
+// "sample", "region" ...; "record of type 77" for one this system does not know;
+// "source" for a fault of no single kind.
+std::string TypeName(uint8_t nType);
+
+// "sample 12 \"Piano C4\"" of a note in an open file. Without a name, or when it cannot be read, the kind and
+// id alone.
+std::string DescribeNote(CXFile& file, const SDBNOTE& note);
+
+// The same of the record with an id, which may be missing; the database may be null.
+std::string DescribeRecord(CSDB* pDatabase, uint8_t nType, uint32_t id);
+
+}  // namespace Kestrova

@@ -1,0 +1,85 @@
+#include "tools/kvbank/RemoveCommand.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "tools/kvbank/Cancel.h"
+#include "tools/kvbank/RateOptions.h"
+
+namespace Kestrova {
+
+namespace fs = std::filesystem;
+
+void RemoveCommand::Describe(CLI::App& verb) {
+    verb.add_option("DIR", m_strFolder, "the folder with the banks")->required();
+    verb.add_option("--source", m_strSource, "the source bank they were made from; it stays")
+        ->type_name("SOURCE")
+        ->required();
+    AddRateOption(verb, m_arRates);
+    verb.add_flag("-y,--yes", m_bYes, "do not ask");
+}
+
+// Both layouts of the rates asked for; the source is no bank of its own, and what is not whole is not for us.
+bool RemoveCommand::IsChosen(const BankFile& bank) const {
+    std::error_code ignored;
+    return std::find(m_arRates.begin(), m_arRates.end(), bank.nRate) != m_arRates.end() &&
+           !bank.bInPrivateFolder && !fs::equivalent(bank.path, m_strSource, ignored);
+}
+
+bool RemoveCommand::Confirm(Console& console, const std::vector<BankFile>& banks) const {
+    if (m_bYes) return true;
+    for (const BankFile& bank : banks) console.err << Printable(bank.path.string()) << '\n';
+    console.err << "Remove " << Counted(banks.size(), "bank") << "? [y/N] " << std::flush;
+    std::string strAnswer;
+    return std::getline(console.in, strAnswer) &&
+           (strAnswer == "y" || strAnswer == "Y" || strAnswer == "yes");
+}
+
+int RemoveCommand::Run(Console& console) {
+    if (!m_bYes && !console.bInIsTerminal) {
+        console.Error("nobody can be asked here; give -y to remove without a question");
+        return console.Finish("remove", kExitUsage);
+    }
+    const BankResult result = m_run.NameBanks(m_strSource);
+    if (result != kBankDone) {
+        console.Error(m_strSource + ": " + m_run.Explain(result, console.bVerbose || console.bJson));
+        return console.Finish("remove", ExitCodeOf(result));
+    }
+    std::error_code error;
+    std::vector<BankFile> banks = ListBanks(m_strFolder, m_run.Engine().GetBaseName(), error);
+    if (error) {
+        console.Error(m_strFolder + ": " + error.message());
+        return console.Finish("remove", kExitBadInput);
+    }
+    std::erase_if(banks, [this](const BankFile& bank) { return !IsChosen(bank); });
+    Json rows = Json::array();
+    ExitCode worst = kExitDone;
+    if (banks.empty()) {
+        console.Say("no such banks in " + m_strFolder);
+    } else if (!Confirm(console, banks)) {
+        console.Say("nothing was removed");
+    } else {
+        for (const BankFile& bank : banks) {
+            if (CancelSignal() != 0) break;
+            if (const ExitCode code = RemoveOne(console, bank, rows); code != kExitDone) worst = code;
+        }
+    }
+    return console.Finish("remove", worst, {{"folder", Printable(m_strFolder)}, {"banks", rows}});
+}
+
+ExitCode RemoveCommand::RemoveOne(Console& console, const BankFile& bank, Json& rows) {
+    const std::string strPath = bank.path.string();
+    m_run.Engine().RemoveDB(strPath.c_str());
+    std::error_code ignored;
+    const bool bGone = !fs::exists(fs::symlink_status(bank.path, ignored));
+    rows.push_back({{"file", Printable(strPath)}, {"removed", bGone}});
+    if (bGone) {
+        console.Say("removed " + Printable(strPath));
+        return kExitDone;
+    }
+    const bool bBusy = CSDB::IsHeld(strPath.c_str());
+    console.Error(strPath + (bBusy ? ": another process is building it" : ": it cannot be removed"));
+    return bBusy ? kExitBusy : kExitOutput;
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,31 @@
+// RemoveCommand.h - kvbank remove: deletes banks of a source from a folder.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/kvbank/BankFolder.h"
+#include "tools/kvbank/Command.h"
+#include "tools/kvbank/EngineRun.h"
+
+namespace Kestrova {
+
+class RemoveCommand : public Command {
+public:
+    void Describe(CLI::App& verb) override;
+    int Run(Console& console) override;
+
+private:
+    bool IsChosen(const BankFile& bank) const;
+    bool Confirm(Console& console, const std::vector<BankFile>& banks) const;
+    ExitCode RemoveOne(Console& console, const BankFile& bank, Json& rows);
+
+    std::string m_strFolder;
+    std::string m_strSource;
+    std::vector<unsigned int> m_arRates;
+    bool m_bYes = false;
+
+    EngineRun m_run;
+};
+
+}  // namespace Kestrova
