@@ -46,11 +46,18 @@ void ImportReport::SayEntries(Console& console) const {
             if (kEvents[i].bAlwaysSaid || console.bVerbose) console.Say(LineOf(kEvents[i], entry));
 }
 
+uint64_t ImportReport::CountOf(ImportEvent event) const {
+    if (event == ImportEvent::Repaired || event == ImportEvent::Dropped) return Of(event).size();
+    uint64_t nTimes = 0;
+    for (const Entry& entry : Of(event)) nTimes += entry.nTimes;
+    return nTimes;
+}
+
 std::string ImportReport::Summary() const {
     std::string strText;
     for (const ImportEvent event :
          {ImportEvent::Joined, ImportEvent::Copied, ImportEvent::Repaired, ImportEvent::Dropped})
-        strText += (strText.empty() ? "" : ", ") + std::to_string(Of(event).size()) + " " +
+        strText += (strText.empty() ? "" : ", ") + std::to_string(CountOf(event)) + " " +
                    kEvents[static_cast<size_t>(event)].pszName;
     return strText;
 }

@@ -40,12 +40,15 @@ public:
 
     // A line for each repair and drop; joined, copied and left out too with -v.
     void SayEntries(Console& console) const;
-    // "3 joined, 2 copied, 1 repaired, 0 dropped"
+    // "3 joined, 2 copied, 1 repaired, 0 dropped": records that were joined and copied, and how many
+    // different things were repaired and dropped, however often each was met.
     std::string Summary() const;
     // The lists under their names.
     void AddTo(Json& report) const;
 
 private:
+    uint64_t CountOf(ImportEvent event) const;
+
     static constexpr size_t kLists = static_cast<size_t>(ImportEvent::Count);
     std::array<std::vector<Entry>, kLists> m_lists;
     std::array<std::map<std::pair<std::string, std::string>, size_t>, kLists> m_places;

@@ -459,6 +459,19 @@ TEST_F(ImportCommandTest, AnyFailedFileCallGivesAWholeBankOrNone) {
     EXPECT_TRUE(database.Open(File("a.kvs").c_str(), kSdbFormatPlain, false));
 }
 
+TEST_F(ImportCommandTest, TheSummaryCountsRecordsCopiedAndThingsDropped) {
+    ImportReport report;
+    report.Note(ImportEvent::Copied, "sample \"A\"", "", 3);
+    report.Note(ImportEvent::Copied, "sample \"B\"");
+    for (int i = 0; i < 5; ++i) report.Note(ImportEvent::Dropped, "sample \"C\"", "it has no frames");
+    EXPECT_EQ("0 joined, 4 copied, 0 repaired, 1 dropped", report.Summary());
+    std::istringstream in;
+    std::ostringstream out, err;
+    Console console(in, out, err);
+    report.SayEntries(console);
+    EXPECT_EQ("dropped: sample \"C\": it has no frames (5 times)\n", out.str());
+}
+
 TEST_F(ImportCommandTest, QuietSaysNothingAndTheProgressIsATerminals) {
     Font();
     const Outcome quiet = Import({"-q"});
