@@ -140,7 +140,8 @@ BankResult CDBEUCreate::CountPerKeyRecords() {
         m_analysis.nPerKeyRecords +=
             std::max<int64_t>(static_cast<int64_t>(m_arSamples[i].playedKeys.count()), 1);
     if (m_analysis.nPerKeyRecords < 0 || m_analysis.nPerKeyRecords > std::numeric_limits<uint32_t>::max())
-        return Fail(kBankSourceInconsistent, kSdbAny, kSdbNoID, "the per-key layout would hold too many records");
+        return Fail(kBankSourceInconsistent, kSdbAny, kSdbNoID,
+                    "the per-key layout would hold too many records");
     return kBankDone;
 }
 

@@ -82,7 +82,8 @@ BankResult CDBEUCreate::RunStages() try {
             : (m_bEnrichedSource ? &CDBEUCreate::CreateSamplesEU : &CDBEUCreate::CreateSamples);
     if (const BankResult result = (this->*createSamples)(); result != kBankDone) return result;
     if (const BankResult result = CreateBanks(); result != kBankDone) return result;
-    // What still waits in memory is written first: a disk that is full by now is a write failure like any other.
+    // What still waits in memory is written first: a disk that is full by now is a write failure like any
+    // other.
     if (!m_dbTarget.GetFile().Flush())
         return Fail(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be written");
     if (m_dbTarget.CreateQuickLoad()) return kBankDone;

@@ -92,8 +92,8 @@ BankResult CDBEUCreate::CreateLayers(uint32_t idOldRegion, uint32_t idNewRegion,
 }
 
 // The copy for the key; for want of one that of the nearest lower key, then of the nearest higher one.
-// Deliberate: in the per-key layout a sample that split programs play has no single copy, so that a layer of a
-// program that is not split gets kSdbNoID for it: it plays nothing.
+// Deliberate: in the per-key layout a sample that split programs play has no single copy, so that a layer of
+// a program that is not split gets kSdbNoID for it: it plays nothing.
 uint32_t CDBEUCreate::NewSampleId(const tagSampleEntry& entry, int nKey) const {
     if (nKey == kEveryKey) return entry.newId;
     for (int nLower = nKey; nLower >= 0; --nLower)

@@ -133,7 +133,8 @@ public:
     // Good while no job runs.
     const BankAnalysis& GetAnalysis() const { return m_analysis; }
     const BankFault& GetFault() const { return m_fault; }
-    // The sample table of an analysis that succeeded: GetAnalysis().nSamples entries, good until the next one.
+    // The sample table of an analysis that succeeded: GetAnalysis().nSamples entries, good until the next
+    // one.
     const tagSampleEntry* GetSamples() const { return m_arSamples.get(); }
     bool IsSourceEnriched() const { return m_bEnrichedSource; }
     // The name under which banks of this source are filed; empty without a source.

@@ -153,7 +153,7 @@ TEST_F(EngineHostileTest, AFileCutInsideARecordIsRefused) {
     size_t nBoundary = 20;
     for (const NoteFields& note : NotesOf(whole)) {
         const size_t nEnd = nBoundary + 14 + note.strBody.size();
-        for (size_t nBytes = nBoundary + 14; nBytes < nEnd; nBytes += nEnd - nBytes > 40 ? 9 : 1) {
+        for (size_t nBytes = nBoundary + 14; nBytes<nEnd; nBytes += nEnd - nBytes> 40 ? 9 : 1) {
             WriteFile(m_strSource, Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(nBytes)));
             EXPECT_NE(kBankDone, RunAll()) << nBytes;
         }

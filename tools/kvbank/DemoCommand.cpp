@@ -27,7 +27,7 @@ int DemoCommand::Run(Console& console) {
         code = kExitUsage;
     } else if (!m_bForce && fs::exists(fs::symlink_status(m_strFile, ignored))) {
         console.Error(m_strFile + ": there already; -f replaces it");
-        code = kExitOutput;
+        code = kExitUsage;
     } else {
         code = Write(console, report);
     }

@@ -179,7 +179,7 @@ TEST_F(DemoCommandTest, VerifiesAndItsBanksDoAtEveryRateInBothLayouts) {
 TEST_F(DemoCommandTest, ReplacesAFileWhenForcedOnly) {
     WriteFile(File("Demo.kvs"), std::string("dear"));
     const Outcome outcome = Run({"demo", "-o", "DIR/Demo.kvs"});
-    EXPECT_EQ(kExitOutput, outcome.nCode);
+    EXPECT_EQ(kExitUsage, outcome.nCode);
     EXPECT_EQ("kvbank: DIR/Demo.kvs: there already; -f replaces it\n", outcome.strErr);
     EXPECT_EQ(4u, fs::file_size(File("Demo.kvs")));
     const Json document = Run({"demo", "-o", "DIR/Demo.kvs", "-f", "--json"}).Document();
