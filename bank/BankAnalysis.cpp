@@ -16,7 +16,7 @@ BankResult CDBEUCreate::GetSrcDBInfo() {
     } catch (const std::bad_alloc&) {
         // kBankNoMemory stands
     }
-    m_nStatus = result;
+    m_nStatus = static_cast<int>(result);
     m_bAnalysed = result == kBankDone;
     Callback(2, result);
     return result;

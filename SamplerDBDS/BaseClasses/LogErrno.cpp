@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
@@ -33,7 +34,7 @@ void logerrno(const char* pszFormat, ...) {
     // A long path never ends the program: the message is cut so that its end fits.
     char szLine[kLineBytes];
     const size_t nRoom = sizeof szLine - nEnd;
-    void* const pThread = reinterpret_cast<void*>(pthread_self());
+    void* const pThread = std::bit_cast<void*>(pthread_self());
     size_t nLine = Written(std::snprintf(szLine, nRoom, "%p: ", pThread), nRoom);
     va_list args;
     va_start(args, pszFormat);

@@ -229,7 +229,7 @@ bool CSDBISample::WriteIntWave(CXFile* file) const {
     if (m_lStored == m_info.lWave) {
         const uint32_t nSample = GetSampleBytes();
         // Quirk: whole samples only; a wave that ends inside one writes less than GetSize counts.
-        return nSample > 0 && file->Write(m_info.pWave, m_lStored / nSample * nSample);
+        return nSample > 0 && file->Write(m_info.pWave, m_lStored - m_lStored % nSample);
     }
     StreamBuffer packed;
     Compress(m_info, packed);

@@ -72,7 +72,7 @@ String::String(String&& stringSrc) noexcept : String() { *this = std::move(strin
 // Assignment and concatenation
 
 String& String::operator=(const String& stringSrc) {
-    if (m_pchData == stringSrc.m_pchData) return *this;
+    if (this == &stringSrc || m_pchData == stringSrc.m_pchData) return *this;
     if (stringSrc.GetData()->nRefs < 0) {
         AssignCopy(stringSrc.View());
     } else {
@@ -83,7 +83,7 @@ String& String::operator=(const String& stringSrc) {
 }
 
 String& String::operator=(String&& stringSrc) noexcept {
-    if (m_pchData == stringSrc.m_pchData) return *this;
+    if (this == &stringSrc || m_pchData == stringSrc.m_pchData) return *this;
     if (stringSrc.GetData()->nRefs < 0) {
         AssignCopy(stringSrc.View());
     } else {
