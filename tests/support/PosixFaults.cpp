@@ -1,11 +1,16 @@
 #include "tests/support/PosixFaults.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <pthread.h>
+#include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -86,6 +91,34 @@ KV_WRAP(int, nanosleep, (const timespec* t, timespec* r), (t, r), FailsAt("nanos
 KV_WRAP(dirent*, readdir, (DIR * p), (p), Fails("readdir"), SetErrno<dirent*>(nullptr))
 KV_WRAP(int, stat, (const char* p, struct stat* s), (p, s), Fails("stat"),
         g_nError < 0 ? -g_nError : SetErrno(-1))
+
+int __real_open(const char* p, int nFlags, ...);
+int __wrap_open(const char* p, int nFlags, ...);
+int __wrap_open(const char* p, int nFlags, ...) {
+    va_list args;
+    va_start(args, nFlags);
+    const mode_t nMode = (nFlags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
+    va_end(args);
+    return Fails("open") ? SetErrno(-1) : __real_open(p, nFlags, nMode);
+}
+KV_WRAP(int, mkostemp, (char* p, int n), (p, n), Fails("mkostemp"), SetErrno(-1))
+KV_WRAP(ssize_t, read, (int f, void* p, size_t n), (f, p, n), Fails("read"), SetErrno<ssize_t>(-1))
+KV_WRAP(ssize_t, write, (int f, const void* p, size_t n), (f, p, n), Fails("write"),
+        g_nError < 0 ? __real_write(f, p, static_cast<size_t>(-g_nError)) : SetErrno<ssize_t>(-1))
+KV_WRAP(int, fstat, (int f, struct stat* s), (f, s), Fails("fstat"), SetErrno(-1))
+KV_WRAP(int, fchown, (int f, uid_t u, gid_t g), (f, u, g), Fails("fchown"), SetErrno(-1))
+KV_WRAP(int, fchmod, (int f, mode_t n), (f, n), Fails("fchmod"), SetErrno(-1))
+KV_WRAP(int, ftruncate, (int f, off_t n), (f, n), Fails("ftruncate"), SetErrno(-1))
+KV_WRAP(int, fsync, (int f), (f), Fails("fsync"), SetErrno(-1))
+KV_WRAP(int, flock, (int f, int n), (f, n), Fails("flock"), SetErrno(-1))
+KV_WRAP(int, rename, (const char* p, const char* q), (p, q), Fails("rename"), SetErrno(-1))
+KV_WRAP(int, link, (const char* p, const char* q), (p, q), Fails("link"), SetErrno(-1))
+KV_WRAP(int, mkdir, (const char* p, mode_t n), (p, n), Fails("mkdir"), SetErrno(-1))
+KV_WRAP(ssize_t, readlink, (const char* p, char* q, size_t n), (p, q, n), Fails("readlink"),
+        SetErrno<ssize_t>(-1))
+KV_WRAP(int, getpwuid_r, (uid_t u, struct passwd* p, char* q, size_t n, struct passwd** r), (u, p, q, n, r),
+        Fails("getpwuid_r"), g_nError.load())
+
 KV_WRAP(void*, malloc, (size_t n), (n), Fails("malloc"), SetErrno<void*>(nullptr))
 KV_WRAP(void*, calloc, (size_t n, size_t size), (n, size), Fails("calloc"), SetErrno<void*>(nullptr))
 KV_WRAP(void*, realloc, (void* p, size_t n), (p, n), Fails("realloc"), SetErrno<void*>(nullptr))

@@ -11,8 +11,9 @@ namespace Kestrova::Test {
 // done: the pthread functions return the error, the others set errno and return null or -1 (with error 0:
 // success).
 // "_Znwm", operator new, throws std::bad_alloc; "_ZnwmRKSt9nothrow_t" and "_ZnamRKSt9nothrow_t" are the forms
-// of new that give null. For stat a negative error is its answer negated: -2 makes it answer 2. One fault at
-// a time; calls are counted on all threads.
+// of new that give null. For stat a negative error is its answer negated: -2 makes it answer 2; for write it
+// is the bytes that are written of the text all the same. One fault at a time; calls are counted on all
+// threads.
 class PosixFault {
 public:
     PosixFault(const char* pszCall, int nError, int nNth = 1);

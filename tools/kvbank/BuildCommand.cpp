@@ -3,7 +3,7 @@
 #include <cstring>
 #include <system_error>
 
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/Progress.h"
 #include "tools/kvbank/RateOptions.h"
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "bank/BankFileName.h"
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/DemoInstrument.h"
 #include "tools/kvbank/PartFile.h"
 

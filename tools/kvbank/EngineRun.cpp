@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/Console.h"
 #include "tools/kvbank/ExitCode.h"
 #include "tools/kvbank/RecordNames.h"

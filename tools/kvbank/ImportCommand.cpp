@@ -9,7 +9,7 @@
 #include <optional>
 #include <system_error>
 
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/PartFile.h"
 #include "tools/kvbank/Progress.h"
 #include "tools/kvbank/SoundFontImport.h"

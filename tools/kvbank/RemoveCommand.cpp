@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/RateOptions.h"
 
 namespace Kestrova {

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "bank/OrderedPipeline.h"
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 
 namespace Kestrova {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 
 namespace Kestrova {
 namespace {

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/BankVerifier.h"
-#include "tools/kvbank/Cancel.h"
 #include "tools/kvbank/Progress.h"
 
 namespace Kestrova {

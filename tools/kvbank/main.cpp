@@ -4,7 +4,7 @@
 #include <exception>
 #include <iostream>
 
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/Command.h"
 
 namespace {

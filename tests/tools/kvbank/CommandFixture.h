@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "shared/System/kvCancelSignal.h"
 #include "tests/support/SourceMaker.h"
 #include "tests/support/TempDir.h"
-#include "tools/kvbank/Cancel.h"
 #include "tools/kvbank/Command.h"
 
 namespace Kestrova::Test {

@@ -1,4 +1,4 @@
-// Cancel.h - the wish to stop, from a signal, asked for by long work.
+// kvCancelSignal.h - the wish to stop, from a signal, asked for by long work.
 #pragma once
 
 namespace Kestrova {

@@ -1,4 +1,4 @@
-#include "tools/kvbank/Cancel.h"
+#include "shared/System/kvCancelSignal.h"
 
 #include <atomic>
 #include <csignal>

@@ -1,0 +1,37 @@
+// kvSafeFile.h - small files read whole, and replaced so that a crash or a full disk leaves the old or the
+// new one.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+#include "shared/System/kvString.h"
+
+namespace Kestrova {
+
+// An open file, closed at the end of the scope; negative when opening failed.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int nFile) : m_nFile(nFile) {}
+    ~FileDescriptor();
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    operator int() const { return m_nFile; }
+
+private:
+    const int m_nFile;
+};
+
+// Reads to the end of the file, though not far beyond nMaxBytes: a text that is longer then is no whole file.
+// false when a read fails. Throws std::bad_alloc.
+bool ReadToEnd(int nFile, size_t nMaxBytes, std::string& strText);
+
+// Puts a new file in the place of one, or of none, at an absolute path free of links. It has the permissions
+// and, where that is allowed, the owner of the old one; nMode when there was none. false, with the old file
+// whole and nothing beside it, when anything fails; false too when all but the folder could be brought to the
+// disk. Throws std::bad_alloc before anything is done.
+bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode);
+
+}  // namespace Kestrova
