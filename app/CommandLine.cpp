@@ -1,0 +1,49 @@
+#include "app/CommandLine.h"
+
+#include <cstring>
+
+#include "shared/System/kvCompare.h"
+#include "shared/System/kvPath.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr char kLauncherMark[] = "-psn";
+
+constexpr char kHelp[] =
+    "Usage: kvbankmgr [MODE [SOURCE [FOLDER]]]\n"
+    "Builds, lists and removes the banks of a Calderine source bank, in a window.\n"
+    "\n"
+    "  MODE    install    choose rates, build their banks and end\n"
+    "          uninstall  remove every bank and end\n"
+    "          createN    build the bank at N Hz and end, such as create48000\n"
+    "          any other word, or none: the bank manager\n"
+    "  SOURCE  the source bank file\n"
+    "  FOLDER  the folder in which banks are built and removed\n"
+    "\n"
+    "Exit status: 0 when nothing failed, 255 without a display, else the number of the last failure.\n"
+    "The same work without a window: kvbank --help.\n";
+
+constexpr char kVersion[] = "kvbankmgr 1.0\n";
+
+}  // namespace
+
+CommandLine ReadCommandLine(int argc, const char* const* argv) {
+    CommandLine line;
+    if (argc > 1 && std::strstr(argv[1], kLauncherMark) == nullptr) {
+        line.strMode = argv[1];
+        if (argc > 2) line.strSource = argv[2];
+        if (argc > 3) line.strTarget = argv[3];
+    }
+    MakeUnifiedPath(line.strSource);
+    MakeUnifiedPath(line.strTarget);
+    return line;
+}
+
+const char* InformationFor(const char* pszWord) {
+    if (CompareStringCase(pszWord, "--help") == 0) return kHelp;
+    if (CompareStringCase(pszWord, "--version") == 0) return kVersion;
+    return nullptr;
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,22 @@
+// CommandLine.h - what the program was started with.
+#pragma once
+
+#include "shared/System/kvString.h"
+
+namespace Kestrova {
+
+// Each empty when it was not given; the paths in unified form.
+struct CommandLine {
+    String strMode;    // the mode word, untouched
+    String strSource;  // the source bank file
+    String strTarget;  // the folder of banks
+};
+
+// Up to three arguments behind the program's name; more are ignored. A first one with "-psn" anywhere in it
+// is a process number that a launcher adds: then all arguments are ignored.
+CommandLine ReadCommandLine(int argc, const char* const* argv);
+
+// What the program prints for a first word that asks for it, "--help" or "--version"; null for any other.
+const char* InformationFor(const char* pszWord);
+
+}  // namespace Kestrova

@@ -1,0 +1,25 @@
+// RunMode.h - the four ways the program runs, chosen by the first word of the command line.
+#pragma once
+
+namespace Kestrova {
+
+// Also the index of the dialog's layout and titles.
+enum GuiType : int {
+    kManager = 0,    // choose source, destination and any set of rates
+    kInstall = 1,    // started by an installer: choose destination and rates, build, end
+    kUninstall = 2,  // started by an uninstaller: remove every bank, end
+    kCreate = 3      // build the bank of one rate without asking, end
+};
+inline constexpr int kGuiTypeCount = 4;
+
+struct RunMode {
+    GuiType type = kManager;
+    int nCreateRate = -1;  // create mode: the index of the rate asked for in the rate table
+};
+
+// "install" and "uninstall" whole, "create" as the first six characters, letter case ignored; anything else,
+// and null, is the manager. What follows "create" is the rate in Hz; one that is not in the table gives the
+// first.
+RunMode ParseModeWord(const char* pszWord);
+
+}  // namespace Kestrova

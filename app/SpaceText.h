@@ -1,0 +1,20 @@
+// SpaceText.h - sizes and progress as the dialog writes them.
+#pragma once
+
+#include "shared/System/kvString.h"
+
+namespace Kestrova {
+
+// Space that a choice of rates needs, or frees when negative, in MiB: "%d M", "%d G", "%d M to free",
+// "%d G to free". Deliberately, needed gigabytes are rounded and freed ones truncated: 1536 is "2 G", -1536
+// is "1 G to free".
+String RequiredSpaceText(int nMegabytes);
+
+// Space left on a disk, in MiB. Deliberately gigabytes, truncated, begin at 1025 here and at 1024 above.
+String FreeSpaceText(int nMegabytes);
+
+// How far a job is. Deliberately of 99.9, in single precision, so that a finished job reads "99.9%". No steps
+// at all read "0.0%".
+String ProgressPercentText(int nStep, int nSteps);
+
+}  // namespace Kestrova

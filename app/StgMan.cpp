@@ -1,0 +1,174 @@
+#include "app/StgMan.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "shared/System/kvModule.h"
+#include "shared/System/kvPath.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr char dataPath[] = "Kestrova/Calderine";
+constexpr char srcName[] = "Calde4_0AC44.kvn";
+constexpr char iniName[] = "kvsmple.ini";
+constexpr char iniSect[] = "AdditionalBankPaths";
+
+constexpr char kBundlePart[] = "/Contents/Extras/";
+
+String UnifiedPath(String strPath) {
+    MakeUnifiedPath(strPath);
+    return strPath;
+}
+
+// The folder that holds the module: beside the bundle, for a module that lies within one.
+String ModuleFolder() {
+    const String strFolder = UnifiedPath(Module::GetFolderPath());
+    const String strPart(kBundlePart);
+    if (strFolder.Right(strPart.GetLength()) != strPart) return strFolder;
+    const String strBundle = strFolder.Left(strFolder.GetLength() - strPart.GetLength());
+    return strBundle.Left(strBundle.ReverseFind('/') + 1);
+}
+
+// The file a link leads to; the path itself when it leads to none, or to a folder.
+String ResolvedFile(const String& strPath) {
+    bool bIsFolder = false;
+    unsigned long nSize = 0;
+    FullPathResolveAlias(strPath, bIsFolder, nSize, nullptr);  // no room: the size is told
+    if (nSize == 0) return strPath;
+    String strResolved;
+    const int nError =
+        FullPathResolveAlias(strPath, bIsFolder, nSize, strResolved.GetBuffer(static_cast<int>(nSize)));
+    strResolved.ReleaseBuffer();
+    return nError == 0 && !bIsFolder ? strResolved : strPath;
+}
+
+}  // namespace
+
+StgMan::StgMan(const String& strMode, const String& strSource, const String& strTarget)
+    : m_strSource(strSource), m_strTarget(strTarget), m_strMode(strMode) {
+    ProposeSource();
+    OpenSettings();
+    ProposeTarget();
+    Module::EnsureFolderExists(m_strTarget);
+    m_pDialog = std::make_unique<StgManDlg>(this, m_strMode, m_strSource, m_strTarget);
+    if (!m_pDialog->HasWindow()) m_pDialog.reset();
+    m_engine.SetCallback(Callback, reinterpret_cast<unsigned long>(this));
+    if (!m_pDialog) m_nStatus = -1;
+}
+
+// A callback that comes from now on finds no dialog and cancels its job; the engine then waits for its
+// worker.
+StgMan::~StgMan() {
+    const CriticalSectionGuard guard(m_lock);
+    m_ini.Close();
+    m_pDialog.reset();
+}
+
+void StgMan::ProposeSource() {
+    String strBase = ModuleFolder();  // deliberately without effect: the data of all users always comes first
+    strBase = UnifiedPath(Module::GetPathSubfolder(Module::kAppPathLocal, dataPath));
+    if (m_strSource.IsEmpty()) m_strSource = strBase + srcName;
+    m_strSource = ResolvedFile(m_strSource);
+}
+
+// Without a settings file the defaults are used and nothing is remembered.
+void StgMan::OpenSettings() {
+    const String strFolder = UnifiedPath(Module::GetPathCreateSubfolder(Module::kAppPathUserAgain, dataPath));
+    if (strFolder.IsEmpty() || m_ini.Open(strFolder + iniName, "a+") == 0) return;
+    m_ini.SetItem(iniSect, nullptr);
+    FifoList<LinkedString> folders;
+    if (m_ini.GetItems(folders, iniSect) > 0) m_strTarget = folders.GetTail()->strText;
+}
+
+void StgMan::ProposeTarget() {
+    if (m_strTarget.IsEmpty()) m_strTarget = Module::GetPathCreateSubfolder(Module::kAppPathLocal, dataPath);
+}
+
+int StgMan::Routine() {
+    if (!m_pDialog) return m_nStatus;
+    if (SetSourceBase()) SetTargetPath(nullptr);
+    {
+        const CriticalSectionGuard guard(m_lock);
+        if (m_nPhase == StgStatusAnalysing) {
+            m_pDialog->SetCheckBoxes(nullptr);
+            m_pDialog->EnableControls(0);
+        }
+    }
+    m_pDialog->ModalDialog();  // also when the analysis has failed by now: the user is to see that
+    return m_nStatus;
+}
+
+bool StgMan::SetSourceBase() {
+    {
+        const CriticalSectionGuard guard(m_lock);
+        m_nKeepGoing = 1;
+        if (m_engine.SetSrcFile(m_strSource) == kBankDone) {
+            m_pDialog->EnableControls(0);
+            ExpectJob(StgStatusAnalysing);
+            const String strName = m_strSource.Mid(m_strSource.ReverseFind('/') + 1);
+            m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", strName.c_str()));
+            return true;
+        }
+        m_pDialog->SetCheckBoxes(nullptr);
+    }
+    m_pDialog->ShowError(kAlertSource);
+    return false;
+}
+
+bool StgMan::SetTargetPath(const char* pszPrevious) {
+    bool bListed = false;
+    {
+        const CriticalSectionGuard guard(m_lock);
+        bListed = RefreshTarget(pszPrevious);
+    }
+    if (!bListed) m_pDialog->ShowError(kAlertSourceOrTarget);
+    return bListed;
+}
+
+bool StgMan::RefreshTarget(const char* pszPrevious) {
+    if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, pszPrevious);
+    m_ini.SetItem(iniSect, m_strTarget);
+    m_pDialog->SetCheckBoxes(nullptr);
+    m_engine.SetDstDir(m_strTarget);
+    unsigned int nRemoved = 0;
+    m_engine.RemoveInterrupted(nRemoved);  // what a build that died has left must not pass for a bank
+    m_pDialog->SetFreeDiskSpace();
+    return ShowExisting();
+}
+
+bool StgMan::ShowExisting() {
+    int existing[kRateCount] = {};
+    if (m_engine.GetExisting(existing, nullptr) != kBankDone) return false;
+    m_pDialog->SetCheckBoxes(existing);
+    m_pDialog->SetExistingInfo(existing);
+    return true;
+}
+
+// A rate whose prediction fails adds nothing.
+int StgMan::EstimateBaseSize(int* selected) {
+    int64_t nSum = 0;
+    for (int i = 0; i < kRateCount; ++i) {
+        unsigned int nMegabytes = 0;
+        const auto nRate = static_cast<unsigned int>(sSR[static_cast<size_t>(i)]);
+        if (selected[i] != 0 && m_engine.Prediction(nRate, 0, nMegabytes) == kBankDone) nSum += nMegabytes;
+    }
+    return static_cast<int>(std::min<int64_t>(nSum, std::numeric_limits<int>::max()));
+}
+
+// One that still waits for its first callback is cancelled right behind it: a job refused there would make no
+// last callback, and the dialog would wait for that.
+void StgMan::Cancel() {
+    const CriticalSectionGuard guard(m_lock);
+    if (m_bAwaitsStart)
+        m_bCancelAtStart = true;
+    else
+        m_nKeepGoing = 0;
+}
+
+int StgMan::GetStatus() {
+    const int nPhase = m_nPhase;
+    return m_bEnding != 0 || m_engine.GetState() != 0 ? nPhase | StgStatusAnalysing : nPhase;
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,99 @@
+// StgMan.h - the storage manager: settings, source and target, and the runs that build and remove banks.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <memory>
+
+#include "app/IStgMan.h"
+#include "app/StgManDlg.h"
+#include "bank/DBEUCreate.h"
+#include "shared/System/kvIniFile.h"
+#include "shared/System/kvString.h"
+#include "shared/Tasks/kvCriticalSection.h"
+
+namespace Kestrova {
+
+// The application's controller. It owns the bank engine, the settings file and the dialog; a run is one call
+// of Process, which removes and creates banks rate by rate until the banks that exist are the ones selected.
+// Threads: all operations on the interface thread, except the engine's callback, which comes on its worker.
+// That one
+//          works under the lock, which the interface thread takes too where both touch the same; alerts are
+//          shown without it, or progress would wait for the user.
+class StgMan final : public IStgMan {
+public:
+    static constexpr std::array<int, kRateCount> sSR = iSPS;
+
+    // Mode word, source file and target folder as the command line gave them, in unified form; empty ones are
+    // proposed. The last folder of the settings file is the target whatever the command line says.
+    // Makes the target folder, and the window, which then is shown.
+    StgMan(const String& strMode, const String& strSource, const String& strTarget);
+    // Writes the settings back. A job that still runs is cancelled and waited for.
+    ~StgMan() override;
+    StgMan(const StgMan&) = delete;
+    StgMan& operator=(const StgMan&) = delete;
+
+    // Analyses the source, runs the dialog, and answers when its event loop has ended: the last result (0 or
+    // a BankResult), or -1 without a window.
+    int Routine();
+
+    // IStgMan
+    bool SetSourceBase() override;
+    bool SetTargetPath(const char* pszPrevious) override;
+    int EstimateBaseSize(int* selected) override;
+    void Process() override;
+    void Cancel() override;
+    // The phase; but it is busy until the engine is idle and has come back from its last callback, so that no
+    // job is started too early and nothing both threads use is changed by both.
+    int GetStatus() override;
+    int GetBanksCreated() override { return m_nBanksCreated; }
+
+    const String& GetSource() const { return m_strSource; }
+    const String& GetTarget() const { return m_strTarget; }
+
+private:
+    enum CallbackEvent : int { CallbackStep = 0, CallbackStart = 1, CallbackDone = 2 };
+
+    // StgMan.cpp
+    void ProposeSource();
+    void OpenSettings();
+    void ProposeTarget();
+    bool RefreshTarget(const char* pszPrevious) KV_REQUIRES(m_lock);
+    bool ShowExisting() KV_REQUIRES(m_lock);
+
+    // StgManRun.cpp
+    static int Callback(int nEvent, unsigned int nValue, unsigned long nUser);
+    int AsyncProc(int nEvent, unsigned int nValue);
+    void OnStart(int nSteps) KV_REQUIRES(m_lock);
+    void OnStep() KV_REQUIRES(m_lock);
+    void OnDone(int nResult) KV_REQUIRES(m_lock);
+    bool GoesOnAfter(int nResult) KV_REQUIRES(m_lock);
+    int Process1() KV_REQUIRES(m_lock);
+    void RemoveBank(int nRate) KV_REQUIRES(m_lock);
+    int CreateBank(int nRate) KV_REQUIRES(m_lock);
+    void ExpectJob(StgStatus phase) KV_REQUIRES(m_lock);
+    void TellNotice() KV_REQUIRES(m_lock);
+
+    IniFile m_ini;
+    std::unique_ptr<StgManDlg> m_pDialog;  // null without a window
+    String m_strSource;
+    String m_strTarget;
+    const String m_strMode;
+    std::atomic<int> m_nStatus{0};  // last result; -1: no window
+    std::atomic<int> m_nPhase{StgStatusNone};
+    std::atomic<int> m_nRateIndex{0};  // of the run; kRateCount: it is over
+    std::atomic<int> m_nKeepGoing{1};  // the answer to the engine: 0 cancels
+    std::atomic<int> m_nBanksCreated{0};
+    std::atomic<int> m_bEnding{0};  // the worker is in a job's last callback
+
+    CriticalSection m_lock;
+    bool m_bAwaitsStart KV_GUARDED_BY(m_lock) = false;    // a job is on its way to its first callback
+    bool m_bCancelAtStart KV_GUARDED_BY(m_lock) = false;  // and is to be cancelled right after it
+    String m_strNotice KV_GUARDED_BY(m_lock);             // what a run could not do, in the user's words
+
+    CDBEUCreate m_engine;  // last: its worker calls back until it is gone
+
+    static std::atomic<int> s_nStep, s_nSteps;  // of the running job
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,143 @@
+#include "app/StgManDlg.h"
+
+#include <algorithm>
+
+#include "app/SpaceText.h"
+
+namespace Kestrova {
+
+StgManDlg::StgManDlg(IStgMan* pManager, const char* pszModeWord, String& strSource, String& strTarget)
+    : m_pManager(pManager),
+      m_strSource(strSource),
+      m_strTarget(strTarget),
+      m_mode(ParseModeWord(pszModeWord)) {
+    GuiInitialize();
+    Rect rect;
+    GuiGetWindowRect(m_mode.type, &rect);
+    m_window = GuiCreateWindow(WindowTitle(m_mode.type), rect, this);
+    if (!HasWindow()) return;
+    MakeControls();
+    if (!m_strSource.IsEmpty()) Control(kSourcePath).SetText(m_strSource);
+    if (!m_strTarget.IsEmpty()) Control(kTargetPath).SetText(m_strTarget);
+    SetCheckBoxes(nullptr);  // no bank is known yet
+    ApplyChanges();          // or the window would first show what no tick has hidden yet
+    GuiShowWindow(m_window, 1, 1);
+}
+
+StgManDlg::~StgManDlg() {
+    if (HasWindow()) {
+        GuiShowWindow(m_window, 0, 0);
+        for (std::unique_ptr<GuiControl>& pControl : m_controls) pControl.reset();
+        GuiDisposeWindow(m_window);
+    }
+    GuiDeinitialize();
+}
+
+void StgManDlg::MakeControls() {
+    const std::array<Rect, kDialogControlCount> places = LayOutDialog(m_mode.type);
+    for (int i = 0; i < kDialogControlCount; ++i) {
+        m_controls[static_cast<size_t>(i)] = MakeControl(i, places[static_cast<size_t>(i)]);
+        GuiSetControlName(Control(i).GetControl(), AccessibleName(i));
+        if (GuiCtrlLayout(m_mode.type, i).IsHidden()) Control(i).SetShow(0);
+    }
+    // 44100 is never chosen by hand: an installation always has it, elsewhere it stays as it is.
+    if (m_mode.type == kUninstall)
+        RateBox(0).SetEnable(0);
+    else
+        RateBox(0).SetShow(0);
+    for (int i = kFirstRateBox; i <= kLastRateBox; ++i)
+        GuiEmbedControl(Control(kRateGroup).GetControl(), Control(i).GetControl());
+    for (const int i : {kProgressText, kProgressPercent, kProgressBar, kCancelButton}) Control(i).SetShow(0);
+    GuiSetKeyControls(m_window, Control(kMainButton).GetControl(), Control(kCancelButton).GetControl());
+}
+
+std::unique_ptr<GuiControl> StgManDlg::MakeControl(int nControl, const Rect& place) const {
+    const int nKind = GuiCtrlTypes[static_cast<size_t>(nControl)];
+    const int nStyle = GuiCtrlStyles[static_cast<size_t>(nControl)];
+    const char* const pszTitle = GuiCtrlTitles(m_mode.type, nControl);
+    switch (nKind) {
+        case kCheckBox:
+            return std::make_unique<GuiValueBox>(m_window, place, nKind, nStyle, nControl, pszTitle);
+        case kProgressIndicator:
+            return std::make_unique<GuiRangeBox>(m_window, place, nKind, nStyle, nControl, pszTitle);
+        default: return std::make_unique<GuiStaticBox>(m_window, place, nKind, nStyle, nControl, pszTitle);
+    }
+}
+
+void StgManDlg::ApplyChanges() {
+    for (const std::unique_ptr<GuiControl>& pControl : m_controls) pControl->UpdateData();
+}
+
+void StgManDlg::ModalDialog() { GuiRunLoop(m_window, this); }
+
+void StgManDlg::ShowError(int nAlert) { GuiErrorBox(m_window, nAlert); }
+
+void StgManDlg::EnableControls(int bOn) {
+    for (const int i : {kSourceChooser, kTargetChooser, kCloseButton}) Control(i).SetEnable(bOn);
+}
+
+void StgManDlg::ShowProgressText(const char* pszText) {
+    Control(kProgressText).SetText(pszText);
+    Control(kProgressText).SetShow(1);
+}
+
+void StgManDlg::InitProgressBar(int nSteps, int bCancellable) {
+    for (int i = 0; i < kRateCount; ++i) RateBox(i).SetEnable(0);
+    Control(kProgressBar).SetRange(0, nSteps);
+    Control(kProgressBar).SetShow(1);
+    Control(kProgressPercent).SetText("0.0%");
+    Control(kProgressPercent).SetShow(1);
+    Control(kCancelButton).SetEnable(bCancellable);
+    Control(kCancelButton).SetShow(1);
+}
+
+void StgManDlg::SetProgressBar(int nStep, int nSteps) {
+    Control(kProgressBar).SetValue(nStep);
+    Control(kProgressPercent).SetText(ProgressPercentText(nStep, nSteps));
+}
+
+void StgManDlg::EndProgress() {
+    for (const int i : {kProgressText, kProgressBar, kProgressPercent, kCancelButton}) Control(i).SetShow(0);
+    if (m_mode.type == kCreate && m_pManager->GetBanksCreated() != 0)
+        m_bCloseWhenIdle = 1;
+    else
+        EnableControls(1);
+}
+
+// Any control could carry it; this one's alerts are shown when the progress before them has been.
+void StgManDlg::SetErrorStatus(int nAlert) { Control(kCancelButton).SetStatus(nAlert); }
+
+void StgManDlg::SetCheckBoxes(const int* flags) {
+    const bool bChoosable = flags != nullptr && (m_mode.type == kManager || m_mode.type == kInstall);
+    for (int i = 0; i < kRateCount; ++i) {
+        const auto nRate = static_cast<size_t>(i);
+        if (flags != nullptr) m_existing[nRate] = flags[i];
+        const bool bWanted =
+            (m_mode.type == kCreate && i == m_mode.nCreateRate) || (m_mode.type == kInstall && i == 0);
+        m_selected[nRate] = bWanted ? 1 : m_existing[nRate].load();
+        RateBox(i).SetEnable(bChoosable);
+        RateBox(i).SetValue(m_selected[nRate]);
+    }
+    Control(kMainButton).SetEnable(0);
+}
+
+void StgManDlg::SetExistingInfo(const int* existing) {
+    int selected[kRateCount], present[kRateCount];
+    std::copy(m_selected.begin(), m_selected.end(), selected);
+    std::copy_n(existing, kRateCount, present);
+    int nMegabytes = m_pManager->EstimateBaseSize(selected);
+    if (m_mode.type != kUninstall) nMegabytes -= m_pManager->EstimateBaseSize(present);
+    Control(kRequiredSpace).SetText(RequiredSpaceText(nMegabytes));
+    Control(kMainButton).SetEnable(m_mode.type != kManager || IsSelectionNew());
+}
+
+bool StgManDlg::IsSelectionNew() const {
+    return !std::equal(m_selected.begin(), m_selected.end(), m_existing.begin(),
+                       [](const auto& nSelected, const auto& nExisting) { return nSelected == nExisting; });
+}
+
+void StgManDlg::SetFreeDiskSpace() {
+    Control(kFreeSpace).SetText(FreeSpaceText(UtilGetFreeDiskSpace(m_strTarget)));
+}
+
+}  // namespace Kestrova

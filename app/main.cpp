@@ -1,0 +1,26 @@
+#include <cstdio>
+
+#include "app/CommandLine.h"
+#include "app/GuiPlatform.h"
+#include "app/StgMan.h"
+#include "shared/System/kvCancelSignal.h"
+#include "shared/System/kvModule.h"
+
+int main(int argc, char** argv) {
+    using namespace Kestrova;
+    if (const char* const pszText = InformationFor(argc > 1 ? argv[1] : nullptr)) {
+        std::fputs(pszText, stdout);
+        return std::fflush(stdout) == 0 ? 0 : 1;
+    }
+    CatchCancelSignals();
+    GuiStart();
+    Module::Init(argc > 0 ? argv[0] : "", "StgMan", "1.0");
+    const CommandLine line = ReadCommandLine(argc, argv);
+    int nStatus = 0;
+    {
+        StgMan manager(line.strMode, line.strSource, line.strTarget);
+        nStatus = manager.Routine();
+    }
+    GuiStop();
+    return nStatus;
+}

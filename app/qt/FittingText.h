@@ -1,0 +1,31 @@
+// FittingText.h - widgets of fixed width whose text gives way when it is too long: it is drawn smaller, or
+// shortened in the middle, and is whole in the tool tip.
+#pragma once
+
+#include <QLabel>
+#include <QLineEdit>
+
+namespace Kestrova {
+
+// Draws smaller, down to four fifths of its font, then shortens.
+class FittingLabel final : public QLabel {
+public:
+    using QLabel::QLabel;
+
+protected:
+    void paintEvent(QPaintEvent* pEvent) override;
+};
+
+// A read-only path. Shortened in the middle until the user moves in it: then it scrolls, as any line edit.
+class PathEdit final : public QLineEdit {
+public:
+    explicit PathEdit(QWidget* pParent);
+
+protected:
+    void paintEvent(QPaintEvent* pEvent) override;
+
+private:
+    QRect TextPlace() const;
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,123 @@
+// The desktop's functions on Qt: windows and controls.
+#include "app/GuiPlatform.h"
+
+#include <sys/statvfs.h>
+
+#include <QApplication>
+#include <QScreen>
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "app/qt/ManagerControls.h"
+#include "app/qt/ManagerWindow.h"
+
+namespace Kestrova {
+
+void GuiInitialize() {}
+void GuiDeinitialize() {}
+
+GuiWindowRef GuiCreateWindow(const char* pszTitle, const Rect& rect, IGuiOwner* pOwner) {
+    return new GuiWindow(QString::fromLocal8Bit(pszTitle), rect, pOwner);
+}
+
+void GuiDisposeWindow(GuiWindowRef window) { delete window; }
+
+void GuiShowWindow(GuiWindowRef window, int bShow, int bUpdate) {
+    if (window == nullptr) return;
+    if (bShow != 0)
+        window->Present(bUpdate != 0);
+    else
+        window->Withdraw();
+}
+
+void GuiRunLoop(GuiWindowRef window, IGuiOwner* pOwner) {
+    if (window == nullptr) return;
+    window->SetOwner(pOwner);
+    QApplication::exec();
+}
+
+// Not quit, which would ask the window to close first.
+void GuiQuitLoop() { QCoreApplication::exit(); }
+
+void GuiSetKeyControls(GuiWindowRef window, GuiControlRef enter, GuiControlRef escape) {
+    if (window == nullptr) return;
+    const auto ButtonOf = [](GuiControlRef control) {
+        return control == nullptr ? nullptr : dynamic_cast<QPushButton*>(&control->Widget());
+    };
+    window->SetKeyButtons(ButtonOf(enter), ButtonOf(escape));
+}
+
+GuiControlRef GuiCreateControl(GuiWindowRef window, const Rect& rect, int nKind, int nStyle, int nControl,
+                               const char* pszTitle) {
+    if (window == nullptr) return nullptr;
+    return window->Add(nKind, nStyle, nControl, QString::fromLocal8Bit(pszTitle),
+                       QRect(rect.left, rect.top, rect.Width(), rect.Height()));
+}
+
+void GuiDisposeControl(GuiControlRef control) { delete control; }
+
+void GuiEmbedControl(GuiControlRef parent, GuiControlRef child) {
+    if (parent == nullptr || child == nullptr) return;
+    QWidget& widget = child->Widget();
+    const QPoint place = parent->Widget().mapFromGlobal(widget.mapToGlobal(QPoint(0, 0)));
+    widget.setParent(&parent->Widget());
+    widget.move(place);
+    widget.show();  // a new parent hides
+}
+
+// A control that goes takes the keyboard focus with it; Qt would give it to the next one and mark its text.
+static void LeaveFocus(QWidget& widget) {
+    if (widget.hasFocus()) widget.window()->setFocus();
+}
+
+void GuiShowControl(GuiControlRef control, int bOn) {
+    if (control == nullptr) return;
+    if (bOn == 0) LeaveFocus(control->Widget());
+    control->Widget().setVisible(bOn != 0);
+}
+
+void GuiEnableControl(GuiControlRef control, int bOn) {
+    if (control == nullptr) return;
+    if (bOn == 0) LeaveFocus(control->Widget());
+    control->Widget().setEnabled(bOn != 0);
+}
+
+void GuiSetControlText(GuiControlRef control, const char* pszText) {
+    if (control == nullptr) return;
+    control->SetText(QString::fromLocal8Bit(pszText));
+    control->Widget().update();
+}
+
+void GuiSetControlValue(GuiControlRef control, int nValue) {
+    if (control != nullptr) control->SetValue(nValue);
+}
+
+void GuiCheckControl(GuiControlRef control, int bOn) { GuiSetControlValue(control, bOn); }
+
+void GuiSetControlRange(GuiControlRef control, int nMinimum, int nMaximum) {
+    if (control != nullptr) control->SetRange(nMinimum, nMaximum);
+}
+
+void GuiSetControlName(GuiControlRef control, const char* pszName) {
+    if (control != nullptr && *pszName != '\0') control->SetName(QString::fromLocal8Bit(pszName));
+}
+
+void GuiGetWindowRect(GuiType mode, Rect* pRect) {
+    int nWidth = 0, nHeight = 0;
+    GuiGetWindowSize(mode, nWidth, nHeight);
+    const QRect display = QGuiApplication::primaryScreen()->geometry();
+    pRect->left = display.left() + (display.width() - nWidth) / 2;
+    pRect->top = display.top() + (display.height() - nHeight) / 2;
+    pRect->right = pRect->left + nWidth;
+    pRect->bottom = pRect->top + nHeight;
+}
+
+int UtilGetFreeDiskSpace(const char* pszPath) {
+    struct statvfs volume {};
+    if (pszPath == nullptr || statvfs(pszPath, &volume) != 0) return 0;
+    const uint64_t nBytes = uint64_t{volume.f_bavail} * volume.f_frsize;
+    return static_cast<int>(std::min<uint64_t>((nBytes + 0xFFFFF) >> 20, std::numeric_limits<int>::max()));
+}
+
+}  // namespace Kestrova

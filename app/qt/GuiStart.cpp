@@ -1,0 +1,50 @@
+// The desktop's functions on Qt: the connection to the desktop.
+#include <QApplication>
+#include <QSessionManager>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "app/GuiPlatform.h"
+#include "shared/System/kvCancelSignal.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr int kNoDisplayStatus = 255;  // -1, as a parent process sees it
+
+// The application object refers to these for its whole life.
+int s_nArguments = 1;
+char s_szProgram[] = "kvbankmgr";
+char* s_arguments[] = {s_szProgram, nullptr};
+
+std::unique_ptr<QApplication> s_pApplication;
+
+// Qt ends a program that finds no display by a fatal message and an abort. Its other messages of that moment
+// say the same at length.
+void EndWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
+    if (type != QtFatalMsg) return;
+    std::fputs("kvbankmgr: no display can be reached, so no window can be shown.\n", stderr);
+    std::_Exit(kNoDisplayStatus);
+}
+
+}  // namespace
+
+// The command line is the program's alone: Qt takes its settings from the environment.
+void GuiStart() {
+    const QtMessageHandler usual = qInstallMessageHandler(EndWithoutDisplay);
+    s_pApplication = std::make_unique<QApplication>(s_nArguments, s_arguments);
+    qInstallMessageHandler(usual);
+    std::setlocale(LC_NUMERIC, "C");  // Qt has set the user's; numbers are written with a point here
+    QGuiApplication::setDesktopFileName(s_szProgram);
+    QApplication::setQuitOnLastWindowClosed(false);
+    // The end of the session is a wish to stop like a signal.
+    QObject::connect(s_pApplication.get(), &QGuiApplication::commitDataRequest, s_pApplication.get(),
+                     [](QSessionManager&) { SetCancelSignal(SIGTERM); });
+}
+
+void GuiStop() { s_pApplication.reset(); }
+
+}  // namespace Kestrova

@@ -1,0 +1,164 @@
+#include "app/qt/ManagerWindow.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDropEvent>
+#include <QFile>
+#include <QFileInfo>
+#include <QKeyEvent>
+#include <QMimeData>
+#include <algorithm>
+
+#include "app/qt/ManagerControls.h"
+#include "app/qt/ManagerIcon.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr Qt::WindowFlags kWindowFlags = Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                                         Qt::WindowCloseButtonHint | Qt::WindowMinimizeButtonHint;
+constexpr qreal kSmallestPoints = 6, kPointStep = 0.25;
+
+// The one local file or folder that is dragged; empty for anything else, several files among it.
+QString DraggedPath(const QMimeData* pData) {
+    const QList<QUrl> urls = pData->urls();
+    return urls.size() == 1 ? urls.first().toLocalFile() : QString();
+}
+
+}  // namespace
+
+GuiWindow::GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwner)
+    : QWidget(nullptr, kWindowFlags), m_pOwner(pOwner) {
+    setWindowTitle(strTitle);
+    setWindowIcon(ManagerIcon());
+    setFixedSize(rect.Width(), rect.Height());
+    // Of the inside, whatever frame the desktop puts around it.
+    setGeometry(rect.left, rect.top, rect.Width(), rect.Height());
+    setAcceptDrops(true);
+    m_timer.setTimerType(Qt::PreciseTimer);
+    m_timer.setSingleShot(true);
+    QObject::connect(&m_timer, &QTimer::timeout, this, [this] { Tick(); });
+}
+
+// A timer does not fire while what it called has not come back, which an alert may keep for long. So each
+// tick starts the timer anew before it calls.
+void GuiWindow::Tick() {
+    m_timer.start(kTimerMilliseconds);
+    m_pOwner->OnTimer();
+}
+
+void GuiWindow::Present(bool bDrawNow) {
+    FitFonts();
+    m_timer.start(0);
+    show();
+    raise();
+    activateWindow();
+    setFocus();  // no control has it before the user asks for one
+    if (bDrawNow) repaint();
+}
+
+void GuiWindow::Withdraw() {
+    m_timer.stop();
+    hide();
+}
+
+// Places are fixed, so a large font gives way: one size for the whole window, the largest up to the desktop's
+// at which no text that stands in it is cut.
+void GuiWindow::FitFonts() {
+    QFont font = QApplication::font();
+    qreal nPoints = QFontInfo(font).pointSizeF();
+    font.setPointSizeF(nPoints);
+    const auto FitsAll = [&] {
+        return std::all_of(m_controls.cbegin(), m_controls.cend(), [&](GuiWidget* pControl) {
+            return pControl->Widget().isHidden() || pControl->FitsTitle(font);
+        });
+    };
+    while (nPoints > kSmallestPoints && !FitsAll()) font.setPointSizeF(nPoints -= kPointStep);
+    setFont(font);
+}
+
+// The desktop's font is no change of this widget: changeEvent would not hear of it.
+bool GuiWindow::event(QEvent* pEvent) {
+    const bool bHandled = QWidget::event(pEvent);
+    if (pEvent->type() == QEvent::ApplicationFontChange || pEvent->type() == QEvent::StyleChange) FitFonts();
+    return bHandled;
+}
+
+void GuiWindow::closeEvent(QCloseEvent* pEvent) {
+    pEvent->ignore();  // the owner ends the event loop when it agrees
+    m_pOwner->WndProc(GuiEvent{kGuiWindowEvent, kGuiWindowClose});
+}
+
+GuiWidget* GuiWindow::Add(int nKind, int nStyle, int nControl, const QString& strTitle, const QRect& place) {
+    GuiWidget* const pControl = GuiWidget::Create(*this, nKind, nStyle, nControl, strTitle);
+    if (pControl == nullptr) return nullptr;
+    pControl->Widget().setGeometry(place);
+    m_controls.append(pControl);
+    return pControl;
+}
+
+void GuiWindow::SetKeyButtons(QPushButton* pEnter, QPushButton* pEscape) {
+    m_pEnter = pEnter;
+    m_pEscape = pEscape;
+    if (m_pEnter != nullptr) m_pEnter->setDefault(true);
+}
+
+void GuiWindow::keyPressEvent(QKeyEvent* pEvent) {
+    switch (pEvent->key()) {
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            if (m_pEnter != nullptr && m_pEnter->isVisible() && !pEvent->isAutoRepeat()) m_pEnter->click();
+            break;
+        case Qt::Key_Escape:
+            if (m_pEscape != nullptr && m_pEscape->isVisible() && m_pEscape->isEnabled())
+                m_pEscape->click();
+            else
+                close();
+            break;
+        default: QWidget::keyPressEvent(pEvent);
+    }
+}
+
+void GuiWindow::SendControlEvent(int nControl, int nValue) {
+    GuiEvent event;
+    event.nClass = kGuiControlEvent;
+    event.nControl = nControl;
+    event.nValue = nValue;
+    m_pOwner->WndProc(event);
+}
+
+QString GuiWindow::WithFreeMnemonic(const QString& strText) {
+    QString strMarked = strText;
+    strMarked.replace('&', "&&");
+    const auto pFree = std::find_if(strMarked.cbegin(), strMarked.cend(), [this](QChar ch) {
+        return ch.isLetter() && !m_strMnemonics.contains(ch, Qt::CaseInsensitive);
+    });
+    if (pFree == strMarked.cend()) return strMarked;
+    m_strMnemonics += *pFree;
+    return strMarked.insert(pFree - strMarked.cbegin(), '&');
+}
+
+bool GuiWindow::MayDrop(const QString& strPath) const {
+    return !strPath.isEmpty() && m_pOwner->AcceptsDrop(QFileInfo(strPath).isDir());
+}
+
+void GuiWindow::dragEnterEvent(QDragEnterEvent* pEvent) {
+    if (MayDrop(DraggedPath(pEvent->mimeData()))) pEvent->acceptProposedAction();
+}
+
+// The drag is over before the owner hears of it: it may ask the user something, and the program the drag came
+// from would wait for the answer too.
+void GuiWindow::dropEvent(QDropEvent* pEvent) {
+    const QString strPath = DraggedPath(pEvent->mimeData());
+    if (!MayDrop(strPath)) return;
+    pEvent->acceptProposedAction();
+    QTimer::singleShot(0, this, [this, strPath] {
+        const QByteArray path = QFile::encodeName(strPath);
+        GuiEvent event;
+        event.nKind = QFileInfo(strPath).isDir() ? kGuiFolderDropped : kGuiFileDropped;
+        event.pszPath = path.constData();
+        m_pOwner->WndProc(event);
+    });
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,51 @@
+// ManagerWindow.h - the window of the dialog on Qt.
+#pragma once
+
+#include <QPushButton>
+#include <QTimer>
+#include <QWidget>
+
+#include "app/GuiPlatform.h"
+
+namespace Kestrova {
+
+// A fixed-size window that passes on what happens to it, and the tick, to its owner, and fits its texts.
+// Its controls are its children (ManagerControls.h).
+struct GuiWindow final : public QWidget {
+public:
+    GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwner);
+
+    void Present(bool bDrawNow);
+    void Withdraw();
+    void SetOwner(IGuiOwner* pOwner) { m_pOwner = pOwner; }
+    // Makes a control at its place in the window; null for a kind that does not exist. The caller's to
+    // delete.
+    GuiWidget* Add(int nKind, int nStyle, int nControl, const QString& strTitle, const QRect& place);
+    void Forget(GuiWidget* pControl) { m_controls.removeOne(pControl); }
+    void SetKeyButtons(QPushButton* pEnter, QPushButton* pEscape);
+    void SendControlEvent(int nControl, int nValue);
+
+    // The letter of a text that Alt presses its button with: the first one no other has; marked with "&".
+    QString WithFreeMnemonic(const QString& strText);
+
+protected:
+    bool event(QEvent* pEvent) override;
+    void closeEvent(QCloseEvent* pEvent) override;
+    void keyPressEvent(QKeyEvent* pEvent) override;
+    void dragEnterEvent(QDragEnterEvent* pEvent) override;
+    void dropEvent(QDropEvent* pEvent) override;
+
+private:
+    void Tick();
+    void FitFonts();
+    bool MayDrop(const QString& strPath) const;
+
+    IGuiOwner* m_pOwner;
+    QTimer m_timer;  // single-shot: see Tick
+    QList<GuiWidget*> m_controls;
+    QString m_strMnemonics;
+    QPushButton* m_pEnter = nullptr;
+    QPushButton* m_pEscape = nullptr;
+};
+
+}  // namespace Kestrova
