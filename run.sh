@@ -1,6 +1,7 @@
 #!/bin/sh
-# run.sh [FILE.sf2 DIR] - installs what is missing, builds the program and makes playable banks.
-# Without arguments it makes the demo instrument's banks in banks/; with a SoundFont, that instrument's in DIR.
+# run.sh [FILE.sf2 DIR] - installs what is missing, builds the programs and makes playable banks: in the bank
+# manager's window where there is a display, else in the terminal.
+# Without arguments they are the demo instrument's, in banks/; with a SoundFont, that instrument's, in DIR.
 set -eu
 
 if [ $# -ne 0 ] && [ $# -ne 2 ]; then
@@ -10,7 +11,7 @@ fi
 here=$(CDPATH= cd -- "$(dirname -- "$0")" && pwd)
 
 sh "$here/packaging/install-packages.sh" build
-sh "$here/packaging/build.sh" kvbank
+sh "$here/packaging/build.sh" kvbank kvbankmgr
 kvbank=$here/build/release/tools/kvbank/kvbank
 
 if [ $# -eq 2 ]; then
@@ -25,6 +26,15 @@ else
     mkdir -p "$dir"
     "$kvbank" demo -o "$source" -f
 fi
+
+if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+    echo "Opening the bank manager: tick the rates you want and press Apply."
+    status=0
+    "$here/build/release/app/kvbankmgr" manager "$source" "$dir" || status=$?
+    [ $status -ne 255 ] && exit $status
+fi
+echo "Without a display the banks are made in the terminal."
+
 "$kvbank" build "$source" -d "$dir" -r 48000,96000 -f
 "$kvbank" list "$dir" --source "$source"
 base=${source%.kvs}

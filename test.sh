@@ -4,8 +4,8 @@ set -eu
 
 cd "$(dirname "$0")"
 sh packaging/install-packages.sh build test
-KV_TESTS=ON sh packaging/build.sh kvbank
-./run.sh
+KV_TESTS=ON sh packaging/build.sh kvbank kvbankmgr
+env -u DISPLAY -u WAYLAND_DISPLAY ./run.sh
 
 [ $# -gt 0 ] || set -- release
 for preset in "$@"; do

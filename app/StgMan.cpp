@@ -53,13 +53,17 @@ StgMan::StgMan(const String& strMode, const String& strSource, const String& str
     Module::EnsureFolderExists(m_strTarget);
     m_pDialog = std::make_unique<StgManDlg>(this, m_strMode, m_strSource, m_strTarget);
     if (!m_pDialog->HasWindow()) m_pDialog.reset();
-    m_engine.SetCallback(Callback, reinterpret_cast<unsigned long>(this));
+    m_engine.emplace();
+    m_engine->SetCallback(Callback, reinterpret_cast<unsigned long>(this));
     if (!m_pDialog) m_nStatus = -1;
 }
 
-// A callback that comes from now on finds no dialog and cancels its job; the engine then waits for its
-// worker.
+// The window is gone for the user at once. The engine is the first to be destroyed: its worker may be in a callback,
+// which uses all the rest.
 StgMan::~StgMan() {
+    m_nKeepGoing = 0;
+    if (m_pDialog) m_pDialog->Hide();
+    m_engine.reset();
     const CriticalSectionGuard guard(m_lock);
     m_ini.Close();
     m_pDialog.reset();
@@ -75,6 +79,7 @@ void StgMan::ProposeSource() {
 // Without a settings file the defaults are used and nothing is remembered.
 void StgMan::OpenSettings() {
     const String strFolder = UnifiedPath(Module::GetPathCreateSubfolder(Module::kAppPathUserAgain, dataPath));
+    const CriticalSectionGuard guard(m_lock);
     if (strFolder.IsEmpty() || m_ini.Open(strFolder + iniName, "a+") == 0) return;
     m_ini.SetItem(iniSect, nullptr);
     FifoList<LinkedString> folders;
@@ -89,7 +94,8 @@ int StgMan::Routine() {
     if (!m_pDialog) return m_nStatus;
     if (SetSourceBase()) SetTargetPath(nullptr);
     {
-        const CriticalSectionGuard guard(m_lock);
+        const CriticalSectionGuard guard(
+            m_lock);  // or the analysis could end, and show the banks, in between
         if (m_nPhase == StgStatusAnalysing) {
             m_pDialog->SetCheckBoxes(nullptr);
             m_pDialog->EnableControls(0);
@@ -100,49 +106,69 @@ int StgMan::Routine() {
 }
 
 bool StgMan::SetSourceBase() {
-    {
-        const CriticalSectionGuard guard(m_lock);
-        m_nKeepGoing = 1;
-        if (m_engine.SetSrcFile(m_strSource) == kBankDone) {
-            m_pDialog->EnableControls(0);
-            ExpectJob(StgStatusAnalysing);
-            const String strName = m_strSource.Mid(m_strSource.ReverseFind('/') + 1);
-            m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", strName.c_str()));
-            return true;
-        }
-        m_pDialog->SetCheckBoxes(nullptr);
-    }
+    m_nKeepGoing = 1;
+    const auto phaseBefore = static_cast<StgStatus>(m_nPhase.load());
+    const String strName = m_strSource.Mid(m_strSource.ReverseFind('/') + 1);
+    m_pDialog->EnableControls(0);
+    m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", strName.c_str()));
+    ExpectJob(StgStatusAnalysing);
+    if (m_engine->SetSrcFile(m_strSource) == kBankDone) return true;
+    ExpectNoJob(phaseBefore);
+    m_pDialog->EndProgress();
+    m_pDialog->SetCheckBoxes(nullptr);
     m_pDialog->ShowError(kAlertSource);
     return false;
 }
 
 bool StgMan::SetTargetPath(const char* pszPrevious) {
-    bool bListed = false;
-    {
-        const CriticalSectionGuard guard(m_lock);
-        bListed = RefreshTarget(pszPrevious);
-    }
+    const bool bListed = RefreshTarget(pszPrevious);
     if (!bListed) m_pDialog->ShowError(kAlertSourceOrTarget);
     return bListed;
 }
 
+// At the start of the program the worker may come here at the end of the analysis while the interface thread
+// does.
 bool StgMan::RefreshTarget(const char* pszPrevious) {
+    const CriticalSectionGuard guard(m_lock);
     if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, pszPrevious);
     m_ini.SetItem(iniSect, m_strTarget);
     m_pDialog->SetCheckBoxes(nullptr);
-    m_engine.SetDstDir(m_strTarget);
+    m_engine->SetDstDir(m_strTarget);
     unsigned int nRemoved = 0;
-    m_engine.RemoveInterrupted(nRemoved);  // what a build that died has left must not pass for a bank
+    m_engine->RemoveInterrupted(nRemoved);  // what a build that died has left must not pass for a bank
     m_pDialog->SetFreeDiskSpace();
     return ShowExisting();
 }
 
 bool StgMan::ShowExisting() {
     int existing[kRateCount] = {};
-    if (m_engine.GetExisting(existing, nullptr) != kBankDone) return false;
+    if (m_engine->GetExisting(existing, nullptr) != kBankDone) return false;
     m_pDialog->SetCheckBoxes(existing);
     m_pDialog->SetExistingInfo(existing);
     return true;
+}
+
+// Before the engine is asked for a job: its callbacks may come before the engine answers. The job's number.
+int StgMan::ExpectJob(StgStatus phase) {
+    const CriticalSectionGuard guard(m_lock);
+    m_nPhase = phase;
+    m_bAwaitsStart = true;
+    m_bCancelAtStart = false;
+    return ++m_nJob;
+}
+
+void StgMan::ExpectNoJob(StgStatus phase) {
+    const CriticalSectionGuard guard(m_lock);
+    m_nPhase = phase;
+    m_bAwaitsStart = m_bCancelAtStart = false;
+}
+
+// Whether the engine, asked for a job and not refusing, has taken it. An engine that is idle has, if it ever
+// had the job, made its first callback; it may even be on its way to the next job.
+bool StgMan::IsJobOnItsWay(int nJob) {
+    const bool bIdle = m_engine->GetState() == 0;
+    const CriticalSectionGuard guard(m_lock);
+    return !bIdle || !m_bAwaitsStart || m_nJob != nJob;
 }
 
 // A rate whose prediction fails adds nothing.
@@ -151,7 +177,7 @@ int StgMan::EstimateBaseSize(int* selected) {
     for (int i = 0; i < kRateCount; ++i) {
         unsigned int nMegabytes = 0;
         const auto nRate = static_cast<unsigned int>(sSR[static_cast<size_t>(i)]);
-        if (selected[i] != 0 && m_engine.Prediction(nRate, 0, nMegabytes) == kBankDone) nSum += nMegabytes;
+        if (selected[i] != 0 && m_engine->Prediction(nRate, 0, nMegabytes) == kBankDone) nSum += nMegabytes;
     }
     return static_cast<int>(std::min<int64_t>(nSum, std::numeric_limits<int>::max()));
 }
@@ -168,7 +194,7 @@ void StgMan::Cancel() {
 
 int StgMan::GetStatus() {
     const int nPhase = m_nPhase;
-    return m_bEnding != 0 || m_engine.GetState() != 0 ? nPhase | StgStatusAnalysing : nPhase;
+    return m_bEnding != 0 || m_engine->GetState() != 0 ? nPhase | StgStatusAnalysing : nPhase;
 }
 
 }  // namespace Kestrova

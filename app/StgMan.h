@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <optional>
 
 #include "app/IStgMan.h"
 #include "app/StgManDlg.h"
@@ -58,23 +59,26 @@ private:
     void ProposeSource();
     void OpenSettings();
     void ProposeTarget();
-    bool RefreshTarget(const char* pszPrevious) KV_REQUIRES(m_lock);
-    bool ShowExisting() KV_REQUIRES(m_lock);
+    bool RefreshTarget(const char* pszPrevious);
+    bool ShowExisting();
+    int ExpectJob(StgStatus phase);
+    void ExpectNoJob(StgStatus phase);
+    bool IsJobOnItsWay(int nJob);
 
     // StgManRun.cpp
+    enum class Run { Over, GoesOn, Failed };  // GoesOn: a bank is being created, and the callback goes on
     static int Callback(int nEvent, unsigned int nValue, unsigned long nUser);
     int AsyncProc(int nEvent, unsigned int nValue);
-    void OnStart(int nSteps) KV_REQUIRES(m_lock);
-    void OnStep() KV_REQUIRES(m_lock);
-    void OnDone(int nResult) KV_REQUIRES(m_lock);
-    bool GoesOnAfter(int nResult) KV_REQUIRES(m_lock);
-    int Process1() KV_REQUIRES(m_lock);
-    void RemoveBank(int nRate) KV_REQUIRES(m_lock);
-    int CreateBank(int nRate) KV_REQUIRES(m_lock);
-    void ExpectJob(StgStatus phase) KV_REQUIRES(m_lock);
-    void TellNotice() KV_REQUIRES(m_lock);
+    void OnStart(int nSteps);
+    void OnStep();
+    void OnDone(int nResult);
+    bool GoesOnAfter(int nResult);
+    Run Process1();
+    void RemoveBank(int nRate);
+    Run CreateBank(int nRate);
+    void TellNotice();
 
-    IniFile m_ini;
+    IniFile m_ini KV_GUARDED_BY(m_lock);
     std::unique_ptr<StgManDlg> m_pDialog;  // null without a window
     String m_strSource;
     String m_strTarget;
@@ -85,13 +89,15 @@ private:
     std::atomic<int> m_nKeepGoing{1};  // the answer to the engine: 0 cancels
     std::atomic<int> m_nBanksCreated{0};
     std::atomic<int> m_bEnding{0};  // the worker is in a job's last callback
+    int m_nRunResult = 0;           // why a run failed
+    String m_strNotice;             // what a run could not do, in the user's words
 
     CriticalSection m_lock;
-    bool m_bAwaitsStart KV_GUARDED_BY(m_lock) = false;    // a job is on its way to its first callback
+    int m_nJob KV_GUARDED_BY(m_lock) = 0;                 // jobs expected so far
+    bool m_bAwaitsStart KV_GUARDED_BY(m_lock) = false;    // the last of them has not made its first callback
     bool m_bCancelAtStart KV_GUARDED_BY(m_lock) = false;  // and is to be cancelled right after it
-    String m_strNotice KV_GUARDED_BY(m_lock);             // what a run could not do, in the user's words
 
-    CDBEUCreate m_engine;  // last: its worker calls back until it is gone
+    std::optional<CDBEUCreate> m_engine;  // for the life of this object, but for its destructor
 
     static std::atomic<int> s_nStep, s_nSteps;  // of the running job
 };

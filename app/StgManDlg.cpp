@@ -26,7 +26,7 @@ StgManDlg::StgManDlg(IStgMan* pManager, const char* pszModeWord, String& strSour
 
 StgManDlg::~StgManDlg() {
     if (HasWindow()) {
-        GuiShowWindow(m_window, 0, 0);
+        Hide();
         for (std::unique_ptr<GuiControl>& pControl : m_controls) pControl.reset();
         GuiDisposeWindow(m_window);
     }
@@ -67,6 +67,8 @@ std::unique_ptr<GuiControl> StgManDlg::MakeControl(int nControl, const Rect& pla
 void StgManDlg::ApplyChanges() {
     for (const std::unique_ptr<GuiControl>& pControl : m_controls) pControl->UpdateData();
 }
+
+void StgManDlg::Hide() { GuiShowWindow(m_window, 0, 0); }
 
 void StgManDlg::ModalDialog() { GuiRunLoop(m_window, this); }
 
@@ -133,7 +135,7 @@ void StgManDlg::SetExistingInfo(const int* existing) {
 
 bool StgManDlg::IsSelectionNew() const {
     return !std::equal(m_selected.begin(), m_selected.end(), m_existing.begin(),
-                       [](const auto& nSelected, const auto& nExisting) { return nSelected == nExisting; });
+                       [](int nSelected, int nExisting) { return (nSelected != 0) == (nExisting != 0); });
 }
 
 void StgManDlg::SetFreeDiskSpace() {

@@ -30,6 +30,8 @@ public:
 
     // Runs the event loop until it is quit.
     void ModalDialog();
+    // Takes the window from the screen and stops the timer.
+    void Hide();
     // Alerts of ErrTbl, at once; they return when they have been answered.
     void ShowError(int nAlert);
 

@@ -55,6 +55,7 @@ void StgManDlg::QuitWhenIdle() {
 
 int StgManDlg::WndProc(const GuiEvent& event) {
     if (event.nClass == kGuiControlEvent) return OnControl(event.nControl, event.nValue);
+    if (event.nClass != kGuiWindowEvent) return kGuiNotHandled;
     switch (event.nKind) {
         case kGuiWindowClose: return OnClose();
         case kGuiFileDropped:

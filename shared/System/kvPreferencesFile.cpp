@@ -214,11 +214,14 @@ void Append(std::string& strJson, const PreferencesDictionary& entries, const st
     const std::string strInside = strIndent + "    ";
     const char* pszBefore = "{";
     for (const auto& [strKey, value] : entries) {
-        strJson += pszBefore + ('\n' + strInside) + Quoted(strKey) + ": ";
+        strJson.append(pszBefore).append("\n").append(strInside).append(Quoted(strKey)).append(": ");
         std::visit(ValueWriter{strJson, strInside}, value.content);
         pszBefore = ",";
     }
-    strJson += entries.empty() ? "{}" : '\n' + strIndent + '}';
+    if (entries.empty())
+        strJson += "{}";
+    else
+        strJson.append("\n").append(strIndent).append("}");
 }
 
 // What the file shall hold; nothing when a key is not UTF-8 or it would be too large.

@@ -1,0 +1,82 @@
+// ManagerOnScreen.h - the program in a window, used by its controls' names.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/gui/XScreen.h"
+#include "tests/support/TempDir.h"
+
+namespace Kestrova::Test {
+
+// A user with a home folder, a source bank and a folder for banks; nothing outside the test's folder is
+// touched.
+class UserOnScreen {
+public:
+    UserOnScreen();
+
+    const std::string& Source() const { return m_strSource; }
+    const std::string& BigSource();  // takes seconds a bank; imported from a soundfont when first asked for
+    std::string BanksFolder() const { return m_home.File("banks"); }
+    std::filesystem::path BankOf(const std::string& strSource, int nRate) const;
+    std::string Settings() const;  // the text of the settings file
+    // Names in the banks folder, in order.
+    std::vector<std::string> FilesInBanksFolder() const;
+    std::string File(const std::string& strName) const { return m_home.File(strName); }
+
+    // Runs kvbank to its end; its exit code.
+    static int RunKvBank(const std::vector<std::string>& arguments);
+    std::vector<std::string> Environment() const;
+    XScreen& Screen() { return m_screen; }
+
+private:
+    XScreen m_screen;
+    TempDir m_home;
+    std::string m_strSource;
+    std::string m_strBigSource;
+};
+
+// The running program with its window.
+class ManagerOnScreen {
+public:
+    // Starts it with these arguments, and variables ("NAME=value") beside the user's, and waits for the
+    // window of the mode.
+    ManagerOnScreen(UserOnScreen& user, GuiType mode, const std::vector<std::string>& arguments,
+                    const std::vector<std::string>& variables = {});
+
+    bool HasWindow() const { return m_window != 0; }
+    ChildProcess& Process() { return m_process; }
+    XWindow Window() const { return m_window; }
+
+    void Press(int nControl);
+    void PressBox(int nRate) { Press(kFirstRateBox + nRate); }
+    void Key(const char* pszKey);
+    void Close() { m_screen.Close(m_window); }
+
+    bool IsTicked(int nRate);
+    bool IsShown(int nControl);
+    bool IsButtonEnabled(int nControl);
+
+    // Until the source has been analysed and rates can be chosen.
+    bool WaitUntilReady();
+    bool WaitForTicks(const std::vector<int>& rates);  // exactly these, by index
+    bool WaitForProgress();
+    bool WaitForEndOfProgress();
+    // After the main button has been pressed: until rates can be chosen again, and nothing is left to do.
+    bool WaitForEndOfRun();
+    bool WaitForEnabled(int nControl);
+
+    // Waits for the alert with this title; presses a key in it and waits until it has gone.
+    bool AnswerAlert(const std::string& strTitle, const char* pszKey);
+
+private:
+    Rect Place(int nControl) const { return m_places[static_cast<size_t>(nControl)]; }
+
+    XScreen& m_screen;
+    std::array<Rect, kDialogControlCount> m_places;
+    ChildProcess m_process;
+    XWindow m_window;
+};
+
+}  // namespace Kestrova::Test
