@@ -53,20 +53,17 @@ StgMan::StgMan(const String& strMode, const String& strSource, const String& str
     Module::EnsureFolderExists(m_strTarget);
     m_pDialog = std::make_unique<StgManDlg>(this, m_strMode, m_strSource, m_strTarget);
     if (!m_pDialog->HasWindow()) m_pDialog.reset();
-    m_engine.emplace();
-    m_engine->SetCallback(Callback, reinterpret_cast<unsigned long>(this));
+    m_engine.SetCallback(Callback, reinterpret_cast<unsigned long>(this));
     if (!m_pDialog) m_nStatus = -1;
 }
 
-// The window is gone for the user at once. The engine is the first to be destroyed: its worker may be in a callback,
-// which uses all the rest.
+// The window is gone for the user at once. Then the engine is the first member to go, because its worker may
+// be in a callback, which uses all the others.
 StgMan::~StgMan() {
     m_nKeepGoing = 0;
     if (m_pDialog) m_pDialog->Hide();
-    m_engine.reset();
     const CriticalSectionGuard guard(m_lock);
     m_ini.Close();
-    m_pDialog.reset();
 }
 
 void StgMan::ProposeSource() {
@@ -112,7 +109,7 @@ bool StgMan::SetSourceBase() {
     m_pDialog->EnableControls(0);
     m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", strName.c_str()));
     ExpectJob(StgStatusAnalysing);
-    if (m_engine->SetSrcFile(m_strSource) == kBankDone) return true;
+    if (m_engine.SetSrcFile(m_strSource) == kBankDone) return true;
     ExpectNoJob(phaseBefore);
     m_pDialog->EndProgress();
     m_pDialog->SetCheckBoxes(nullptr);
@@ -133,16 +130,16 @@ bool StgMan::RefreshTarget(const char* pszPrevious) {
     if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, pszPrevious);
     m_ini.SetItem(iniSect, m_strTarget);
     m_pDialog->SetCheckBoxes(nullptr);
-    m_engine->SetDstDir(m_strTarget);
+    m_engine.SetDstDir(m_strTarget);
     unsigned int nRemoved = 0;
-    m_engine->RemoveInterrupted(nRemoved);  // what a build that died has left must not pass for a bank
+    m_engine.RemoveInterrupted(nRemoved);  // what a build that died has left must not pass for a bank
     m_pDialog->SetFreeDiskSpace();
     return ShowExisting();
 }
 
 bool StgMan::ShowExisting() {
     int existing[kRateCount] = {};
-    if (m_engine->GetExisting(existing, nullptr) != kBankDone) return false;
+    if (m_engine.GetExisting(existing, nullptr) != kBankDone) return false;
     m_pDialog->SetCheckBoxes(existing);
     m_pDialog->SetExistingInfo(existing);
     return true;
@@ -166,7 +163,7 @@ void StgMan::ExpectNoJob(StgStatus phase) {
 // Whether the engine, asked for a job and not refusing, has taken it. An engine that is idle has, if it ever
 // had the job, made its first callback; it may even be on its way to the next job.
 bool StgMan::IsJobOnItsWay(int nJob) {
-    const bool bIdle = m_engine->GetState() == 0;
+    const bool bIdle = m_engine.GetState() == 0;
     const CriticalSectionGuard guard(m_lock);
     return !bIdle || !m_bAwaitsStart || m_nJob != nJob;
 }
@@ -177,7 +174,7 @@ int StgMan::EstimateBaseSize(int* selected) {
     for (int i = 0; i < kRateCount; ++i) {
         unsigned int nMegabytes = 0;
         const auto nRate = static_cast<unsigned int>(sSR[static_cast<size_t>(i)]);
-        if (selected[i] != 0 && m_engine->Prediction(nRate, 0, nMegabytes) == kBankDone) nSum += nMegabytes;
+        if (selected[i] != 0 && m_engine.Prediction(nRate, 0, nMegabytes) == kBankDone) nSum += nMegabytes;
     }
     return static_cast<int>(std::min<int64_t>(nSum, std::numeric_limits<int>::max()));
 }
@@ -194,7 +191,7 @@ void StgMan::Cancel() {
 
 int StgMan::GetStatus() {
     const int nPhase = m_nPhase;
-    return m_bEnding != 0 || m_engine->GetState() != 0 ? nPhase | StgStatusAnalysing : nPhase;
+    return m_bEnding != 0 || m_engine.GetState() != 0 ? nPhase | StgStatusAnalysing : nPhase;
 }
 
 }  // namespace Kestrova

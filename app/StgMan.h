@@ -4,7 +4,6 @@
 #include <array>
 #include <atomic>
 #include <memory>
-#include <optional>
 
 #include "app/IStgMan.h"
 #include "app/StgManDlg.h"
@@ -97,7 +96,7 @@ private:
     bool m_bAwaitsStart KV_GUARDED_BY(m_lock) = false;    // the last of them has not made its first callback
     bool m_bCancelAtStart KV_GUARDED_BY(m_lock) = false;  // and is to be cancelled right after it
 
-    std::optional<CDBEUCreate> m_engine;  // for the life of this object, but for its destructor
+    CDBEUCreate m_engine;  // last: its worker calls back until it is gone
 
     static std::atomic<int> s_nStep, s_nSteps;  // of the running job
 };

@@ -42,9 +42,9 @@ StgMan::Run StgMan::Process1() {
 
 void StgMan::RemoveBank(int nRate) {
     const int nHertz = sSR[static_cast<size_t>(nRate)];
-    m_engine->RemoveDB(static_cast<unsigned int>(nHertz), kPlainBank);
+    m_engine.RemoveDB(static_cast<unsigned int>(nHertz), kPlainBank);
     int existing[kRateCount] = {};
-    if (m_engine->GetExisting(existing, nullptr) == kBankDone && existing[nRate] != 0)
+    if (m_engine.GetExisting(existing, nullptr) == kBankDone && existing[nRate] != 0)
         m_strNotice.Format("The bank for %d is in use or cannot be removed.", nHertz);
 }
 
@@ -55,7 +55,7 @@ StgMan::Run StgMan::CreateBank(int nRate) {
     const int nHertz = sSR[static_cast<size_t>(nRate)];
     m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
     const int nJob = ExpectJob(StgStatusCreating);
-    const int nResult = m_engine->CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
+    const int nResult = m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
     if (nResult == 0 && IsJobOnItsWay(nJob)) return Run::GoesOn;
     ExpectNoJob(StgStatusReady);
     if (nResult == kBankBusy)
