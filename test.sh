@@ -7,6 +7,7 @@ sh packaging/install-packages.sh build test
 KV_TESTS=ON sh packaging/build.sh kvbank kvbankmgr
 env -u DISPLAY -u WAYLAND_DISPLAY ./run.sh
 
+export TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp"
 [ $# -gt 0 ] || set -- release
 for preset in "$@"; do
     echo
