@@ -7,6 +7,7 @@ sh packaging/install-packages.sh build test
 KV_TESTS=ON sh packaging/build.sh kvbank kvbankmgr
 env -u DISPLAY -u WAYLAND_DISPLAY ./run.sh
 
+export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp:print_suppressions=0"
 export TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp"
 [ $# -gt 0 ] || set -- release
 for preset in "$@"; do
