@@ -119,14 +119,14 @@ const std::array<int, kDialogControlCount> GuiCtrlStyles = [] {
 }();
 
 const LayoutRow& GuiCtrlLayout(GuiType mode, int nControl) {
-    return kLayouts.at(static_cast<size_t>(nControl)).at(mode);
+    return kLayouts.at(static_cast<size_t>(nControl)).at(static_cast<size_t>(mode));
 }
 
 const char* GuiCtrlTitles(GuiType mode, int nControl) {
-    return kTitles.at(static_cast<size_t>(nControl)).at(mode);
+    return kTitles.at(static_cast<size_t>(nControl)).at(static_cast<size_t>(mode));
 }
 
-const char* WindowTitle(GuiType mode) { return kWindowTitles.at(mode); }
+const char* WindowTitle(GuiType mode) { return kWindowTitles.at(static_cast<size_t>(mode)); }
 
 String AccessibleName(int nControl) {
     if (nControl >= kFirstRateBox && nControl <= kLastRateBox)

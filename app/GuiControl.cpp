@@ -125,7 +125,7 @@ void GuiRangeBox::UpdateData() {
     if (bRange) GuiSetControlRange(m_control, nMinimum, nMaximum);
     int nValue = 0;
     if (TakeValue(nValue)) GuiSetControlValue(m_control, nValue);
-    GuiStaticBox::UpdateData();
+    GuiStaticBox::UpdateData();  // NOLINT(bugprone-parent-virtual-call): the value has been applied otherwise
 }
 
 }  // namespace Kestrova

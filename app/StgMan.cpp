@@ -23,7 +23,7 @@ String UnifiedPath(String strPath) {
 
 // The folder that holds the module: beside the bundle, for a module that lies within one.
 String ModuleFolder() {
-    const String strFolder = UnifiedPath(Module::GetFolderPath());
+    String strFolder = UnifiedPath(Module::GetFolderPath());
     const String strPart(kBundlePart);
     if (strFolder.Right(strPart.GetLength()) != strPart) return strFolder;
     const String strBundle = strFolder.Left(strFolder.GetLength() - strPart.GetLength());

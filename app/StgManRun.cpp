@@ -55,13 +55,13 @@ StgMan::Run StgMan::CreateBank(int nRate) {
     const int nHertz = sSR[static_cast<size_t>(nRate)];
     m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
     const int nJob = ExpectJob(StgStatusCreating);
-    const int nResult = m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
-    if (nResult == 0 && IsJobOnItsWay(nJob)) return Run::GoesOn;
+    const BankResult result =
+        m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
+    if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
     ExpectNoJob(StgStatusReady);
-    if (nResult == kBankBusy)
-        m_strNotice.Format("The bank for %d is being built by another program.", nHertz);
-    m_nRunResult = nResult;
-    return nResult == 0 ? Run::Over : Run::Failed;
+    if (result == kBankBusy) m_strNotice.Format("The bank for %d is being built by another program.", nHertz);
+    m_nRunResult = static_cast<int>(result);
+    return result == kBankDone ? Run::Over : Run::Failed;
 }
 
 void StgMan::TellNotice() {
@@ -69,6 +69,7 @@ void StgMan::TellNotice() {
 }
 
 int StgMan::Callback(int nEvent, unsigned int nValue, unsigned long nUser) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the engine hands back the integer it was given
     return reinterpret_cast<StgMan*>(nUser)->AsyncProc(nEvent, nValue);
 }
 
