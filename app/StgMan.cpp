@@ -91,8 +91,8 @@ int StgMan::Routine() {
     if (!m_pDialog) return m_nStatus;
     if (SetSourceBase()) SetTargetPath(nullptr);
     {
-        const CriticalSectionGuard guard(
-            m_lock);  // or the analysis could end, and show the banks, in between
+        // Or the analysis could end, and show the banks, in between.
+        const CriticalSectionGuard guard(m_lock);
         if (m_nPhase == StgStatusAnalysing) {
             m_pDialog->SetCheckBoxes(nullptr);
             m_pDialog->EnableControls(0);
@@ -123,8 +123,7 @@ bool StgMan::SetTargetPath(const char* pszPrevious) {
     return bListed;
 }
 
-// At the start of the program the worker may come here at the end of the analysis while the interface thread
-// does.
+// The worker may come here, at the end of the first analysis, while the interface thread does.
 bool StgMan::RefreshTarget(const char* pszPrevious) {
     const CriticalSectionGuard guard(m_lock);
     if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, pszPrevious);

@@ -9,15 +9,13 @@
 namespace Kestrova {
 
 // What a line of the file is:
-// - A header holds "[" and, somewhere behind it, "]". The text between the first "[" and the first "]" behind
-// it
-//   is the section's name, compared exactly; text around the brackets is ignored.
-// - The lines up to the next header or the end are the section's body. Of two sections of one name the first
-//   counts.
-// - Any body line is an item. There are no comments.
-// - A body line with "=" behind at least one character is also a pair: the key before the first "=", the
-// value
-//   behind it, both without white space around them. With nothing left of the key it is none.
+//   - A header holds "[" and, somewhere behind it, "]"; the text between the first "[" and the first "]"
+//     behind it is the section's name, compared exactly. Text around the brackets is ignored.
+//   - The lines up to the next header or the end are the section's body. Of two sections of one name the
+//     first counts.
+//   - Any body line is an item. There are no comments.
+//   - A body line with "=" behind at least one character is also a pair: the key before the first "=", the
+//     value behind it, both without white space around them; with nothing left of the key it is none.
 // A line is read in pieces of at most 1022 characters, its line end included, and each piece is a line here.
 // Line ends are cut off; a zero byte ends the text of its piece.
 //
