@@ -1,5 +1,6 @@
 #include "app/qt/FittingText.h"
 
+#include <QEvent>
 #include <QPainter>
 #include <QStyleOptionFrame>
 
@@ -11,18 +12,26 @@ constexpr int kLineEditMargin = 2;  // Qt's own, on both sides of a line edit's 
 
 }  // namespace
 
-void FittingLabel::paintEvent(QPaintEvent*) {
-    const QRect place = contentsRect();
+FittingLabel::Shown FittingLabel::Fitted() const {
+    const int nWidth = contentsRect().width();
     QFont shown = font();
     const qreal nSmallest = shown.pointSizeF() * kSmallestPart;
-    while (QFontMetrics(shown).horizontalAdvance(text()) > place.width() && shown.pointSizeF() > nSmallest)
+    while (QFontMetrics(shown).horizontalAdvance(text()) > nWidth && shown.pointSizeF() > nSmallest)
         shown.setPointSizeF(shown.pointSizeF() - kPointStep);
-    const QString strShown = QFontMetrics(shown).elidedText(text(), Qt::ElideMiddle, place.width());
-    setToolTip(strShown == text() ? QString() : text());
+    return {shown, QFontMetrics(shown).elidedText(text(), Qt::ElideMiddle, nWidth)};
+}
+
+bool FittingLabel::event(QEvent* pEvent) {
+    if (pEvent->type() == QEvent::ToolTip) setToolTip(Fitted().strText == text() ? QString() : text());
+    return QLabel::event(pEvent);
+}
+
+void FittingLabel::paintEvent(QPaintEvent*) {
+    const Shown shown = Fitted();
     QPainter painter(this);
-    painter.setFont(shown);
-    style()->drawItemText(&painter, place, static_cast<int>(alignment()), palette(), isEnabled(), strShown,
-                          foregroundRole());
+    painter.setFont(shown.font);
+    style()->drawItemText(&painter, contentsRect(), static_cast<int>(alignment()), palette(), isEnabled(),
+                          shown.strText, foregroundRole());
 }
 
 PathEdit::PathEdit(QWidget* pParent) : QLineEdit(pParent) { setReadOnly(true); }

@@ -13,7 +13,16 @@ public:
     using QLabel::QLabel;
 
 protected:
+    // Settles the tool tip when it is asked for: the text, if it is shown shortened.
+    bool event(QEvent* pEvent) override;
     void paintEvent(QPaintEvent* pEvent) override;
+
+private:
+    struct Shown {
+        QFont font;
+        QString strText;
+    };
+    Shown Fitted() const;
 };
 
 // A read-only path. Shortened in the middle until the user moves in it: then it scrolls, as any line edit.

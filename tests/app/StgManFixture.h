@@ -16,8 +16,8 @@
 
 #include "app/StgMan.h"
 #include "tests/app/DialogFixture.h"
-#include "tests/shared/System/PrivateHome.h"
 #include "tests/support/FaultyFileEnv.h"
+#include "tests/support/PrivateHome.h"
 #include "tests/support/SourceMaker.h"
 
 namespace Kestrova::Test {
@@ -88,10 +88,7 @@ private:
 // folder; and the storage manager, once opened.
 struct StgManBench {
     TempDir dir;
-    ScopedVariable home{"HOME", dir.File("home").c_str()};
-    ScopedVariable dataHome{"XDG_DATA_HOME", dir.File("data").c_str()};
-    ScopedVariable dataDirs{"XDG_DATA_DIRS", dir.File("local").c_str()};
-    ScopedVariable configHome{"XDG_CONFIG_HOME", dir.File("config").c_str()};
+    PrivateHome home{dir};
     FakeGui gui;
     GatedFileEnv files;
     const std::string strSource = dir.File("Test.kvs");

@@ -115,7 +115,7 @@ TEST_P(WindowFitTest, TextsThatChangeAreWhole) {
         if (!label.isVisible()) continue;  // free space, in an uninstallation
         label.setText(text.pszText);
         ExpectWhole(label, text.pszText);
-        EXPECT_EQ("", label.toolTip()) << text.pszText;
+        EXPECT_EQ("", ToolTipOf(label)) << text.pszText;
     }
 }
 
@@ -132,7 +132,7 @@ TEST_P(WindowFitTest, APathThatIsTooLongIsShortenedInTheMiddleAndWholeInItsToolT
         EXPECT_TRUE(QString(kLongPath).startsWith(ends[0]));
         EXPECT_TRUE(QString(kLongPath).endsWith(ends[1]));
         EXPECT_TRUE(QRectF(Control(i).rect()).contains(drawing.box));
-        EXPECT_EQ(kLongPath, Control(i).toolTip());
+        EXPECT_EQ(kLongPath, ToolTipOf(Control(i)));
         EXPECT_EQ(kLongPath, As<QLineEdit>(i).text());
     }
 }

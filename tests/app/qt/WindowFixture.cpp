@@ -1,5 +1,6 @@
 #include "tests/app/qt/WindowFixture.h"
 
+#include <QHelpEvent>
 #include <ostream>
 
 namespace Kestrova::Test {
@@ -12,6 +13,13 @@ const char* ModeWord(GuiType mode) {
 const char* ModeName(GuiType mode) {
     static constexpr const char* kNames[] = {"Manager", "Install", "Uninstall", "Create"};
     return kNames[mode];
+}
+
+QString ToolTipOf(QWidget& widget) {
+    const QPoint place = widget.rect().center();
+    QHelpEvent rest(QEvent::ToolTip, place, widget.mapToGlobal(place));
+    QCoreApplication::sendEvent(&widget, &rest);
+    return widget.toolTip();
 }
 
 Patience::Patience() {

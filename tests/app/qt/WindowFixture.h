@@ -30,6 +30,9 @@ bool SpinUntil(TCondition condition) {
     return QTest::qWaitFor(condition, kPatienceMilliseconds);
 }
 
+// The tool tip of a widget over which the mouse rests; empty when it has none.
+QString ToolTipOf(QWidget& widget);
+
 // Ends every event loop, that of an open alert too, and fails the test when that is overdue.
 class Patience {
 public:

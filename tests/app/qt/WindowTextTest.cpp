@@ -82,11 +82,11 @@ TEST_F(WindowTextTest, ALabelsTextThatIsFarTooLongIsShortenedInTheMiddleAndWhole
     EXPECT_NE(std::string::npos, strDrawn.find("\xe2\x80\xa6")) << strDrawn;
     EXPECT_EQ(strDrawn.size() - 4, strDrawn.rfind(" end")) << strDrawn;
     EXPECT_TRUE(QRectF(label->Widget().rect()).contains(DrawnBy(label->Widget()).box));
-    EXPECT_EQ(QString::fromStdString(strLong), label->Widget().toolTip());
+    EXPECT_EQ(QString::fromStdString(strLong), ToolTipOf(label->Widget()));
 
     GuiSetControlText(label, "short");
     EXPECT_EQ("short", DrawnText(label));
-    EXPECT_EQ(QString(), label->Widget().toolTip());
+    EXPECT_EQ(QString(), ToolTipOf(label->Widget()));
 }
 
 class PathFieldTest : public WindowTest {
@@ -100,7 +100,7 @@ protected:
 TEST_F(PathFieldTest, AShortPathIsWhole) {
     GuiSetControlText(m_field, "/banks");
     EXPECT_EQ("/banks", Drawn());
-    EXPECT_EQ(QString("/banks"), m_field->Widget().toolTip());
+    EXPECT_EQ(QString("/banks"), ToolTipOf(m_field->Widget()));
 }
 
 TEST_F(PathFieldTest, AReaderWhoMovesInItSeesTheRest) {

@@ -12,8 +12,8 @@
 
 #include "shared/System/kvModule.h"
 #include "shared/System/kvPreferences.h"
-#include "tests/shared/System/PrivateHome.h"
 #include "tests/support/PosixFaults.h"
+#include "tests/support/PrivateHome.h"
 #include "tests/support/TempDir.h"
 
 using namespace Kestrova;
@@ -204,12 +204,12 @@ TEST_F(ModuleTest, TheBaseFoldersEndInASlash) {
     EXPECT_EQ(m_dir.File("data/"), std::string(Module::GetPath(1)));
     EXPECT_EQ(m_dir.File("data/"), std::string(Module::GetPath(2)));
     EXPECT_EQ(m_dir.File("local/"), std::string(Module::GetPath(3)));
-    m_dataHome.Set(m_dir.File("data/").c_str());
+    m_folders.dataHome.Set(m_dir.File("data/").c_str());
     EXPECT_EQ(m_dir.File("data/"), std::string(Module::GetPath(2)));
 }
 
 TEST_F(ModuleTest, ABaseFolderIsUnified) {
-    m_dataHome.Set(m_dir.File("da\\ta").c_str());
+    m_folders.dataHome.Set(m_dir.File("da\\ta").c_str());
     EXPECT_EQ(m_dir.File("da/ta/"), std::string(Module::GetPath(2)));
 }
 

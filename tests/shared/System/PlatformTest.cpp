@@ -9,8 +9,8 @@
 #include <string>
 
 #include "shared/System/kvPlatform.h"
-#include "tests/shared/System/PrivateHome.h"
 #include "tests/support/PosixFaults.h"
+#include "tests/support/PrivateHome.h"
 
 using namespace Kestrova;
 using Kestrova::Test::PosixFault;
@@ -52,8 +52,8 @@ TEST_F(PlatformTest, TheVariablesNameTheFolders) {
 
 TEST_F(PlatformTest, AVariableThatIsNoAbsolutePathCountsAsUnset) {
     for (const char* pszValue : kNoFolder) {
-        m_dataHome.Set(pszValue);
-        m_configHome.Set(pszValue);
+        m_folders.dataHome.Set(pszValue);
+        m_folders.configHome.Set(pszValue);
         EXPECT_EQ(m_dir.File("home/.local/share"), std::string(GetUserDataFolder()));
         EXPECT_EQ(m_dir.File("home/.config"), std::string(GetUserConfigFolder()));
     }
@@ -63,7 +63,7 @@ TEST_F(PlatformTest, TheFirstAbsoluteFolderOfAListIsTaken) {
     const std::string strFirst = m_dir.File("first");
     for (const std::string& strList :
          {strFirst, strFirst + ":" + m_dir.File("second"), ":" + strFirst + ":", "relative:" + strFirst}) {
-        m_dataDirs.Set(strList.c_str());
+        m_folders.dataDirs.Set(strList.c_str());
         EXPECT_EQ(strFirst, std::string(GetLocalDataFolder())) << strList;
     }
     EXPECT_FALSE(fs::exists(m_dir.File("second")));
@@ -71,7 +71,7 @@ TEST_F(PlatformTest, TheFirstAbsoluteFolderOfAListIsTaken) {
 
 TEST_F(PlatformTest, WithoutAListTheSharedFolderIsBelowUsrLocal) {
     for (const char* pszValue : {static_cast<const char*>(nullptr), "", "relative", ":", "a:b:"}) {
-        m_dataDirs.Set(pszValue);
+        m_folders.dataDirs.Set(pszValue);
         // It is there on any system; were it not, a test must not make it.
         const PosixFault noFolders("mkdir", EROFS);
         const bool bThere = fs::is_directory("/usr/local/share");
@@ -95,7 +95,7 @@ TEST_F(PlatformTest, DataFoldersAreMadeAndSettingsFoldersAreNot) {
 
 TEST_F(PlatformTest, AUsersFolderIsPrivateAndASharedOneIsNot) {
     const Umask umaskForNow(0);
-    m_dataHome.Set(m_dir.File("deep/data").c_str());
+    m_folders.dataHome.Set(m_dir.File("deep/data").c_str());
     GetUserDataFolder();
     EXPECT_EQ(fs::perms(0700), PermissionsOf(m_dir.File("deep")));
     EXPECT_EQ(fs::perms(0700), PermissionsOf(m_dir.File("deep/data")));
@@ -114,18 +114,18 @@ TEST_F(PlatformTest, AFolderThatCannotBeMadeIsNone) {
 
 TEST_F(PlatformTest, WithoutHomeTheUserDatabaseIsAsked) {
     const std::string strHome = getpwuid(getuid())->pw_dir;
-    m_configHome.Set(nullptr);
+    m_folders.configHome.Set(nullptr);
     for (const char* pszValue : kNoFolder) {
-        m_home.Set(pszValue);
+        m_folders.home.Set(pszValue);
         EXPECT_EQ(strHome, std::string(GetHomeFolder()));
         EXPECT_EQ(strHome + "/.config", std::string(GetUserConfigFolder()));
     }
 }
 
 TEST_F(PlatformTest, AUserWithoutAHomeHasNoFolders) {
-    m_home.Set(nullptr);
-    m_configHome.Set(nullptr);
-    m_dataHome.Set(nullptr);
+    m_folders.home.Set(nullptr);
+    m_folders.configHome.Set(nullptr);
+    m_folders.dataHome.Set(nullptr);
     for (String (*pfnFolder)() : {GetHomeFolder, GetUserConfigFolder, GetUserDataFolder}) {
         const PosixFault fault("getpwuid_r", EIO);
         EXPECT_EQ("", std::string(pfnFolder()));

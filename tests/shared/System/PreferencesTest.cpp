@@ -14,8 +14,8 @@
 
 #include "shared/System/kvLogFile.h"
 #include "shared/System/kvPreferences.h"
-#include "tests/shared/System/PrivateHome.h"
 #include "tests/support/PosixFaults.h"
+#include "tests/support/PrivateHome.h"
 
 using namespace Kestrova;
 using Kestrova::Test::PosixFault;
@@ -319,8 +319,8 @@ TEST_F(PreferencesTest, OnlyAStoreWithAUsableDomainIsInitialized) {
 TEST_F(PreferencesTest, ADomainThatCannotBeReadIsNotInitialized) {
     fs::create_directories(DomainFile());
     EXPECT_FALSE(Preferences().Initialize(kDomain, false));
-    m_home.Set(nullptr);
-    m_configHome.Set(nullptr);
+    m_folders.home.Set(nullptr);
+    m_folders.configHome.Set(nullptr);
     const PosixFault fault("getpwuid_r", EIO);
     EXPECT_FALSE(Preferences().Initialize(kDomain, false)) << "without a home";
 }

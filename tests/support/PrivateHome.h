@@ -35,13 +35,20 @@ private:
 };
 
 // The folders "home", "data", "local" and "config" of a temporary folder; none of them is made.
+struct PrivateHome {
+    explicit PrivateHome(const TempDir& dir)
+        : home("HOME", dir.File("home").c_str()),
+          dataHome("XDG_DATA_HOME", dir.File("data").c_str()),
+          dataDirs("XDG_DATA_DIRS", dir.File("local").c_str()),
+          configHome("XDG_CONFIG_HOME", dir.File("config").c_str()) {}
+
+    const ScopedVariable home, dataHome, dataDirs, configHome;
+};
+
 class PrivateHomeTest : public testing::Test {
 protected:
     TempDir m_dir;
-    ScopedVariable m_home{"HOME", m_dir.File("home").c_str()};
-    ScopedVariable m_dataHome{"XDG_DATA_HOME", m_dir.File("data").c_str()};
-    ScopedVariable m_dataDirs{"XDG_DATA_DIRS", m_dir.File("local").c_str()};
-    ScopedVariable m_configHome{"XDG_CONFIG_HOME", m_dir.File("config").c_str()};
+    PrivateHome m_folders{m_dir};
 };
 
 }  // namespace Kestrova::Test
