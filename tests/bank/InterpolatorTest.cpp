@@ -159,6 +159,18 @@ TEST(InterpolatorTest, FramesBeyondTheGuardsAreSilence) {
     }
 }
 
+TEST(InterpolatorTest, WithoutAWaveTheFilterReadsAsFarAsItReaches) {
+    // A table step of 300 takes 3496 frames on each side.
+    for (const auto& [strName, pKernel] : kMonoKernels) {
+        GuardedWave wave(8000, BitsOf(strName) / 8);
+        wave.MakeLoud(6);
+        _Args inWave = StateOf(wave, 77, 300, 135);
+        _Args alone = inWave;
+        alone.pSource = alone.pSourceEnd = nullptr;
+        EXPECT_EQ(pKernel(wave.Frame(4000), &inWave), pKernel(wave.Frame(4000), &alone)) << strName;
+    }
+}
+
 TEST(InterpolatorTest, NoGainGivesSilenceWithoutASum) {
     GuardedWave wave(10, 2);
     wave.MakeLoud(3);

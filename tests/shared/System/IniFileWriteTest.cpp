@@ -237,12 +237,12 @@ TEST_F(IniFileWriteTest, EveryFailingCallLeavesTheOldFileWhole) {
     } kRows[] = {
         {"open", EACCES, "no right to write to the file"},
         {"fstat", EIO, "the file is unknown"},
-        {"mkostemp", EACCES, "no right to write to the folder"},
+        {"mkostemp", ENOSPC, "no room for another file"},
         {"write", ENOSPC, "the disk is full"},
         {"write", 0, "nothing is written"},
         {"fchmod", EPERM, "the permissions cannot be kept"},
         {"fsync", EIO, "the bytes do not reach the disk"},
-        {"rename", EACCES, "the place cannot be taken"},
+        {"rename", EIO, "the place cannot be taken"},
     };
     for (const auto& row : kRows) {
         m_ini.SetItem("s", "b");
@@ -257,6 +257,20 @@ TEST_F(IniFileWriteTest, EveryFailingCallLeavesTheOldFileWhole) {
         ExpectNothingBeside();
         EXPECT_EQ(1, Open());
         EXPECT_EQ((Texts{"a"}), Items("s"));
+    }
+}
+
+TEST_F(IniFileWriteTest, WhereNoFileMayBeMadeTheOldOneIsWrittenOver) {
+    m_ini.SetItem("s", "b");
+    for (const auto& [pszCall, strText] :
+         {std::pair{"mkostemp", "[s]\na\nb\n"}, {"rename", "[s]\na\nb\nc\n"}}) {
+        const PosixFault fault(pszCall, EACCES);
+        m_ini.Close();
+        EXPECT_EQ(1, fault.Calls());
+        EXPECT_EQ(strText, IniText());
+        ExpectNothingBeside();
+        EXPECT_EQ(1, Open());
+        m_ini.SetItem("s", "c");
     }
 }
 

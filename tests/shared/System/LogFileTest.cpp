@@ -166,10 +166,11 @@ TEST_F(LogFileTest, ATitleOfMoreThan258CharactersIsTheWholeMessage) {
     EXPECT_EQ(strTitle.substr(0, 258), Messages());
 }
 
-TEST_F(LogFileTest, APercentSignInATitleStandsForItself) {
-    Open("%s%n%1000d 100% ");
-    IOLog("%s\n", "message");
-    EXPECT_EQ("%s%n%1000d 100% ; loaded at TIME.\n%s%n%1000d 100% message\n", LogText());
+TEST_F(LogFileTest, ATitleIsAPartOfTheFormat) {
+    Open("100%% ");
+    IOLog("%s\n", "one");
+    IOPrint("%s\n", "two");
+    EXPECT_EQ("100%% ; loaded at TIME.\n100% one\ntwo\n", LogText());
 }
 
 TEST_F(LogFileTest, ATextThatCannotBeMadeIsEmpty) {
@@ -314,22 +315,46 @@ TEST_F(LogFileTest, AFailedOpeningSendsMessagesToStandardOutput) {
     EXPECT_NE(-1, fcntl(STDOUT_FILENO, F_GETFD)) << "standard output is not closed with the log";
 }
 
-TEST_F(LogFileTest, WhatIsNoFileOfOursIsNotOpened) {
+TEST_F(LogFileTest, InTheSharedFolderWhatIsNoFileOfOursIsNotOpened) {
     WriteFile(m_dir.File("target"), "old\n");
     fs::create_symlink("target", m_dir.File("link"));
     ASSERT_EQ(0, mkfifo(m_dir.File("pipe").c_str(), 0666));
-    const char* const pszNone = nullptr;
     for (const std::string& strName : {m_dir.File("link"), m_dir.File("pipe"), m_dir.Path().string()})
         EXPECT_EQ("a\n", StandardOutputOf([&] {
-                      IOLogOpen("", 0, kLogNewFile, strName.c_str());
+                      IOLogOpen("", 0, kLogNewFile | kLogInTmp, ("../" + strName).c_str());
                       IOLog("a\n");
                   }))
             << strName;
-    EXPECT_EQ("a\n", StandardOutputOf([&] {
-                  IOLogOpen("", 0, kLogNewFile, pszNone);
-                  IOLog("a\n");
-              }));
     EXPECT_EQ("old\n", LogText("target"));
+}
+
+TEST_F(LogFileTest, ElsewhereALinkIsFollowed) {
+    WriteFile(Path(), "old\n");
+    fs::create_symlink("logfile.log", m_dir.File("link"));
+    IOLogOpen("", 0, kLogAppend, m_dir.File("link").c_str());
+    IOLog("a\n");
+    EXPECT_EQ("old\nLoaded at TIME.\na\n", LogText());
+}
+
+TEST_F(LogFileTest, APipeTakesMessagesAndHoldsNothingUp) {
+    ASSERT_EQ(0, mkfifo(m_dir.File("pipe").c_str(), 0600));
+    IOLogOpen("", 0, kLogNewFile, m_dir.File("pipe").c_str());
+    const int nReader = open(m_dir.File("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    IOLog("a\n");
+    char achText[100] = {};
+    EXPECT_LT(0, read(nReader, achText, sizeof achText - 1));
+    close(nReader);
+    EXPECT_EQ("Loaded at TIME.\na\n", WithoutTimes(achText, m_start));
+    EXPECT_EQ(fs::perms(0600), fs::status(m_dir.File("pipe")).permissions());
+}
+
+TEST_F(LogFileTest, AFolderOrNoNameIsNoLog) {
+    const std::string strFolder = m_dir.Path().string();
+    for (const char* pszName : {strFolder.c_str(), static_cast<const char*>(nullptr)})
+        EXPECT_EQ("a\n", StandardOutputOf([&] {
+                      IOLogOpen("", 0, kLogNewFile, pszName);
+                      IOLog("a\n");
+                  }));
 }
 
 TEST_F(LogFileTest, EveryFailingCallOfOpeningLeadsToStandardOutput) {

@@ -167,7 +167,11 @@ TEST(MakeMissingFoldersTest, DoubledAndTrailingSlashesAreNoFolders) {
 }
 
 TEST(MakeMissingFoldersTest, ARelativeOrMissingPathIsRefused) {
+    const TempDir dir;
+    const fs::path before = fs::current_path();
+    fs::current_path(dir.Path());
     for (const char* pszPath : {static_cast<const char*>(nullptr), "", "a/b"})
         EXPECT_FALSE(MakeMissingFolders(pszPath, 0700));
     EXPECT_FALSE(fs::exists("a"));
+    fs::current_path(before);
 }

@@ -119,6 +119,14 @@ TEST(CriticalSectionTest, GuardsACounterAgainstManyThreads) {
     EXPECT_EQ(20000, counter.m_nCount);
 }
 
+TEST(CriticalSectionTest, DestructionKeepsTheLockItTakes) {
+    alignas(CriticalSection) unsigned char memory[sizeof(CriticalSection)];
+    auto* const pSection = new (memory) CriticalSection;
+    const PosixFault watch("pthread_mutex_unlock", 42, INT_MAX);
+    pSection->~CriticalSection();
+    EXPECT_EQ(0, watch.Calls());
+}
+
 TEST(CriticalSectionTest, DestructionWaitsForTheHolder) {
     bool bLeaving = false;
     std::atomic<bool> bHeld{false};
