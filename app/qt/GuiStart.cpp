@@ -37,7 +37,10 @@ void GuiStart() {
     const QtMessageHandler usual = qInstallMessageHandler(EndWithoutDisplay);
     s_pApplication = std::make_unique<QApplication>(s_nArguments, s_arguments);
     qInstallMessageHandler(usual);
-    std::setlocale(LC_NUMERIC, "C");  // Qt has set the user's; numbers are written with a point here
+    // Qt has set the user's. Here numbers have a point, and which letters are equal but for their case is the
+    // same for everybody.
+    std::setlocale(LC_ALL, "C");
+    std::setlocale(LC_CTYPE, "C.UTF-8");
     QGuiApplication::setDesktopFileName(s_szProgram);
     QApplication::setQuitOnLastWindowClosed(false);
     // The end of the session is a wish to stop like a signal.

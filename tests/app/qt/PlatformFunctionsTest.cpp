@@ -2,9 +2,11 @@
 #include <sys/statvfs.h>
 
 #include <QScreen>
-#include <clocale>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
+#include "shared/System/kvString.h"
 #include "tests/app/qt/ProgramRun.h"
 #include "tests/app/qt/WindowFixture.h"
 #include "tests/support/TempDir.h"
@@ -108,22 +110,31 @@ std::string Tenths(double n) {
     return szText;
 }
 
-// Run again below in a language that writes commas.
-TEST(LocaleTest, NumbersAreWrittenWithAPoint) {
-    EXPECT_STREQ("C", std::setlocale(LC_NUMERIC, nullptr));
+// Run again below in other languages.
+TEST(LocaleTest, TheLanguageIsThePlainOne) {
     EXPECT_EQ("99.9", Tenths(99.9));
+    EXPECT_EQ(0, String("INSTALL").CompareNoCase("install"));
+    EXPECT_NE(0, String("\xC9").CompareNoCase("\xE9"));
+    EXPECT_STREQ("No such file or directory", std::strerror(ENOENT));
 }
 
-TEST(LocaleTest, NumbersAreWrittenWithAPointWhateverTheLanguage) {
+// German writes commas, Turkish has another small letter for "I", the third has one byte for a letter with an
+// accent.
+TEST(LocaleTest, TheUsersLanguageChangesNothing) {
     const TempDir dir;
-    const std::string strPrepare = "localedef -i de_DE -f UTF-8 " + dir.File("de_DE.UTF-8");
-    RunCommand(strPrepare, dir);  // without it, and without an installed one, the language is the plain one
-    const ProgramRun run = RunCommand("env LOCPATH=" + dir.Path().string() + " LC_ALL=de_DE.UTF-8 /proc/" +
-                                          std::to_string(getpid()) +
-                                          "/exe --gtest_filter=LocaleTest.NumbersAreWrittenWithAPoint",
-                                      dir);
-    EXPECT_EQ(0, run.nStatus) << run.strOut << run.strErr;
-    EXPECT_NE(std::string::npos, run.strOut.find("[  PASSED  ] 1 test.")) << run.strOut;
+    for (const std::string strLanguage : {"de_DE.UTF-8", "tr_TR.UTF-8", "fr_FR.ISO-8859-1"}) {
+        const size_t nPoint = strLanguage.find('.');
+        // Without it, and without an installed one, the language is the plain one.
+        RunCommand("localedef -i " + strLanguage.substr(0, nPoint) + " -f " + strLanguage.substr(nPoint + 1) +
+                       " " + dir.File(strLanguage),
+                   dir);
+        const ProgramRun run = RunCommand("env LOCPATH=" + dir.Path().string() + " LC_ALL=" + strLanguage +
+                                              " /proc/" + std::to_string(getpid()) +
+                                              "/exe --gtest_filter=LocaleTest.TheLanguageIsThePlainOne",
+                                          dir);
+        EXPECT_EQ(0, run.nStatus) << run.strOut << run.strErr;
+        EXPECT_NE(std::string::npos, run.strOut.find("[  PASSED  ] 1 test.")) << run.strOut;
+    }
 }
 
 }  // namespace
