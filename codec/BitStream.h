@@ -21,17 +21,18 @@ inline uint64_t LoadBigEndian64(const uint8_t* p) {
 // Reads bits of a block of memory, which it does not own. Past its end there are endless one bits.
 class BitReader {
 public:
-    static constexpr unsigned kMaxBits = 56;  // most that one Read or Peek gives
+    static constexpr unsigned kMaxBits = 56;  // most that one bsR or Peek gives
 
     BitReader(const uint8_t* p, size_t n) : m_pNext(p), m_pEnd(p + n) {}
 
     // The next nBits bits (1 to kMaxBits) as a number.
-    uint64_t Read(unsigned nBits) {
+    uint64_t bsR(unsigned nBits) {
         const uint64_t nValue = Peek(nBits);
         Skip(nBits);
         return nValue;
     }
-    bool ReadBit() { return Read(1) != 0; }
+    uint32_t bsGet32() { return static_cast<uint32_t>(bsR(32)); }
+    bool ReadBit() { return bsR(1) != 0; }
 
     // The same without moving on; Skip takes at most as many bits as the Peek before it.
     uint64_t Peek(unsigned nBits) {
@@ -84,6 +85,8 @@ public:
         m_nLive += nBits;
         for (; m_nLive >= 8; m_nLive -= 8) m_out.Put(static_cast<uint8_t>(m_nPending >> (m_nLive - 8)));
     }
+
+    void bsPut32(uint32_t nValue) { bsW(32, nValue); }
 
     // The last byte is filled up with zero bits.
     void bsFinishedWithStream() {

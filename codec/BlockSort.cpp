@@ -20,8 +20,7 @@ constexpr uint32_t kSortedFlag = 0x200000;  // in a radix entry: this bucket is 
 constexpr uint32_t kMaxRank = 65534;
 constexpr uint32_t kWorkStep = 4, kLongestStride = 4096;  // positions compared at once
 
-constexpr int32_t kShellSteps[] = {1,    4,    13,    40,    121,    364,    1093,
-                                   3280, 9841, 29524, 88573, 265720, 797161, 2391484};
+constexpr int32_t incs[] = {1, 4, 13, 40, 121, 364, 1093, 3280, 9841, 29524, 88573, 265720, 797161, 2391484};
 
 uint8_t MedianOf(uint8_t a, uint8_t b, uint8_t c) {
     return std::max(std::min(a, b), std::min(std::max(a, b), c));
@@ -64,13 +63,13 @@ bool BlockSorter::doReversibleTransformation(uint32_t nCount, bool (&used)[kByte
     m_bRandomised = m_bError = false;
     sortIt();
     if (m_nWork > m_nWorkLimit && m_bFirstAttempt) {
-        Randomise(used);
+        randomiseBlock(used);
         sortIt();
     }
     return !m_bError && FindOrigin();
 }
 
-void BlockSorter::Randomise(bool (&used)[kByteValues]) {
+void BlockSorter::randomiseBlock(bool (&used)[kByteValues]) {
     RandomiseBytes(m_block, m_nCount);
     std::fill(std::begin(used), std::end(used), false);
     for (uint32_t i = 0; i < m_nCount; ++i) used[m_block[i]] = true;
@@ -234,9 +233,9 @@ void BlockSorter::simpleSort(int32_t lo, int32_t hi, int32_t depth) {
     const int32_t nSize = hi - lo + 1;
     if (nSize < 2) return;
     size_t nSteps = 0;
-    while (kShellSteps[nSteps] < nSize) ++nSteps;
+    while (incs[nSteps] < nSize) ++nSteps;
     while (nSteps > 0) {
-        const int32_t step = kShellSteps[--nSteps];
+        const int32_t step = incs[--nSteps];
         for (int32_t i = lo + step; i <= hi;) {
             const int32_t iEnd = std::min(i + 3, hi + 1);
             for (; i < iEnd; ++i) InsertDown(i, lo + step, step, depth);

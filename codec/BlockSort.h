@@ -38,7 +38,7 @@ private:
     };
     class RangeStack;
 
-    void Randomise(bool (&used)[WaveFormat::kByteValues]);
+    void randomiseBlock(bool (&used)[WaveFormat::kByteValues]);
     bool FindOrigin();
 
     void sortIt();

@@ -26,6 +26,7 @@ constexpr std::array<CrcTable, kSlices> MakeTables() {
 }
 
 constexpr std::array<CrcTable, kSlices> kTables = MakeTables();
+constexpr const CrcTable& crc32Table = kTables[0];
 
 constexpr uint32_t Byte(uint32_t n, unsigned nShift) { return (n >> nShift) & 0xFF; }
 
@@ -39,7 +40,7 @@ uint32_t FoldEight(uint32_t crc, const uint8_t* p) {
 
 uint32_t UpdateCrc(uint32_t crc, const uint8_t* p, size_t n) {
     for (; n >= kSlices; p += kSlices, n -= kSlices) crc = FoldEight(crc, p);
-    for (; n > 0; ++p, --n) crc = (crc << 8) ^ kTables[0][(crc >> 24) ^ *p];
+    for (; n > 0; ++p, --n) crc = (crc << 8) ^ crc32Table[(crc >> 24) ^ *p];
     return crc;
 }
 

@@ -42,7 +42,7 @@ public:
             if (!WriteBlock(crcBlock)) return false;
         }
         WriteMagic(kEndMagic);
-        m_out.bsW(kCrcBits, crcCombined);
+        m_out.bsPut32(crcCombined);
         m_out.bsFinishedWithStream();
         return !m_output.HasFailed();
     }
@@ -80,7 +80,7 @@ private:
     bool WriteBlock(uint32_t crcBlock) {
         if (!m_sorter.doReversibleTransformation(m_nCount, m_used)) return false;
         WriteMagic(kBlockMagic);
-        m_out.bsW(kCrcBits, crcBlock);
+        m_out.bsPut32(crcBlock);
         m_out.bsW(kRandomisedBits, m_sorter.IsRandomised());
         m_out.bsW(kOriginBits, m_sorter.GetOrigin());
         // The ranks are not needed any more; the symbols take their place.

@@ -64,13 +64,13 @@ public:
     // written.
     bool ExpandStream() {
         uint32_t crcCombined = 0;
-        uint64_t magic = m_in.Read(kMagicBits);
-        for (; magic == kBlockMagic; magic = m_in.Read(kMagicBits)) {
-            const auto crcBlock = static_cast<uint32_t>(m_in.Read(kCrcBits));
+        uint64_t magic = m_in.bsR(kMagicBits);
+        for (; magic == kBlockMagic; magic = m_in.bsR(kMagicBits)) {
+            const auto crcBlock = m_in.bsGet32();
             crcCombined = CombineCrc(crcCombined, crcBlock);
             if (!ExpandBlock(crcBlock)) return false;
         }
-        if (magic != kEndMagic || m_in.Read(kCrcBits) != crcCombined) return false;
+        if (magic != kEndMagic || m_in.bsGet32() != crcCombined) return false;
         m_out.Flush();
         return m_in.HasTouchedAllBytes() && m_out.IsComplete();
     }
@@ -80,9 +80,7 @@ private:
         const bool bRandomised = m_in.ReadBit();
         if (!getAndMoveToFrontDecode()) return false;
         m_out.StartBlock();
-        UnsortBlock(m_ws.block, m_nCount, m_iOrigin, m_counts, m_ws.unsort);
-        if (bRandomised) RandomiseBytes(m_ws.block, m_nCount);
-        DeliverRuns();
+        undoReversibleTransformation(bRandomised);
         return m_out.GetBlockCrc() == crcBlock && !m_out.HasFailed();
     }
 
@@ -90,8 +88,8 @@ private:
     bool recvDecodingTables() {
         ReadByteUse();
         if (m_bytes.GetCount() == 0) return false;
-        m_nTables = static_cast<unsigned>(m_in.Read(kTableCountBits));
-        m_nSelectors = static_cast<unsigned>(m_in.Read(kSelectorCountBits));
+        m_nTables = static_cast<unsigned>(m_in.bsR(kTableCountBits));
+        m_nSelectors = static_cast<unsigned>(m_in.bsR(kSelectorCountBits));
         if (m_nTables < 1 || m_nTables > kMaxTables) return false;
         if (m_nSelectors < 1 || m_nSelectors > kMaxSelectors) return false;
         if (!ReadSelectors()) return false;
@@ -102,7 +100,7 @@ private:
 
     void ReadByteUse() {
         bool used[kByteValues] = {};
-        const uint64_t map = m_in.Read(kByteUseBits);
+        const uint64_t map = m_in.bsR(kByteUseBits);
         for (unsigned i = 0; i < kByteUseBits; ++i) {
             if ((map >> (kByteUseBits - 1 - i) & 1) == 0) continue;
             for (unsigned j = 0; j < kByteUseBits; ++j) used[i * kByteUseBits + j] = m_in.ReadBit();
@@ -124,7 +122,7 @@ private:
     bool ReadTable(DecodeTable& table) {
         uint8_t lengths[kMaxAlphabet];
         const unsigned nAlphabet = m_bytes.GetCount() + 2;
-        auto nLength = static_cast<int64_t>(m_in.Read(kStartLengthBits));
+        auto nLength = static_cast<int64_t>(m_in.bsR(kStartLengthBits));
         for (unsigned i = 0; i < nAlphabet; ++i) {
             if (!ReadLengthSteps(nLength)) return false;
             lengths[i] = static_cast<uint8_t>(nLength);
@@ -144,7 +142,7 @@ private:
 
     // Reads one block as far as its bytes in the order of their rotations.
     bool getAndMoveToFrontDecode() {
-        m_iOrigin = static_cast<uint32_t>(m_in.Read(kOriginBits));
+        m_iOrigin = static_cast<uint32_t>(m_in.bsR(kOriginBits));
         if (!recvDecodingTables()) return false;
         std::fill(std::begin(m_counts), std::end(m_counts), 0u);
         m_nCount = 0;
@@ -178,6 +176,12 @@ private:
         m_nCount += n;
         m_counts[ch] += n;
         return true;
+    }
+
+    void undoReversibleTransformation(bool bRandomised) {
+        UnsortBlock(m_ws.block, m_nCount, m_iOrigin, m_counts, m_ws.unsort);
+        if (bRandomised) RandomiseBytes(m_ws.block, m_nCount);
+        DeliverRuns();
     }
 
     // Undoes the run-length coding. A run at the very end of the block may lack its count.

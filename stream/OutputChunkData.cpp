@@ -62,6 +62,7 @@ bool OutputChunkData::Attach(OutputRandomAccessStream* pStream) {
     if (m_stream) return Record(kAlreadyAttached);
     if (pStream == nullptr) return Record(kBadArgument);
     m_nEnd = m_stream.emplace(*pStream).Tell();
+    m_nSizeBefore = m_pBuffer != nullptr ? m_pBuffer->GetSize() : m_nEnd;
     m_bLeftOver = false;
     return Record(kDone);
 }
@@ -175,9 +176,15 @@ OutputChunkData::Status OutputChunkData::DropCurrent(const Chunk& chunk) {
 OutputChunkData::Status OutputChunkData::CloseAll() {
     while (m_nOpen != 0)
         if (CloseCurrent(m_arOpen[m_nOpen - 1]) != kDone) return kWriteFailed;
-    if (!SeekTo(m_nEnd)) return kWriteFailed;
-    if (m_bLeftOver) m_stream->EndAtPos();
-    return kDone;
+    if (m_bLeftOver && !CutLeftOver()) return kWriteFailed;
+    return SeekTo(m_nEnd) ? kDone : kWriteFailed;
+}
+
+// What a buffer held before stays, even behind the end.
+bool OutputChunkData::CutLeftOver() {
+    if (!SeekTo(std::max(m_nEnd, m_nSizeBefore))) return false;
+    m_stream->EndAtPos();
+    return true;
 }
 
 // The outermost chunk is the longest, so its size is the one that could overflow.

@@ -96,15 +96,17 @@ private:
     bool WriteAtEnd(std::initializer_list<uint32_t> words);
     bool MoveEnd(unsigned long nEnd);
     bool Resize(const Chunk& chunk, unsigned long nEnd);
+    bool CutLeftOver();
     bool SeekTo(unsigned long nPosition);
 
     std::optional<MemoryStream> m_memory;
     std::optional<NoSwapByteOrderOutputRandomAccessStream> m_stream;  // attached
     IStreamBuffer* m_pBuffer = nullptr;                               // kept alive by m_memory
     std::array<Chunk, kMaxDepth> m_arOpen{};
-    size_t m_nOpen = 0;        // the last open one is current
-    unsigned long m_nEnd = 0;  // where the next byte goes
-    bool m_bLeftOver = false;  // dropped bytes may lie beyond the end
+    size_t m_nOpen = 0;               // the last open one is current
+    unsigned long m_nEnd = 0;         // where the next byte goes
+    unsigned long m_nSizeBefore = 0;  // of the buffer, when it was attached
+    bool m_bLeftOver = false;         // dropped bytes may lie beyond the end
     Status m_status = kDone;
 };
 

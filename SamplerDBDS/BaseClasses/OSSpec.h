@@ -1,4 +1,4 @@
-// OSSpec.h - all of the base classes: files, byte order, identities, locks and threads.
+// OSSpec.h - all of the base classes: files, byte order, identities, locks, threads and paths.
 #pragma once
 
 #include "SamplerDBDS/BaseClasses/ByteSwap.h"
@@ -8,3 +8,4 @@
 #include "SamplerDBDS/BaseClasses/XFileReader.h"
 #include "SamplerDBDS/BaseClasses/XLock.h"
 #include "SamplerDBDS/BaseClasses/XThread.h"
+#include "shared/System/kvPath.h"

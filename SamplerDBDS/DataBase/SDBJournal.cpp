@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
@@ -22,8 +23,8 @@ public:
     bool Open(const char* pszPath, uint64_t pos) {
         FileFacts ours, theirs;
         unsigned long long nSize = 0;
-        if (!m_writer.Open(pszPath, 1) || !m_writer.GetFacts(ours) || !m_reader.GetFacts(theirs) ||
-            !ours.IsSameFile(theirs) || !m_reader.GetSize(nSize))
+        if (!m_pPiece || !m_writer.Open(pszPath, 1) || !m_writer.GetFacts(ours) ||
+            !m_reader.GetFacts(theirs) || !ours.IsSameFile(theirs) || !m_reader.GetSize(nSize))
             return false;
         m_posWrite = pos;
         m_posEndOfFile = nSize;
@@ -73,7 +74,7 @@ private:
     uint64_t m_posWrite = 0;
     uint64_t m_posEndOfFile = 0;
     bool m_bWhole = true;  // no body was cut short
-    const std::unique_ptr<uint8_t[]> m_pPiece{new uint8_t[kPieceBytes]};
+    const std::unique_ptr<uint8_t[]> m_pPiece{new (std::nothrow) uint8_t[kPieceBytes]};
 };
 
 }  // namespace
@@ -139,7 +140,7 @@ bool CSDB::SaveAs(const char* pszPath) {
     Unlock();
     target.Close(true);
     const bool bRolledBack = ProcessFile(kSdbStateNew);
-    Close(true);
+    Close(false);  // a roll-back that failed must not become a commit
     return Open(strPath.c_str(), m_nFormat, true) && bRolledBack;
 }
 

@@ -1,6 +1,6 @@
 // Continues CSDB: reserve and write the quick-load table.
 #include <algorithm>
-#include <vector>
+#include <array>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 
@@ -8,8 +8,8 @@ namespace Kestrova {
 
 namespace {
 
-constexpr size_t kPieceEntries = 4096;
-constexpr size_t kPieceBytes = kPieceEntries * QuickLoadEntry::kBytes;
+constexpr size_t kPieceEntries = 256;
+using Piece = std::array<uint8_t, kPieceEntries * QuickLoadEntry::kBytes>;
 
 void PutEntry(uint8_t* pEntry, const SDBNOTE& note) {
     PutField<QuickLoadEntry::kType>(pEntry, uint32_t{note.nType});
@@ -19,10 +19,10 @@ void PutEntry(uint8_t* pEntry, const SDBNOTE& note) {
 }
 
 bool WriteZeros(CXFile& file, uint64_t nBytes) {
-    const std::vector<uint8_t> arZeros(std::min<uint64_t>(nBytes, kPieceBytes));
-    for (; nBytes > arZeros.size(); nBytes -= arZeros.size())
-        if (!file.Write(arZeros.data(), arZeros.size())) return false;
-    return file.Write(arZeros.data(), nBytes);
+    static constexpr Piece kZeros{};
+    for (; nBytes > kZeros.size(); nBytes -= kZeros.size())
+        if (!file.Write(kZeros.data(), kZeros.size())) return false;
+    return file.Write(kZeros.data(), nBytes);
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ bool CSDB::CreateQuickLoad() {
 }
 
 bool CSDB::WriteQuickLoadTable() {
-    std::vector<uint8_t> arPiece(kPieceBytes);
+    Piece arPiece;
     for (size_t n = 0; n < GetNoteCount(); n += kPieceEntries) {
         const size_t nEntries = std::min(kPieceEntries, GetNoteCount() - n);
         for (size_t i = 0; i < nEntries; ++i) PutEntry(&arPiece[i * QuickLoadEntry::kBytes], m_keys[n + i]);

@@ -12,9 +12,9 @@ TEST(BitReaderTest, ReadsTheMostSignificantBitFirst) {
     const Bytes bytes{0xA5, 0x0F, 0x80};
     BitReader in(bytes.data(), bytes.size());
     EXPECT_TRUE(in.ReadBit());
-    EXPECT_EQ(1u, in.Read(2));
-    EXPECT_EQ(0x5u >> 1, in.Read(4));
-    EXPECT_EQ(0x10F80u, in.Read(17));
+    EXPECT_EQ(1u, in.bsR(2));
+    EXPECT_EQ(0x5u >> 1, in.bsR(4));
+    EXPECT_EQ(0x10F80u, in.bsR(17));
 }
 
 TEST(BitReaderTest, EveryMixtureOfWidthsGivesTheSameBits) {
@@ -43,7 +43,7 @@ TEST(BitReaderTest, PastTheEndAreOnes) {
     BitReader in(nullptr, 0);
     EXPECT_TRUE(in.IsAtEnd());
     EXPECT_TRUE(in.HasTouchedAllBytes());
-    for (int i = 0; i < 100; ++i) ASSERT_EQ(0xFFFFFFFFFFFFFFu, in.Read(56));
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(0xFFFFFFFFFFFFFFu, in.bsR(56));
 }
 
 TEST(BitWriterTest, FillsTheLastByteWithZeros) {

@@ -110,6 +110,19 @@ TEST(OutputChunkDataTargetTest, DetachLeavesNothingOfARewoundList) {
     EXPECT_EQ(Hex("LIST") + "04000000" + Hex("TYPE"), HexOf(buffer));
 }
 
+TEST(OutputChunkDataTargetTest, WhatTheTargetHeldBehindTheEndStays) {
+    StreamBuffer buffer;
+    buffer.Write("0123456789abcdef", 16);
+    buffer.Seek(4, 0);
+    OutputChunkData writer;
+    writer.Attach(&buffer);
+    writer.CreateChunk(Id("DROP"));
+    EXPECT_TRUE(writer.Close());
+    EXPECT_TRUE(writer.Detach());
+    EXPECT_EQ(Hex("0123DROP") + "00000000" + Hex("cdef"), HexOf(buffer));
+    EXPECT_EQ(4u, buffer.Seek(0, 1));
+}
+
 TEST(OutputChunkDataTargetTest, WhatWasDroppedInOneAttachmentCutsNothingOffInTheNext) {
     StreamBuffer buffer;
     OutputChunkData writer;
