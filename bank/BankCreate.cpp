@@ -1,4 +1,5 @@
 // The creation of one bank: start, run and end.
+#include <cerrno>
 #include <new>
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
@@ -52,7 +53,10 @@ BankResult CDBEUCreate::ClearTheWay(BankLayout layout) {
 BankResult CDBEUCreate::OpenTarget() {
     Module::EnsureFolderExists(m_pszFolder.get());
     if (m_dbTarget.Create(m_pszTarget.get(), kSdbFormatEnriched)) return kBankDone;
-    return CSDB::IsHeld(m_pszTarget.get()) ? kBankBusy : kBankTargetNotCreated;
+    const int nError = errno;
+    if (CSDB::IsHeld(m_pszTarget.get())) return kBankBusy;
+    errno = nError;
+    return kBankTargetNotCreated;
 }
 
 BankResult CDBEUCreate::CreateDB() {

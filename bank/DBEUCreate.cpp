@@ -66,8 +66,11 @@ BankResult CDBEUCreate::SetSrcFile(const char* pszPath) {
     }
     const std::string strCut(m_bEnrichedSource ? CutRateFromBaseName(strBase) : strBase);
     m_pszBaseName.reset(CreateString(strCut.c_str()));
-    if (!m_pszBaseName) return strCut.empty() ? kBankBadArgument : kBankNoMemory;
     m_bAnalysed = 0;
+    if (!m_pszBaseName) {
+        m_dbSource.Close(false);  // the one before is closed too, so there is none now
+        return strCut.empty() ? kBankBadArgument : kBankNoMemory;
+    }
     m_nStatus = kBankDone;  // before the worker can fail
     m_nState = kAnalysing;
     m_thread.Signal(kAnalyzeFunction);

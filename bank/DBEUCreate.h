@@ -30,7 +30,7 @@ enum BankResult : unsigned int {
     kBankNoWorker = 5,         // the worker thread could not be set up
     kBankBadArgument = 6,      // also: removal of the source itself
     kBankSourceNotOpened = 7,  // as neither kind of database
-    kBankTargetNotCreated = 8,
+    kBankTargetNotCreated = 8,  // errno tells why
     kBankReadFailed = 9,
     kBankWriteFailed = 10,
     kBankSourceInconsistent = 11,

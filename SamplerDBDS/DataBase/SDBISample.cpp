@@ -1,7 +1,6 @@
 #include "SamplerDBDS/DataBase/SDBISample.h"
 
 #include <cstring>
-#include <utility>
 
 #include "SamplerDBDS/DataBase/SDBOrder.h"
 #include "SamplerDBDS/DataBase/SDBRecordFields.h"
@@ -61,13 +60,6 @@ void CSDBISampleBase::CopyHeader(const CSDBISampleBase& source) {
     m_info.nRootKey = from.nRootKey;
     m_info.nFineTune = from.nFineTune;
     m_info.nFurther = from.nFurther;
-}
-
-void CSDBISampleBase::MoveOwned(CSDBISampleBase& source) {
-    m_loops = std::move(source.m_loops);
-    m_info.cLayerLoops = std::exchange(source.m_info.cLayerLoops, 0);
-    m_params = std::move(source.m_params);
-    m_pars.MoveFrom(source.m_pars);
 }
 
 bool CSDBISampleBase::CopyOwned(const CSDBISampleBase& source) {

@@ -63,9 +63,7 @@ public:
     // sample has in common with its source.
     void CopyHeader(const CSDBISampleBase& source);
 
-    // Loops, parameter block and tail of the source, moved (the source has none then) or copied. A failed
-    // copy, for want of memory, is false.
-    void MoveOwned(CSDBISampleBase& source);
+    // Copies loops, parameter block and tail of the source; false for want of memory.
     bool CopyOwned(const CSDBISampleBase& source);
 
     // Takes zero-filled memory for m_info.lWave bytes, with 256 frames of silence in front and behind where

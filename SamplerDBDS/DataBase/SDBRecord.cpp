@@ -57,12 +57,6 @@ void CStgBlock::Free() {
     m_nSize = 0;
 }
 
-void StgPars::MoveFrom(StgPars& other) {
-    if (other.IsInline()) std::memcpy(m_achInline, other.m_achInline, other.m_nSize);
-    m_heap = std::move(other.m_heap);
-    m_nSize = std::exchange(other.m_nSize, 0);
-}
-
 bool StgPars::Provide(uint32_t size) {
     Free();
     if (size > kInlineBytes && !m_heap.Alloc(size)) return false;

@@ -150,9 +150,6 @@ public:
     uint32_t Size() const { return m_nSize; }
     bool IsInline() const { return m_nSize <= kInlineBytes; }
 
-    // Takes the other's bytes over and leaves it empty.
-    void MoveFrom(StgPars& other);
-
     // Storage of size bytes; what lay there is gone. Heap storage is zero-filled, inline storage is not.
     // False, and the holder empty, when memory runs out.
     bool Provide(uint32_t size);

@@ -68,6 +68,16 @@ TEST_F(EngineAnalysisTest, AfterAFailedOpenRemovalIsNotReady) {
     EXPECT_EQ(kBankNotReady, m_engine.RemoveDB(48000u, 1));
 }
 
+TEST_F(EngineAnalysisTest, AfterANameWithoutBaseTheSourceBeforeCountsNoMore) {
+    SourceSpec enriched;
+    enriched.bEnriched = true;
+    const std::string strNameless = Make(enriched, "_0AC44.kvn");
+    ASSERT_EQ(kBankDone, m_driver.Analyse(Make({})));
+    ASSERT_EQ(kBankBadArgument, m_engine.SetSrcFile(strNameless.c_str()));
+    unsigned int nMegabytes = 0;
+    EXPECT_EQ(kBankNotReady, m_engine.Prediction(48000, 0, nMegabytes));
+}
+
 TEST_F(EngineAnalysisTest, TheBaseNameOfAnEnrichedSourceLosesItsRate) {
     SourceSpec enriched;
     enriched.bEnriched = true;

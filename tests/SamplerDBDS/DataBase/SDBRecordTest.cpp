@@ -219,18 +219,6 @@ TEST(StgParsTest, CopyFailsWithoutMemoryAndForSizesTheCountCannotHold) {
     EXPECT_FALSE(ReadStgPars(pars, nullptr, 0x100000000));
 }
 
-TEST(StgParsTest, MoveTakesInlineAndHeapBytes) {
-    for (const size_t nSize : {0u, 20u, 300u}) {
-        const Bytes bytes = Counting(nSize);
-        StgPars from, to;
-        ASSERT_TRUE(CopyStgPars(from, bytes.data(), bytes.size()));
-        ASSERT_TRUE(CopyStgPars(to, "old", 3));
-        to.MoveFrom(from);
-        EXPECT_EQ(bytes, TailOf(to));
-        EXPECT_EQ(0u, from.Size());
-    }
-}
-
 class StgParsFileTest : public ::testing::Test {
 protected:
     void Open(const Bytes& bytes) {
