@@ -1,6 +1,7 @@
 #include "bank/SampleMaker.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -144,15 +145,17 @@ BankResult SampleMaker<TSource>::Load(uint32_t nEntry, unsigned nHelper, TSource
     if (pNote == nullptr || pNote->nType != kSdbSample) return kBankReadFailed;
     CXFile& file = FileOf(nHelper);
     file.Lock();
+    errno = 0;  // the record's readers answer false alike for damage and for want of memory
     bool bRead = true;
     if constexpr (std::is_base_of_v<CSDBISampleEU, TSource>)
         bRead = MeasureEnrichedSample(file, pNote->PosBody(), pNote->nSize);
     else
         record.SetExtFolder(m_pszFolder);
     bRead = bRead && file.SeekToPos(pNote->PosBody()) && record.Read(&file, pNote->nSize);
+    const BankResult failure = errno == ENOMEM ? kBankNoMemory : kBankReadFailed;
     file.Unlock();
     record.SetParentID(pNote->idParent);
-    if (!bRead || record.m_info.pWave == nullptr) return kBankReadFailed;
+    if (!bRead || record.m_info.pWave == nullptr) return failure;
     return record.m_info.nSampleRate == 0 ? kBankSourceInconsistent : kBankDone;
 }
 
@@ -176,7 +179,7 @@ MadeSample SampleMaker<TSource>::MakeOrThrow(size_t nJob, unsigned nHelper) {
         if (--source.nJobsLeft == 0) source.pRecord.reset();
         made.result = source.result;
     }
-    made.pszCause = kUnreadable;
+    made.pszCause = made.result == kBankNoMemory ? kNoMemory : kUnreadable;
     if (made.result != kBankDone) return made;
     made.pRecord = std::make_unique<CSDBISampleEUWave>(kSdbNoID, kSdbNoID);
     made.result = MakeTargetSample(*pRecord, m_target, made.nKey, *made.pRecord, made.pszCause);
