@@ -15,7 +15,7 @@ constexpr char kHelp[] =
     "Builds, lists and removes the banks of a Calderine source bank, in a window.\n"
     "\n"
     "  MODE    install    choose rates, build their banks and end\n"
-    "          uninstall  remove every bank and end\n"
+    "          uninstall  remove the plain banks and end\n"
     "          createN    build the bank at N Hz and end, such as create48000\n"
     "          any other word, or none: the bank manager\n"
     "  SOURCE  the source bank file\n"

@@ -7,7 +7,7 @@ namespace Kestrova {
 enum GuiType : int {
     kManager = 0,    // choose source, destination and any set of rates
     kInstall = 1,    // started by an installer: choose destination and rates, build, end
-    kUninstall = 2,  // started by an uninstaller: remove every bank, end
+    kUninstall = 2,  // started by an uninstaller: remove the plain banks, end
     kCreate = 3      // build the bank of one rate without asking, end
 };
 inline constexpr int kGuiTypeCount = 4;
