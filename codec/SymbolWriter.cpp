@@ -15,7 +15,7 @@ constexpr uint8_t kLowCost = 0, kHighCost = 15;  // of a symbol inside and outsi
 // The costs of a group in all tables are summed at once, side by side in one word.
 constexpr unsigned kCostBits = 10;
 constexpr uint64_t kCostMask = (uint64_t{1} << kCostBits) - 1;
-static_assert(kGroupSize * kMaxWrittenLength <= kCostMask && kMaxTables * kCostBits <= 64);
+static_assert(uint64_t{kGroupSize} * kMaxWrittenLength <= kCostMask && kMaxTables * kCostBits <= 64);
 
 constexpr unsigned TableCount(size_t nSymbols) { return nSymbols < 200 ? 2 : nSymbols < 800 ? 4 : 6; }
 

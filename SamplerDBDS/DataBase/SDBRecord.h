@@ -101,16 +101,12 @@ private:
     CSDBInterpreter* m_pCursor = nullptr;
 };
 
-// Zero-filled heap bytes with their length. Movable; a moved-from block is empty.
+// Zero-filled heap bytes with their length.
 class CStgBlock {
 public:
     CStgBlock() = default;
-    CStgBlock(CStgBlock&& other) noexcept { Swap(other); }
-    CStgBlock& operator=(CStgBlock&& other) noexcept {
-        CStgBlock taken(std::move(other));
-        Swap(taken);
-        return *this;
-    }
+    CStgBlock(const CStgBlock&) = delete;
+    CStgBlock& operator=(const CStgBlock&) = delete;
 
     // Replaces the block by size zero bytes, or a copy of size bytes. 0 empties it and succeeds; false, and
     // the block empty, when memory runs out.
