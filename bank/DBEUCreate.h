@@ -20,7 +20,7 @@ namespace Kestrova {
 
 struct tagDirObjInfo;
 
-// What every operation of the engine answers.
+// What every operation of the engine answers. errno has the reason of kBankTargetNotCreated.
 enum BankResult : unsigned int {
     kBankDone = 0,
     kBankNotReady = 1,         // no source analysed yet, or no destination folder
@@ -30,7 +30,7 @@ enum BankResult : unsigned int {
     kBankNoWorker = 5,         // the worker thread could not be set up
     kBankBadArgument = 6,      // also: removal of the source itself
     kBankSourceNotOpened = 7,  // as neither kind of database
-    kBankTargetNotCreated = 8,  // errno tells why
+    kBankTargetNotCreated = 8,
     kBankReadFailed = 9,
     kBankWriteFailed = 10,
     kBankSourceInconsistent = 11,

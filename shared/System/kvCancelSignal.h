@@ -3,16 +3,20 @@
 
 namespace Kestrova {
 
-// Lets SIGINT, SIGTERM and SIGHUP set the wish instead of ending the process.
-void CatchCancelSignals();
+// Lets SIGINT, SIGTERM and SIGHUP set the wish instead of ending the process. A write into a pipe without a
+// reader, or beyond the limit for files, no longer ends it either: the write fails. With bReaderGoneToo a
+// pipe without a reader (SIGPIPE) is a wish as well, as for a program whose output is its purpose. Signals
+// that are ignored already stay so. Call it once, before there are threads.
+void CatchCancelSignals(bool bReaderGoneToo = false);
 
-// The signal that came, or 0. Any thread.
+// The first signal that came, or 0. Any thread.
 int CancelSignal();
 
 // For tests: as if the signal had come; 0 forgets it.
 void SetCancelSignal(int nSignal);
 
-// Ends the process by the signal that came, as its parent expects; returns when none did.
+// Ends the process by the signal that came, as its parent expects; returns when none did. The last thing to
+// do: nothing is unwound behind it.
 void DieOfCancelSignal();
 
 }  // namespace Kestrova

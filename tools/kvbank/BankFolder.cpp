@@ -1,7 +1,11 @@
 #include "tools/kvbank/BankFolder.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <system_error>
+#include <thread>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "bank/BankRates.h"
@@ -13,27 +17,63 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kSuffixLength = std::string_view("_0AC44.kvn").size();
+constexpr int kMostLooks = 3;
+constexpr std::chrono::milliseconds kBetweenLooks{10};
 
-BankState StateOf(const fs::path& path) {
-    if (CSDB::IsHeld(path.c_str())) return BankState::BeingBuilt;
-    CXFile held;
-    if (CSDB::HoldInterruptedBuild(path.c_str(), kSdbFormatEnriched, held)) return BankState::Interrupted;
-    CSDB database;
-    const bool bOpens = database.Open(path.c_str(), kSdbFormatEnriched, false) ||
-                        database.Open(path.c_str(), kSdbFormatPlain, false);
-    return bOpens ? BankState::Complete : BankState::NotABank;
+// errno of opening the file and reading from it, 0 when that can be done.
+int ReadError(const fs::path& path) {
+    CXFile file;
+    if (!file.Open(path.c_str(), 0)) return errno;
+    char chFirst = 0;
+    file.Read(&chFirst, 1);
+    return file.GetLastError();
 }
 
-void ListFolder(const fs::path& dir, std::string_view baseName, std::vector<BankFile>& banks,
-                std::error_code& error) {
+bool OpensAsBank(const fs::path& path) {
+    CSDB database;
+    return database.Open(path.c_str(), kSdbFormatEnriched, false) ||
+           database.Open(path.c_str(), kSdbFormatPlain, false);
+}
+
+// Whoever looks holds the file for a moment himself, which is no build.
+bool IsBeingBuilt(const fs::path& path) {
+    for (int nLook = 0; nLook < kMostLooks; ++nLook) {
+        if (!CSDB::IsHeld(path.c_str())) return false;
+        std::this_thread::sleep_for(kBetweenLooks);
+    }
+    return true;
+}
+
+void TellState(BankFile& bank) {
+    CXFile held;
+    if (const int nError = ReadError(bank.path); nError != 0) {
+        bank.state = BankState::Unreadable;
+        bank.strCause = std::strerror(nError);
+    } else if (IsBeingBuilt(bank.path)) {
+        bank.state = BankState::BeingBuilt;
+    } else if (CSDB::HoldInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched, held)) {
+        bank.state = BankState::Interrupted;
+    } else if (!OpensAsBank(bank.path)) {
+        bank.state = BankState::NotABank;
+        bank.strCause = WhyNoBank(bank.path);
+    }
+}
+
+// Appends the files with their names' meaning and their size; their states are still to be told.
+void FindFiles(const fs::path& dir, std::string_view baseName, unsigned int nRate,
+               std::vector<BankFile>& banks, std::error_code& error) {
     for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error)) {
         const std::string strName = it->path().filename().string();
         const std::optional<BankFileName> name =
             baseName.empty() ? ParseAnyBankName(strName) : ParseBankFileName(strName, baseName);
-        std::error_code ignored;
-        if (!name || !it->is_regular_file(ignored)) continue;
-        banks.push_back({it->path(), static_cast<unsigned int>(iSPS[static_cast<size_t>(name->nRateIndex)]),
-                         name->layout, it->file_size(ignored), StateOf(it->path()), false});
+        if (!name || WhyNoFile(it->path()) != nullptr) continue;
+        BankFile bank{.path = it->path(), .layout = name->layout};
+        bank.nRate = static_cast<unsigned int>(iSPS[static_cast<size_t>(name->nRateIndex)]);
+        if (nRate != 0 && bank.nRate != nRate) continue;
+        std::error_code noSize;
+        const uintmax_t nBytes = it->file_size(noSize);
+        if (!noSize) bank.nBytes = nBytes;
+        banks.push_back(bank);
     }
 }
 
@@ -44,9 +84,27 @@ const char* StateName(BankState state) {
         case BankState::Complete: return "complete";
         case BankState::BeingBuilt: return "being built";
         case BankState::Interrupted: return "interrupted";
+        case BankState::Unreadable: return "unreadable";
         case BankState::NotABank: break;
     }
     return "not a bank";
+}
+
+const char* WhyNoFile(const fs::path& path) {
+    std::error_code ignored;
+    switch (fs::status(path, ignored).type()) {
+        case fs::file_type::directory: return "it is a folder";
+        case fs::file_type::block:
+        case fs::file_type::character: return "it is a device";
+        case fs::file_type::fifo: return "it is a pipe";
+        case fs::file_type::socket: return "it is a socket";
+        default: return nullptr;
+    }
+}
+
+std::string WhyNoBank(const fs::path& path) {
+    const int nError = ReadError(path);
+    return nError == 0 ? "not a bank" : std::strerror(nError);
 }
 
 std::optional<BankFileName> ParseAnyBankName(std::string_view name) {
@@ -54,14 +112,16 @@ std::optional<BankFileName> ParseAnyBankName(std::string_view name) {
     return ParseBankFileName(name, name.substr(0, name.size() - kSuffixLength));
 }
 
-std::vector<BankFile> ListBanks(const fs::path& dir, std::string_view baseName, std::error_code& error) {
+std::vector<BankFile> ListBanks(const fs::path& dir, std::string_view baseName, std::error_code& error,
+                                unsigned int nRate) {
     std::vector<BankFile> banks;
-    ListFolder(dir, baseName, banks, error);
+    FindFiles(dir, baseName, nRate, banks, error);
+    for (BankFile& bank : banks) TellState(bank);
     // A bank in a private folder was never put in its place, even when its file is whole.
     for (const PrivateFolder::Found& found : PrivateFolder::FindIn(dir)) {
         const size_t nFirst = banks.size();
         std::error_code ignored;
-        ListFolder(found.path, baseName, banks, ignored);
+        FindFiles(found.path, baseName, nRate, banks, ignored);
         for (size_t i = nFirst; i < banks.size(); ++i) {
             banks[i].state = found.bHeld ? BankState::BeingBuilt : BankState::Interrupted;
             banks[i].bInPrivateFolder = true;

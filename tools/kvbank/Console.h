@@ -21,12 +21,15 @@ struct Console {
     std::ostream& err;
     bool bInIsTerminal = false;   // questions may be asked
     bool bErrIsTerminal = false;  // a progress bar may be drawn
+    // The columns of that terminal now, 0 for not known.
+    unsigned (*pfnErrColumns)() = nullptr;
 
     bool bQuiet = false;    // -q: nothing but errors
     bool bVerbose = false;  // -v: the engine's numbers, and what is usually passed over
     bool bJson = false;     // --json: one document on `out`, no other text there
 
-    // Each of these takes one line; what a terminal must not get is made printable.
+    // Each of these takes one line and writes it at once; what a terminal must not get is made printable. A
+    // reader that has gone (SIGPIPE) is a cancel like any other, and nothing more is said then.
     // A line for the user: to `out`, unless -q or --json.
     void Say(const std::string& strLine);
     // A line that only -v shows.
@@ -36,7 +39,9 @@ struct Console {
     void Warn(const std::string& strLine);
 
     // Ends a command: with --json writes the document {"schema": 1, "command": ..., "exit_code": ...} with
-    // the fields of `report` and the errors and warnings said. Returns the code.
+    // the fields of `report` and the errors and warnings said; "command" is "" before one is known. Texts in
+    // `report` are given as they are: the document has them whole, with control characters escaped, and only
+    // what is no UTF-8 is replaced. Returns the code.
     int Finish(const char* pszCommand, ExitCode code, Json report = Json::object());
     // The code, unless it is done and `out` did not take all that was written to it.
     int Flush(ExitCode code);
@@ -54,7 +59,9 @@ std::string ReadableTime(double seconds);
 std::string Counted(uint64_t n, const std::string& strNoun);
 
 // A text from a file as valid UTF-8 without control characters: such bytes become "?" and never reach a
-// terminal or a JSON document.
+// terminal.
 std::string Printable(const std::string& strText);
+// As much of a printable text as surely fits the columns.
+std::string CutToColumns(const std::string& strText, size_t nColumns);
 
 }  // namespace Kestrova

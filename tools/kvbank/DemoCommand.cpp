@@ -19,7 +19,7 @@ void DemoCommand::Describe(CLI::App& verb) {
 }
 
 int DemoCommand::Run(Console& console) {
-    Json report = {{"file", Printable(m_strFile)}};
+    Json report = {{"file", m_strFile}};
     std::error_code ignored;
     ExitCode code = kExitDone;
     if (SourceBaseName(m_strFile).empty()) {
@@ -54,7 +54,7 @@ ExitCode DemoCommand::Write(Console& console, Json& report) const {
     report["bytes"] = nBytes;
     report["samples"] = facts.nSamples;
     report["programs"] = facts.nPrograms;
-    console.Say(Printable(m_strFile) + ": " + Counted(facts.nPrograms, "program") + ", " +
+    console.Say(m_strFile + ": " + Counted(facts.nPrograms, "program") + ", " +
                 Counted(facts.nSamples, "sample") + ", " + ReadableSize(nBytes));
     return kExitDone;
 }

@@ -66,6 +66,7 @@ void ImportCommand::Describe(CLI::App& verb) {
         ->type_name("BANK:PROGRAM")
         ->type_size(1)
         ->expected(1)
+        ->allow_extra_args(false)  // one for each --preset: what follows may be the font
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     verb.add_flag("--list", m_bList, "only list the presets");
     verb.add_flag("--strict", m_bStrict, "fail (exit code 6) when anything would be repaired or dropped");
@@ -73,14 +74,14 @@ void ImportCommand::Describe(CLI::App& verb) {
 }
 
 int ImportCommand::Run(Console& console) {
-    Json report = {{"font", Printable(m_strFont)}};
+    Json report = {{"font", m_strFont}};
     ExitCode code = m_bList ? kExitDone : CheckOutput(console);
     if (code == kExitDone && !m_font.Open(m_strFont)) {
         console.Error(m_strFont + ": " + m_font.GetError());
         code = kExitBadInput;
     }
     if (code != kExitDone) return console.Finish("import", code, report);
-    report["name"] = Printable(m_font.GetName());
+    report["name"] = m_font.GetName();
     report["version"] = m_font.GetVersion();
     report["bits"] = m_font.GetBits();
     code = CheckPresets(console);
@@ -133,10 +134,10 @@ ExitCode ImportCommand::ListPresets(Console& console, Json& report) const {
     for (const FontPreset* const pPreset : presets) {
         const size_t nZones = MergePresetZones(pPreset->zones).zones.size();
         console.Say(PresetRow(PresetText({pPreset->nBank, pPreset->nProgram}), std::to_string(nZones),
-                              Printable(pPreset->strName)));
+                              pPreset->strName));
         report["presets"].push_back({{"bank", pPreset->nBank},
                                      {"program", pPreset->nProgram},
-                                     {"name", Printable(pPreset->strName)},
+                                     {"name", pPreset->strName},
                                      {"zones", nZones}});
     }
     return kExitDone;
@@ -146,7 +147,7 @@ ExitCode ImportCommand::Import(Console& console, Json& report) {
     ImportPlan plan;
     ExitCode code = MakePlan(console, plan);
     if (code == kExitDone) {
-        report["output"] = Printable(m_strOutput);
+        report["output"] = m_strOutput;
         code = WriteBank(console, plan, report);
     }
     m_report.AddTo(report);

@@ -19,8 +19,8 @@ constexpr std::array<EventRow, static_cast<size_t>(ImportEvent::Count)> kEvents 
 }};
 
 std::string LineOf(const EventRow& row, const ImportReport::Entry& entry) {
-    std::string strLine = std::string(row.pszName) + ": " + Printable(entry.strWhat);
-    if (!entry.strCause.empty()) strLine += ": " + Printable(entry.strCause);
+    std::string strLine = std::string(row.pszName) + ": " + entry.strWhat;
+    if (!entry.strCause.empty()) strLine += ": " + entry.strCause;
     if (entry.nTimes > 1) strLine += " (" + std::to_string(entry.nTimes) + " times)";
     return strLine;
 }
@@ -66,8 +66,8 @@ void ImportReport::AddTo(Json& report) const {
     for (size_t i = 0; i < kLists; ++i) {
         Json rows = Json::array();
         for (const Entry& entry : m_lists[i]) {
-            Json row = {{"what", Printable(entry.strWhat)}};
-            if (!entry.strCause.empty()) row["cause"] = Printable(entry.strCause);
+            Json row = {{"what", entry.strWhat}};
+            if (!entry.strCause.empty()) row["cause"] = entry.strCause;
             row["times"] = entry.nTimes;
             rows.push_back(row);
         }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
+#include "bank/BankFileName.h"
 #include "tools/kvbank/RecordNames.h"
 
 namespace Kestrova {
@@ -48,9 +49,15 @@ void InfoCommand::Describe(CLI::App& verb) {
 }
 
 int InfoCommand::Run(Console& console) {
-    Json report = {{"file", Printable(m_strFile)}};
+    Json report = {{"file", m_strFile}};
     ExitCode code = TellFile(console, report);
     if (code != kExitDone) return console.Finish("info", code, report);
+    if (SourceBaseName(m_strFile).empty()) {
+        console.Warn(m_strFile +
+                     ": the name needs a '.' for banks to be named after what stands before it; "
+                     "samples and sizes are not told");
+        return console.Finish("info", kExitDone, report);
+    }
     const BankResult result = m_run.Analyse(m_strFile);
     if (result == kBankDone) {
         TellSamples(console, report);
@@ -78,7 +85,7 @@ ExitCode InfoCommand::TellFile(Console& console, Json& report) {
     report["kind"] = bEnriched ? "enriched" : "plain";
     report["identity"] = IdentityText(database.GetIdentity());
     report["bytes"] = nBytes;
-    console.Say(Row("File", Printable(m_strFile)));
+    console.Say(Row("File", m_strFile));
     console.Say(Row("Kind", bEnriched ? "enriched (QXEU)" : "plain (QXDB)"));
     console.Say(Row("Identity", report["identity"]));
     console.Say(Row("Size", ReadableSize(nBytes)));
@@ -91,8 +98,8 @@ void InfoCommand::TellInformation(Console& console, CSDB& database, Json& report
     const SDBNOTE* const pNote = database.GetNoteByType(nullptr, kSdbInfo);
     CSDBIInfo info(pNote == nullptr ? kSdbNoID : pNote->idNote, kSdbNoID);
     if (pNote == nullptr || !database.ReadWholeNote(&info)) return;
-    report["name"] = Printable(info.m_info.szName);
-    report["description"] = Printable(info.m_info.szDescription);
+    report["name"] = info.m_info.szName;
+    report["description"] = info.m_info.szDescription;
     report["rate"] = info.m_info.nSampleRate;
     report["layout"] = info.m_info.nPerKey != 0 ? "per-key" : "plain";
     console.Say(Row("Name", report["name"]));

@@ -1,7 +1,6 @@
 // The table of verbs, and the options all of them have.
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <new>
 
 #include "tools/kvbank/BuildCommand.h"
@@ -49,37 +48,88 @@ void AddGlobalOptions(CLI::App& app, Console& console) {
     app.add_flag("--json", console.bJson, "write one JSON document to standard output");
 }
 
-int RunVerb(CLI::App& app, std::vector<std::string> arguments, Console& console,
-            const std::vector<std::unique_ptr<Command>>& commands) {
-    try {
-        std::reverse(arguments.begin(), arguments.end());  // the order the parser takes them in
-        app.parse(std::move(arguments));
-    } catch (const CLI::ParseError& error) {
-        const bool bAsked = app.exit(error, console.out, console.err) == 0;  // for help or the version
-        return bAsked ? console.Flush(kExitDone) : kExitUsage;
-    }
-    for (size_t i = 0; i < kVerbs.size(); ++i)
-        if (app.got_subcommand(kVerbs[i].pszName)) return commands[i]->Run(console);
-    return kExitInternal;
+// Known before anything can fail. (Behind "--" it would be a name.)
+bool AsksForJson(const std::vector<std::string>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
 }
 
-}  // namespace
+// An empty name is a mistake in a script, and no option has a use for one.
+void RefuseEmptyValues(const CLI::App& verb) {
+    for (const CLI::Option* const pOption : verb.get_options())
+        for (const std::string& strValue : pOption->results())
+            if (strValue.empty()) throw CLI::ValidationError(pOption->get_name(), "the value is empty");
+}
 
-int RunKvBank(std::vector<std::string> arguments, Console& console) try {
+// The word that has no place is the likelier cause than what the parser misses for lack of it.
+std::string WhyNotParsed(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> words = app.remaining(true);
+    if (words.empty()) return error.what();
+    const char* const pszKind = words.front().starts_with('-')  ? "unknown option '"
+                                : app.get_subcommands().empty() ? "unknown verb '"
+                                                                : "unexpected argument '";
+    return pszKind + words.front() + "'";
+}
+
+int FailToParse(Console& console, const CLI::App& app, const CLI::ParseError& error, const char* pszVerb) {
+    console.Error(WhyNotParsed(app, error));
+    if (!console.bJson)
+        console.err << std::string("Run 'kvbank ") + pszVerb + (*pszVerb == '\0' ? "" : " ") +
+                           "--help' to see how it is used.\n";
+    return console.Finish(pszVerb, kExitUsage);
+}
+
+// Tells in pszVerb which one it is as soon as that is known.
+int ParseAndRun(std::vector<std::string> arguments, Console& console, const char*& pszVerb) {
     CLI::App app("Makes, lists, checks and removes the banks of a sampled instrument.", "kvbank");
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(kFooter);
     AddGlobalOptions(app, console);
-    std::vector<std::unique_ptr<Command>> commands;
-    for (const Verb& verb : kVerbs) {
-        commands.push_back(verb.make());
-        commands.back()->Describe(*app.add_subcommand(verb.pszName, verb.pszSummary));
+    std::array<std::unique_ptr<Command>, kVerbs.size()> commands;
+    for (size_t i = 0; i < kVerbs.size(); ++i) {
+        commands[i] = kVerbs[i].make();
+        CLI::App& verb = *app.add_subcommand(kVerbs[i].pszName, kVerbs[i].pszSummary);
+        verb.preparse_callback([&pszVerb, i](size_t) { pszVerb = kVerbs[i].pszName; });
+        commands[i]->Describe(verb);
     }
-    return RunVerb(app, std::move(arguments), console, commands);
-} catch (const std::bad_alloc&) {
-    console.Error("out of memory");
-    return kExitNoMemory;
+    try {
+        std::reverse(arguments.begin(), arguments.end());  // the order the parser takes them in
+        app.parse(std::move(arguments));
+        RefuseEmptyValues(*app.get_subcommands().front());
+    } catch (const CLI::Success& wish) {  // for help or the version
+        app.exit(wish, console.out, console.err);
+        return console.Flush(kExitDone);
+    } catch (const CLI::ParseError& error) {
+        return FailToParse(console, app, error, pszVerb);
+    }
+    for (size_t i = 0; i < kVerbs.size(); ++i)
+        if (pszVerb == kVerbs[i].pszName) return commands[i]->Run(console);
+    return kExitInternal;
+}
+
+// With no memory left even for this, the code has to do.
+int Fail(Console& console, const char* pszVerb, ExitCode code, const char* pszKind, const char* pszCause) {
+    try {
+        console.Error(std::string(pszKind) + pszCause);
+        return console.Finish(pszVerb, code);
+    } catch (const std::exception&) {
+        return code;
+    }
+}
+
+}  // namespace
+
+int RunKvBank(std::vector<std::string> arguments, Console& console) {
+    const char* pszVerb = "";
+    console.bJson = AsksForJson(arguments);
+    try {
+        return ParseAndRun(std::move(arguments), console, pszVerb);
+    } catch (const std::bad_alloc&) {
+        return Fail(console, pszVerb, kExitNoMemory, "out of memory", "");
+    } catch (const std::exception& error) {
+        return Fail(console, pszVerb, kExitInternal, "internal error: ", error.what());
+    }
 }
 
 }  // namespace Kestrova

@@ -18,11 +18,13 @@ std::string Row(const std::string& strRate, const std::string& strLayout, const 
 }
 
 Json RowOf(const BankFile& bank) {
-    return {{"file", Printable(bank.path.string())},
-            {"rate", bank.nRate},
-            {"layout", LayoutName(bank.layout)},
-            {"bytes", bank.nBytes},
-            {"state", StateName(bank.state)}};
+    Json row = {{"file", bank.path.string()},
+                {"rate", bank.nRate},
+                {"layout", LayoutName(bank.layout)},
+                {"bytes", bank.nBytes},
+                {"state", StateName(bank.state)}};
+    if (bank.state == BankState::Unreadable) row["cause"] = bank.strCause;
+    return row;
 }
 
 }  // namespace
@@ -34,19 +36,16 @@ void ListCommand::Describe(CLI::App& verb) {
 
 int ListCommand::Run(Console& console) {
     EngineRun run;
-    if (!m_strSource.empty()) {
-        const BankResult result = run.NameBanks(m_strSource);
-        if (result != kBankDone) {
-            console.Error(m_strSource + ": " + run.Explain(result, console.bVerbose || console.bJson));
-            return console.Finish("list", ExitCodeOf(result));
-        }
-    }
+    if (!m_strSource.empty())
+        if (const ExitCode code = run.OpenNames(console, m_strSource); code != kExitDone)
+            return console.Finish("list", code);
     std::error_code error;
     const std::vector<BankFile> banks = ListBanks(m_strFolder, run.Engine().GetBaseName(), error);
     if (error) {
         console.Error(m_strFolder + ": " + error.message());
         return console.Finish("list", kExitBadInput);
     }
+    ExitCode worst = kExitDone;
     Json rows = Json::array();
     if (banks.empty()) console.Say("no banks in " + m_strFolder);
     if (!banks.empty()) console.Say(Row("RATE", "LAYOUT", "SIZE", "STATE", "FILE"));
@@ -54,8 +53,11 @@ int ListCommand::Run(Console& console) {
         rows.push_back(RowOf(bank));
         console.Say(Row(std::to_string(bank.nRate), LayoutName(bank.layout), ReadableSize(bank.nBytes),
                         StateName(bank.state), Printable(bank.path.string())));
+        if (bank.state != BankState::Unreadable) continue;
+        console.Error(bank.path.string() + ": " + bank.strCause);
+        worst = kExitProblem;
     }
-    return console.Finish("list", kExitDone, {{"folder", Printable(m_strFolder)}, {"banks", rows}});
+    return console.Finish("list", worst, {{"folder", m_strFolder}, {"banks", rows}});
 }
 
 }  // namespace Kestrova

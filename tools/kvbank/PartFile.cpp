@@ -32,10 +32,10 @@ void SyncFolder(const std::filesystem::path& folder) {
 
 PartFile::PartFile(std::filesystem::path place) : m_place(std::move(place)) {
     for (int i = 0; i < kMostNames; ++i) {
-        std::filesystem::path path = m_place;
-        path += ".part-";
-        path += std::to_string(getpid());
-        if (i > 0) path += '-' + std::to_string(i);
+        // Short: the place's own name may be as long as names can be.
+        std::string strName = ".kvbank-part-" + std::to_string(getpid());
+        if (i > 0) strName += '-' + std::to_string(i);
+        const std::filesystem::path path = m_place.parent_path() / strName;
         if (MakeNew(path)) {
             m_path = path;
             return;

@@ -8,7 +8,7 @@ namespace Kestrova {
 
 class PartFile {
 public:
-    // Makes the empty file PLACE.part-N beside the place, N telling this process. On failure the path is
+    // Makes the empty file .kvbank-part-N beside the place, N telling this process. On failure the path is
     // empty and errno tells why.
     explicit PartFile(std::filesystem::path place);
     ~PartFile();  // removes it, unless it was put in its place

@@ -3,41 +3,36 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "tools/kvbank/FolderLock.h"
+
 namespace Kestrova {
 
-// An open file descriptor with an exclusive advisory lock, or none.
-class HeldFile {
-public:
-    HeldFile() = default;
-    // Opens and locks a file or folder; bWait says whether to wait for another holder. IsHeld tells the
-    // outcome.
-    HeldFile(const std::filesystem::path& path, bool bWait);
-    ~HeldFile();
-    HeldFile(HeldFile&& other) noexcept;
-    HeldFile& operator=(HeldFile&& other) noexcept;
-
-    bool IsHeld() const { return m_nFile >= 0; }
-
-private:
-    int m_nFile = -1;
-};
-
+// A bank's file in a private folder that a process holds is the mark that the bank is being built. The mark
+// ends with the process, however that ends, because its lock does.
+// Locks: a turn at dir comes first, then the private folder's own lock, for which nobody waits with a turn
+//        but the folder's maker. What is made or removed here is so within a turn, or by the holder.
 class PrivateFolder {
 public:
-    // Makes the folder inside dir, which must exist. On failure the path is empty and errno tells why.
-    explicit PrivateFolder(const std::filesystem::path& dir);
+    // Makes and locks the folder inside dir. On failure the path is empty and errno tells why.
+    // REQUIRES: turn is held, and at dir: until it is locked a new folder looks abandoned.
+    PrivateFolder(const std::filesystem::path& dir, const FolderLock& turn);
     ~PrivateFolder();  // with all that is still in it
     PrivateFolder(const PrivateFolder&) = delete;
     PrivateFolder& operator=(const PrivateFolder&) = delete;
 
     const std::filesystem::path& Path() const { return m_path; }
 
-    // Moves a file of the folder to its place in dir, replacing one of that name, and waits until the disk
-    // has the change. False with errno set; the old file then stays.
-    bool Publish(const std::string& strName);
+    // Moves a file of the folder to its place in dir, replacing one of that name; FolderLock::Sync then
+    // brings that to the disk. False with errno set; the old file then stays.
+    // REQUIRES: turn is held, and at dir.
+    bool Publish(const std::string& strName, const FolderLock& turn);
+
+    // Removes a file of the folder, if it is there: its bank is no longer being built.
+    void Discard(const std::string& strName);
 
     // The private folders in dir that a process holds, and those left by builds that died.
     struct Found {
@@ -47,12 +42,13 @@ public:
     static std::vector<Found> FindIn(const std::filesystem::path& dir);
 
     // Removes those in dir that no process holds any more; how many there were.
-    static unsigned RemoveAbandoned(const std::filesystem::path& dir);
+    // REQUIRES: turn is held, and at dir.
+    static unsigned RemoveAbandoned(const std::filesystem::path& dir, const FolderLock& turn);
 
 private:
     std::filesystem::path m_dir;
     std::filesystem::path m_path;
-    HeldFile m_held;
+    std::unique_ptr<FolderLock> m_pHeld;  // on m_path; null when there is none
 };
 
 }  // namespace Kestrova

@@ -13,7 +13,7 @@ namespace Kestrova {
 class Progress {
 public:
     // strTitle leads the line; nTotalBytes is the size expected, 0 for not known.
-    Progress(Console& console, std::string strTitle, uint64_t nTotalBytes);
+    Progress(Console& console, const std::string& strTitle, uint64_t nTotalBytes);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -31,8 +31,9 @@ private:
     bool m_bDrawn = false;
 };
 
-// The line itself: "48000 Hz [#####.....]  50%  12.3 MB of 24.6 MB  0:05 left".
+// The line itself: "48000 Hz [#####.....]  50%  12.3 MB of 24.6 MB  0:05 left". In fewer columns than it
+// takes it goes without the bar, then with less of the title, and at last with less of the figures.
 std::string ProgressLine(const std::string& strTitle, double fraction, uint64_t nBytes, uint64_t nTotalBytes,
-                         double secondsSoFar);
+                         double secondsSoFar, size_t nColumns);
 
 }  // namespace Kestrova

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <map>
 #include <sstream>
 
 #include "bank/BankRates.h"
@@ -45,11 +44,15 @@ void AddRateOption(CLI::App& verb, std::vector<unsigned int>& arRates) {
 }
 
 void AddLayoutOption(CLI::App& verb, BankLayout& layout) {
-    static const std::map<std::string, BankLayout> kNames = {{"plain", BankLayout::Plain},
-                                                             {"per-key", BankLayout::PerKey}};
-    verb.add_option("--layout", layout,
-                    "plain (default): one copy of each sample; per-key: one for each key that plays it")
-        ->transform(CLI::CheckedTransformer(kNames))
+    verb.add_option_function<std::string>(
+            "--layout",
+            [&layout](const std::string& strLayout) {
+                const bool bPerKey = strLayout == LayoutName(BankLayout::PerKey);
+                if (!bPerKey && strLayout != LayoutName(BankLayout::Plain))
+                    throw CLI::ValidationError("--layout", "'" + strLayout + "': give 'plain' or 'per-key'");
+                layout = bPerKey ? BankLayout::PerKey : BankLayout::Plain;
+            },
+            "plain (default): one copy of each sample; per-key: one for each key that plays it")
         ->type_name("plain|per-key");
 }
 

@@ -1,6 +1,8 @@
 #include "tools/kvbank/RemoveCommand.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
@@ -31,8 +33,9 @@ bool RemoveCommand::Confirm(Console& console, const std::vector<BankFile>& banks
     for (const BankFile& bank : banks) console.err << Printable(bank.path.string()) << '\n';
     console.err << "Remove " << Counted(banks.size(), "bank") << "? [y/N] " << std::flush;
     std::string strAnswer;
-    return std::getline(console.in, strAnswer) &&
-           (strAnswer == "y" || strAnswer == "Y" || strAnswer == "yes");
+    if (!std::getline(console.in, strAnswer)) return false;
+    for (char& c : strAnswer) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return strAnswer == "y" || strAnswer == "yes";
 }
 
 int RemoveCommand::Run(Console& console) {
@@ -40,11 +43,8 @@ int RemoveCommand::Run(Console& console) {
         console.Error("nobody can be asked here; give -y to remove without a question");
         return console.Finish("remove", kExitUsage);
     }
-    const BankResult result = m_run.NameBanks(m_strSource);
-    if (result != kBankDone) {
-        console.Error(m_strSource + ": " + m_run.Explain(result, console.bVerbose || console.bJson));
-        return console.Finish("remove", ExitCodeOf(result));
-    }
+    if (const ExitCode code = m_run.OpenNames(console, m_strSource); code != kExitDone)
+        return console.Finish("remove", code);
     std::error_code error;
     std::vector<BankFile> banks = ListBanks(m_strFolder, m_run.Engine().GetBaseName(), error);
     if (error) {
@@ -52,11 +52,13 @@ int RemoveCommand::Run(Console& console) {
         return console.Finish("remove", kExitBadInput);
     }
     std::erase_if(banks, [this](const BankFile& bank) { return !IsChosen(bank); });
+    Json report = {{"folder", m_strFolder}};
     Json rows = Json::array();
     ExitCode worst = kExitDone;
     if (banks.empty()) {
         console.Say("no such banks in " + m_strFolder);
     } else if (!Confirm(console, banks)) {
+        report["declined"] = true;
         console.Say("nothing was removed");
     } else {
         for (const BankFile& bank : banks) {
@@ -64,21 +66,23 @@ int RemoveCommand::Run(Console& console) {
             if (const ExitCode code = RemoveOne(console, bank, rows); code != kExitDone) worst = code;
         }
     }
-    return console.Finish("remove", worst, {{"folder", Printable(m_strFolder)}, {"banks", rows}});
+    report["banks"] = rows;
+    return console.Finish("remove", worst, report);
 }
 
 ExitCode RemoveCommand::RemoveOne(Console& console, const BankFile& bank, Json& rows) {
     const std::string strPath = bank.path.string();
     m_run.Engine().RemoveDB(strPath.c_str());
+    const int nError = errno;
     std::error_code ignored;
     const bool bGone = !fs::exists(fs::symlink_status(bank.path, ignored));
-    rows.push_back({{"file", Printable(strPath)}, {"removed", bGone}});
+    rows.push_back({{"file", strPath}, {"removed", bGone}});
     if (bGone) {
         console.Say("removed " + Printable(strPath));
         return kExitDone;
     }
     const bool bBusy = CSDB::IsHeld(strPath.c_str());
-    console.Error(strPath + (bBusy ? ": another process is building it" : ": it cannot be removed"));
+    console.Error(strPath + ": " + (bBusy ? "another process is building it" : std::strerror(nError)));
     return bBusy ? kExitBusy : kExitOutput;
 }
 

@@ -20,9 +20,7 @@ auto Watch(Progress& progress, uint64_t nTotal) {
     };
 }
 
-std::string NameOf(const std::string& strPath) {
-    return Printable(std::filesystem::path(strPath).filename().string());
-}
+std::string NameOf(const std::string& strPath) { return std::filesystem::path(strPath).filename().string(); }
 
 Json ProblemRows(const ProblemList& problems) {
     Json rows = Json::array();
@@ -48,12 +46,12 @@ void VerifyCommand::Describe(CLI::App& verb) {
 
 int VerifyCommand::Run(Console& console) {
     Json report = Json::object();
-    if (!m_strSource.empty()) report["source"] = Printable(m_strSource);
+    if (!m_strSource.empty()) report["source"] = m_strSource;
     ExitCode worst = OpenSource(console);
     if (worst != kExitDone) return console.Finish("verify", worst, report);
     Json rows = Json::array();
     for (const std::string& strFile : m_files) {
-        Json row = {{"file", Printable(strFile)}};
+        Json row = {{"file", strFile}};
         worst = std::max(worst, VerifyFile(console, strFile, row));
         rows.push_back(row);
         if (CancelSignal() != 0) break;
@@ -64,11 +62,7 @@ int VerifyCommand::Run(Console& console) {
 
 ExitCode VerifyCommand::OpenSource(Console& console) {
     if (m_strSource.empty()) return kExitDone;
-    const BankResult result = m_run.Analyse(m_strSource);
-    if (result != kBankDone) {
-        console.Error(m_strSource + ": " + m_run.Explain(result, console.bVerbose || console.bJson));
-        return ExitCodeOf(result);
-    }
+    if (const ExitCode code = m_run.OpenSource(console, m_strSource); code != kExitDone) return code;
     m_pComparison = std::make_unique<SourceComparison>(m_run.Engine(), m_strSource, m_nQuality);
     return kExitDone;
 }
@@ -136,7 +130,7 @@ ExitCode VerifyCommand::Tell(Console& console, const NoteScan& scan, const Probl
     if (const uint64_t nMore = problems.Count() - problems.Kept().size(); nMore > 0)
         console.Error(scan.Path() + ": and " + Counted(nMore, "more problem"));
     if (problems.Count() > 0) return kExitProblem;
-    console.Say(Printable(scan.Path()) + ": good, " + Counted(scan.Notes().size(), "record") + ", " +
+    console.Say(scan.Path() + ": good, " + Counted(scan.Notes().size(), "record") + ", " +
                 ReadableSize(scan.FileSize()) + (row.contains("compared") ? ", as its source gives it" : ""));
     return kExitDone;
 }

@@ -1,7 +1,7 @@
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <exception>
 #include <iostream>
 
 #include "shared/System/kvCancelSignal.h"
@@ -16,22 +16,22 @@ void FillStandardPlaces() {
         if (fcntl(nPlace, F_GETFD) == -1) open("/dev/null", nPlace == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
+unsigned ErrorColumns() {
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     using namespace Kestrova;
     FillStandardPlaces();
-    CatchCancelSignals();
+    CatchCancelSignals(true);
     Console console(std::cin, std::cout, std::cerr);
     console.bInIsTerminal = isatty(STDIN_FILENO) != 0;
     console.bErrIsTerminal = isatty(STDERR_FILENO) != 0;
-    int nCode = kExitInternal;
-    try {
-        nCode = RunKvBank(std::vector<std::string>(argv + (argc > 0), argv + argc), console);
-    } catch (const std::exception& error) {
-        std::cerr << "kvbank: internal error: " << error.what() << '\n';
-    }
-    std::cout.flush();
+    console.pfnErrColumns = ErrorColumns;
+    const int nCode = RunKvBank(std::vector<std::string>(argv + (argc > 0), argv + argc), console);
     DieOfCancelSignal();
     return nCode;
 }

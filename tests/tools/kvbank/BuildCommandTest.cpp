@@ -1,8 +1,11 @@
+#include <condition_variable>
 #include <csignal>
+#include <mutex>
 
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
+#include "tests/tools/kvbank/ForcedPoint.h"
 #include "tools/kvbank/PrivateFolder.h"
 
 namespace Kestrova::Test {
@@ -63,8 +66,10 @@ TEST_F(BuildCommandTest, SkipsRatesThatAreThereInEitherLayoutUnlessForced) {
     const Bytes before = ReadFile(File(k44100));
     const Outcome outcome = Build("44100,48000");
     EXPECT_EQ(0, outcome.nCode);
-    EXPECT_EQ("44100 Hz: there already; -f builds it anew\n48000 Hz: there already; -f builds it anew\n",
-              outcome.strOut);
+    EXPECT_EQ(
+        "44100 Hz: there already; -f builds it anew\n48000 Hz: there already, but in the per-key layout "
+        "(Src_0BB80.kvr); -f builds the plain one in its place\n",
+        outcome.strOut);
     EXPECT_EQ(before, ReadFile(File(k44100)));
     EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100, "Src_0BB80.kvr"));
 
@@ -99,7 +104,8 @@ TEST_F(BuildCommandTest, JsonTellsEveryBank) {
         "folder": "DIR", "layout": "plain", "dry_run": false, "bytes_needed": 1048576, "banks": [
             {"rate": 44100, "file": "Src_0AC44.kvn", "predicted_mib": 1, "action": "built", "bytes": 1187,
              "seconds": "TIME"},
-            {"rate": 48000, "file": "Src_0BB80.kvn", "predicted_mib": 1, "action": "skipped"}]})"),
+            {"rate": 48000, "file": "Src_0BB80.kvn", "predicted_mib": 1, "action": "skipped",
+             "found_layout": "plain"}]})"),
               document);
 }
 
@@ -149,7 +155,7 @@ TEST_F(BuildCommandTest, ABankThatAnotherProcessHoldsIsBusyAndTheOthersAreBuilt)
 
 TEST_F(BuildCommandTest, ABankInTheHeldFolderOfAnotherBuildIsBusy) {
     Source();
-    const PrivateFolder other(Folder());
+    const PrivateFolder other(Folder(), FolderLock(Folder()));
     WriteFile(other.Path() / k44100, std::string("QXEU"));
     const Outcome outcome = Build("44100", {"--json"});
     EXPECT_EQ(kExitBusy, outcome.nCode);
@@ -216,7 +222,7 @@ TEST_F(BuildCommandTest, WhatIsNoSourceIsSaid) {
         EXPECT_NE(0, outcome.nCode) << pszFile;
         EXPECT_NE("", outcome.strErr);
     }
-    EXPECT_EQ("kvbank: DIR/x.kvs: not a readable source bank\n",
+    EXPECT_EQ("kvbank: DIR/x.kvs: not a bank\n",
               Run({"build", "DIR/x.kvs", "-d", "DIR", "-r", "44100"}).strErr);
 }
 
@@ -249,6 +255,10 @@ TEST_F(BuildCommandTest, AFullDiskLeavesNothingNewAndTheOldBank) {
         const Outcome outcome = Build("48000,96000", {"-f"});
         EXPECT_EQ(kExitOutput, outcome.nCode) << nRoom;
         EXPECT_THAT(outcome.strErr, ::testing::StartsWith("kvbank: DIR/Src.kvs: 48000 Hz: "));
+        if (nRoom < 20) {
+            EXPECT_THAT(outcome.strErr,
+                        HasSubstr("the bank file cannot be created: No space left on device"));
+        }
     }
     EXPECT_EQ(before, ReadFile(File(k48000)));
     EXPECT_THAT(Names(), ElementsAre("Src.kvs", k48000));
@@ -260,6 +270,45 @@ TEST_F(BuildCommandTest, AFailedSyncIsAFailedBuild) {
     env.FailCallOf(FileOp::kSync, 1);
     EXPECT_EQ(kExitOutput, Build("44100").nCode);
     EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
+}
+
+// Drawn lines, for whose sake a worker can wait.
+class DrawnLines : public std::stringbuf {
+public:
+    // Waits until one has been drawn that was begun from now on; the next may have been begun before.
+    void WaitForNext() {
+        std::unique_lock guard(m_lock);
+        m_changed.wait(guard, [this, nEnough = m_nDrawn + 2] { return m_nDrawn >= nEnough; });
+    }
+
+protected:
+    int sync() override {
+        const std::lock_guard guard(m_lock);
+        ++m_nDrawn;
+        m_changed.notify_all();
+        return 0;
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    int m_nDrawn = 0;
+};
+
+// A bank that needs less than was predicted is nearly done in steps, but not in bytes.
+TEST_F(BuildCommandTest, TheProgressIsThatOfTheBytes) {
+    Source(Larger());
+    std::istringstream in;
+    std::ostringstream out;
+    DrawnLines lines;
+    std::ostream err(&lines);
+    Console console(in, out, err);
+    console.bErrIsTerminal = true;
+    const ForcedPoint point(k44100, [&] { lines.WaitForNext(); });
+    ASSERT_EQ(0, RunKvBank({"build", File("Src.kvs"), "-d", Folder(), "-r", "44100"}, console));
+    const uint64_t nBytes = fs::file_size(File(k44100));
+    EXPECT_THAT(lines.str(), HasSubstr(" " + std::to_string(nBytes * 100 / (1 << 20)) + "%  " +
+                                       ReadableSize(nBytes) + " of 1.0 MB"));
 }
 
 // As if the signal came at the n-th call for a file.
@@ -317,47 +366,6 @@ TEST_F(BuildCommandTest, ACancelIsSaid) {
     EXPECT_EQ(kExitProblem, outcome.nCode);
     EXPECT_EQ("kvbank: DIR/Src.kvs: cancelled\n", outcome.strErr);
     EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
-}
-
-TEST(PrivateFolderTest, PublishesByRenamingAndGoesWithWhatIsLeft) {
-    const TempDir dir;
-    fs::path path;
-    {
-        PrivateFolder folder(dir.Path());
-        path = folder.Path();
-        WriteFile(path / "a.kvn", std::string("new"));
-        WriteFile(path / "b.kvr", std::string("left"));
-        WriteFile(dir.Path() / "a.kvn", std::string("old"));
-        EXPECT_TRUE(folder.Publish("a.kvn"));
-        EXPECT_FALSE(folder.Publish("c.kvn"));
-        EXPECT_EQ(ENOENT, errno);
-    }
-    EXPECT_FALSE(fs::exists(path));
-    EXPECT_EQ(Bytes({'n', 'e', 'w'}), ReadFile(dir.Path() / "a.kvn"));
-}
-
-TEST(PrivateFolderTest, TellsHeldFoldersFromAbandonedOnes) {
-    const TempDir dir;
-    PrivateFolder folder(dir.Path());
-    fs::create_directory(dir.Path() / ".kvbank-old");
-    fs::create_directory_symlink(dir.Path() / ".kvbank-old", dir.Path() / ".kvbank-link");
-    WriteFile(dir.Path() / ".kvbank-file", std::string());
-    int nHeld = 0, nAbandoned = 0;
-    for (const PrivateFolder::Found& found : PrivateFolder::FindIn(dir.Path())) {
-        EXPECT_EQ(found.path == folder.Path(), found.bHeld);
-        ++(found.bHeld ? nHeld : nAbandoned);
-    }
-    EXPECT_EQ(1, nHeld);
-    EXPECT_EQ(1, nAbandoned);
-    EXPECT_EQ(1u, PrivateFolder::RemoveAbandoned(dir.Path()));
-    EXPECT_TRUE(fs::exists(folder.Path()));
-    EXPECT_TRUE(fs::exists(dir.Path() / ".kvbank-file"));
-}
-
-TEST(PrivateFolderTest, AFolderThatCannotBeMadeHasNoPath) {
-    const PrivateFolder folder("/nowhere/at/all");
-    EXPECT_EQ(ENOENT, errno);
-    EXPECT_TRUE(folder.Path().empty());
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <csignal>
 #include <cstring>
 
@@ -8,7 +6,6 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tools/kvbank/ImportCommand.h"
-#include "tools/kvbank/PartFile.h"
 #include "tools/kvbank/SoundFontZones.h"
 
 namespace Kestrova::Test {
@@ -478,17 +475,6 @@ TEST_F(ImportCommandTest, QuietSaysNothingAndTheProgressIsATerminals) {
     EXPECT_EQ("", quiet.strOut + quiet.strErr);
     const Outcome drawn = Run({"import", "DIR/a.sf2", "-o", "DIR/a.kvs", "-f"}, "", false, true);
     EXPECT_THAT(drawn.strErr, HasSubstr("a.kvs ["));
-}
-
-TEST_F(ImportCommandTest, PartFilesGetNamesThatAreFree) {
-    const std::string strFirst = "x.kvs.part-" + std::to_string(getpid());
-    WriteFile(File(strFirst), std::string("left by another"));
-    {
-        const PartFile part(File("x.kvs"));
-        EXPECT_EQ(File(strFirst + "-1"), part.Path().string());
-        EXPECT_THAT(Names(), ElementsAre(strFirst, strFirst + "-1"));
-    }
-    EXPECT_THAT(Names(), ElementsAre(strFirst));
 }
 
 }  // namespace

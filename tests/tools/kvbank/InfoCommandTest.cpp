@@ -85,6 +85,28 @@ TEST_F(InfoCommandTest, ASourceThatCannotBeAnalysedIsToldAsFarAsItGoes) {
     EXPECT_EQ("kvbank: DIR/Src.kvs: source: there are no samples\n", outcome.strErr);
 }
 
+TEST_F(InfoCommandTest, ANameThatNoBankCouldBeNamedAfterIsASoundFileAllTheSame) {
+    KnownSource();
+    for (const char* pszName : {"noext", ".kvs"}) {
+        fs::copy_file(File("Src.kvs"), File(pszName));
+        const Outcome outcome = Run({"info", std::string("DIR/") + pszName});
+        EXPECT_EQ(kExitDone, outcome.nCode);
+        EXPECT_THAT(outcome.strOut, ::testing::EndsWith("1 layer, 1 sample\n"));
+        EXPECT_EQ(std::string("kvbank: warning: DIR/") + pszName +
+                      ": the name needs a '.' for banks to be named after what stands before it; samples and "
+                      "sizes are not told\n",
+                  outcome.strErr);
+    }
+}
+
+TEST_F(InfoCommandTest, JsonNamesAFileSoThatAScriptFindsItAgain) {
+    const std::string strName = "a\n\xF0\x9F\x8E\xB9\x1B.kvs";
+    Source({}, strName);
+    EXPECT_EQ("DIR/" + strName, Run({"info", "DIR/" + strName, "--json"}).Document()["file"]);
+    EXPECT_THAT(Run({"info", "DIR/" + strName}).strOut,
+                StartsWith("File       DIR/a?\xF0\x9F\x8E\xB9?.kvs\n"));
+}
+
 TEST_F(InfoCommandTest, WhatIsNoBankIsBadInput) {
     WriteFile(File("x.kvs"), std::string("a letter that is longer than a header"));
     WriteFile(File("y.kvs"), std::string("QXDB"));

@@ -69,9 +69,10 @@ TEST_F(KvBankTest, WrongUseIsExitCodeTwo) {
 }
 
 TEST_F(KvBankTest, SaysWhichRatesThereAre) {
-    EXPECT_THAT(Run({"build", "x.kvs", "-d", "DIR", "-r", "48001"}).strErr,
-                StartsWith("--rates: '48001': give 'all' or some of 44100, 48000, 88200, 96000, 176400 and "
-                           "192000, with commas between\n"));
+    EXPECT_THAT(
+        Run({"build", "x.kvs", "-d", "DIR", "-r", "48001"}).strErr,
+        StartsWith("kvbank: --rates: '48001': give 'all' or some of 44100, 48000, 88200, 96000, 176400 and "
+                   "192000, with commas between\n"));
 }
 
 TEST(RateOptionsTest, RatesComeInTheTablesOrderEachOnce) {

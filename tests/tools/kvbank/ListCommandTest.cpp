@@ -1,7 +1,9 @@
 // kvbank list and kvbank remove.
 #include <csignal>
 
+#include "tests/support/FaultyFileEnv.h"
 #include "tests/tools/kvbank/CommandFixture.h"
+#include "tests/tools/kvbank/Unprivileged.h"
 #include "tools/kvbank/BankFolder.h"
 #include "tools/kvbank/PrivateFolder.h"
 
@@ -55,21 +57,33 @@ TEST_F(ListCommandTest, TellsTheStateOfEveryFile) {
     ASSERT_TRUE(held.Create(File("Src_15888.kvn").c_str(), kSdbFormatEnriched));
     WriteFile(File("Src_17700.kvn"), std::string());
     WriteFile(File("Src_2B110.kvn"), std::string("a letter that is longer than a header"));
-    const PrivateFolder building(Folder());
+    const PrivateFolder building(Folder(), FolderLock(Folder()));
     fs::copy(File(k44100), building.Path() / "Src_2EE00.kvn");
     fs::create_directory(File(".kvbank-dEaD00"));
     fs::copy(File(k44100), File(".kvbank-dEaD00/Src_2EE00.kvr"));
     fs::create_directory(File("Src_2EE00.kvn"));
+    fs::create_symlink("elsewhere", File("Src_2B110.kvr"));
     std::error_code error;
     std::vector<std::string> states;
     for (const BankFile& bank : ListBanks(Folder(), "src", error))
         states.push_back(bank.path.filename().string() + " " + StateName(bank.state) +
                          (bank.bInPrivateFolder ? ", private" : ""));
     std::sort(states.begin(), states.end());
-    EXPECT_THAT(states,
-                ElementsAre("Src_0AC44.kvn complete", "Src_0BB80.kvr complete", "Src_15888.kvn being built",
-                            "Src_17700.kvn interrupted", "Src_2B110.kvn not a bank",
-                            "Src_2EE00.kvn being built, private", "Src_2EE00.kvr interrupted, private"));
+    EXPECT_THAT(
+        states,
+        ElementsAre("Src_0AC44.kvn complete", "Src_0BB80.kvr complete", "Src_15888.kvn being built",
+                    "Src_17700.kvn interrupted", "Src_2B110.kvn not a bank", "Src_2B110.kvr unreadable",
+                    "Src_2EE00.kvn being built, private", "Src_2EE00.kvr interrupted, private"));
+}
+
+// Other lookers hold a file for a moment; that is no build.
+TEST_F(ListCommandTest, AMomentaryLockIsNoBuild) {
+    FaultyFileEnv env;
+    env.FailCallOf(FileOp::kLock, 1);
+    std::error_code error;
+    for (const BankFile& bank : ListBanks(Folder(), "Src", error))
+        EXPECT_EQ(BankState::Complete, bank.state) << bank.path;
+    EXPECT_TRUE(env.FaultHit());
 }
 
 TEST_F(ListCommandTest, NamesOfWhateverSourceAreUnderstood) {
@@ -90,7 +104,30 @@ TEST_F(ListCommandTest, WhatCannotBeReadIsBadInput) {
     EXPECT_EQ("kvbank: DIR/none: No such file or directory\n", Run({"list", "DIR/none"}).strErr);
     const Outcome outcome = Run({"list", "DIR", "--source", "DIR/none.kvs"});
     EXPECT_EQ(kExitBadInput, outcome.nCode);
-    EXPECT_EQ("kvbank: DIR/none.kvs: not a readable source bank\n", outcome.strErr);
+    EXPECT_EQ("kvbank: DIR/none.kvs: No such file or directory\n", outcome.strErr);
+}
+
+TEST_F(ListCommandTest, ABankThatCannotBeReadIsListedWithTheCause) {
+    fs::create_symlink("elsewhere", File("Src_15888.kvn"));
+    const Outcome outcome = Run({"list", "DIR", "--source", "DIR/Other.kvs"});
+    EXPECT_EQ(0, outcome.nCode) << "of another source";
+    const Outcome all = Run({"list", "DIR", "--json"});
+    EXPECT_EQ(kExitProblem, all.nCode);
+    EXPECT_EQ("kvbank: DIR/Src_15888.kvn: No such file or directory\n", all.strErr);
+    EXPECT_EQ(Json::parse(R"({"file": "DIR/Src_15888.kvn", "rate": 88200, "layout": "plain", "bytes": 0,
+        "state": "unreadable", "cause": "No such file or directory"})"),
+              all.Document()["banks"][3]);
+}
+
+TEST_F(ListCommandTest, ABankOfAnotherUserIsUnreadable) {
+    fs::permissions(Folder(), fs::perms(0755));
+    fs::permissions(File(k44100), fs::perms(0));
+    const Unprivileged nobody;
+    if (!nobody.Works()) GTEST_SKIP() << "this process cannot give up its rights";
+    const Outcome outcome = Run({"list", "DIR", "--source", "DIR/Src.kvs"});
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_THAT(outcome.strOut, ::testing::HasSubstr("unreadable   DIR/Src_0AC44.kvn\n"));
+    EXPECT_EQ("kvbank: DIR/Src_0AC44.kvn: Permission denied\n", outcome.strErr);
 }
 
 TEST_F(ListCommandTest, ASourceWhoseAnalysisFailsStillNamesItsBanks) {
@@ -150,11 +187,20 @@ TEST_F(RemoveCommandTest, AsksOnATerminal) {
         EXPECT_EQ(row.bRemoves ? "removed DIR/Src_0AC44.kvn\n" : "nothing was removed\n", outcome.strOut);
         EXPECT_EQ(row.bRemoves, !fs::exists(File(k44100)));
     }
-    for (const char* pszYes : {"y\n", "yes\n"}) {
+    for (const char* pszYes : {"y\n", "yes\n", "Yes\n", "YES\n", "yes"}) {
         Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "44100"});
         EXPECT_EQ(0, Remove({"-r", "44100"}, pszYes, true).nCode);
         EXPECT_FALSE(fs::exists(File(k44100)));
     }
+}
+
+TEST_F(RemoveCommandTest, JsonSaysThatTheUserDeclined) {
+    const Outcome outcome = Remove({"-r", "44100", "--json"}, "no\n", true);
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "remove", "exit_code": 0, "folder": "DIR",
+        "declined": true, "banks": []})"),
+              outcome.Document());
+    EXPECT_FALSE(Remove({"-r", "44100", "--json"}, "yes\n", true).Document().contains("declined"));
 }
 
 TEST_F(RemoveCommandTest, InAPipeItNeedsAYesBeforehand) {
@@ -176,6 +222,19 @@ TEST_F(RemoveCommandTest, JsonTellsWhatWentAndWhatStayed) {
         "errors": ["DIR/Src_0BB80.kvr: another process is building it"]})"),
               outcome.Document());
     EXPECT_THAT(Banks(), ElementsAre("Other_0AC44.kvn", k48000));
+}
+
+TEST_F(RemoveCommandTest, WhatCannotBeRemovedTellsTheSystemsReason) {
+    fs::permissions(Folder(), fs::perms(0555));
+    {
+        const Unprivileged nobody;
+        if (!nobody.Works()) GTEST_SKIP() << "this process cannot give up its rights";
+        const Outcome outcome = Remove({"-r", "44100", "-y"});
+        EXPECT_EQ(kExitOutput, outcome.nCode);
+        EXPECT_EQ("kvbank: DIR/Src_0AC44.kvn: Permission denied\n", outcome.strErr);
+    }
+    fs::permissions(Folder(), fs::perms(0755));
+    EXPECT_EQ(3u, Banks().size());
 }
 
 TEST_F(RemoveCommandTest, TheSourceStaysEvenWhenItBearsABanksName) {

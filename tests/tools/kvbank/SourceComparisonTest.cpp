@@ -220,7 +220,7 @@ TEST_F(SourceComparisonTest, ASourceThatCannotBeReadIsBadInput) {
     BankOf({});
     const Outcome outcome = Run({"verify", "DIR/b.kvn", "--source", "DIR/none.kvs"});
     EXPECT_EQ(kExitBadInput, outcome.nCode);
-    EXPECT_EQ("kvbank: DIR/none.kvs: not a readable source bank\n", outcome.strErr);
+    EXPECT_EQ("kvbank: DIR/none.kvs: No such file or directory\n", outcome.strErr);
     EXPECT_EQ("", outcome.strOut);
 }
 

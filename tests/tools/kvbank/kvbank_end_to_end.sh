@@ -43,6 +43,55 @@ for signal in INT TERM HUP; do
     rm -rf "$dir/banks"
 done
 
+# A pipe nobody reads any more: opening it for writing waits for the reader, which goes at once.
+mkfifo "$dir/pipe" || fail "mkfifo"
+readerless() {
+    : <"$dir/pipe" &
+    exec 3>"$dir/pipe"
+    wait $!
+}
+
+# An interrupt that ends the reader of the messages as well: still it leaves nothing.
+readerless
+env --default-signal=INT,PIPE "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 192000 --layout per-key \
+    >/dev/null 2>&3 &
+build=$!
+exec 3>&-
+while kill -0 $build 2>/dev/null && [ -z "$(find "$dir/banks" -name '*.kvr' -size +0 2>/dev/null)" ]; do :; done
+kill -INT $build 2>/dev/null
+wait $build
+[ $? -eq 130 ] || fail "SIGINT without a reader of the errors"
+[ -z "$(ls -A "$dir/banks")" ] || fail "SIGINT without a reader of the errors left something"
+
+# The reader of the output gone: the job is cancelled at the first line, quietly, and dies of SIGPIPE.
+readerless
+env --default-signal=PIPE "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all >&3 2>"$dir/errors"
+[ $? -eq 141 ] || fail "build without a reader"
+exec 3>&-
+[ ! -s "$dir/errors" ] || fail "build without a reader was not quiet: $(cat "$dir/errors")"
+[ "$(ls -A "$dir/banks")" = Demo_0AC44.kvn ] || fail "build without a reader left $(ls -A "$dir/banks")"
+rm -r "$dir/banks"
+
+# A limit for files is an output that fails.
+(ulimit -f 20; exec "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 44100 2>/dev/null)
+[ $? -eq 4 ] || fail "build beyond the limit for files"
+[ -z "$(ls -A "$dir/banks")" ] || fail "build beyond the limit for files left something"
+(ulimit -f 20; exec "$kvbank" demo -o "$dir/Big.kvs" 2>/dev/null)
+[ $? -eq 4 ] || fail "demo beyond the limit for files"
+[ -z "$(find "$dir" -name 'Big*')" ] || fail "demo beyond the limit for files left something"
+
+# Lines come when they are said, also into a pipe.
+(exec "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all --layout per-key >"$dir/pipe") &
+build=$!
+read -r line <"$dir/pipe"
+case $line in
+    "44100 Hz: "*) ;;
+    *) fail "the first line was '$line'" ;;
+esac
+wait $build
+[ $? -eq 141 ] || fail "the first line came when all was done"
+rm -r "$dir/banks"
+
 # A signal that was ignored from the start stays ignored.
 (trap '' INT; exec "$kvbank" build "$dir/Demo.kvs" -d "$dir" -r 44100 -q) || fail "build under nohup"
 

@@ -1,0 +1,191 @@
+// kvbank build and the folder it is given: what lies there already, and what the folder refuses.
+#include <memory>
+
+#include "tests/support/PosixFaults.h"
+#include "tests/support/TestDatabase.h"
+#include "tests/tools/kvbank/CommandFixture.h"
+#include "tests/tools/kvbank/Unprivileged.h"
+
+namespace Kestrova::Test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using ::testing::ElementsAre;
+
+constexpr const char* k44100 = "Src_0AC44.kvn";
+constexpr const char* k44100PerKey = "Src_0AC44.kvr";
+
+class BuildFolderTest : public CommandTest {
+protected:
+    BuildFolderTest() { Source(); }
+
+    Outcome Build(const std::vector<std::string>& options = {}, const std::string& strFolder = "DIR") const {
+        std::vector<std::string> arguments = {"build", "DIR/Src.kvs", "-d", strFolder, "-r", "44100"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return Run(arguments);
+    }
+};
+
+TEST_F(BuildFolderTest, ABankInTheOtherLayoutIsNamed) {
+    ASSERT_EQ(0, Build().nCode);
+    const Outcome outcome = Build({"--layout", "per-key"});
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_EQ(
+        "44100 Hz: there already, but in the plain layout (Src_0AC44.kvn); -f builds the per-key one in its "
+        "place\n",
+        outcome.strOut);
+    const Json row = Build({"--layout", "per-key", "--json"}).Document()["banks"][0];
+    EXPECT_EQ(Json::parse(R"({"rate": 44100, "file": "Src_0AC44.kvr", "predicted_mib": 1,
+        "action": "skipped", "found_layout": "plain"})"),
+              row);
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100));
+}
+
+TEST_F(BuildFolderTest, OfBanksInBothLayoutsTheOneAskedForIsNamed) {
+    ASSERT_EQ(0, Build().nCode);
+    fs::copy_file(File(k44100), File(k44100PerKey));
+    for (const char* pszLayout : {"plain", "per-key"})
+        EXPECT_EQ("44100 Hz: there already; -f builds it anew\n", Build({"--layout", pszLayout}).strOut);
+}
+
+// A file that is no usable bank is neither a bank that is there nor silently replaced.
+TEST_F(BuildFolderTest, AForeignFileUnderABanksNameIsInTheWay) {
+    for (const char* pszName : {k44100, k44100PerKey}) {
+        WriteFile(File(pszName), std::string("a letter that is longer than a header"));
+        for (const std::vector<std::string>& options : {std::vector<std::string>(), {"-n"}}) {
+            const Outcome outcome = Build(options);
+            EXPECT_EQ(kExitProblem, outcome.nCode);
+            EXPECT_EQ("", outcome.strOut);
+            EXPECT_EQ("kvbank: DIR/" + std::string(pszName) +
+                          ": in the way: not a bank; -f builds the bank in its place\n",
+                      outcome.strErr);
+        }
+        EXPECT_THAT(Names(), ElementsAre("Src.kvs", pszName));
+        EXPECT_EQ(0, Build({"-f"}).nCode);
+        EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100));
+        EXPECT_EQ(0, Run({"verify", "DIR/Src_0AC44.kvn"}).nCode);
+        fs::remove(File(k44100));
+    }
+}
+
+TEST_F(BuildFolderTest, ALinkThatLeadsToNothingIsInTheWay) {
+    fs::create_symlink("elsewhere", File(k44100));
+    const Outcome outcome = Build({"--json"});
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    const Json row = outcome.Document()["banks"][0];
+    EXPECT_EQ("in the way", row["action"]);
+    EXPECT_EQ("No such file or directory", row["cause"]);
+    EXPECT_TRUE(fs::is_symlink(File(k44100)));
+    EXPECT_EQ(0, Build({"-f"}).nCode);
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(File(k44100))));
+}
+
+TEST_F(BuildFolderTest, AFolderUnderABanksNameIsInTheWayOfForceToo) {
+    fs::create_directory(File(k44100));
+    for (const char* pszForce : {"-q", "-f"}) {
+        const Outcome outcome = Build({pszForce});
+        EXPECT_EQ(kExitProblem, outcome.nCode);
+        EXPECT_EQ("kvbank: DIR/Src_0AC44.kvn: in the way: it is a folder\n", outcome.strErr);
+    }
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100));
+}
+
+TEST_F(BuildFolderTest, ADryRunSaysWhatWouldFail) {
+    for (const char* pszFolder : {"DIR/Src.kvs", "DIR/Src.kvs/deeper"})
+        for (const char* pszOption : {"-n", "-q"}) {
+            const Outcome outcome = Build({pszOption}, pszFolder);
+            EXPECT_EQ(kExitOutput, outcome.nCode);
+            EXPECT_EQ("", outcome.strOut);
+            EXPECT_EQ("kvbank: " + std::string(pszFolder) + ": Not a directory\n", outcome.strErr);
+        }
+}
+
+TEST_F(BuildFolderTest, AFolderThatIsNotOursIsSaidInADryRunToo) {
+    ASSERT_EQ(0, Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "48000"}).nCode);
+    fs::permissions(Folder(), fs::perms(0555));
+    auto pNobody = std::make_unique<Unprivileged>();
+    if (!pNobody->Works()) GTEST_SKIP() << "this process cannot give up its rights";
+    for (const char* pszFolder : {"DIR", "DIR/new/er"})
+        for (const char* pszOption : {"-n", "-q"}) {
+            const Outcome outcome = Build({pszOption}, pszFolder);
+            EXPECT_EQ(kExitOutput, outcome.nCode) << pszFolder << pszOption;
+            EXPECT_EQ("", outcome.strOut);
+            EXPECT_EQ("kvbank: " + std::string(pszFolder) + ": Permission denied\n", outcome.strErr);
+        }
+    EXPECT_EQ("48000 Hz: there already; -f builds it anew\n",
+              Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "48000"}).strOut)
+        << "nothing is to be written";
+    pNobody.reset();
+    fs::permissions(Folder(), fs::perms(0755));
+}
+
+// A folder that can be written to but not read cannot be locked, and its names could not be synced.
+TEST_F(BuildFolderTest, AFolderThatCannotBeReadIsSaidBeforeAnythingIsBuilt) {
+    fs::permissions(Folder(), fs::perms(0755));
+    fs::create_directory(File("banks"));
+    fs::permissions(File("banks"), fs::perms(0333));
+    {
+        const Unprivileged nobody;
+        if (!nobody.Works()) GTEST_SKIP() << "this process cannot give up its rights";
+        for (const char* pszOption : {"-n", "-q"}) {
+            const Outcome outcome = Build({pszOption}, "DIR/banks");
+            EXPECT_EQ(kExitOutput, outcome.nCode);
+            EXPECT_EQ("kvbank: DIR/banks: Permission denied\n", outcome.strErr);
+        }
+    }
+    fs::permissions(File("banks"), fs::perms(0755));
+    EXPECT_THAT(Names("banks"), ElementsAre());
+}
+
+// The bank is there all the same, and that of the other layout is not given up for it.
+TEST_F(BuildFolderTest, ASyncThatFailsAfterTheRenameSaysThatTheBankIsThere) {
+    ASSERT_EQ(0, Build({"--layout", "per-key"}).nCode);
+    Outcome outcome;
+    {
+        const PosixFault fault("fsync", EIO);
+        outcome = Build({"-f", "--json"});
+    }
+    EXPECT_EQ(kExitOutput, outcome.nCode);
+    EXPECT_EQ(
+        "kvbank: DIR/Src_0AC44.kvn: the bank is in its place, but may not outlast a loss of power: "
+        "Input/output error\n",
+        outcome.strErr);
+    EXPECT_EQ("built", outcome.Document()["banks"][0]["action"]);
+    EXPECT_EQ(0, Run({"verify", "DIR/Src_0AC44.kvn", "--source", "DIR/Src.kvs"}).nCode);
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100, k44100PerKey));
+}
+
+TEST_F(BuildFolderTest, ARenameThatFailsLeavesTheOldBank) {
+    ASSERT_EQ(0, Build().nCode);
+    const Bytes before = ReadFile(File(k44100));
+    const PosixFault fault("rename", EROFS);
+    const Outcome outcome = Build({"-f"});
+    EXPECT_EQ(kExitOutput, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/Src_0AC44.kvn: Read-only file system\n", outcome.strErr);
+    EXPECT_EQ(before, ReadFile(File(k44100)));
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100));
+}
+
+TEST_F(BuildFolderTest, ABanksNameThatIsTooLongIsSaid) {
+    const std::string strSource = std::string(246, 'x') + ".kvs";
+    Source({}, strSource);
+    const Outcome outcome = Run({"build", "DIR/" + strSource, "-d", "DIR", "-r", "44100"});
+    EXPECT_EQ(kExitOutput, outcome.nCode);
+    EXPECT_EQ(
+        "kvbank: DIR/" + strSource + ": 44100 Hz: the bank file cannot be created: File name too long\n",
+        outcome.strErr);
+}
+
+// A sample of 1 Hz that says it expands to 4 GiB needs hundreds of terabytes.
+TEST_F(BuildFolderTest, TooLittleSpaceMakesNoFolder) {
+    Source({.samples = {{.nRate = 1}}});
+    std::vector<NoteFields> notes = NotesOf(ReadFile(File("Src.kvs")));
+    notes[2].strBody.replace(50, 4, "\xFF\xFF\xFF\xFF");  // the expanded length
+    WriteFile(File("Src.kvs"), DatabaseImage(notes));
+    EXPECT_EQ(kExitNoSpace, Build({}, "DIR/new/er").nCode);
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
+}
+
+}  // namespace
+}  // namespace Kestrova::Test

@@ -1,0 +1,180 @@
+// How a run ends that never came to its work, or lost its way: usage, memory, internal errors.
+#include <csignal>
+#include <stdexcept>
+
+#include "tests/support/PosixFaults.h"
+#include "tests/support/SoundFontMaker.h"
+#include "tests/tools/kvbank/CommandFixture.h"
+
+namespace Kestrova::Test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+class UsageTest : public CommandTest {
+protected:
+    Outcome ExpectUsage(const std::vector<std::string>& arguments, const std::string& strError) const {
+        SCOPED_TRACE(::testing::PrintToString(arguments));
+        Outcome outcome = Run(arguments);
+        EXPECT_EQ(kExitUsage, outcome.nCode);
+        EXPECT_EQ("", outcome.strOut);
+        EXPECT_THAT(outcome.strErr, StartsWith("kvbank: " + strError + "\n"));
+        return outcome;
+    }
+};
+
+TEST_F(UsageTest, TellsWhichWordIsWrong) {
+    static const struct {
+        std::vector<std::string> arguments;
+        const char* pszError;
+    } kRows[] = {
+        {{}, "A subcommand is required"},
+        {{"bogus"}, "unknown verb 'bogus'"},
+        {{"-q", "bogus", "-v"}, "unknown verb 'bogus'"},
+        {{"bogus\x1B[2J"}, "unknown verb 'bogus?[2J'"},
+        {{"--bogus"}, "unknown option '--bogus'"},
+        {{"build", "--bogus"}, "unknown option '--bogus'"},
+        {{"build", "x.kvs", "--dirr=y", "-r", "all"}, "unknown option '--dirr=y'"},
+        {{"list", "DIR", "more"}, "unexpected argument 'more'"},
+        {{"list"}, "DIR is required"},
+        {{"build", "x.kvs", "-d", "DIR", "-r", "48001"},
+         "--rates: '48001': give 'all' or some of 44100, 48000, 88200, 96000, 176400 and 192000, with commas "
+         "between"},
+    };
+    for (const auto& row : kRows) ExpectUsage(row.arguments, row.pszError);
+}
+
+TEST_F(UsageTest, PointsToTheHelpOfTheVerb) {
+    EXPECT_EQ("kvbank: unknown verb 'bogus'\nRun 'kvbank --help' to see how it is used.\n",
+              Run({"bogus"}).strErr);
+    EXPECT_EQ("kvbank: DIR is required\nRun 'kvbank list --help' to see how it is used.\n",
+              Run({"list"}).strErr);
+}
+
+TEST_F(UsageTest, JsonIsADocumentForUsageTooWhereverItIsAskedFor) {
+    static const struct {
+        std::vector<std::string> arguments;
+        const char* pszVerb;
+        const char* pszError;
+    } kRows[] = {
+        {{"--json"}, "", "A subcommand is required"},
+        {{"--json", "bogus"}, "", "unknown verb 'bogus'"},
+        {{"bogus", "--json"}, "", "unknown verb 'bogus'"},
+        {{"build", "--json"}, "build", "SOURCE is required"},
+        {{"--json", "list"}, "list", "DIR is required"},
+        {{"list", "", "--json"}, "list", "DIR: the value is empty"},
+        {{"verify", "x", "--quality", "8", "--json"}, "verify", "--quality: Value 8 not in range 0 to 7"},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(::testing::PrintToString(row.arguments));
+        const Outcome outcome = Run(row.arguments);
+        EXPECT_EQ(kExitUsage, outcome.nCode);
+        EXPECT_EQ(std::string("kvbank: ") + row.pszError + "\n", outcome.strErr);
+        EXPECT_EQ((Json{{"schema", 1},
+                        {"command", row.pszVerb},
+                        {"exit_code", 2},
+                        {"errors", Json::array({row.pszError})}}),
+                  outcome.Document());
+    }
+}
+
+TEST_F(UsageTest, BehindADoubleDashJsonIsAName) {
+    const Outcome outcome = Run({"info", "--", "--json"});
+    EXPECT_EQ(kExitBadInput, outcome.nCode);
+    EXPECT_EQ("kvbank: --json: No such file or directory\n", outcome.strErr);
+    EXPECT_EQ("", outcome.strOut);
+}
+
+TEST_F(UsageTest, AnEmptyValueIsAMistakeEverywhere) {
+    ExpectUsage({"build", "x.kvs", "-d", "", "-r", "all"}, "--dir: the value is empty");
+    ExpectUsage({"build", "", "-d", "DIR", "-r", "all"}, "SOURCE: the value is empty");
+    ExpectUsage({"verify", "x", "--source", ""}, "--source: the value is empty");
+    ExpectUsage({"verify", "x", ""}, "FILE: the value is empty");
+    ExpectUsage({"demo", "-o", ""}, "--output: the value is empty");
+    EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(UsageTest, LayoutsAreGivenByTheirNamesAlone) {
+    for (const char* pszLayout : {"r", "n", "110", "114", "Plain", "PER-KEY", "perkey", "0"})
+        ExpectUsage({"build", "x.kvs", "-d", "DIR", "-r", "all", "--layout", pszLayout},
+                    std::string("--layout: '") + pszLayout + "': give 'plain' or 'per-key'");
+    const std::string strHelp = Run({"build", "--help"}).strOut;
+    EXPECT_THAT(strHelp, HasSubstr("--layout plain|per-key "));
+    EXPECT_THAT(strHelp, Not(HasSubstr("{")));
+}
+
+TEST_F(UsageTest, AnOptionInFrontOfTheFontLeavesItAlone) {
+    WriteFile(File("a.sf2"), MakeFont(SimpleFont()));
+    const auto import = [this](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "import");
+        arguments.insert(arguments.end(), {"-o", "DIR/a.kvs", "-f"});
+        return Run(arguments);
+    };
+    EXPECT_EQ(kExitDone, import({"--preset", "0:0", "DIR/a.sf2"}).nCode);
+    EXPECT_EQ(kExitDone, import({"--preset=0:0", "DIR/a.sf2"}).nCode);
+    EXPECT_EQ(kExitDone, import({"--preset", "0:0", "--preset", "0:0", "DIR/a.sf2"}).nCode);
+    EXPECT_THAT(import({"DIR/a.sf2", "--preset", "0:0", "0:1"}).strErr,
+                StartsWith("kvbank: unexpected argument '0:1'\n"));
+    EXPECT_EQ("kvbank: DIR/a.sf2: there is no preset 9:9\n",
+              import({"--preset", "0:0", "--preset", "9:9", "DIR/a.sf2"}).strErr);
+}
+
+// A failed allocation, one after the other: never anything but the exit code, with a document.
+TEST_F(UsageTest, WithoutMemoryTheDocumentSaysSo) {
+    Source();
+    bool bFailed = false, bThrough = false;
+    for (int nCall = 1; !bThrough; nCall += 1 + nCall / 16) {
+        SCOPED_TRACE(nCall);
+        Outcome outcome;
+        {
+            std::vector<std::string> arguments = {"list", Folder(), "--json"};
+            std::istringstream in;
+            std::ostringstream out, err;
+            Console console(in, out, err);
+            const PosixFault fault("_Znwm", 1, nCall);
+            outcome.nCode = RunKvBank(std::move(arguments), console);
+            bThrough = fault.Calls() < nCall;
+            outcome.strOut = out.str();
+            outcome.strErr = err.str();
+        }
+        if (outcome.nCode == kExitDone) continue;
+        bFailed = true;
+        EXPECT_EQ(kExitNoMemory, outcome.nCode);
+        EXPECT_EQ("kvbank: out of memory\n", outcome.strErr);
+        EXPECT_EQ(1, outcome.Document()["schema"]);
+        EXPECT_EQ(kExitNoMemory, outcome.Document()["exit_code"]);
+        EXPECT_EQ(Json::array({"out of memory"}), outcome.Document()["errors"]);
+    }
+    EXPECT_TRUE(bFailed);
+}
+
+// Input that throws where no command expects it.
+class ThrowingInput : public std::streambuf {
+protected:
+    int_type underflow() override { throw std::runtime_error("the input\nthrew"); }
+};
+
+TEST_F(UsageTest, AnInternalErrorHasItsCodeAndDocument) {
+    Source();
+    ASSERT_EQ(0, Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "44100", "-q"}).nCode);
+    ThrowingInput input;
+    std::istream in(&input);
+    in.exceptions(std::ios::badbit);
+    std::ostringstream out, err;
+    Console console(in, out, err);
+    console.bInIsTerminal = true;
+    EXPECT_EQ(kExitInternal,
+              RunKvBank({"remove", Folder(), "--source", File("Src.kvs"), "-r", "all", "--json"}, console));
+    EXPECT_THAT(err.str(), HasSubstr("kvbank: internal error: the input?threw\n"));
+    EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "remove", "exit_code": 70,
+        "errors": ["internal error: the input\nthrew"]})"),
+              Json::parse(out.str()));
+    EXPECT_TRUE(fs::exists(File("Src_0AC44.kvn")));
+}
+
+}  // namespace
+}  // namespace Kestrova::Test

@@ -1,0 +1,62 @@
+// ForcedPoint.h - does something at chosen points of a build, so that two of them meet just there.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "tests/support/FaultyFileEnv.h"
+
+namespace Kestrova::Test {
+
+// While it lives: when the file of a name in a private folder is first brought to the disk, what was given
+// for that name is done first. The bank is then filled and about to be committed, by the engine's worker, and
+// nobody has a turn at the folder for long.
+class ForcedPoint : public FaultyFileEnv {
+public:
+    using Act = std::function<void()>;
+
+    ForcedPoint(const std::string& strName, Act act) { Add(strName, std::move(act)); }
+
+    // Before the build begins.
+    void Add(const std::string& strName, Act act) { m_mapActs["/" + strName] = std::move(act); }
+
+    // Whether everything was done.
+    bool WasReached() const {
+        const std::lock_guard guard(m_lock);
+        return m_mapActs.empty();
+    }
+
+    int Open(const char* pszPath, FileMode mode) override {
+        const int nFile = FaultyFileEnv::Open(pszPath, mode);
+        const std::string strPath = pszPath;
+        if (mode != FileMode::kRead && strPath.find("/.kvbank-") != std::string::npos) {
+            const std::lock_guard guard(m_lock);
+            m_mapFiles[nFile] = strPath.substr(strPath.rfind('/'));
+        }
+        return nFile;
+    }
+    bool Sync(int nFile) override {
+        if (const Act act = Take(nFile)) act();
+        return FaultyFileEnv::Sync(nFile);
+    }
+
+private:
+    Act Take(int nFile) {
+        const std::lock_guard guard(m_lock);
+        const auto pName = m_mapFiles.find(nFile);
+        const auto pAct = pName == m_mapFiles.end() ? m_mapActs.end() : m_mapActs.find(pName->second);
+        if (pAct == m_mapActs.end()) return nullptr;
+        Act act = std::move(pAct->second);
+        m_mapActs.erase(pAct);
+        return act;
+    }
+
+    mutable std::mutex m_lock;             // guards what follows
+    std::map<std::string, Act> m_mapActs;  // still to be done, by "/NAME"
+    std::map<int, std::string> m_mapFiles;
+};
+
+}  // namespace Kestrova::Test

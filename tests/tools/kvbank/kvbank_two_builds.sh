@@ -1,0 +1,50 @@
+#!/bin/sh
+# kvbank_two_builds.sh KVBANK - processes that build into one folder, and one that holds its lock.
+set -u
+kvbank=$1
+dir=$(mktemp -d) || exit 1
+trap 'rm -rf "$dir"' EXIT
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+"$kvbank" demo -o "$dir/Demo.kvs" -q || fail "demo"
+mkdir "$dir/banks"
+
+# While another holds the folder's lock nothing is done, and a signal ends the wait at once: the limit of the
+# wait would be exit code 7.
+mkfifo "$dir/ready" "$dir/done"
+flock "$dir/banks" sh -c ": >'$dir/ready'; : <'$dir/done'" &
+holder=$!
+: <"$dir/ready"
+env --default-signal=TERM "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 48000 -q &
+build=$!
+kill -TERM $build
+wait $build
+[ $? -eq 143 ] || fail "SIGTERM while waiting for the folder"
+"$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 48000 2>"$dir/errors"
+[ $? -eq 7 ] || fail "build into a locked folder"
+[ "$(cat "$dir/errors")" = "kvbank: $dir/banks: another process keeps the folder locked" ] ||
+    fail "$(cat "$dir/errors")"
+[ -z "$(ls -A "$dir/banks")" ] || fail "a locked folder was written to"
+: >"$dir/done"
+wait $holder
+
+# Two of a kind: while one builds, the other is told so; what it waits for then is there.
+"$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 192000 --layout per-key -q &
+first=$!
+while kill -0 $first 2>/dev/null && [ -z "$(find "$dir/banks" -name '*.kvr')" ]; do :; done
+"$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 192000 -q 2>"$dir/errors"
+second=$?
+wait $first || fail "the first of two builds"
+case $second in
+    0) echo "the first was done too soon to be met" ;;
+    7) grep -q "^kvbank: Demo_2EE00.kvr: another process is building it$" "$dir/errors" ||
+        fail "$(cat "$dir/errors")" ;;
+    *) fail "the second of two builds gave $second" ;;
+esac
+[ "$(ls -A "$dir/banks")" = Demo_2EE00.kvr ] || fail "two builds left $(ls -A "$dir/banks")"
+"$kvbank" verify "$dir/banks/Demo_2EE00.kvr" --source "$dir/Demo.kvs" -q || fail "the bank of two builds"
+echo "all well"
