@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <string_view>
@@ -91,7 +92,7 @@ void Console::Warn(const std::string& strLine) {
     m_warnings.push_back(strLine);
 }
 
-int Console::Finish(const char* pszCommand, ExitCode code, Json report) {
+int Console::Finish(const char* pszCommand, ExitCode code, const Json& report) {
     if (bJson) {
         Json document = {{"schema", 1}, {"command", pszCommand}, {"exit_code", static_cast<int>(code)}};
         document.update(report);
@@ -123,7 +124,7 @@ std::string ReadableSize(uint64_t nBytes) {
 }
 
 std::string ReadableTime(double seconds) {
-    const auto nSeconds = static_cast<long>(seconds + 0.5);
+    const auto nSeconds = std::lround(seconds);
     std::array<char, 64> text{};
     if (nSeconds < 3600)
         std::snprintf(text.data(), text.size(), "%ld:%02ld", nSeconds / 60, nSeconds % 60);

@@ -42,7 +42,7 @@ struct Console {
     // the fields of `report` and the errors and warnings said; "command" is "" before one is known. Texts in
     // `report` are given as they are: the document has them whole, with control characters escaped, and only
     // what is no UTF-8 is replaced. Returns the code.
-    int Finish(const char* pszCommand, ExitCode code, Json report = Json::object());
+    int Finish(const char* pszCommand, ExitCode code, const Json& report = Json::object());
     // The code, unless it is done and `out` did not take all that was written to it.
     int Flush(ExitCode code);
 

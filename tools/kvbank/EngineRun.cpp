@@ -50,6 +50,7 @@ ExitCode EngineRun::Open(Console& console, const std::string& strSource,
 EngineRun::EngineRun() { m_engine.SetCallback(OnCallback, reinterpret_cast<unsigned long>(this)); }
 
 int EngineRun::OnCallback(int nCode, unsigned int nValue, unsigned long nUser) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the engine hands back the integer it was given
     EngineRun& run = *reinterpret_cast<EngineRun*>(nUser);
     const std::lock_guard guard(run.m_lock);
     if (nCode == 2) {
@@ -103,7 +104,7 @@ std::string EngineRun::NameOf(const BankFault& fault) const {
 }
 
 std::string EngineRun::Cause(BankResult result) const {
-    const std::string strText = DescribeResult(result);
+    std::string strText = DescribeResult(result);
     switch (result) {
         // The one value that commands do not check themselves: an enriched source's name without its rate.
         case kBankBadArgument: return "nothing stands before the '_' of the name: banks are named after that";
