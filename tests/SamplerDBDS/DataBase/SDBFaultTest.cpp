@@ -34,27 +34,18 @@ Notes LiveNotes(CSDB& db) {
     return arNotes;
 }
 
-// The notes of the file that are committed, deleted ones as they were before.
-Notes CommittedOnFile(const std::string& strPath) {
+// The notes of the file as another program finds them, but for those in a state.
+Notes NotesWithout(uint8_t nState, const std::string& strPath) {
     Notes arNotes;
     for (NoteFields note : NotesOf(strPath)) {
-        if (note.nState & kSdbStateNew) continue;
+        if (note.nState & nState) continue;
         note.nState = 0;
         arNotes.push_back(note);
     }
     return arNotes;
 }
-
-// The live notes of the file as another program finds them.
-Notes LiveOnFile(const std::string& strPath) {
-    Notes arNotes;
-    for (NoteFields note : NotesOf(strPath)) {
-        if (note.nState & kSdbStateDeleted) continue;
-        note.nState = 0;
-        arNotes.push_back(note);
-    }
-    return arNotes;
-}
+Notes CommittedOnFile(const std::string& strPath) { return NotesWithout(kSdbStateNew, strPath); }
+Notes LiveOnFile(const std::string& strPath) { return NotesWithout(kSdbStateDeleted, strPath); }
 
 class SDBFaultTest : public testing::TestWithParam<Lasting> {
 protected:
