@@ -58,7 +58,7 @@ std::string ProgressLine(const std::string& strTitle, double fraction, uint64_t 
                          double secondsSoFar, size_t nColumns) {
     fraction = std::clamp(fraction, 0.0, 1.0);
     const std::string strFigures = FiguresOf(fraction, nBytes, nTotalBytes, secondsSoFar);
-    const std::string strWhole = strTitle + BarOf(fraction) + strFigures;
+    std::string strWhole = strTitle + BarOf(fraction) + strFigures;
     if (CutToColumns(strWhole, nColumns) == strWhole) return strWhole;
     const size_t nForTitle = nColumns - std::min(nColumns, strFigures.size());
     return CutToColumns(CutToColumns(strTitle, nForTitle) + strFigures, nColumns);

@@ -42,7 +42,7 @@ bool IsZero(CXFile& file, uint64_t pos, uint64_t nBytes) {
 uint64_t HeaderBytes(CXFile& file, const SDBNOTE& note, const CSDBISampleEU& sample) {
     uint8_t nName = 0;
     file.ReadAtPos(note.PosBody(), &nName, 1);
-    return 1 + uint64_t{nName} + 7 * 4 + 4 + sample.m_params.Size() + 4 +
+    return 1 + uint64_t{nName} + 7 * uint64_t{4} + 4 + sample.m_params.Size() + 4 +
            sample.m_info.cLayerLoops * sizeof(SDBLOOP) + 4;
 }
 

@@ -67,6 +67,7 @@ std::vector<const FontPreset*> SoundFontPlanner::PresetsInOrder(const std::set<P
             m_report.Note(ImportEvent::Dropped, PresetText(preset), "another preset has its number");
     }
     std::vector<const FontPreset*> presets;
+    presets.reserve(firsts.size());
     for (const auto& [number, pPreset] : firsts) presets.push_back(pPreset);
     return presets;
 }
