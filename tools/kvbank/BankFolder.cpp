@@ -7,7 +7,6 @@
 #include <system_error>
 #include <thread>
 
-#include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "bank/BankRates.h"
 #include "tools/kvbank/PrivateFolder.h"
 
@@ -29,12 +28,6 @@ int ReadError(const fs::path& path) {
     return file.GetLastError();
 }
 
-bool OpensAsBank(const fs::path& path) {
-    CSDB database;
-    return database.Open(path.c_str(), kSdbFormatEnriched, false) ||
-           database.Open(path.c_str(), kSdbFormatPlain, false);
-}
-
 // Whoever looks holds the file for a moment himself, which is no build.
 bool IsBeingBuilt(const fs::path& path) {
     for (int nLook = 0; nLook < kMostLooks; ++nLook) {
@@ -46,6 +39,7 @@ bool IsBeingBuilt(const fs::path& path) {
 
 void TellState(BankFile& bank) {
     CXFile held;
+    CSDB database;
     if (const int nError = ReadError(bank.path); nError != 0) {
         bank.state = BankState::Unreadable;
         bank.strCause = std::strerror(nError);
@@ -53,7 +47,7 @@ void TellState(BankFile& bank) {
         bank.state = BankState::BeingBuilt;
     } else if (CSDB::HoldInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched, held)) {
         bank.state = BankState::Interrupted;
-    } else if (!OpensAsBank(bank.path)) {
+    } else if (!OpenEitherKind(database, bank.path)) {
         bank.state = BankState::NotABank;
         bank.strCause = WhyNoBank(bank.path);
     }
@@ -100,6 +94,11 @@ const char* WhyNoFile(const fs::path& path) {
         case fs::file_type::socket: return "it is a socket";
         default: return nullptr;
     }
+}
+
+bool OpenEitherKind(CSDB& database, const fs::path& path) {
+    return database.Open(path.c_str(), kSdbFormatEnriched, false) ||
+           database.Open(path.c_str(), kSdbFormatPlain, false);
 }
 
 std::string WhyNoBank(const fs::path& path) {

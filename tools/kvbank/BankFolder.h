@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "bank/BankFileName.h"
 
 namespace Kestrova {
@@ -33,6 +34,9 @@ struct BankFile {
 
 // "it is a folder", "a device", ...: what is at the path, null when that is a file or nothing.
 const char* WhyNoFile(const std::filesystem::path& path);
+
+// Opens a database of whichever kind it is, for reading.
+bool OpenEitherKind(CSDB& database, const std::filesystem::path& path);
 
 // Why a file cannot be opened as a database: the system's reason when it cannot be read, else "not a bank".
 std::string WhyNoBank(const std::filesystem::path& path);

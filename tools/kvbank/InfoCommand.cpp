@@ -1,11 +1,10 @@
 #include "tools/kvbank/InfoCommand.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "bank/BankFileName.h"
+#include "tools/kvbank/BankFolder.h"
 #include "tools/kvbank/RecordNames.h"
 
 namespace Kestrova {
@@ -30,16 +29,6 @@ std::string Listed(const std::vector<std::string>& parts) {
     std::string strList;
     for (const std::string& strPart : parts) strList += (strList.empty() ? "" : ", ") + strPart;
     return strList;
-}
-
-bool OpenEither(CSDB& database, const std::string& strFile) {
-    return database.Open(strFile.c_str(), kSdbFormatEnriched, false) ||
-           database.Open(strFile.c_str(), kSdbFormatPlain, false);
-}
-
-std::string WhyNotOpened(const std::string& strFile) {
-    CXFile file;
-    return file.Open(strFile.c_str(), 0) ? "not a bank" : std::strerror(errno);
 }
 
 }  // namespace
@@ -75,8 +64,8 @@ ExitCode InfoCommand::TellFile(Console& console, Json& report) {
         return kExitBusy;
     }
     CSDB database;
-    if (!OpenEither(database, m_strFile)) {
-        console.Error(m_strFile + ": " + WhyNotOpened(m_strFile));
+    if (!OpenEitherKind(database, m_strFile)) {
+        console.Error(m_strFile + ": " + WhyNoBank(m_strFile));
         return kExitBadInput;
     }
     unsigned long long nBytes = 0;

@@ -18,7 +18,7 @@ std::string FolderOf(const std::string& strPath) { return strPath.substr(0, strP
 
 }  // namespace
 
-SourceComparison::SourceComparison(const CDBEUCreate& engine, std::string strSource, int nQuality)
+SourceComparison::SourceComparison(const CDBEUCreate& engine, const std::string& strSource, int nQuality)
     : m_engine(engine), m_strFolder(FolderOf(strSource)), m_nQuality(nQuality) {
     m_source.Open(strSource.c_str(), engine.IsSourceEnriched() ? kSdbFormatEnriched : kSdbFormatPlain, false);
 }

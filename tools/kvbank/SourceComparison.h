@@ -22,7 +22,7 @@ public:
     using Observer = std::function<bool(uint64_t nBytes)>;
 
     // engine: has analysed the source at strSource; both databases are only read.
-    SourceComparison(const CDBEUCreate& engine, std::string strSource, int nQuality);
+    SourceComparison(const CDBEUCreate& engine, const std::string& strSource, int nQuality);
 
     // Compares a bank that states this rate and layout, and adds what differs to the list; false when it was
     // stopped.
