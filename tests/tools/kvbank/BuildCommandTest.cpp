@@ -16,9 +16,6 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-constexpr const char* k44100 = "Src_0AC44.kvn";
-constexpr const char* k48000 = "Src_0BB80.kvn";
-
 // A source that needs some steps to be built.
 SourceSpec Larger() {
     SourceSpec spec;
@@ -71,7 +68,7 @@ TEST_F(BuildCommandTest, SkipsRatesThatAreThereInEitherLayoutUnlessForced) {
         "(Src_0BB80.kvr); -f builds the plain one in its place\n",
         outcome.strOut);
     EXPECT_EQ(before, ReadFile(File(k44100)));
-    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100, "Src_0BB80.kvr"));
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100, k48000PerKey));
 
     EXPECT_EQ("44100 Hz: DIR/Src_0AC44.kvn, 1.2 kB in TIME\n48000 Hz: DIR/Src_0BB80.kvn, 1.2 kB in TIME\n",
               Build("44100,48000", {"-f"}).strOut);
@@ -112,8 +109,8 @@ TEST_F(BuildCommandTest, JsonTellsEveryBank) {
 TEST_F(BuildCommandTest, TheLayoutAndTheQualityAreThoseAskedFor) {
     Source(Larger());
     ASSERT_EQ(0, Build("48000", {"--layout", "per-key", "--quality", "0"}).nCode);
-    EXPECT_THAT(Names(), ElementsAre("Src.kvs", "Src_0BB80.kvr"));
-    EXPECT_FALSE(IsGood("Src_0BB80.kvr")) << "of quality 7";
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k48000PerKey));
+    EXPECT_FALSE(IsGood(k48000PerKey)) << "of quality 7";
     EXPECT_EQ(0, Run({"verify", "DIR/Src_0BB80.kvr", "--source", "DIR/Src.kvs", "--quality", "0"}).nCode);
 }
 
@@ -135,11 +132,11 @@ TEST_F(BuildCommandTest, ASourceThatIsTheBankAskedForIsLeftAsItIs) {
 
 // The bank of the other layout may be the source: building its rate must not remove it.
 TEST_F(BuildCommandTest, ASourceInTheOtherLayoutsPlaceStays) {
-    Source({.bEnriched = true}, "Src_0AC44.kvr");
-    const Bytes before = ReadFile(File("Src_0AC44.kvr"));
+    Source({.bEnriched = true}, k44100PerKey);
+    const Bytes before = ReadFile(File(k44100PerKey));
     EXPECT_EQ(0, Run({"build", "DIR/Src_0AC44.kvr", "-d", "DIR", "-r", "44100", "-f"}).nCode);
-    EXPECT_EQ(before, ReadFile(File("Src_0AC44.kvr")));
-    EXPECT_THAT(Names(), ElementsAre(k44100, "Src_0AC44.kvr"));
+    EXPECT_EQ(before, ReadFile(File(k44100PerKey)));
+    EXPECT_THAT(Names(), ElementsAre(k44100, k44100PerKey));
 }
 
 TEST_F(BuildCommandTest, ABankThatAnotherProcessHoldsIsBusyAndTheOthersAreBuilt) {

@@ -13,9 +13,6 @@ namespace fs = std::filesystem;
 
 using ::testing::ElementsAre;
 
-constexpr const char* k44100 = "Src_0AC44.kvn";
-constexpr const char* k44100PerKey = "Src_0AC44.kvr";
-
 class BuildFolderTest : public CommandTest {
 protected:
     BuildFolderTest() { Source(); }

@@ -17,6 +17,12 @@
 
 namespace Kestrova::Test {
 
+// The banks of the source that CommandTest::Source makes.
+inline constexpr const char* k44100 = "Src_0AC44.kvn";
+inline constexpr const char* k44100PerKey = "Src_0AC44.kvr";
+inline constexpr const char* k48000 = "Src_0BB80.kvn";
+inline constexpr const char* k48000PerKey = "Src_0BB80.kvr";
+
 // What a command did. The test's folder is written as "DIR", and times as "TIME".
 struct Outcome {
     int nCode = 0;

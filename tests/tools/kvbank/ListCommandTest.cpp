@@ -14,9 +14,6 @@ namespace fs = std::filesystem;
 
 using ::testing::ElementsAre;
 
-constexpr const char* k44100 = "Src_0AC44.kvn";
-constexpr const char* k48000 = "Src_0BB80.kvr";
-
 // A folder with a source, a bank of it in each layout, and another source's bank.
 class FolderTest : public CommandTest {
 protected:
@@ -212,7 +209,7 @@ TEST_F(RemoveCommandTest, InAPipeItNeedsAYesBeforehand) {
 
 TEST_F(RemoveCommandTest, JsonTellsWhatWentAndWhatStayed) {
     CSDB held;
-    ASSERT_TRUE(held.Open(File(k48000).c_str(), kSdbFormatEnriched, false));
+    ASSERT_TRUE(held.Open(File(k48000PerKey).c_str(), kSdbFormatEnriched, false));
     ASSERT_TRUE(held.GetFile().TryLockFile());
     const Outcome outcome = Remove({"-r", "all", "-y", "--json"});
     EXPECT_EQ(kExitBusy, outcome.nCode);
@@ -221,7 +218,7 @@ TEST_F(RemoveCommandTest, JsonTellsWhatWentAndWhatStayed) {
         {"file": "DIR/Src_0AC44.kvn", "removed": true}, {"file": "DIR/Src_0BB80.kvr", "removed": false}],
         "errors": ["DIR/Src_0BB80.kvr: another process is building it"]})"),
               outcome.Document());
-    EXPECT_THAT(Banks(), ElementsAre("Other_0AC44.kvn", k48000));
+    EXPECT_THAT(Banks(), ElementsAre("Other_0AC44.kvn", k48000PerKey));
 }
 
 TEST_F(RemoveCommandTest, WhatCannotBeRemovedTellsTheSystemsReason) {

@@ -22,10 +22,6 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-constexpr const char* k44100 = "Src_0AC44.kvn";
-constexpr const char* k44100PerKey = "Src_0AC44.kvr";
-constexpr const char* k48000 = "Src_0BB80.kvn";
-
 class TwoBuildsTest : public CommandTest {
 protected:
     TwoBuildsTest() { Source(); }
@@ -73,7 +69,7 @@ TEST_F(TwoBuildsTest, ABankThatAnotherHasFinishedMeanwhileIsSkipped) {
             EXPECT_EQ(0, Build("48000").nCode);
             finished = ReadFile(File(k48000));
         });
-        point.Add("Src_0BB80.kvr", [] { ADD_FAILURE() << "it is not even begun"; });
+        point.Add(k48000PerKey, [] { ADD_FAILURE() << "it is not even begun"; });
         const Outcome outcome = Build("44100,48000", {"--layout", row.pszLayout});
         EXPECT_EQ(0, outcome.nCode);
         EXPECT_THAT(outcome.strOut, ::testing::EndsWith(row.pszSaid));

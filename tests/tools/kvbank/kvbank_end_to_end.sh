@@ -1,14 +1,6 @@
 #!/bin/sh
 # kvbank_end_to_end.sh KVBANK - what shows in a process of its own only: signals and closed streams.
-set -u
-kvbank=$1
-dir=$(mktemp -d) || exit 1
-trap 'rm -rf "$dir"' EXIT
-
-fail() {
-    echo "FAILED: $*" >&2
-    exit 1
-}
+. "$(dirname "$0")/kvbank_scratch.sh"
 
 [ "$("$kvbank" --version)" = "kvbank 1.0" ] || fail "--version"
 

@@ -1,14 +1,6 @@
 #!/bin/sh
 # kvbank_two_builds.sh KVBANK - processes that build into one folder, and one that holds its lock.
-set -u
-kvbank=$1
-dir=$(mktemp -d) || exit 1
-trap 'rm -rf "$dir"' EXIT
-
-fail() {
-    echo "FAILED: $*" >&2
-    exit 1
-}
+. "$(dirname "$0")/kvbank_scratch.sh"
 
 "$kvbank" demo -o "$dir/Demo.kvs" -q || fail "demo"
 mkdir "$dir/banks"

@@ -1,0 +1,11 @@
+# kvbank_scratch.sh - for the scripts beside it: the program they are given, a folder that goes when they end,
+# and the word of a failure.
+set -u
+kvbank=$1
+dir=$(mktemp -d) || exit 1
+trap 'rm -rf "$dir"' EXIT
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
