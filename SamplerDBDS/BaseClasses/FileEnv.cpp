@@ -81,8 +81,9 @@ public:
         return true;
     }
 
-    bool TryLock(int nFile) override {
-        return Uninterrupted([&] { return flock(nFile, LOCK_EX | LOCK_NB); }) == 0;
+    bool TryLock(int nFile, FileLock lock) override {
+        const int nKind = lock == FileLock::kShared ? LOCK_SH : LOCK_EX;
+        return Uninterrupted([&] { return flock(nFile, nKind | LOCK_NB); }) == 0;
     }
 
     bool CheckPosition(int, uint64_t pos) override {

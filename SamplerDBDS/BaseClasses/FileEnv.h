@@ -26,6 +26,9 @@ struct FileFacts {
     }
 };
 
+// Any number of open files share a lock; an exclusive one suffers no other beside it.
+enum class FileLock { kShared, kExclusive };
+
 // The operations on files. A file is named by the handle that Open gave, 0 or more, until Close.
 // Threads: any; the operations on one file are serialised by its CXFile.
 // Errors:  a failed operation returns false or -1 with the reason in errno.
@@ -52,9 +55,9 @@ public:
 
     virtual bool GetFacts(int nFile, FileFacts& facts) = 0;
 
-    // The exclusive advisory lock (flock) of the file, without waiting; false with EWOULDBLOCK when another
-    // open file, of any process, holds it. It goes when the file is closed.
-    virtual bool TryLock(int nFile) = 0;
+    // The advisory lock (flock) of the file, without waiting; false with EWOULDBLOCK when another open file,
+    // of any process, holds one that does not go with it. It goes when the file is closed.
+    virtual bool TryLock(int nFile, FileLock lock) = 0;
 
     // Whether a stream may stand at `pos`, be it beyond the end; asked wherever a position is set or told.
     virtual bool CheckPosition(int nFile, uint64_t pos) = 0;

@@ -48,7 +48,7 @@ public:
     bool Flush();
     bool Sync();
     bool GetFacts(FileFacts& facts);
-    bool TryLockFile() { return m_pEnv->TryLock(m_nFile); }
+    bool TryLockFile(FileLock lock) { return m_pEnv->TryLock(m_nFile, lock); }
 
     // Where the stream stands, whatever the environment thinks of it.
     uint64_t Position() const { return m_pos; }

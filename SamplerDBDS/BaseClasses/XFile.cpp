@@ -141,8 +141,8 @@ bool CXFile::GetFacts(FileFacts& facts) {
     return WithStream([&](FileStream& stream) { return stream.GetFacts(facts); });
 }
 
-bool CXFile::TryLockFile() {
-    return WithStream([](FileStream& stream) { return stream.TryLockFile(); });
+bool CXFile::TryLockFile(FileLock lock) {
+    return WithStream([&](FileStream& stream) { return stream.TryLockFile(lock); });
 }
 
 // --- Texts ---

@@ -108,9 +108,9 @@ public:
     // The same length with device and inode, by which two paths to one file are told.
     bool GetFacts(FileFacts& facts);
 
-    // The exclusive advisory lock of the file (flock), without waiting; false when another holds it. It goes
-    // with Close.
-    bool TryLockFile();
+    // The advisory lock of the file (flock), without waiting; false when another open file holds one that
+    // does not go with it. It goes with Close.
+    bool TryLockFile(FileLock lock = FileLock::kExclusive);
 
 private:
     bool OpenStream(const char* pszPath, FileMode mode);

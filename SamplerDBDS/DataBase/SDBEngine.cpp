@@ -349,7 +349,7 @@ bool CSDB::UpdateDBUID(const DBUID* id) {
 
 bool CSDB::IsHeld(const char* pszPath) {
     CXFile file;
-    return file.Open(pszPath, 0) && !file.TryLockFile();
+    return file.Open(pszPath, 0) && !file.TryLockFile(FileLock::kShared);
 }
 
 namespace {
@@ -365,13 +365,25 @@ bool IsInterrupted(CXFile& file, uint32_t nFormat) {
     return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();
 }
 
-}  // namespace
-
-bool CSDB::HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
+// `file` is closed unless the answer is true.
+bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFile& file) {
     if (!file.Open(pszPath, 0)) return false;
-    if (file.TryLockFile() && IsInterrupted(file, nFormat)) return true;
+    if (file.TryLockFile(lock) && IsInterrupted(file, nFormat)) return true;
     file.Close();
     return false;
+}
+
+}  // namespace
+
+bool CSDB::IsInterruptedBuild(const char* pszPath, uint32_t nFormat) {
+    CXFile file;
+    return LockInterrupted(pszPath, nFormat, FileLock::kShared, file);
+}
+
+bool CSDB::HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
+    // The first look spares a whole database the lock that others would take for a build.
+    return IsInterruptedBuild(pszPath, nFormat) &&
+           LockInterrupted(pszPath, nFormat, FileLock::kExclusive, file);
 }
 
 }  // namespace Kestrova

@@ -149,12 +149,14 @@ public:
 
     // --- Files that are not open here.
 
-    // True when another open file, of any process, holds the file (flock), as a database does that it
-    // created. False for a file that cannot be opened.
+    // True when another open file, of any process, holds the file for itself (an exclusive flock), as a
+    // database does that it created. False for a file that cannot be opened. Lookers do not see each other.
     static bool IsHeld(const char* pszPath);
     // True when the file is what an interrupted build leaves: empty, or of the format and without a whole
-    // note or with a first note that was never committed; and no one holds it. `file` is then open on it and
-    // holds it, so that it can be deleted safely; otherwise `file` is closed.
+    // note or with a first note that was never committed; and no one holds it.
+    static bool IsInterruptedBuild(const char* pszPath, uint32_t nFormat);
+    // The same; `file` is then open on it and holds it, so that it can be deleted safely. Otherwise `file` is
+    // closed.
     static bool HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file);
 
 private:

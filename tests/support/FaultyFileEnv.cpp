@@ -160,7 +160,9 @@ bool FaultyFileEnv::GetFacts(int nFile, FileFacts& facts) {
     return !Strikes(FileOp::kFacts) && m_pSystem->GetFacts(nFile, facts);
 }
 
-bool FaultyFileEnv::TryLock(int nFile) { return !Strikes(FileOp::kLock) && m_pSystem->TryLock(nFile); }
+bool FaultyFileEnv::TryLock(int nFile, FileLock lock) {
+    return !Strikes(FileOp::kLock) && m_pSystem->TryLock(nFile, lock);
+}
 
 bool FaultyFileEnv::CheckPosition(int nFile, uint64_t pos) {
     return !Strikes(FileOp::kPosition) && m_pSystem->CheckPosition(nFile, pos);

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <system_error>
-#include <thread>
 
 #include "bank/BankRates.h"
 #include "tools/kvbank/PrivateFolder.h"
@@ -16,8 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kSuffixLength = std::string_view("_0AC44.kvn").size();
-constexpr int kMostLooks = 3;
-constexpr std::chrono::milliseconds kBetweenLooks{10};
 
 // errno of opening the file and reading from it, 0 when that can be done.
 int ReadError(const fs::path& path) {
@@ -28,24 +24,14 @@ int ReadError(const fs::path& path) {
     return file.GetLastError();
 }
 
-// Whoever looks holds the file for a moment himself, which is no build.
-bool IsBeingBuilt(const fs::path& path) {
-    for (int nLook = 0; nLook < kMostLooks; ++nLook) {
-        if (!CSDB::IsHeld(path.c_str())) return false;
-        std::this_thread::sleep_for(kBetweenLooks);
-    }
-    return true;
-}
-
 void TellState(BankFile& bank) {
-    CXFile held;
     CSDB database;
     if (const int nError = ReadError(bank.path); nError != 0) {
         bank.state = BankState::Unreadable;
         bank.strCause = std::strerror(nError);
-    } else if (IsBeingBuilt(bank.path)) {
+    } else if (CSDB::IsHeld(bank.path.c_str())) {
         bank.state = BankState::BeingBuilt;
-    } else if (CSDB::HoldInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched, held)) {
+    } else if (CSDB::IsInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched)) {
         bank.state = BankState::Interrupted;
     } else if (!OpenEitherKind(database, bank.path)) {
         bank.state = BankState::NotABank;

@@ -434,5 +434,19 @@ TEST_F(XFileTest, OnlyOneOpenFileHoldsTheFileLock) {
     EXPECT_TRUE(second.TryLockFile());
 }
 
+TEST_F(XFileTest, ASharedFileLockGoesWithOthersOfItsKindOnly) {
+    OpenWith("abc");
+    CXFile second;
+    ASSERT_TRUE(second.Open(Path().c_str(), 0));
+    EXPECT_TRUE(m_file.TryLockFile(FileLock::kShared));
+    EXPECT_TRUE(second.TryLockFile(FileLock::kShared));
+    EXPECT_FALSE(second.TryLockFile(FileLock::kExclusive));
+    m_file.Close();
+    EXPECT_TRUE(second.TryLockFile(FileLock::kExclusive));
+    OpenWith("abc");
+    EXPECT_FALSE(m_file.TryLockFile(FileLock::kShared));
+    EXPECT_EQ(EWOULDBLOCK, errno);
+}
+
 }  // namespace
 }  // namespace Kestrova

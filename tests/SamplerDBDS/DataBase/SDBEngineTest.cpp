@@ -200,6 +200,28 @@ TEST_F(SDBEngineTest, AFileThatIsBeingBuiltIsNotCreatedAnew) {
     EXPECT_TRUE(other.Create(m_strPath.c_str(), kSdbFormatPlain));
 }
 
+TEST_F(SDBEngineTest, LookersDoNotTakeEachOtherForABuild) {
+    WriteFile(m_strPath, std::string());
+    CXFile looker;
+    ASSERT_TRUE(looker.Open(m_strPath.c_str(), 0));
+    ASSERT_TRUE(looker.TryLockFile(FileLock::kShared));
+    EXPECT_FALSE(CSDB::IsHeld(m_strPath.c_str()));
+    EXPECT_TRUE(CSDB::IsInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched));
+    CXFile file;
+    EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file)) << "not alone";
+    EXPECT_FALSE(file.IsOpen());
+}
+
+TEST_F(SDBEngineTest, AWholeDatabaseIsNotLockedToSeeWhetherItsBuildWasInterrupted) {
+    ASSERT_TRUE(m_db.Create(m_strPath.c_str(), kSdbFormatEnriched));
+    AddNote(m_db, kSdbBank, kSdbNoID, "body");
+    ASSERT_TRUE(m_db.Close(true));
+    FaultyFileEnv env;
+    CXFile file;
+    EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
+    EXPECT_EQ(1, env.Calls(FileOp::kLock)) << "the shared lock of the look";
+}
+
 TEST_F(SDBEngineTest, AMissingFileIsNotHeld) { EXPECT_FALSE(CSDB::IsHeld(m_strPath.c_str())); }
 
 TEST_F(SDBEngineTest, AFileThatCannotBeLookedAtIsNotEmptied) {
@@ -235,6 +257,7 @@ TEST_F(SDBEngineTest, AnInterruptedBuildIsKnownByItsFirstNote) {
         SCOPED_TRACE(row.pszWhy);
         WriteFile(m_strPath, std::string(row.image.begin(), row.image.end()));
         CXFile file;
+        EXPECT_EQ(row.bInterrupted, CSDB::IsInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched));
         EXPECT_EQ(row.bInterrupted, CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
         EXPECT_EQ(row.bInterrupted, file.IsOpen());
         EXPECT_EQ(row.bInterrupted, CSDB::IsHeld(m_strPath.c_str()));
@@ -244,6 +267,7 @@ TEST_F(SDBEngineTest, AnInterruptedBuildIsKnownByItsFirstNote) {
 TEST_F(SDBEngineTest, ABuildThatGoesOnIsNotInterrupted) {
     ASSERT_TRUE(m_db.Create(m_strPath.c_str(), kSdbFormatEnriched));
     CXFile file;
+    EXPECT_FALSE(CSDB::IsInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched));
     EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
     EXPECT_FALSE(file.IsOpen());
     EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_dir.File("missing.kvn").c_str(), kSdbFormatEnriched, file));
