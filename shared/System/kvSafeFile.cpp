@@ -30,11 +30,6 @@ bool TakeAccess(int nNewFile, const String& strPath, mode_t nMode) {
     return fchmod(nNewFile, old.st_mode & 0777) == 0;
 }
 
-bool SyncFolder(const char* pszFolder) {
-    const FileDescriptor folder(open(pszFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return folder >= 0 && fsync(folder) == 0;
-}
-
 }  // namespace
 
 FileDescriptor::~FileDescriptor() {
@@ -55,14 +50,20 @@ bool ReadToEnd(int nFile, size_t nMaxBytes, std::string& strText) {
     return true;
 }
 
+int OpenFolder(const char* pszFolder) { return open(pszFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
+
+bool SyncFolder(int nFolder) { return fsync(nFolder) == 0 || errno == EINVAL; }
+
 bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode) {
     const std::string strFolder(strPath.c_str(), static_cast<size_t>(strPath.ReverseFind('/')) + 1);
     std::string strNew = strPath.c_str() + std::string(".new-XXXXXX");
     const FileDescriptor file(mkostemp(strNew.data(), O_CLOEXEC));
     if (file < 0) return false;
     if (TakeAccess(file, strPath, nMode) && WriteAll(file, content) && fsync(file) == 0 &&
-        std::rename(strNew.c_str(), strPath) == 0)
-        return SyncFolder(strFolder.c_str());
+        std::rename(strNew.c_str(), strPath) == 0) {
+        const FileDescriptor folder(OpenFolder(strFolder.c_str()));
+        return folder >= 0 && SyncFolder(folder);
+    }
     const int nError = errno;
     unlink(strNew.c_str());
     errno = nError;

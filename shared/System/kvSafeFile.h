@@ -28,6 +28,13 @@ private:
 // false when a read fails. Throws std::bad_alloc.
 bool ReadToEnd(int nFile, size_t nMaxBytes, std::string& strText);
 
+// The handle of a folder, to lock or sync it; -1 with errno set when it is none or cannot be opened.
+int OpenFolder(const char* pszFolder);
+
+// Waits until the disk has the names in an open folder. False with errno set; true on a file system that
+// knows no such thing.
+bool SyncFolder(int nFolder);
+
 // Puts a new file in the place of one, or of none, at an absolute path free of links. It has the permissions
 // and, where that is allowed, the owner of the old one; nMode when there was none. false, with the old file
 // whole, nothing beside it and errno set, when anything fails; false too when all but the folder could be

@@ -1,6 +1,5 @@
 #include "tools/kvbank/FolderLock.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -8,20 +7,17 @@
 #include <thread>
 
 #include "shared/System/kvCancelSignal.h"
+#include "shared/System/kvSafeFile.h"
 
 namespace Kestrova {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{20};
 
-int OpenFolder(const std::filesystem::path& folder) {
-    return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-}
-
 }  // namespace
 
 FolderLock::FolderLock(const std::filesystem::path& folder, std::chrono::milliseconds wait)
-    : m_nFolder(OpenFolder(folder)) {
+    : m_nFolder(OpenFolder(folder.c_str())) {
     if (m_nFolder >= 0)
         Take(wait);
     else
@@ -47,15 +43,11 @@ void FolderLock::Take(std::chrono::milliseconds wait) {
     m_outcome = Outcome::Held;
 }
 
-bool FolderLock::Sync() const {
-    return fsync(m_nFolder) == 0 || errno == EINVAL;  // some file systems know no such thing
-}
+bool FolderLock::Sync() const { return SyncFolder(m_nFolder); }
 
 bool FolderLock::IsHeldByAnother(const std::filesystem::path& folder) {
-    const int nFolder = OpenFolder(folder);
-    const bool bFree = nFolder >= 0 && flock(nFolder, LOCK_SH | LOCK_NB) == 0;
-    if (nFolder >= 0) close(nFolder);
-    return !bFree;
+    const FileDescriptor looker(OpenFolder(folder.c_str()));
+    return looker < 0 || flock(looker, LOCK_SH | LOCK_NB) != 0;
 }
 
 }  // namespace Kestrova

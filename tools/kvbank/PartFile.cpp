@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "shared/System/kvSafeFile.h"
+
 namespace Kestrova {
 namespace {
 
@@ -18,14 +20,6 @@ bool MakeNew(const std::filesystem::path& path) {
     if (nFile < 0) return false;
     close(nFile);
     return true;
-}
-
-// A folder that cannot be opened or synced has the new name all the same.
-void SyncFolder(const std::filesystem::path& folder) {
-    const int nFolder = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (nFolder < 0) return;
-    fsync(nFolder);
-    close(nFolder);
 }
 
 }  // namespace
@@ -51,7 +45,10 @@ PartFile::~PartFile() {
 bool PartFile::Publish() {
     if (std::rename(m_path.c_str(), m_place.c_str()) != 0) return false;
     m_path.clear();
-    SyncFolder(m_place.parent_path());
+    const std::filesystem::path parent = m_place.parent_path();
+    const FileDescriptor folder(OpenFolder(parent.empty() ? "." : parent.c_str()));
+    // A folder that cannot be opened or synced has the new name all the same.
+    if (folder >= 0) SyncFolder(folder);
     return true;
 }
 
