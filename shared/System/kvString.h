@@ -162,9 +162,8 @@ public:
     // other letter asserts "false" ("%E", "%lld" and "I64" among them). The output is cut at its first zero
     // byte; an output the C library refuses gives the empty text.
     // The room is estimated beforehand, mostly far too large. An output that outgrows even that ("%.40d" of a
-    // negative number, "%+f" and "% f" without a precision, a wide text of more than a byte a character) ends the process with
-    // "r <= GetAllocLength()".
-    // REQUIRES: no argument points into this String's text.
+    // negative number, "%+f" and "% f" without a precision, a wide text of more than a byte a character) ends
+    // the process with "r <= GetAllocLength()". REQUIRES: no argument points into this String's text.
     [[gnu::format(printf, 2, 3)]] void Format(const char* lpszFormat, ...);
     [[gnu::format(printf, 2, 0)]] void FormatV(const char* lpszFormat, va_list argList);
 
