@@ -92,8 +92,10 @@ KV_WRAP(dirent*, readdir, (DIR * p), (p), Fails("readdir"), SetErrno<dirent*>(nu
 KV_WRAP(int, stat, (const char* p, struct stat* s), (p, s), Fails("stat"),
         g_nError < 0 ? -g_nError : SetErrno(-1))
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's
 int __real_open(const char* p, int nFlags, ...);
 int __wrap_open(const char* p, int nFlags, ...);
+// NOLINTEND(bugprone-reserved-identifier)
 int __wrap_open(const char* p, int nFlags, ...) {
     va_list args;
     va_start(args, nFlags);

@@ -1,6 +1,8 @@
 // TestDatabase.h - sample database files made and looked at byte by byte, and a record that is any bytes.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <tuple>
@@ -144,5 +146,20 @@ inline std::vector<uint32_t> ChildrenOf(const CSDB& db, uint32_t idParent, uint3
         arIDs.push_back(note->idNote);
     return arIDs;
 }
+
+// A database in a folder of its own, made anew or opened on given bytes.
+class DatabaseTest : public testing::Test {
+protected:
+    bool Create() { return m_db.Create(m_strPath.c_str(), kSdbFormatPlain); }
+    bool Open(bool bWritable = true) { return m_db.Open(m_strPath.c_str(), kSdbFormatPlain, bWritable); }
+    bool OpenImage(const Bytes& image, bool bWritable = true) {
+        WriteFile(m_strPath, image);
+        return Open(bWritable);
+    }
+
+    const TempDir m_dir;
+    const std::string m_strPath = m_dir.File("test.kvn");
+    CSDB m_db;
+};
 
 }  // namespace Kestrova::Test

@@ -31,10 +31,12 @@ int NoteLevel(void* pArgument) {
 
 extern "C" {
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's --wrap leads calls to these names
 int __wrap_sched_get_priority_min(int nPolicy);
 int __wrap_sched_get_priority_max(int nPolicy);
 int __wrap_pthread_getschedparam(pthread_t thread, int* pnPolicy, sched_param* pParam);
 int __wrap_pthread_setschedparam(pthread_t thread, int nPolicy, const sched_param* pParam);
+// NOLINTEND(bugprone-reserved-identifier)
 
 int __wrap_sched_get_priority_min(int nPolicy) { return nPolicy == 0 ? 1 : -1; }
 int __wrap_sched_get_priority_max(int nPolicy) { return nPolicy == 0 ? 99 : -1; }

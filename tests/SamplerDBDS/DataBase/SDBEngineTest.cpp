@@ -12,19 +12,7 @@ namespace {
 
 using namespace Test;
 
-class SDBEngineTest : public testing::Test {
-protected:
-    bool Create() { return m_db.Create(m_strPath.c_str(), kSdbFormatPlain); }
-    bool Open(bool bWritable = true) { return m_db.Open(m_strPath.c_str(), kSdbFormatPlain, bWritable); }
-    bool OpenImage(const Bytes& image, bool bWritable = true) {
-        WriteFile(m_strPath, image);
-        return Open(bWritable);
-    }
-
-    const TempDir m_dir;
-    const std::string m_strPath = m_dir.File("test.kvn");
-    CSDB m_db;
-};
+class SDBEngineTest : public DatabaseTest {};
 
 // --- Create, open, close ---
 

@@ -101,7 +101,7 @@ TEST(StringTest, IsOnePointer) {
     EXPECT_EQ(sizeof(char*), sizeof(String));
     const String str("abc");
     const char* pch = nullptr;
-    std::memcpy(&pch, &str, sizeof pch);
+    std::memcpy(&pch, static_cast<const void*>(&str), sizeof pch);
     EXPECT_EQ(str.c_str(), pch);
 }
 
