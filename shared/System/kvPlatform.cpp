@@ -1,6 +1,7 @@
 #include "shared/System/kvPlatform.h"
 
 #include <pwd.h>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,7 +70,12 @@ String GetHomeFolder() {
 String GetExecutablePath() {
     std::array<char, PATH_MAX> path;  // the system itself gives no longer one
     const ssize_t nLength = readlink("/proc/self/exe", path.data(), path.size());
-    return nLength > 0 ? String(path.data(), static_cast<int>(nLength)) : String();
+    if (nLength > 0) return String(path.data(), static_cast<int>(nLength));
+    // Without /proc: what the program was started as.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the system hands its pointers over as integers
+    const auto* pszStarted = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+    if (pszStarted == nullptr || realpath(pszStarted, path.data()) == nullptr) return {};
+    return path.data();
 }
 
 bool MakeMissingFolders(const char* pszPath, mode_t nMode) {

@@ -26,7 +26,9 @@ String GetLocalConfigFolder();
 // $HOME, else the home folder the user database knows; empty when neither is an absolute path.
 String GetHomeFolder();
 
-// The absolute path of the running program's file, free of links; empty when the system does not tell.
+// The absolute path of the running program's file, free of links; empty when the system does not tell. Where
+// no /proc is mounted, a program started by a relative path finds itself only in the working folder it began
+// in.
 String GetExecutablePath();
 
 // Makes the folders of an absolute path that are missing, with these permissions less the umask. Whether the

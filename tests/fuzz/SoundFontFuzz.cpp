@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "tests/support/MemoryFile.h"
+#include "tests/support/TempDir.h"
 #include "tools/kvbank/SoundFontPlan.h"
 
 namespace {
@@ -28,9 +28,10 @@ void CheckWave(const SoundFont& font, const PlannedWave& wave) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
-    const Test::MemoryFile file(p, n);
+    static const Test::TempDir dir;
+    Test::WriteFile(dir.File("font.sf2"), Test::Bytes(p, p + n));
     SoundFont font;
-    if (!font.Open(file.Path())) return 0;
+    if (!font.Open(dir.File("font.sf2"))) return 0;
     ImportReport report;
     ImportPlan plan;
     if (!SoundFontPlanner(font, report).Make({}, plan)) return 0;

@@ -8,24 +8,44 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
 namespace {
 
-std::atomic<const char*> g_pszCall{nullptr};
-std::atomic<int> g_nError{0};
-std::atomic<int> g_nNth{0};
-std::atomic<int> g_nCalls{0};
+// A fault, in a place that outlives it: another thread may be in a call when it ends.
+struct Slot {
+    std::atomic<const char*> pszCall{nullptr};  // null when the slot is free
+    std::atomic<int> nError{0};
+    std::atomic<int> nNth{0};
+    std::atomic<int> nCalls{0};
+};
+
+std::array<Slot, 2> g_slots;
+thread_local int g_nError = 0;  // of the call that is being made to fail
 timespec g_lastTime{};
 
 bool Fails(const char* pszCall) {
-    const char* pszWanted = g_pszCall;
-    return pszWanted != nullptr && std::strcmp(pszCall, pszWanted) == 0 && ++g_nCalls == g_nNth;
+    for (Slot& slot : g_slots) {
+        const char* pszWanted = slot.pszCall;
+        if (pszWanted == nullptr || std::strcmp(pszCall, pszWanted) != 0) continue;
+        if (++slot.nCalls != slot.nNth) continue;
+        g_nError = slot.nError;
+        return true;
+    }
+    return false;
+}
+
+size_t FreeSlot() {
+    for (size_t n = 0; n < g_slots.size(); ++n)
+        if (g_slots[n].pszCall == nullptr) return n;
+    std::abort();
 }
 
 bool FailsAt(const char* pszCall, const timespec* pTime) {
@@ -44,16 +64,17 @@ T SetErrno(T failed) {
 
 namespace Kestrova::Test {
 
-PosixFault::PosixFault(const char* pszCall, int nError, int nNth) {
-    g_nError = nError;
-    g_nNth = nNth;
-    g_nCalls = 0;
-    g_pszCall = pszCall;
+PosixFault::PosixFault(const char* pszCall, int nError, int nNth) : m_nSlot(FreeSlot()) {
+    Slot& slot = g_slots[m_nSlot];
+    slot.nError = nError;
+    slot.nNth = nNth;
+    slot.nCalls = 0;
+    slot.pszCall = pszCall;
 }
 
-PosixFault::~PosixFault() { g_pszCall = nullptr; }
+PosixFault::~PosixFault() { g_slots[m_nSlot].pszCall = nullptr; }
 
-int PosixFault::Calls() const { return g_nCalls; }
+int PosixFault::Calls() const { return g_slots[m_nSlot].nCalls; }
 
 timespec PosixFault::LastTime() const { return g_lastTime; }
 
@@ -65,7 +86,7 @@ timespec PosixFault::LastTime() const { return g_lastTime; }
     result __wrap_##name parameters;                                 \
     result __wrap_##name parameters { return (fails) ? (failure) : __real_##name arguments; }
 #define KV_WRAP_PTHREAD(name, parameters, arguments) \
-    KV_WRAP(int, name, parameters, arguments, Fails(#name), g_nError.load())
+    KV_WRAP(int, name, parameters, arguments, Fails(#name), g_nError)
 
 extern "C" {
 
@@ -80,7 +101,7 @@ KV_WRAP_PTHREAD(pthread_cond_init, (pthread_cond_t * p, const pthread_condattr_t
 KV_WRAP_PTHREAD(pthread_cond_broadcast, (pthread_cond_t * p), (p))
 KV_WRAP_PTHREAD(pthread_cond_wait, (pthread_cond_t * p, pthread_mutex_t* m), (p, m))
 KV_WRAP(int, pthread_cond_timedwait, (pthread_cond_t * p, pthread_mutex_t* m, const timespec* t), (p, m, t),
-        FailsAt("pthread_cond_timedwait", t), g_nError.load())
+        FailsAt("pthread_cond_timedwait", t), g_nError)
 KV_WRAP_PTHREAD(pthread_create, (pthread_t * p, const pthread_attr_t* a, void* (*f)(void*), void* v),
                 (p, a, f, v))
 KV_WRAP_PTHREAD(pthread_join, (pthread_t t, void** p), (t, p))
@@ -118,8 +139,9 @@ KV_WRAP(int, link, (const char* p, const char* q), (p, q), Fails("link"), SetErr
 KV_WRAP(int, mkdir, (const char* p, mode_t n), (p, n), Fails("mkdir"), SetErrno(-1))
 KV_WRAP(ssize_t, readlink, (const char* p, char* q, size_t n), (p, q, n), Fails("readlink"),
         SetErrno<ssize_t>(-1))
+KV_WRAP(char*, realpath, (const char* p, char* q), (p, q), Fails("realpath"), SetErrno<char*>(nullptr))
 KV_WRAP(int, getpwuid_r, (uid_t u, struct passwd* p, char* q, size_t n, struct passwd** r), (u, p, q, n, r),
-        Fails("getpwuid_r"), g_nError.load())
+        Fails("getpwuid_r"), g_nError)
 
 KV_WRAP(void*, malloc, (size_t n), (n), Fails("malloc"), SetErrno<void*>(nullptr))
 KV_WRAP(void*, calloc, (size_t n, size_t size), (n, size), Fails("calloc"), SetErrno<void*>(nullptr))

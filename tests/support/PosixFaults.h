@@ -3,6 +3,7 @@
 // libraries are not touched.
 #pragma once
 
+#include <cstddef>
 #include <ctime>
 
 namespace Kestrova::Test {
@@ -12,8 +13,8 @@ namespace Kestrova::Test {
 // success).
 // "_Znwm", operator new, throws std::bad_alloc; "_ZnwmRKSt9nothrow_t" and "_ZnamRKSt9nothrow_t" are the forms
 // of new that give null. For stat a negative error is its answer negated: -2 makes it answer 2; for write it
-// is the bytes that are written of the text all the same. One fault at a time; calls are counted on all
-// threads.
+// is the bytes that are written of the text all the same. Two faults at a time, made and ended by one
+// thread; calls are counted on all threads.
 class PosixFault {
 public:
     PosixFault(const char* pszCall, int nError, int nNth = 1);
@@ -25,6 +26,9 @@ public:
     int Calls() const;
     // The time handed to the last pthread_cond_timedwait or nanosleep that was made to fail.
     timespec LastTime() const;
+
+private:
+    size_t m_nSlot;
 };
 
 }  // namespace Kestrova::Test

@@ -9,6 +9,7 @@
 #include "shared/System/kvString.h"
 #include "tests/app/qt/ProgramRun.h"
 #include "tests/app/qt/WindowFixture.h"
+#include "tests/support/OwnExecutable.h"
 #include "tests/support/TempDir.h"
 
 namespace Kestrova::Test {
@@ -128,10 +129,10 @@ TEST(LocaleTest, TheUsersLanguageChangesNothing) {
         RunCommand("localedef -i " + strLanguage.substr(0, nPoint) + " -f " + strLanguage.substr(nPoint + 1) +
                        " " + dir.File(strLanguage),
                    dir);
-        const ProgramRun run = RunCommand("env LOCPATH=" + dir.Path().string() + " LC_ALL=" + strLanguage +
-                                              " /proc/" + std::to_string(getpid()) +
-                                              "/exe --gtest_filter=LocaleTest.TheLanguageIsThePlainOne",
-                                          dir);
+        const ProgramRun run =
+            RunCommand("env LOCPATH=" + dir.Path().string() + " LC_ALL=" + strLanguage + " '" +
+                           OwnExecutable() + "' --gtest_filter=LocaleTest.TheLanguageIsThePlainOne",
+                       dir);
         EXPECT_EQ(0, run.nStatus) << run.strOut << run.strErr;
         EXPECT_NE(std::string::npos, run.strOut.find("[  PASSED  ] 1 test.")) << run.strOut;
     }

@@ -12,11 +12,13 @@
 
 #include "shared/System/kvModule.h"
 #include "shared/System/kvPreferences.h"
+#include "tests/support/OwnExecutable.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/PrivateHome.h"
 #include "tests/support/TempDir.h"
 
 using namespace Kestrova;
+using Kestrova::Test::OwnExecutable;
 using Kestrova::Test::PosixFault;
 using Kestrova::Test::PrivateHomeTest;
 using Kestrova::Test::TempDir;
@@ -34,7 +36,7 @@ std::string EnsureFolder(const std::string& strPath) {
 }
 
 // The folder of this test program.
-std::string OwnFolder() { return fs::canonical("/proc/self/exe").parent_path().string() + "/"; }
+std::string OwnFolder() { return fs::path(OwnExecutable()).parent_path().string() + "/"; }
 
 class ModuleTest : public PrivateHomeTest {
 protected:
@@ -117,13 +119,13 @@ TEST_F(ModuleTest, AFailedClimbLeavesTheLocation) {
 
 TEST_F(ModuleTest, TheRootCanHoldTheInstallation) {
     Module::SetLocation({"/some/", "where"});
-    Module::Init("/proc/sys/kernel/ostype", "StgMan", "1.0");
+    Module::Init("/usr/share/common-licenses/GPL-3", "StgMan", "1.0");
     EXPECT_EQ("/|", Location());
 }
 
 TEST_F(ModuleTest, ABareNameWasFoundByTheShellSoTheClimbBeginsAtTheProgramsOwnFile) {
     Module::SetLocation({"/some/", "where"});
-    Module::Init(fs::canonical("/proc/self/exe").c_str(), "StgMan", "1.0");
+    Module::Init(OwnExecutable().c_str(), "StgMan", "1.0");
     const std::string strExpected = Location();
     ASSERT_NE("/some/|where", strExpected);
     for (const char* pszPath : {static_cast<const char*>(nullptr), "", "program"}) {
@@ -170,7 +172,7 @@ TEST_F(ModuleTest, TheModulesFolderIsThatOfTheProgramsOwnFileWhateverItWasStarte
         EXPECT_EQ(OwnFolder(), std::string(Module::GetFolderPath()));
         EXPECT_EQ(OwnFolder(), std::string(Module::GetPath(Module::kAppPathModule)));
     }
-    EXPECT_EQ(fs::canonical("/proc/self/exe").string(), std::string(Module::getMainBundle()));
+    EXPECT_EQ(OwnExecutable(), std::string(Module::getMainBundle()));
 }
 
 TEST_F(ModuleDeathTest, TheFirstInitFindsTheExecutablesFolderAndALaterOneKeepsThePath) {
@@ -186,7 +188,8 @@ TEST_F(ModuleDeathTest, TheFirstInitFindsTheExecutablesFolderAndALaterOneKeepsTh
 
 TEST_F(ModuleDeathTest, AProgramThatCannotFindItsOwnFileEnds) {
     const auto fnRun = [] {
-        const PosixFault fault("readlink", ENOENT);
+        const PosixFault noLink("readlink", ENOENT);
+        const PosixFault noPath("realpath", ENOENT);
         Module::getMainBundle();
     };
     EXPECT_EXIT(fnRun(), testing::KilledBySignal(SIGABRT), AssertionOf("getMainBundle", "mainBundle != 0"));

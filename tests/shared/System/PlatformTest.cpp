@@ -9,10 +9,12 @@
 #include <string>
 
 #include "shared/System/kvPlatform.h"
+#include "tests/support/OwnExecutable.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/PrivateHome.h"
 
 using namespace Kestrova;
+using Kestrova::Test::OwnExecutable;
 using Kestrova::Test::PosixFault;
 using Kestrova::Test::PrivateHomeTest;
 using Kestrova::Test::TempDir;
@@ -134,11 +136,18 @@ TEST_F(PlatformTest, AUserWithoutAHomeHasNoFolders) {
 }
 
 TEST(ExecutablePathTest, ItIsTheProgramsOwnFile) {
-    EXPECT_EQ(fs::canonical("/proc/self/exe").string(), std::string(GetExecutablePath()));
+    EXPECT_EQ(OwnExecutable(), std::string(GetExecutablePath()));
+}
+
+TEST(ExecutablePathTest, ItIsFoundWhereNoProcIsMounted) {
+    const PosixFault fault("readlink", ENOENT);
+    EXPECT_EQ(OwnExecutable(), std::string(GetExecutablePath()));
+    EXPECT_EQ(1, fault.Calls());
 }
 
 TEST(ExecutablePathTest, ItIsEmptyWhenTheSystemDoesNotTell) {
-    const PosixFault fault("readlink", ENOENT);
+    const PosixFault noLink("readlink", ENOENT);
+    const PosixFault noPath("realpath", ENOENT);
     EXPECT_EQ("", std::string(GetExecutablePath()));
 }
 
