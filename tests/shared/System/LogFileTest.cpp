@@ -53,8 +53,8 @@ constexpr int kMostOpenFiles = 1024;  // of this program, by far
 // This process's descriptors that are open on a file.
 std::vector<int> DescriptorsOf(const std::string& strPath) {
     std::vector<int> files;
-    struct stat wanted, found;
-    if (stat(strPath.c_str(), &wanted) != 0) return files;
+    struct stat wanted = {}, found = {};
+    if (stat(strPath.c_str(), &wanted) != 0) ADD_FAILURE() << strPath << ": no such file";
     for (int nFile = 0; nFile < kMostOpenFiles; ++nFile)
         if (fstat(nFile, &found) == 0 && found.st_dev == wanted.st_dev && found.st_ino == wanted.st_ino)
             files.push_back(nFile);
