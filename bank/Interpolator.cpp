@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-#include "bank/FilterKernel.h"
-#include "bank/ResampleLoops.h"
+#include "bank/resample/FilterKernel.h"
+#include "bank/resample/ResampleLoops.h"
 
 namespace Kestrova {
 

@@ -1,26 +1,9 @@
 // Interpolator.h - the interpolation kernels: one output sample from the source samples around a position.
 #pragma once
 
+#include "bank/resample/KernelArgs.h"
+
 namespace Kestrova {
-
-// The state of one conversion, shared by the resampler and its kernels; the order of the fields is fixed.
-// Owner: none; the wave and the destination belong to whoever asked for the conversion.
-// The wave lies in [pSource, pSourceEnd). Kernels read at most kGuardFrames outside it; what lies farther
-// away counts as silence. With a null pSourceEnd a kernel reads as far as its filter reaches.
-struct _Args {
-    int nPhase;            // fractional source position, 0..32767, in 1/32768 frame
-    int nTableStep;        // way through the coefficient table per source frame, in 1/128 entry, 0..32768
-    int nGain;             // output gain of the filter kernels, in 1/8192
-    int nStep;             // source advance per output frame, in 1/32768 frame
-    int nCleared;          // always 0
-    int arKernelWords[4];  // room for kernels, unused by the present ones
-    char* pSource;
-    char* pDestination;
-    char* pSourceEnd;
-};
-
-// The kernels read up to this many frames before and after the wave, so its buffer needs that much room.
-inline constexpr int kGuardFrames = 256;
 
 // Sixteen band-limited kernels, _f<X><Y><bits><channels>:
 //   X  0 = coefficients as they stand in the table, 1 = interpolated between its entries

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstdint>
 
-#include "bank/FilterLoops.h"
-#include "bank/KernelDispatch.h"
-#include "bank/ResampleLoops.h"
+#include "bank/resample/FilterLoops.h"
+#include "bank/resample/KernelDispatch.h"
+#include "bank/resample/ResampleLoops.h"
 
 namespace Kestrova {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "bank/KernelDispatch.h"
 #include "bank/Resampler.h"
+#include "bank/resample/KernelDispatch.h"
 
 namespace Kestrova {
 namespace {

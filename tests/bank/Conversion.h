@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "bank/KernelDispatch.h"
 #include "bank/Resampler.h"
+#include "bank/resample/KernelDispatch.h"
 #include "tests/support/FencedBytes.h"
 #include "tests/support/TempDir.h"
 

@@ -3,8 +3,8 @@
 #include <map>
 #include <string>
 
-#include "bank/FilterTables.h"
 #include "bank/Interpolator.h"
+#include "bank/resample/FilterTables.h"
 #include "tests/bank/Conversion.h"
 #include "tests/support/Vectors.h"
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <vector>
 
+#include "import/soundfont/SoundFontPlan.h"
 #include "tests/support/TempDir.h"
-#include "tools/kvbank/SoundFontPlan.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "tools/kvbank/BuildRun.h"
-#include "tools/kvbank/RateOptions.h"
+#include "tools/kvbank/build/BuildRun.h"
+#include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
 namespace {

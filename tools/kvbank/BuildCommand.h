@@ -3,9 +3,9 @@
 
 #include <vector>
 
-#include "tools/kvbank/BuildPlan.h"
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/EngineRun.h"
+#include "tools/kvbank/build/BuildPlan.h"
+#include "tools/kvbank/engine/EngineRun.h"
 
 namespace Kestrova {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/kvbank/Console.h"
+#include "tools/kvbank/terminal/Console.h"
 
 namespace Kestrova {
 

@@ -6,8 +6,8 @@
 
 #include "bank/BankFileName.h"
 #include "shared/System/kvCancelSignal.h"
-#include "tools/kvbank/DemoInstrument.h"
-#include "tools/kvbank/PartFile.h"
+#include "tools/kvbank/demo/DemoInstrument.h"
+#include "tools/kvbank/folder/PartFile.h"
 
 namespace Kestrova {
 

@@ -9,10 +9,11 @@
 #include <optional>
 #include <system_error>
 
+#include "import/soundfont/SoundFontImport.h"
 #include "shared/System/kvCancelSignal.h"
-#include "tools/kvbank/PartFile.h"
-#include "tools/kvbank/Progress.h"
-#include "tools/kvbank/SoundFontImport.h"
+#include "tools/kvbank/ImportReporter.h"
+#include "tools/kvbank/folder/PartFile.h"
+#include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova {
 namespace {
@@ -44,6 +45,17 @@ std::string PresetRow(const std::string& strNumber, const std::string& strZones,
     char columns[32];
     std::snprintf(columns, sizeof columns, "%-9s %5s  ", strNumber.c_str(), strZones.c_str());
     return columns + strName;
+}
+
+ExitCode ExitCodeOf(ImportEnd end) {
+    switch (end) {
+        case ImportEnd::Done: return kExitDone;
+        case ImportEnd::Cancelled: return kExitProblem;
+        case ImportEnd::Unreadable: return kExitBadInput;
+        case ImportEnd::NotWritten: return kExitOutput;
+        case ImportEnd::NoMemory: return kExitNoMemory;
+    }
+    return kExitInternal;
 }
 
 }  // namespace
@@ -150,7 +162,7 @@ ExitCode ImportCommand::Import(Console& console, Json& report) {
         report["output"] = m_strOutput;
         code = WriteBank(console, plan, report);
     }
-    m_report.AddTo(report);
+    AddToDocument(m_report, report);
     return code;
 }
 
@@ -166,14 +178,14 @@ ExitCode ImportCommand::MakePlan(Console& console, ImportPlan& plan) {
                       std::to_string(SoundFontPlanner::kMostMeetings) + " times");
         return kExitBadInput;
     }
-    m_report.SayEntries(console);
+    SayEntries(m_report, console);
     if (CancelSignal() != 0) {
         console.Error(m_strFont + ": " + DescribeResult(kBankCancelled));
         return kExitProblem;
     }
     if (m_bStrict && m_report.HasLosses()) {
         console.Error(m_strFont +
-                      ": nothing is written, for not all of it would be whole: " + m_report.Summary());
+                      ": nothing is written, for not all of it would be whole: " + SummaryOf(m_report));
         return kExitLoss;
     }
     if (!plan.waves.empty()) return kExitDone;
@@ -192,8 +204,9 @@ ExitCode ImportCommand::WriteBank(Console& console, const ImportPlan& plan, Json
     ExitCode code = kExitDone;
     {
         Progress progress(console, fs::path(m_strOutput).filename().string(), 0);
-        code = import.Write(part.Path().string(),
-                            [&](double fraction, uint64_t nBytes) { progress.Show(fraction, nBytes); });
+        code = ExitCodeOf(import.Write(part.Path().string(), [&](double fraction, uint64_t nBytes) {
+            progress.Show(fraction, nBytes);
+        }));
     }
     if (code == kExitDone && CancelSignal() != 0) code = kExitProblem;
     if (code != kExitDone) {
@@ -215,7 +228,7 @@ ExitCode ImportCommand::WriteBank(Console& console, const ImportPlan& plan, Json
     console.Say(m_strOutput + ": " + Counted(plan.CountBanks(), "bank") + ", " +
                 Counted(plan.programs.size(), "preset") + ", " + Counted(plan.CountRegions(), "region") +
                 ", " + Counted(plan.CountLayers(), "layer") + ", " + Counted(plan.waves.size(), "sample") +
-                "; " + m_report.Summary());
+                "; " + SummaryOf(m_report));
     console.Say(m_strOutput + ": " + ReadableSize(import.GetBytes()) + " in " + ReadableTime(seconds));
     return kExitDone;
 }

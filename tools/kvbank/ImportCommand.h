@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "import/ImportReport.h"
+#include "import/soundfont/SoundFont.h"
+#include "import/soundfont/SoundFontPlan.h"
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/ImportReport.h"
-#include "tools/kvbank/SoundFont.h"
-#include "tools/kvbank/SoundFontPlan.h"
 
 namespace Kestrova {
 

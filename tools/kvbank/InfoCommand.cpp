@@ -4,8 +4,8 @@
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "bank/BankFileName.h"
-#include "tools/kvbank/BankFolder.h"
-#include "tools/kvbank/RecordNames.h"
+#include "tools/kvbank/engine/RecordNames.h"
+#include "tools/kvbank/folder/BankFolder.h"
 
 namespace Kestrova {
 namespace {

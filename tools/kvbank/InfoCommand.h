@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/EngineRun.h"
+#include "tools/kvbank/engine/EngineRun.h"
 
 namespace Kestrova {
 

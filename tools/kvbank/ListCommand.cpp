@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "tools/kvbank/BankFolder.h"
-#include "tools/kvbank/EngineRun.h"
-#include "tools/kvbank/RateOptions.h"
+#include "tools/kvbank/engine/EngineRun.h"
+#include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
 namespace {

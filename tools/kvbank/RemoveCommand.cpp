@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
-#include "tools/kvbank/RateOptions.h"
+#include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
 

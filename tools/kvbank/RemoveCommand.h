@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/kvbank/BankFolder.h"
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/EngineRun.h"
+#include "tools/kvbank/engine/EngineRun.h"
+#include "tools/kvbank/folder/BankFolder.h"
 
 namespace Kestrova {
 

@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
-#include "tools/kvbank/BankVerifier.h"
-#include "tools/kvbank/Progress.h"
+#include "tools/kvbank/terminal/Progress.h"
+#include "tools/kvbank/verify/BankVerifier.h"
 
 namespace Kestrova {
 namespace {

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/EngineRun.h"
-#include "tools/kvbank/NoteScan.h"
-#include "tools/kvbank/ProblemList.h"
-#include "tools/kvbank/SourceComparison.h"
+#include "tools/kvbank/engine/EngineRun.h"
+#include "tools/kvbank/verify/NoteScan.h"
+#include "tools/kvbank/verify/ProblemList.h"
+#include "tools/kvbank/verify/SourceComparison.h"
 
 namespace Kestrova {
 

@@ -6,7 +6,7 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/ForcedPoint.h"
-#include "tools/kvbank/PrivateFolder.h"
+#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {

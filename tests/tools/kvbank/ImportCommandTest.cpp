@@ -1,12 +1,13 @@
 #include <csignal>
 #include <cstring>
 
+#include "import/soundfont/SoundFontZones.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/SoundFontMaker.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tools/kvbank/ImportCommand.h"
-#include "tools/kvbank/SoundFontZones.h"
+#include "tools/kvbank/ImportReporter.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -461,11 +462,11 @@ TEST_F(ImportCommandTest, TheSummaryCountsRecordsCopiedAndThingsDropped) {
     report.Note(ImportEvent::Copied, "sample \"A\"", "", 3);
     report.Note(ImportEvent::Copied, "sample \"B\"");
     for (int i = 0; i < 5; ++i) report.Note(ImportEvent::Dropped, "sample \"C\"", "it has no frames");
-    EXPECT_EQ("0 joined, 4 copied, 0 repaired, 1 dropped", report.Summary());
+    EXPECT_EQ("0 joined, 4 copied, 0 repaired, 1 dropped", SummaryOf(report));
     std::istringstream in;
     std::ostringstream out, err;
     Console console(in, out, err);
-    report.SayEntries(console);
+    SayEntries(report, console);
     EXPECT_EQ("dropped: sample \"C\": it has no frames (5 times)\n", out.str());
 }
 

@@ -1,8 +1,8 @@
 // The program as a whole: verbs, global options, rates, exit codes and the names of records.
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
-#include "tools/kvbank/RateOptions.h"
-#include "tools/kvbank/RecordNames.h"
+#include "tools/kvbank/engine/RecordNames.h"
+#include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -3,8 +3,8 @@
 
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/Unprivileged.h"
-#include "tools/kvbank/BankFolder.h"
-#include "tools/kvbank/PrivateFolder.h"
+#include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -10,9 +10,9 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/ForcedPoint.h"
-#include "tools/kvbank/BankFolder.h"
 #include "tools/kvbank/BuildCommand.h"
-#include "tools/kvbank/FolderLock.h"
+#include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/folder/FolderLock.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -5,7 +5,7 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/support/Vectors.h"
 #include "tests/tools/kvbank/CommandFixture.h"
-#include "tools/kvbank/PrivateFolder.h"
+#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -1,0 +1,245 @@
+#include "import/soundfont/SoundFont.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "SamplerDBDS/DataBase/SDBFormat.h"
+
+namespace Kestrova {
+namespace {
+
+// Rows of the tables, little-endian like this host.
+namespace PresetRow {
+constexpr FieldSpan kProgram{20, 2}, kBank{22, 2}, kFirstBag{24, 2};
+constexpr size_t kBytes = 38;
+}  // namespace PresetRow
+namespace InstrumentRow {
+constexpr FieldSpan kFirstBag{20, 2};
+constexpr size_t kBytes = 22;
+}  // namespace InstrumentRow
+namespace BagRow {
+constexpr FieldSpan kFirstGenerator{0, 2}, kFirstModulator{2, 2};
+constexpr size_t kBytes = 4;
+}  // namespace BagRow
+namespace GeneratorRow {
+constexpr FieldSpan kOperator{0, 2}, kAmount{2, 2};
+constexpr size_t kBytes = 4;
+}  // namespace GeneratorRow
+namespace ModulatorRow {
+constexpr size_t kBytes = 10;
+}  // namespace ModulatorRow
+namespace SampleRow {
+constexpr FieldSpan kStart{20, 4}, kEnd{24, 4}, kLoopStart{28, 4}, kLoopEnd{32, 4}, kRate{36, 4};
+constexpr FieldSpan kRootKey{40, 1}, kCorrection{41, 1}, kLink{42, 2}, kType{44, 2};
+constexpr size_t kBytes = 46;
+}  // namespace SampleRow
+
+constexpr size_t kNameBytes = 20;          // a row's name, its first field
+constexpr size_t kMostRows = 0x10000 + 1;  // 16-bit indexes reach no farther; one terminal row
+constexpr uint64_t kMostTextBytes = 256;   // of a text of INFO, terminators included
+constexpr uint64_t kFramesPerPiece = 16384;
+constexpr uint16_t kMajorVersion = 2;
+constexpr uint16_t kMinorVersionOf24Bits = 4;
+
+// Up to the first zero byte, without the blanks that fill old files' names.
+std::string TextOf(const uint8_t* p, size_t n) {
+    std::string strText(p, std::find(p, p + n, uint8_t{0}));
+    strText.erase(strText.find_last_not_of(' ') + 1);
+    return strText;
+}
+
+std::string Quoted(FontChunk chunk) { return std::string{'"'} + SoundFontChunks::NameOf(chunk) + '"'; }
+
+// Sets owners[i].*pList to the part of items from firsts[i] to firsts[i + 1]; false when the firsts fall or
+// reach beyond the items.
+template <class TOwner, class TItem>
+bool Share(const std::vector<uint16_t>& firsts, const std::vector<TItem>& items, std::vector<TOwner>& owners,
+           std::span<const TItem> TOwner::*pList) {
+    for (size_t i = 0; i < owners.size(); ++i) {
+        if (firsts[i] > firsts[i + 1] || firsts[i + 1] > items.size()) return false;
+        owners[i].*pList = std::span(items).subspan(firsts[i], size_t{firsts[i + 1]} - firsts[i]);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool SoundFont::Fail(const std::string& strError) {
+    m_strError = strError;
+    return false;
+}
+
+bool SoundFont::Open(const std::string& strPath) {
+    if (!m_file.Open(strPath.c_str(), 0)) return Fail(std::strerror(errno));
+    return m_chunks.Find(m_file, m_strError) && ReadVersion() && ReadText(FontChunk::Name, m_strName) &&
+           ReadText(FontChunk::Copyright, m_strCopyright) && FindWaves() && ReadPresets() &&
+           ReadInstruments() && ReadSamples();
+}
+
+std::string SoundFont::GetVersion() const {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%u.%02u", unsigned{m_nMajor}, unsigned{m_nMinor});
+    return text.data();
+}
+
+bool SoundFont::ReadVersion() {
+    const std::optional<ChunkBody>& body = m_chunks[FontChunk::Version];
+    if (!body || body->nSize != 4 || !m_file.ReadAtPos(body->pos, &m_nMajor, 2) ||
+        !m_file.ReadAtPos(body->pos + 2, &m_nMinor, 2))
+        return Fail("it does not tell its SoundFont version");
+    if (m_nMajor != kMajorVersion) return Fail("SoundFont " + GetVersion() + " is not a version we know");
+    return true;
+}
+
+bool SoundFont::ReadText(FontChunk chunk, std::string& strText) {
+    if (!m_chunks[chunk]) return true;
+    std::array<uint8_t, kMostTextBytes> text{};
+    const size_t nBytes = std::min(m_chunks[chunk]->nSize, kMostTextBytes);
+    if (!m_file.ReadAtPos(m_chunks[chunk]->pos, text.data(), nBytes))
+        return Fail("its chunk " + Quoted(chunk) + " cannot be read");
+    strText = TextOf(text.data(), nBytes);
+    return true;
+}
+
+// The low bytes of 24-bit frames are taken only where version and size are exactly as they must be: with low
+// bytes of other frames the waves would be noise.
+bool SoundFont::FindWaves() {
+    if (!m_chunks[FontChunk::Wave16]) return Fail("it has no waves");
+    m_nFrames = m_chunks[FontChunk::Wave16]->nSize / 2;
+    const std::optional<ChunkBody>& low = m_chunks[FontChunk::Wave24];
+    if (!low) return true;
+    const uint64_t nWanted = m_nFrames + (m_nFrames & 1);
+    if (m_nMinor < kMinorVersionOf24Bits)
+        m_strWarning = "24-bit part in a font of version " + GetVersion() + ": 16 bits are used";
+    else if (low->nSize != nWanted)
+        m_strWarning = "24-bit part of " + std::to_string(low->nSize) + " bytes instead of " +
+                       std::to_string(nWanted) + ": 16 bits are used";
+    else
+        m_bWave24 = true;
+    return true;
+}
+
+// Whole rows, the terminal one among them.
+bool SoundFont::ReadTable(FontChunk chunk, size_t nRowBytes, std::vector<uint8_t>& rows) {
+    const std::optional<ChunkBody>& body = m_chunks[chunk];
+    if (!body || body->nSize == 0) return Fail("it has no chunk " + Quoted(chunk));
+    if (body->nSize % nRowBytes != 0)
+        return Fail("its chunk " + Quoted(chunk) + " does not hold whole records");
+    if (body->nSize / nRowBytes > kMostRows) return Fail("its chunk " + Quoted(chunk) + " is too long");
+    rows.resize(body->nSize);
+    return m_file.ReadAtPos(body->pos, rows.data(), rows.size()) ||
+           Fail("its chunk " + Quoted(chunk) + " cannot be read");
+}
+
+bool SoundFont::ReadZones(const OwnerChunks& chunks, ZoneTable& table) {
+    std::vector<uint8_t> bags, generators, modulators;
+    if (!ReadTable(chunks.bags, BagRow::kBytes, bags) ||
+        !ReadTable(chunks.generators, GeneratorRow::kBytes, generators) ||
+        !ReadTable(chunks.modulators, ModulatorRow::kBytes, modulators))
+        return false;
+    table.generators.resize(generators.size() / GeneratorRow::kBytes - 1);
+    for (size_t i = 0; i < table.generators.size(); ++i) {
+        const uint8_t* const pRow = generators.data() + i * GeneratorRow::kBytes;
+        GetField<GeneratorRow::kOperator>(pRow, table.generators[i].nOperator);
+        GetField<GeneratorRow::kAmount>(pRow, table.generators[i].nAmount);
+    }
+    const size_t nBags = bags.size() / BagRow::kBytes;
+    const size_t nModulators = modulators.size() / ModulatorRow::kBytes - 1;
+    std::vector<uint16_t> firstGenerators(nBags), firstModulators(nBags);
+    for (size_t i = 0; i < nBags; ++i) {
+        GetField<BagRow::kFirstGenerator>(bags.data() + i * BagRow::kBytes, firstGenerators[i]);
+        GetField<BagRow::kFirstModulator>(bags.data() + i * BagRow::kBytes, firstModulators[i]);
+    }
+    table.zones.resize(nBags - 1);
+    for (size_t i = 0; i + 1 < nBags; ++i) {
+        if (firstModulators[i] > firstModulators[i + 1] || firstModulators[i + 1] > nModulators)
+            return Fail("the modulator indexes of its chunk " + Quoted(chunks.bags) + " are out of order");
+        table.zones[i].nModulators = uint32_t{firstModulators[i + 1]} - firstModulators[i];
+    }
+    return Share(firstGenerators, table.generators, table.zones, &FontZone::generators) ||
+           Fail("the generator indexes of its chunk " + Quoted(chunks.bags) + " are out of order");
+}
+
+// The rows of presets or instruments: name and zones of each, and what else `decode` takes from a row.
+template <class TOwner>
+bool SoundFont::ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, ZoneTable& table,
+                           std::vector<TOwner>& owners, void (*decode)(const uint8_t* pRow, TOwner& owner)) {
+    std::vector<uint8_t> rows;
+    if (!ReadTable(chunks.owners, layout.nBytes, rows) || !ReadZones(chunks, table)) return false;
+    const size_t nRows = rows.size() / layout.nBytes;
+    std::vector<uint16_t> firsts(nRows);
+    owners.resize(nRows - 1);
+    for (size_t i = 0; i < nRows; ++i) {
+        const uint8_t* const pRow = rows.data() + i * layout.nBytes;
+        std::memcpy(&firsts[i], pRow + layout.nFirstBag, sizeof firsts[i]);
+        if (i + 1 == nRows) break;
+        owners[i].strName = TextOf(pRow, kNameBytes);
+        decode(pRow, owners[i]);
+    }
+    return Share(firsts, table.zones, owners, &TOwner::zones) ||
+           Fail("the zone indexes of its chunk " + Quoted(chunks.owners) + " are out of order");
+}
+
+bool SoundFont::ReadPresets() {
+    static constexpr OwnerChunks kChunks = {FontChunk::PresetHeaders, FontChunk::PresetBags,
+                                            FontChunk::PresetModulators, FontChunk::PresetGenerators};
+    return ReadOwners<FontPreset>(kChunks, {PresetRow::kBytes, PresetRow::kFirstBag.offset}, m_presetZones,
+                                  m_presets, [](const uint8_t* pRow, FontPreset& preset) {
+                                      GetField<PresetRow::kBank>(pRow, preset.nBank);
+                                      GetField<PresetRow::kProgram>(pRow, preset.nProgram);
+                                  });
+}
+
+bool SoundFont::ReadInstruments() {
+    static constexpr OwnerChunks kChunks = {FontChunk::Instruments, FontChunk::InstrumentBags,
+                                            FontChunk::InstrumentModulators, FontChunk::InstrumentGenerators};
+    return ReadOwners<FontInstrument>(kChunks, {InstrumentRow::kBytes, InstrumentRow::kFirstBag.offset},
+                                      m_instrumentZones, m_instruments,
+                                      [](const uint8_t*, FontInstrument&) {});
+}
+
+bool SoundFont::ReadSamples() {
+    std::vector<uint8_t> rows;
+    if (!ReadTable(FontChunk::SampleHeaders, SampleRow::kBytes, rows)) return false;
+    m_samples.resize(rows.size() / SampleRow::kBytes - 1);
+    for (size_t i = 0; i < m_samples.size(); ++i) {
+        const uint8_t* const pRow = rows.data() + i * SampleRow::kBytes;
+        FontSample& sample = m_samples[i];
+        sample.strName = TextOf(pRow, kNameBytes);
+        GetField<SampleRow::kStart>(pRow, sample.nStart);
+        GetField<SampleRow::kEnd>(pRow, sample.nEnd);
+        GetField<SampleRow::kLoopStart>(pRow, sample.nLoopStart);
+        GetField<SampleRow::kLoopEnd>(pRow, sample.nLoopEnd);
+        GetField<SampleRow::kRate>(pRow, sample.nRate);
+        GetField<SampleRow::kRootKey>(pRow, sample.nRootKey);
+        GetField<SampleRow::kCorrection>(pRow, sample.nCorrection);
+        GetField<SampleRow::kLink>(pRow, sample.nLink);
+        GetField<SampleRow::kType>(pRow, sample.nType);
+    }
+    return true;
+}
+
+bool SoundFont::ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, size_t nStride) const {
+    std::array<uint8_t, kFramesPerPiece * 2> high;
+    std::array<uint8_t, kFramesPerPiece> low;
+    while (nFrames > 0) {
+        const uint64_t nPiece = std::min(nFrames, kFramesPerPiece);
+        if (!m_file.ReadAtPos(m_chunks[FontChunk::Wave16]->pos + nFirst * 2, high.data(), nPiece * 2) ||
+            (m_bWave24 && !m_file.ReadAtPos(m_chunks[FontChunk::Wave24]->pos + nFirst, low.data(), nPiece)))
+            return false;
+        for (size_t i = 0; i < nPiece; ++i, pOut += nStride) {
+            uint8_t* pByte = pOut;
+            if (m_bWave24) *pByte++ = low[i];
+            *pByte++ = high[2 * i];
+            *pByte = high[2 * i + 1];
+        }
+        nFirst += nPiece;
+        nFrames -= nPiece;
+    }
+    return true;
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,124 @@
+// SoundFont.h - a SoundFont 2 file (2.01 to 2.04) as plain structures, and its waves by ranges.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "SamplerDBDS/BaseClasses/XFile.h"
+#include "import/soundfont/SoundFontChunks.h"
+
+namespace Kestrova {
+
+struct FontGenerator {
+    uint16_t nOperator = 0;
+    uint16_t nAmount = 0;  // a signed number, an index, or two bytes: low and high of a range
+};
+
+struct FontZone {
+    std::span<const FontGenerator> generators;
+    uint32_t nModulators = 0;
+};
+
+struct FontPreset {
+    std::string strName;
+    uint16_t nBank = 0;
+    uint16_t nProgram = 0;
+    std::span<const FontZone> zones;
+};
+
+struct FontInstrument {
+    std::string strName;
+    std::span<const FontZone> zones;
+};
+
+// The bits of FontSample::nType.
+inline constexpr uint16_t kFontMono = 1, kFontRight = 2, kFontLeft = 4, kFontLinked = 8, kFontRom = 0x8000;
+
+// Positions are frames of the whole file's wave data; nothing about them is checked.
+struct FontSample {
+    std::string strName;
+    uint32_t nStart = 0;
+    uint32_t nEnd = 0;  // one past the last frame, as the loop's end
+    uint32_t nLoopStart = 0;
+    uint32_t nLoopEnd = 0;
+    uint32_t nRate = 0;      // Hz
+    uint8_t nRootKey = 0;    // 255: no pitch
+    int8_t nCorrection = 0;  // cents that playing adds to the pitch
+    uint16_t nLink = 0;      // index of the other stereo half
+    uint16_t nType = 0;
+};
+
+// One open file. The terminal record of each table is gone from the lists, zones and generators are within
+// their tables and belong to one owner each; which numbers they hold is not judged here.
+// Threads: Open once; then any thread may read.
+// Owner:   owns all lists; spans into them live as long as the object.
+class SoundFont {
+public:
+    SoundFont() = default;
+    SoundFont(const SoundFont&) = delete;
+    SoundFont& operator=(const SoundFont&) = delete;
+
+    // Reads all but the waves, and keeps the file open for those. False: GetError tells why.
+    bool Open(const std::string& strPath);
+    const std::string& GetError() const { return m_strError; }
+    // What was passed over in a font that is used all the same: its 24-bit part. Empty: nothing.
+    const std::string& GetWarning() const { return m_strWarning; }
+
+    const std::string& GetName() const { return m_strName; }
+    const std::string& GetCopyright() const { return m_strCopyright; }
+    std::string GetVersion() const;  // "2.04"
+    std::span<const FontPreset> GetPresets() const { return m_presets; }
+    std::span<const FontInstrument> GetInstruments() const { return m_instruments; }
+    std::span<const FontSample> GetSamples() const { return m_samples; }
+
+    uint32_t GetBits() const { return m_bWave24 ? 24 : 16; }
+    uint64_t GetFrames() const { return m_nFrames; }
+    // Reads frames nFirst to nFirst + nFrames - 1 as packed little-endian numbers of GetBits() bits, nStride
+    // bytes from one to the next. REQUIRES: they lie within GetFrames(). False: the file cannot be read.
+    bool ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, size_t nStride) const;
+
+private:
+    struct ZoneTable {
+        std::vector<FontGenerator> generators;
+        std::vector<FontZone> zones;
+    };
+    struct OwnerChunks {
+        FontChunk owners, bags, modulators, generators;
+    };
+    struct RowLayout {
+        size_t nBytes, nFirstBag;  // of a row, and where in it the index of its first zone stands
+    };
+
+    bool Fail(const std::string& strError);
+    bool ReadVersion();
+    bool ReadText(FontChunk chunk, std::string& strText);
+    bool FindWaves();
+    bool ReadTable(FontChunk chunk, size_t nRowBytes, std::vector<uint8_t>& rows);
+    bool ReadZones(const OwnerChunks& chunks, ZoneTable& table);
+    bool ReadPresets();
+    bool ReadInstruments();
+    bool ReadSamples();
+    template <class TOwner>
+    bool ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, ZoneTable& table,
+                    std::vector<TOwner>& owners, void (*decode)(const uint8_t* pRow, TOwner& owner));
+
+    mutable CXFile m_file;  // its stream lock makes reads from many threads safe
+    SoundFontChunks m_chunks;
+    std::string m_strError;
+    std::string m_strWarning;
+    uint16_t m_nMajor = 0;
+    uint16_t m_nMinor = 0;
+    std::string m_strName;
+    std::string m_strCopyright;
+    uint64_t m_nFrames = 0;
+    bool m_bWave24 = false;
+    ZoneTable m_presetZones;
+    ZoneTable m_instrumentZones;
+    std::vector<FontPreset> m_presets;
+    std::vector<FontInstrument> m_instruments;
+    std::vector<FontSample> m_samples;
+};
+
+}  // namespace Kestrova

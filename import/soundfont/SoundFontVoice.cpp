@@ -1,0 +1,174 @@
+#include "import/soundfont/SoundFontVoice.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace Kestrova {
+namespace {
+
+constexpr int kHighestKey = 127;
+constexpr int kNoPitch = 255;
+constexpr int kRootOfNoPitch = 60;
+constexpr uint32_t kRateOfNone = 44100;
+constexpr uint32_t kLeastWaveRate = 400;
+constexpr uint32_t kMostWaveRate = 192000;
+constexpr int64_t kCoarseFrames = 32768;  // of one step of a coarse offset
+constexpr int kModeLoop = 1;
+constexpr int kModeUntilRelease = 3;
+constexpr int kLowestFineTune = -49;
+constexpr int kCentsPerKey = 100;
+
+int64_t Offset(const GenValues& values, FontGen fine, FontGen coarse) {
+    return values[fine] + values[coarse] * kCoarseFrames;
+}
+
+// Holds a position to 0..nEnd; true when it was outside.
+bool Hold(int64_t& n, int64_t nEnd) {
+    const int64_t nHeld = std::clamp<int64_t>(n, 0, nEnd);
+    return std::exchange(n, nHeld) != nHeld;
+}
+
+int FloorDivide(int n, int nDivisor) { return n / nDivisor - (n % nDivisor < 0 ? 1 : 0); }
+
+bool IsOneKey(const FontRange& keys) { return keys.nLow == keys.nHigh; }
+
+// In cents, the pitch at which the wave plays unchanged, for a record whose keys are 100 cents apart. In a
+// range of one key the font's own distance between keys, and a fixed key number, come out exactly.
+int UnchangedPitch(const FontRange& keys, int nRoot, int nTune, const GenValues& values) {
+    if (!IsOneKey(keys)) return nRoot * kCentsPerKey - nTune;
+    const int nKey = values[kGenKey] >= 0 ? values[kGenKey] : keys.nLow;
+    return keys.nLow * kCentsPerKey - (nKey - nRoot) * values[kGenScaleTuning] - nTune;
+}
+
+// What is left of the values once ranges, waves and tuning hold the rest.
+GenValues LeftOutOf(const GenValues& values, const FontRange& keys) {
+    GenValues leftOut{};
+    for (size_t n = 0; n < kGenCount; ++n) {
+        const bool bTuned = IsOneKey(keys) && (n == kGenKey || n == kGenScaleTuning);
+        const bool bLeftOut = InfoOf(n).use == GenUse::LeftOut && n != kGenPan && !bTuned;
+        leftOut[n] = bLeftOut ? values[n] : InfoOf(n).nDefault;
+    }
+    return leftOut;
+}
+
+}  // namespace
+
+std::string SampleText(const FontSample& sample) { return "sample \"" + sample.strName + "\""; }
+
+VoiceMaker::VoiceMaker(const SoundFont& font, ImportReport& report)
+    : m_font(font), m_report(report), m_headers(font.GetSamples().size()) {}
+
+std::optional<FontVoice> VoiceMaker::Make(const VoiceRange& range, uint32_t nSample,
+                                          const GenValues& values) {
+    const Header& header = HeaderOf(nSample);
+    if (!header.bUsable) return std::nullopt;
+    const std::optional<WavePart> part = PartOf(nSample, values);
+    if (!part) return std::nullopt;
+    FontVoice voice;
+    voice.range = range;
+    voice.part = *part;
+    voice.tune.nRate = header.nRate;
+    voice.leftOut = LeftOutOf(values, range.keys);
+    voice.nPan = values[kGenPan];
+    SetPitch(voice, header.nRootKey, values);
+    SetLoop(voice, values);
+    return voice;
+}
+
+const VoiceMaker::Header& VoiceMaker::HeaderOf(uint32_t nSample) {
+    Header& header = m_headers[nSample];
+    if (header.bKnown) return header;
+    const FontSample& sample = m_font.GetSamples()[nSample];
+    header.bKnown = true;
+    header.bUsable = IsPlayable(sample);
+    if (!header.bUsable) return header;
+    header.nRate = RateOf(sample);
+    header.nRootKey = RootKeyOf(sample);
+    return header;
+}
+
+bool VoiceMaker::IsPlayable(const FontSample& sample) {
+    constexpr uint16_t kKnown = kFontMono | kFontRight | kFontLeft | kFontLinked;
+    if ((sample.nType & kFontRom) != 0) {
+        m_report.Note(ImportEvent::Dropped, SampleText(sample), "its wave is in ROM");
+        return false;
+    }
+    if ((sample.nType & ~kKnown) == 0) return true;
+    std::array<char, 48> text{};
+    std::snprintf(text.data(), text.size(), "its type 0x%04x is unknown", unsigned{sample.nType});
+    m_report.Note(ImportEvent::Dropped, SampleText(sample), text.data());
+    return false;
+}
+
+uint32_t VoiceMaker::RateOf(const FontSample& sample) {
+    const uint32_t nRate =
+        sample.nRate == 0 ? kRateOfNone : std::clamp(sample.nRate, kLeastWaveRate, kMostWaveRate);
+    if (nRate != sample.nRate)
+        m_report.Note(
+            ImportEvent::Repaired, SampleText(sample),
+            "rate " + std::to_string(sample.nRate) + " Hz taken as " + std::to_string(nRate) + " Hz");
+    return nRate;
+}
+
+int VoiceMaker::RootKeyOf(const FontSample& sample) {
+    if (sample.nRootKey <= kHighestKey) return sample.nRootKey;
+    if (sample.nRootKey != kNoPitch)
+        m_report.Note(
+            ImportEvent::Repaired, SampleText(sample),
+            "root key " + std::to_string(sample.nRootKey) + " taken as " + std::to_string(kRootOfNoPitch));
+    return kRootOfNoPitch;
+}
+
+std::optional<WavePart> VoiceMaker::PartOf(uint32_t nSample, const GenValues& values) {
+    const FontSample& sample = m_font.GetSamples()[nSample];
+    const auto nAll = static_cast<int64_t>(m_font.GetFrames());
+    int64_t nStart = sample.nStart + Offset(values, kGenStartOffset, kGenStartCoarseOffset);
+    int64_t nEnd = sample.nEnd + Offset(values, kGenEndOffset, kGenEndCoarseOffset);
+    bool bCut = Hold(nStart, nAll);
+    bCut = Hold(nEnd, nAll) || bCut;
+    if (nEnd <= nStart) {
+        m_report.Note(ImportEvent::Dropped, SampleText(sample), "it has no frames");
+        return std::nullopt;
+    }
+    if (bCut) m_report.Note(ImportEvent::Repaired, SampleText(sample), "cut to the file's wave data");
+    return WavePart{nSample, static_cast<uint64_t>(nStart), static_cast<uint64_t>(nEnd - nStart)};
+}
+
+void VoiceMaker::SetPitch(FontVoice& voice, int nHeaderRoot, const GenValues& values) {
+    const FontSample& sample = m_font.GetSamples()[voice.part.nSample];
+    const int nOwnRoot = values[kGenRootKey];
+    const int nRoot = nOwnRoot >= 0 && nOwnRoot <= kHighestKey ? nOwnRoot : nHeaderRoot;
+    const int nTune = values[kGenCoarseTune] * kCentsPerKey + values[kGenFineTune] + sample.nCorrection;
+    const int nPitch = UnchangedPitch(voice.range.keys, nRoot, nTune, values);
+    const int nKey = FloorDivide(nPitch - kLowestFineTune, kCentsPerKey);
+    voice.tune.nFineTune = nPitch - nKey * kCentsPerKey;
+    voice.tune.nRootKey = static_cast<uint32_t>(std::clamp(nKey, 0, kHighestKey));
+    if (nKey < 0 || nKey > kHighestKey)
+        m_report.Note(ImportEvent::Repaired, SampleText(sample),
+                      "root key " + std::to_string(nKey) + " held to " + std::to_string(voice.tune.nRootKey));
+}
+
+void VoiceMaker::SetLoop(FontVoice& voice, const GenValues& values) {
+    const int nMode = values[kGenSampleModes] & 3;
+    if (nMode != kModeLoop && nMode != kModeUntilRelease) return;
+    const FontSample& sample = m_font.GetSamples()[voice.part.nSample];
+    const auto nBase = static_cast<int64_t>(voice.part.nStart);
+    const auto nFrames = static_cast<int64_t>(voice.part.nFrames);
+    int64_t nStart =
+        sample.nLoopStart + Offset(values, kGenLoopStartOffset, kGenLoopStartCoarseOffset) - nBase;
+    int64_t nEnd = sample.nLoopEnd + Offset(values, kGenLoopEndOffset, kGenLoopEndCoarseOffset) - nBase;
+    bool bCut = Hold(nStart, nFrames);
+    bCut = Hold(nEnd, nFrames) || bCut;
+    if (nEnd <= nStart) {
+        m_report.Note(ImportEvent::Dropped, "loop of " + SampleText(sample), "it has no frames");
+        return;
+    }
+    if (bCut) m_report.Note(ImportEvent::Repaired, "loop of " + SampleText(sample), "cut to its wave");
+    voice.tune.bLoop = true;
+    voice.tune.nLoopStart = static_cast<uint64_t>(nStart);
+    voice.tune.nLoopEnd = static_cast<uint64_t>(nEnd - 1);  // the font's end is one past the last frame
+    voice.bUntilRelease = nMode == kModeUntilRelease;
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,94 @@
+// SoundFontVoice.h - one sample sounding in one range, in a bank's terms: frames, root key, tune and loop.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "import/ImportReport.h"
+#include "import/soundfont/SoundFont.h"
+#include "import/soundfont/SoundFontZones.h"
+
+namespace Kestrova {
+
+// A range of a sample's frames, in the file's wave data and within it.
+struct WavePart {
+    uint32_t nSample = 0;
+    uint64_t nStart = 0;
+    uint64_t nFrames = 0;
+    auto operator<=>(const WavePart&) const = default;
+};
+
+// What a sample record says about its wave.
+struct WaveTune {
+    uint32_t nRate = 0;     // Hz
+    uint32_t nRootKey = 0;  // 0 to 127; with the fine tune the pitch at which the wave plays unchanged
+    int32_t nFineTune = 0;  // cents above the root key, -49 to 50
+    bool bLoop = false;
+    uint64_t nLoopStart = 0;  // frames from the wave's start
+    uint64_t nLoopEnd = 0;    // the last frame played
+    auto operator<=>(const WaveTune&) const = default;
+};
+
+// Where a preset's zone and an instrument's zone meet.
+struct VoiceRange {
+    FontRange keys;
+    FontRange velocities;
+    auto operator<=>(const VoiceRange&) const = default;
+};
+
+struct FontVoice {
+    VoiceRange range;
+    WavePart part;
+    WaveTune tune;
+    GenValues leftOut{};  // the values no record expresses, without pan; at their defaults where expressed
+    int32_t nPan = 0;     // -500 left to 500 right
+    bool bUntilRelease = false;  // the font leaves the loop when the key is released; a bank does not
+    uint32_t nModulators = 0;
+};
+
+// Rules, each in one place:
+// - Offsets move the ends of the wave and of its loop. A wave that reaches beyond the file's wave data is cut
+//   (repaired); one without frames is dropped. A loop is cut to its wave (repaired); one without frames is
+//   dropped, and the voice sounds without it.
+// - Root key: the zone's, else the sample's; no pitch (255) is 60, 128 to 254 are repaired to 60.
+// - Pitch: the tunes of zone and preset and the sample's correction raise what is played, so they lower the
+//   key at which the wave plays unchanged. Scale tuning and a fixed key number are exact where the range is
+//   one key, and left out of wider ranges. A root key beyond 0 to 127 is held there (repaired).
+// - Rate: 0 is repaired to 44100, below 400 to 400, above 192000 to 192000. The format's upper limit of
+//   50000 is not enforced: fonts hold waves of 96000, and another rate would change their pitch.
+// - ROM waves, and sample types that are no combination of mono, right, left and linked, are dropped.
+class VoiceMaker {
+public:
+    // Both outlive the object. What is repaired or dropped is noted in the report.
+    VoiceMaker(const SoundFont& font, ImportReport& report);
+
+    // REQUIRES: nSample is one of the font's. None: the voice is dropped.
+    std::optional<FontVoice> Make(const VoiceRange& range, uint32_t nSample, const GenValues& values);
+
+private:
+    struct Header {
+        bool bKnown = false;
+        bool bUsable = false;
+        uint32_t nRate = 0;
+        int nRootKey = 0;
+    };
+
+    const Header& HeaderOf(uint32_t nSample);
+    bool IsPlayable(const FontSample& sample);
+    uint32_t RateOf(const FontSample& sample);
+    int RootKeyOf(const FontSample& sample);
+    std::optional<WavePart> PartOf(uint32_t nSample, const GenValues& values);
+    void SetPitch(FontVoice& voice, int nHeaderRoot, const GenValues& values);
+    void SetLoop(FontVoice& voice, const GenValues& values);
+
+    const SoundFont& m_font;
+    ImportReport& m_report;
+    std::vector<Header> m_headers;  // by sample
+};
+
+// "sample "NAME"".
+std::string SampleText(const FontSample& sample);
+
+}  // namespace Kestrova

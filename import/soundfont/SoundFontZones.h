@@ -1,0 +1,92 @@
+// SoundFontZones.h - what sounds in a preset: its zones, those of its instruments, and their generators put
+// together. Modulators are counted, not carried.
+#pragma once
+
+#include <array>
+#include <bitset>
+#include <compare>
+#include <cstdint>
+#include <vector>
+
+#include "import/soundfont/SoundFont.h"
+
+namespace Kestrova {
+
+// Generators by the numbers the file has for them; the names are the published ones.
+enum FontGen : uint16_t {
+    kGenStartOffset = 0,
+    kGenEndOffset = 1,
+    kGenLoopStartOffset = 2,
+    kGenLoopEndOffset = 3,
+    kGenStartCoarseOffset = 4,
+    kGenEndCoarseOffset = 12,
+    kGenPan = 17,
+    kGenInstrument = 41,
+    kGenKeyRange = 43,
+    kGenVelocityRange = 44,
+    kGenLoopStartCoarseOffset = 45,
+    kGenKey = 46,
+    kGenLoopEndCoarseOffset = 50,
+    kGenCoarseTune = 51,
+    kGenFineTune = 52,
+    kGenSample = 53,
+    kGenSampleModes = 54,
+    kGenScaleTuning = 56,
+    kGenRootKey = 58,
+    kGenCount = 61
+};
+
+enum class GenUse : uint8_t {
+    Unused,   // means nothing; whatever it holds is passed over
+    Carried,  // reaches the bank: as a range, in a wave or in its tuning
+    LeftOut   // no record expresses it
+};
+
+struct GenInfo {
+    const char* pszName;
+    int16_t nDefault;
+    GenUse use;
+    bool bInPreset;  // a preset's zone may add to it
+};
+
+// REQUIRES: nGen is below kGenCount.
+const GenInfo& InfoOf(size_t nGen);
+
+// A value of every generator.
+using GenValues = std::array<int32_t, kGenCount>;
+
+// Keys or velocities, both ends included.
+struct FontRange {
+    int nLow = 0;
+    int nHigh = 127;
+    bool IsEmpty() const { return nLow > nHigh; }
+    auto operator<=>(const FontRange&) const = default;
+};
+
+FontRange Intersect(const FontRange& a, const FontRange& b);
+
+// One zone with what it takes from its list's global zone.
+struct MergedZone {
+    FontRange keys;
+    FontRange velocities;
+    uint32_t nTarget = 0;  // the sample of an instrument's zone, the instrument of a preset's
+    GenValues values{};    // of an instrument's zone: absolute; of a preset's: what it adds
+    uint32_t nModulators = 0;
+};
+
+struct MergedZones {
+    std::vector<MergedZone> zones;
+    uint32_t nWithoutTarget = 0;  // zones that are not the global one and play nothing
+    uint32_t nCutRanges = 0;      // ranges that reached beyond 127 and were cut
+};
+
+// Merges a list of zones. The first zone is the list's global one when it names no target; what a later one
+// sets replaces what the global zone set. A generator given twice counts as given last; those behind the
+// target are passed over. Ranges may stand anywhere in front of it.
+MergedZones MergeInstrumentZones(std::span<const FontZone> zones);
+MergedZones MergePresetZones(std::span<const FontZone> zones);
+
+// The values that sound where a preset's zone meets an instrument's: their sum.
+GenValues AddValues(const MergedZone& presetZone, const MergedZone& instrumentZone);
+
+}  // namespace Kestrova

@@ -1,0 +1,124 @@
+#include "tools/kvbank/engine/EngineRun.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+#include "SamplerDBDS/DataBase/SDBInterpreter.h"
+#include "shared/System/kvCancelSignal.h"
+#include "tools/kvbank/engine/RecordNames.h"
+#include "tools/kvbank/folder/BankFolder.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr auto kBetweenLooks = std::chrono::milliseconds(100);
+
+// What is wrong with a source, if anything.
+struct SourceFault {
+    ExitCode code = kExitDone;
+    std::string strCause;
+};
+
+// What can be told without opening it.
+SourceFault FaultOf(const std::string& strSource) {
+    std::error_code error;
+    if (!std::filesystem::exists(strSource, error))
+        return {kExitBadInput, error ? error.message() : std::strerror(ENOENT)};
+    if (const char* const pszKind = WhyNoFile(strSource)) return {kExitBadInput, pszKind};
+    if (!SourceBaseName(strSource).empty()) return {};
+    const bool bDot = std::filesystem::path(strSource).filename().string().find('.') != std::string::npos;
+    return {kExitUsage, bDot ? "nothing stands before the '.' of the name: banks are named after that"
+                             : "the name needs a '.': banks are named after what stands before it"};
+}
+
+}  // namespace
+
+ExitCode EngineRun::Open(Console& console, const std::string& strSource,
+                         BankResult (EngineRun::*pfnOpen)(const std::string&)) {
+    SourceFault fault = FaultOf(strSource);
+    if (fault.code == kExitDone) {
+        const BankResult result = (this->*pfnOpen)(strSource);
+        if (result == kBankDone) return kExitDone;
+        fault = {ExitCodeOf(result), Explain(result, console.bVerbose || console.bJson)};
+    }
+    console.Error(strSource + ": " + fault.strCause);
+    return fault.code;
+}
+
+EngineRun::EngineRun() { m_engine.SetCallback(OnCallback, reinterpret_cast<unsigned long>(this)); }
+
+int EngineRun::OnCallback(int nCode, unsigned int nValue, unsigned long nUser) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the engine hands back the integer it was given
+    EngineRun& run = *reinterpret_cast<EngineRun*>(nUser);
+    const std::lock_guard guard(run.m_lock);
+    if (nCode == 2) {
+        run.m_result = static_cast<BankResult>(nValue);
+        run.m_bEnded = true;
+        run.m_changed.notify_all();
+    }
+    // A job cancelled at its first callback would leave its file behind and not tell of its end: the second
+    // callback is soon enough.
+    return nCode == 1 || CancelSignal() == 0;
+}
+
+BankResult EngineRun::WaitForEnd(const Observer& observer) {
+    std::unique_lock guard(m_lock);
+    while (!m_changed.wait_for(guard, kBetweenLooks, [this] { return m_bEnded; })) {
+        guard.unlock();
+        if (observer) observer();
+        guard.lock();
+    }
+    guard.unlock();
+    // After a failure the engine is idle only a moment after its last callback.
+    while (m_engine.GetState() != 0) std::this_thread::yield();
+    return m_result;
+}
+
+BankResult EngineRun::Analyse(const std::string& strSource) {
+    m_strSource = strSource;
+    m_bEnded = false;
+    if (const BankResult result = m_engine.SetSrcFile(strSource.c_str()); result != kBankDone) return result;
+    return WaitForEnd(nullptr);
+}
+
+BankResult EngineRun::NameBanks(const std::string& strSource) {
+    const BankResult result = Analyse(strSource);
+    return m_engine.GetBaseName().empty() ? result : kBankDone;
+}
+
+BankResult EngineRun::Start(unsigned int nRate, BankLayout layout, int nQuality) {
+    m_bEnded = false;
+    const BankResult started = m_engine.CreateDB(nRate, layout == BankLayout::PerKey, nQuality);
+    m_nStartError = errno;
+    return started;
+}
+
+std::string EngineRun::NameOf(const BankFault& fault) const {
+    if (fault.id == kSdbNoID) return TypeName(fault.nType);
+    CSDB database;
+    const uint32_t nKind = m_engine.IsSourceEnriched() ? kSdbFormatEnriched : kSdbFormatPlain;
+    const bool bOpen = database.Open(m_strSource.c_str(), nKind, false);
+    return DescribeRecord(bOpen ? &database : nullptr, fault.nType, fault.id);
+}
+
+std::string EngineRun::Cause(BankResult result) const {
+    std::string strText = DescribeResult(result);
+    switch (result) {
+        // The one value that commands do not check themselves: an enriched source's name without its rate.
+        case kBankBadArgument: return "nothing stands before the '_' of the name: banks are named after that";
+        case kBankSourceNotOpened: return WhyNoBank(m_strSource);
+        case kBankTargetNotCreated: return strText + ": " + std::strerror(m_nStartError);
+        default: return strText;
+    }
+}
+
+std::string EngineRun::Explain(BankResult result, bool bNumber) {
+    const BankFault& fault = m_engine.GetFault();
+    std::string strText = *fault.pszCause == '\0' ? Cause(result) : NameOf(fault) + ": " + fault.pszCause;
+    if (bNumber) strText += " (engine result " + std::to_string(result) + ")";
+    return strText;
+}
+
+}  // namespace Kestrova

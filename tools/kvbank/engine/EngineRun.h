@@ -1,0 +1,67 @@
+// EngineRun.h - the bank engine driven to the end of each job, with progress and cancellation.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+
+#include "bank/DBEUCreate.h"
+#include "tools/kvbank/terminal/Console.h"
+
+namespace Kestrova {
+
+// Threads: one; the observer is called on it, never on the engine's worker.
+class EngineRun {
+public:
+    // Called at most ten times a second while a job runs.
+    using Observer = std::function<void()>;
+
+    EngineRun();
+
+    CDBEUCreate& Engine() { return m_engine; }
+
+    // For commands that are given a source. What is wrong with it is said on the console: what it is instead
+    // of a file, the system's reason, or the record and the cause.
+    ExitCode OpenSource(Console& console, const std::string& strSource) {
+        return Open(console, strSource, &EngineRun::Analyse);
+    }
+    // The same for those that need the names of a source's banks alone: only a file that cannot be opened as
+    // a source fails, whatever its analysis finds.
+    ExitCode OpenNames(Console& console, const std::string& strSource) {
+        return Open(console, strSource, &EngineRun::NameBanks);
+    }
+    // Opens and analyses a source; cancelled when a signal came.
+    BankResult Analyse(const std::string& strSource);
+
+    // Creates the file of one bank in the folder set with Engine().SetDstDir and begins to fill it; when that
+    // is done, Finish waits for the end and must be called. REQUIRES: the bank's file is not the source
+    // itself, for which the engine starts no job.
+    BankResult Start(unsigned int nRate, BankLayout layout, int nQuality);
+    BankResult Finish(const Observer& observer = nullptr) { return WaitForEnd(observer); }
+
+    // "sample 12 "Piano C4": the record cannot be read whole", or the result's own text, with the system's
+    // reason where there is one, when no record is to blame; with bNumber also the engine's number.
+    std::string Explain(BankResult result, bool bNumber);
+
+private:
+    static int OnCallback(int nCode, unsigned int nValue, unsigned long nUser);
+    ExitCode Open(Console& console, const std::string& strSource,
+                  BankResult (EngineRun::*pfnOpen)(const std::string&));
+    BankResult NameBanks(const std::string& strSource);
+    BankResult WaitForEnd(const Observer& observer);
+    std::string Cause(BankResult result) const;
+    std::string NameOf(const BankFault& fault) const;
+
+    std::mutex m_lock;  // guards what follows
+    std::condition_variable m_changed;
+    bool m_bEnded = false;
+    BankResult m_result = kBankDone;
+
+    std::string m_strSource;
+    int m_nStartError = 0;  // errno of the last start that failed
+    CDBEUCreate m_engine;   // last: its worker calls back until it is gone
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,54 @@
+// PrivateFolder.h - a folder of one build inside the folder it builds for: banks are made in it and then
+// moved out, so that each appears whole or not at all.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/kvbank/folder/FolderLock.h"
+
+namespace Kestrova {
+
+// A bank's file in a private folder that a process holds is the mark that the bank is being built. The mark
+// ends with the process, however that ends, because its lock does.
+// Locks: a turn at dir comes first, then the private folder's own lock, for which nobody waits with a turn
+//        but the folder's maker. What is made or removed here is so within a turn, or by the holder.
+class PrivateFolder {
+public:
+    // Makes and locks the folder inside dir. On failure the path is empty and errno tells why.
+    // REQUIRES: turn is held, and at dir: until it is locked a new folder looks abandoned.
+    PrivateFolder(const std::filesystem::path& dir, const FolderLock& turn);
+    ~PrivateFolder();  // with all that is still in it
+    PrivateFolder(const PrivateFolder&) = delete;
+    PrivateFolder& operator=(const PrivateFolder&) = delete;
+
+    const std::filesystem::path& Path() const { return m_path; }
+
+    // Moves a file of the folder to its place in dir, replacing one of that name; FolderLock::Sync then
+    // brings that to the disk. False with errno set; the old file then stays.
+    // REQUIRES: turn is held, and at dir.
+    bool Publish(const std::string& strName, const FolderLock& turn);
+
+    // Removes a file of the folder, if it is there: its bank is no longer being built.
+    void Discard(const std::string& strName);
+
+    // The private folders in dir that a process holds, and those left by builds that died.
+    struct Found {
+        std::filesystem::path path;
+        bool bHeld = false;
+    };
+    static std::vector<Found> FindIn(const std::filesystem::path& dir);
+
+    // Removes those in dir that no process holds any more; how many there were.
+    // REQUIRES: turn is held, and at dir.
+    static unsigned RemoveAbandoned(const std::filesystem::path& dir, const FolderLock& turn);
+
+private:
+    std::filesystem::path m_dir;
+    std::filesystem::path m_path;
+    std::unique_ptr<FolderLock> m_pHeld;  // on m_path; null when there is none
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,40 @@
+#include "tools/kvbank/terminal/ExitCode.h"
+
+#include <array>
+
+namespace Kestrova {
+namespace {
+
+struct ResultRow {
+    ExitCode code;
+    const char* pszText;
+};
+
+// By BankResult.
+constexpr std::array<ResultRow, kBankConversionFailed + 1> kResults = {{
+    {kExitDone, "done"},
+    {kExitInternal, "no source has been analysed"},
+    {kExitProblem, "cancelled"},
+    {kExitBusy, "busy: another process is building it"},
+    {kExitNoMemory, "out of memory"},
+    {kExitInternal, "no worker thread could be started"},
+    {kExitUsage, "not a usable name or value"},
+    {kExitBadInput, "not a readable source bank"},
+    {kExitOutput, "the bank file cannot be created"},
+    {kExitBadInput, "a record cannot be read"},
+    {kExitOutput, "a record cannot be written"},
+    {kExitBadInput, "the source is inconsistent"},
+    {kExitBadInput, "a sample cannot be converted"},
+}};
+
+}  // namespace
+
+ExitCode ExitCodeOf(BankResult result) {
+    return result < kResults.size() ? kResults[result].code : kExitInternal;
+}
+
+const char* DescribeResult(BankResult result) {
+    return result < kResults.size() ? kResults[result].pszText : "unknown result";
+}
+
+}  // namespace Kestrova

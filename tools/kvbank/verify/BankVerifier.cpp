@@ -1,0 +1,299 @@
+#include "tools/kvbank/verify/BankVerifier.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <optional>
+#include <thread>
+
+#include "bank/BankRates.h"
+#include "bank/DBEUCreate.h"
+#include "bank/OrderedPipeline.h"
+#include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/verify/SampleCheck.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr const char* kUnreadable = "it cannot be read whole";
+constexpr size_t kTablePiece = 4096;  // entries
+
+bool IsOfTree(uint8_t nType) { return nType == kSdbProgram || nType == kSdbRegion || nType == kSdbLayer; }
+
+// Only the low byte of an entry's type counts.
+bool IsEntryOf(const uint8_t* pEntry, const SDBNOTE& note) {
+    uint32_t nType = 0;
+    SDBNOTE listed;
+    GetField<QuickLoadEntry::kType>(pEntry, nType);
+    GetField<QuickLoadEntry::kId>(pEntry, listed.idNote);
+    GetField<QuickLoadEntry::kParent>(pEntry, listed.idParent);
+    GetField<QuickLoadEntry::kBodySize>(pEntry, listed.nSize);
+    return static_cast<uint8_t>(nType) == note.nType && listed.idNote == note.idNote &&
+           listed.idParent == note.idParent && listed.nSize == note.nSize;
+}
+
+// What one helper found in one sample; none when memory ran out.
+using Verdict = std::optional<std::vector<std::string>>;
+
+// Judges samples on helper threads, each with a stream of its own on the file.
+class SampleJudge {
+public:
+    SampleJudge(NoteScan& scan, std::vector<const SDBNOTE*> arSamples, unsigned nHelpers)
+        : m_scan(scan),
+          m_strFolder(scan.Path().substr(0, scan.Path().find_last_of('/') + 1)),
+          m_arSamples(std::move(arSamples)),
+          m_arFiles(std::max(nHelpers, 1u)) {
+        for (CXFile& file : m_arFiles) file.Open(scan.Path().c_str(), 0);
+    }
+
+    size_t GetCount() const { return m_arSamples.size(); }
+
+    Verdict Judge(size_t nSample, unsigned nHelper) {
+        const SDBNOTE& note = *m_arSamples[nSample];
+        try {
+            return m_scan.IsEnriched() ? CheckEnrichedSample(FileOf(nHelper), note)
+                                       : CheckPlainSample(FileOf(nHelper), note, m_strFolder);
+        } catch (const std::bad_alloc&) {
+            return std::nullopt;
+        }
+    }
+
+private:
+    // The file may have been moved away, or replaced by another, since it was scanned.
+    CXFile& FileOf(unsigned nHelper) {
+        FileFacts scanned, own;
+        const bool bOwn = nHelper < m_arFiles.size() && m_arFiles[nHelper].GetFacts(own) &&
+                          m_scan.File().GetFacts(scanned) && own.IsSameFile(scanned);
+        return bOwn ? m_arFiles[nHelper] : m_scan.File();
+    }
+
+    NoteScan& m_scan;
+    const std::string m_strFolder;
+    const std::vector<const SDBNOTE*> m_arSamples;
+    std::vector<CXFile> m_arFiles;
+};
+
+}  // namespace
+
+bool BankVerifier::Run(const Observer& observer) {
+    if (IsInterrupted()) {
+        m_problems.Add("its build was interrupted");
+        return true;
+    }
+    CheckFile();
+    CheckQuickLoad();
+    LearnInformation();
+    LearnStructure();
+    CheckCycles();
+    return CheckNotes(observer);
+}
+
+// As the engine tells what a build that died has left.
+bool BankVerifier::IsInterrupted() const {
+    const std::vector<SDBNOTE>& notes = m_scan.Notes();
+    return m_scan.IsEnriched() && (notes.empty() || (notes.front().nState & kSdbStateNew) != 0);
+}
+
+void BankVerifier::CheckFile() {
+    if (const uint64_t nSurplus = m_scan.SurplusBytes(); nSurplus > 0)
+        m_problems.Add(std::to_string(nSurplus) + " bytes at its end belong to no record");
+    if (m_scan.FindType(kSdbSample) == nullptr) m_problems.Add("there are no samples");
+}
+
+void BankVerifier::CheckQuickLoad() {
+    const std::vector<SDBNOTE>& notes = m_scan.Notes();
+    if (notes.empty() || notes.front().nType != kSdbQuickLoad) return;
+    const SDBNOTE& table = notes.front();
+    if (table.nSize == 0)
+        Report(table, "it is empty, which hides every record");
+    else if (table.nSize % QuickLoadEntry::kBytes != 0)
+        Report(table, "its size is no multiple of an entry's");
+    else if (!m_scan.IsWhole(table))
+        Report(table, "it is cut short, so that the file cannot be opened");
+    else
+        CompareQuickLoad(table);
+}
+
+void BankVerifier::CompareQuickLoad(const SDBNOTE& table) {
+    const std::vector<SDBNOTE>& notes = m_scan.Notes();
+    const size_t nEntries = table.nSize / QuickLoadEntry::kBytes;
+    if (nEntries != notes.size())
+        Report(table, "it lists " + std::to_string(nEntries) + " records, the file has " +
+                          std::to_string(notes.size()));
+    std::vector<uint8_t> piece(kTablePiece * QuickLoadEntry::kBytes);
+    for (size_t i = 0; i < std::min(nEntries, notes.size()); ++i) {
+        const size_t nInPiece = i % kTablePiece;
+        const size_t nLeft = std::min(kTablePiece, nEntries - i);
+        if (nInPiece == 0 && !m_scan.File().ReadAtPos(table.PosBody() + i * QuickLoadEntry::kBytes,
+                                                      piece.data(), nLeft * QuickLoadEntry::kBytes))
+            return Report(table, kUnreadable);
+        if (!IsEntryOf(&piece[nInPiece * QuickLoadEntry::kBytes], notes[i]))
+            Report(notes[i], "the quick-load table lists it with another type, id, parent or size");
+    }
+}
+
+void BankVerifier::LearnInformation() {
+    const SDBNOTE* const pNote = m_scan.FindType(kSdbInfo);
+    if (pNote == nullptr) return m_problems.Add("there is no information record");
+    CSDBIInfo info(pNote->idNote, pNote->idParent);
+    if (!m_scan.Read(*pNote, info)) return;  // told with the other bodies
+    m_nRate = info.m_info.nSampleRate;
+    m_bPerKey = info.m_info.nPerKey != 0;
+    CheckName();
+}
+
+// Banks are found by their names, so a name must not belie the bank.
+void BankVerifier::CheckName() {
+    const std::optional<BankFileName> name =
+        ParseAnyBankName(std::filesystem::path(m_scan.Path()).filename().string());
+    if (!m_scan.IsEnriched() || m_nRate == 0 || !name) return;
+    if (static_cast<uint32_t>(iSPS[static_cast<size_t>(name->nRateIndex)]) != m_nRate)
+        m_problems.Add("its name gives another sample rate than its information record, " +
+                       std::to_string(m_nRate) + " Hz");
+    if ((name->layout == BankLayout::PerKey) != m_bPerKey)
+        m_problems.Add("its name gives another layout than its information record");
+}
+
+void BankVerifier::LearnStructure() {
+    for (const SDBNOTE& note : m_scan.Notes()) {
+        if (!note.IsLive()) continue;
+        if (note.nType == kSdbLayer) m_layerParents.insert(note.idParent);
+        if (note.nType != kSdbProgram) continue;
+        CSDBIProgram program(note.idNote, note.idParent);
+        if (m_scan.Read(note, program) && program.IsSplit()) m_splitPrograms.insert(note.idNote);
+    }
+}
+
+std::vector<const SDBNOTE*> BankVerifier::SamplesToDecode() const {
+    std::vector<const SDBNOTE*> arSamples;
+    for (const SDBNOTE& note : m_scan.Notes())
+        if (note.IsLive() && note.nType == kSdbSample && m_scan.IsWhole(note)) arSamples.push_back(&note);
+    return arSamples;
+}
+
+bool BankVerifier::CheckNotes(const Observer& observer) {
+    const unsigned nHelpers = std::thread::hardware_concurrency();
+    SampleJudge judge(m_scan, SamplesToDecode(), nHelpers);
+    OrderedPipeline<Verdict> verdicts(
+        judge.GetCount(), nHelpers, nHelpers + 1,
+        [&judge](size_t nSample, unsigned nHelper) { return judge.Judge(nSample, nHelper); });
+    for (const SDBNOTE& note : m_scan.Notes()) {
+        CheckHeader(note);
+        if (!m_scan.IsWhole(note)) {
+            Report(note, "it is cut short by the end of the file");
+        } else if (note.IsLive() && note.nType == kSdbSample) {
+            const Verdict verdict = verdicts.Take();
+            if (!verdict) throw std::bad_alloc();
+            for (const std::string& strCause : *verdict) Report(note, strCause);
+        } else if (note.IsLive()) {
+            CheckBody(note);
+        }
+        if (!observer(std::min(note.PosEnd(), m_scan.FileSize()))) return false;
+    }
+    return true;
+}
+
+void BankVerifier::CheckHeader(const SDBNOTE& note) {
+    if (note.nState != 0)
+        Report(note, note.IsLive() ? "it was never committed" : "its deletion was never committed");
+    if (note.nType == kSdbQuickLoad && &note != &m_scan.Notes().front())
+        Report(note, "only a file's first record can be one");
+    if (note.nType == kSdbAny) Report(note, "no record can have this type");
+    if (!note.IsLive()) return;
+    if (note.idNote == kSdbNoID) Report(note, "no record can have this id");
+    if (m_scan.Find(note.idNote) != &note) Report(note, "another record has its id");
+    CheckParent(note);
+}
+
+void BankVerifier::CheckParent(const SDBNOTE& note) {
+    static constexpr struct {
+        uint8_t nType;
+        uint8_t nParentType;
+        const char* pszCause;
+    } kParents[] = {{kSdbProgram, kSdbBank, "its parent is not a bank"},
+                    {kSdbRegion, kSdbProgram, "its parent is not a program"},
+                    {kSdbLayer, kSdbRegion, "its parent is not a region"}};
+    if (note.idParent == kSdbNoID) {
+        if (IsOfTree(note.nType)) Report(note, "it has no parent");
+        return;
+    }
+    const SDBNOTE* const pParent = m_scan.Find(note.idParent);
+    if (pParent == nullptr)
+        return Report(note, "its parent, record " + std::to_string(note.idParent) + ", is missing");
+    for (const auto& row : kParents)
+        if (note.nType == row.nType && pParent->nType != row.nParentType) Report(note, row.pszCause);
+}
+
+// Climbs from each note to where another climb has been. A climb that meets itself has found a circle.
+void BankVerifier::CheckCycles() {
+    enum Mark : uint8_t { kNew, kOnClimb, kDone };
+    const std::vector<SDBNOTE>& notes = m_scan.Notes();
+    std::vector<Mark> marks(notes.size(), kNew);
+    std::vector<const SDBNOTE*> climb;
+    const auto markOf = [&](const SDBNOTE* pNote) -> Mark& {
+        return marks[static_cast<size_t>(pNote - notes.data())];
+    };
+    for (const SDBNOTE& note : notes) {
+        if (!note.IsLive()) continue;
+        climb.clear();
+        const SDBNOTE* pNote = &note;
+        while (pNote != nullptr && markOf(pNote) == kNew) {
+            markOf(pNote) = kOnClimb;
+            climb.push_back(pNote);
+            pNote = pNote->idParent == kSdbNoID ? nullptr : m_scan.Find(pNote->idParent);
+        }
+        if (pNote != nullptr && markOf(pNote) == kOnClimb) Report(*pNote, "it is its own ancestor");
+        for (const SDBNOTE* const pPassed : climb) markOf(pPassed) = kDone;
+    }
+}
+
+template <class TRecord>
+void BankVerifier::CheckDecodes(const SDBNOTE& note) {
+    TRecord record(note.idNote, note.idParent);
+    if (!m_scan.Read(note, record)) Report(note, kUnreadable);
+}
+
+// Records of a type that this system does not know are kept as they are.
+void BankVerifier::CheckBody(const SDBNOTE& note) {
+    switch (note.nType) {
+        case kSdbInfo: return CheckDecodes<CSDBIInfo>(note);
+        case kSdbPreset: return CheckDecodes<CSDBIPreset>(note);
+        case kSdbBank: return CheckDecodes<CSDBIBank>(note);
+        case kSdbProgram: return CheckDecodes<CSDBIProgram>(note);
+        case kSdbRegion: return CheckRegion(note);
+        case kSdbLayer: return CheckLayer(note);
+        default: return;
+    }
+}
+
+bool BankVerifier::IsInSplitProgram(const SDBNOTE& region) const {
+    return m_splitPrograms.count(region.idParent) != 0;
+}
+
+// What the analysis of a source demands of regions is demanded of split programs' alone.
+void BankVerifier::CheckRegion(const SDBNOTE& note) {
+    CSDBIRegion region(note.idNote, note.idParent);
+    if (!m_scan.Read(note, region)) return Report(note, kUnreadable);
+    if (!IsInSplitProgram(note)) return;
+    const auto [nLow, nHigh] = std::minmax(region.m_info.nLowKey, region.m_info.nHighKey);
+    if (nLow < 0 || nHigh >= kKeyCount) Report(note, "its keys are outside 0 to 255");
+    if (m_layerParents.count(note.idNote) == 0) Report(note, "it has no layers");
+}
+
+// In the per-key layout a layer of a program that is not split may play nothing: the engine leaves it so.
+void BankVerifier::CheckLayer(const SDBNOTE& note) {
+    CSDBILayer layer(note.idNote, note.idParent);
+    if (!m_scan.Read(note, layer)) return Report(note, kUnreadable);
+    if (layer.m_info.nSampleID == kSdbNoID) {
+        const SDBNOTE* const pRegion = m_scan.Find(note.idParent);
+        if (!m_bPerKey || pRegion == nullptr || IsInSplitProgram(*pRegion))
+            Report(note, "it plays no sample");
+        return;
+    }
+    const SDBNOTE* const pSample = m_scan.Find(layer.m_info.nSampleID);
+    if (pSample == nullptr || pSample->nType != kSdbSample)
+        Report(note, "its sample, record " + std::to_string(layer.m_info.nSampleID) + ", is missing");
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,77 @@
+// SourceComparison.h - a bank compared, record by record, with what its source gives at its rate and layout.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "bank/DBEUCreate.h"
+#include "tools/kvbank/verify/ProblemList.h"
+
+namespace Kestrova {
+
+class CSDBISampleEUWave;
+
+// Rebuilds every sample, on helper threads, and walks the source's structure in the order a build writes it,
+// with the bank's records beside it in file order. It ends at the first record that is out of step.
+// Threads: one, with helpers of its own. Throws std::bad_alloc.
+class SourceComparison {
+public:
+    // Told how many bytes of the bank have been compared; false stops the work.
+    using Observer = std::function<bool(uint64_t nBytes)>;
+
+    // engine: has analysed the source at strSource; both databases are only read.
+    SourceComparison(const CDBEUCreate& engine, const std::string& strSource, int nQuality);
+
+    // Compares a bank that states this rate and layout, and adds what differs to the list; false when it was
+    // stopped.
+    bool Run(NoteScan& bank, uint32_t nRate, bool bPerKey, ProblemList& problems, const Observer& observer);
+
+private:
+    // The ids of a source sample's copies in the bank.
+    struct NewIds {
+        uint32_t idSingle = kSdbNoID;
+        std::map<int, uint32_t> byKey;
+    };
+
+    void Begin(NoteScan& bank, ProblemList& problems, const Observer& observer);
+    void End();
+    // Each of these is false when the comparison is over: stopped, or out of step.
+    bool CompareInfo(uint32_t nRate, bool bPerKey);
+    bool ComparePresets();
+    template <class TSource>
+    bool CompareSamples(uint32_t nRate);
+    bool CompareBanks();
+    bool ComparePrograms(uint32_t idOldBank, uint32_t idNewBank);
+    bool CompareRegions(uint32_t idOldProgram, uint32_t idNewProgram, bool bSplit);
+    bool CompareRegion(CSDBIRegion& region, uint32_t idOldRegion, int nKey);
+    bool CompareLayers(uint32_t idOldRegion, uint32_t idNewRegion, int nKey);
+    template <class TVisit>
+    bool ForEachChild(uint32_t idParent, uint8_t nType, TVisit visit);
+    bool ReadSource(CSDBInterpreter& record);
+    const SDBNOTE* NextOfType(uint8_t nType);
+    template <class TRecord>
+    bool Expect(TRecord& expected, uint32_t& idNew, TRecord* pActual = nullptr);
+    bool ExpectSample(CSDBISampleEUWave& expected, uint32_t& idNew);
+    bool Told(const SDBNOTE& note, CSDBInterpreter& expected, const char* pszDifference);
+    uint32_t NewSampleId(uint32_t idOld, int nKey) const;
+    bool Stop(const std::string& strCause);
+
+    const CDBEUCreate& m_engine;
+    const std::string m_strFolder;  // of the source
+    const int m_nQuality;
+    CSDB m_source;
+
+    // Of one run.
+    NoteScan* m_pBank = nullptr;
+    ProblemList* m_pProblems = nullptr;
+    const Observer* m_pObserver = nullptr;
+    bool m_bPerKey = false;
+    bool m_bStopped = false;
+    size_t m_nNext = 0;  // of the bank's notes
+    uint64_t m_nReadsLeft = 0;
+    std::map<uint32_t, NewIds> m_newIds;  // by the source's id
+};
+
+}  // namespace Kestrova
