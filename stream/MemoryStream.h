@@ -1,4 +1,4 @@
-// MemoryStream.h - the streams there are: over a buffer, over another stream, and one that only counts.
+// MemoryStream.h - streams over a buffer and over another stream, and one that only counts bytes.
 #pragma once
 
 #include "stream/StreamBuffer.h"
@@ -28,7 +28,7 @@ private:
     IStreamBuffer& m_buffer;
 };
 
-// Passes everything on to another stream, which outlives it, with values in host byte order.
+// Passes everything on to another stream, which must outlive it. Values stay in host byte order.
 class NoSwapByteOrderOutputRandomAccessStream : public OutputRandomAccessStream {
 public:
     explicit NoSwapByteOrderOutputRandomAccessStream(OutputRandomAccessStream& stream) : m_stream(stream) {}
@@ -44,7 +44,7 @@ private:
     OutputRandomAccessStream& m_stream;
 };
 
-// Measures the size a serialisation would have: keeps nothing, takes everything.
+// Measures how many bytes a serialisation would take; the bytes themselves are dropped.
 class CountingStream : public OutputStream {
 public:
     using OutputStream::Write;

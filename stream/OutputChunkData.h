@@ -1,4 +1,4 @@
-// OutputChunkData.h - writes nested, tagged chunks of items, in the manner of RIFF, over a stream buffer.
+// OutputChunkData.h - writes nested, tagged chunks of items, as RIFF files have them, over a stream buffer.
 //
 //   item   id:4 length:4 bytes:length [0 when the length is odd]
 //   chunk  id:4 size:4 (items and chunks):size

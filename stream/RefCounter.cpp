@@ -17,7 +17,7 @@ uint32_t MemAllocator::Release() {
 void* MemAllocator::Alloc(unsigned long nSize) { return Realloc(nullptr, nSize); }
 
 void* MemAllocator::Realloc(void* p, unsigned long nSize) {
-    // What no object can span is refused here: some malloc replacements end the program when asked for it.
+    // Sizes that no object can have are refused here: some replacements of malloc end the program for them.
     if (nSize > std::numeric_limits<std::ptrdiff_t>::max()) return nullptr;
     if (nSize != 0) return std::realloc(p, nSize);
     std::free(p);

@@ -1,4 +1,4 @@
-// RefCounter.h - reference counting, and the memory that counted buffers stand on.
+// RefCounter.h - reference counting, and the allocators of counted buffers.
 // A counted object starts with one reference, its creator's; the last Release deletes it.
 #pragma once
 
@@ -21,14 +21,14 @@ protected:
 class AtomicRefCount {
 public:
     uint32_t Increment() { return m_nRefs.fetch_add(1, std::memory_order_relaxed) + 1; }
-    // Whoever gets 0 destroys the object and sees all that the other owners wrote.
+    // The caller that gets 0 destroys the object; it sees everything the other owners wrote.
     uint32_t Decrement() { return m_nRefs.fetch_sub(1, std::memory_order_acq_rel) - 1; }
 
 private:
     std::atomic<uint32_t> m_nRefs{1};
 };
 
-// Where a buffer's memory comes from. Sizes are bytes; nullptr means there is none to give.
+// Where a buffer's memory comes from. Sizes are bytes; nullptr means that there is no memory.
 class Allocator : public IRefCounter {
 public:
     virtual void* Alloc(unsigned long nSize) = 0;
@@ -41,7 +41,7 @@ protected:
     ~Allocator() = default;
 };
 
-// The C library's malloc, realloc and free, so that what it hands out may be released with free().
+// The C library's malloc, realloc and free, so that a block it gave may be released with free().
 // Threads: any.
 class MemAllocator final : public Allocator {
 public:

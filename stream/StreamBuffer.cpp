@@ -9,7 +9,7 @@ namespace Kestrova {
 
 namespace {
 
-// A sum beyond every address stays the largest number, which no allocator grants.
+// A sum that no address reaches becomes the largest number, which every allocator refuses.
 unsigned long SaturatedSum(unsigned long nFirst, unsigned long nSecond) {
     const unsigned long nRoom = std::numeric_limits<unsigned long>::max() - nFirst;
     return nFirst + std::min(nSecond, nRoom);
@@ -89,7 +89,7 @@ void StreamBuffer::Detach(void*& p, unsigned long& n) {
     m_pAllocator = nullptr;
 }
 
-// The receiver of a detached block frees it, which foreign memory would not survive.
+// The receiver of a detached block frees it, which must not happen to foreign memory.
 void* StreamBuffer::CopyOfForeign() {
     if (m_nSize == 0) return nullptr;
     void* pCopy = std::malloc(m_nSize);
@@ -108,7 +108,7 @@ void* StreamBuffer::Grow(unsigned long n) {
     void* pMoved = m_pAllocator->Realloc(m_pBuffer, n);
     if (pMoved == nullptr && n > m_nSize)
         throw StreamBufferException(this, StreamBufferException::kOutOfMemory);
-    if (pMoved != nullptr || n == 0) m_pBuffer = pMoved;  // a block that failed to shrink serves as it is
+    if (pMoved != nullptr || n == 0) m_pBuffer = pMoved;  // a block that could not be made smaller is kept
     m_nSize = n;
     m_nPosition = std::min(m_nPosition, m_nSize);
     return m_pBuffer;

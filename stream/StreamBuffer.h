@@ -25,7 +25,7 @@ public:
         kReadPastEnd = 2,  // a read asked for more than lies between the position and the end
     };
 
-    // The buffer is named, not kept alive: use it only where it is known to live still.
+    // Holds a plain pointer to the buffer: use it only while the buffer is known to exist.
     StreamBufferException(StreamBuffer* pBuffer, ExceptId id) : m_pBuffer(pBuffer), m_id(id) {}
 
     // "Kestrova::StreamBufferException<id>", built on first request (not by two threads at once).
@@ -61,8 +61,8 @@ public:
     StreamBuffer();
     // The same over a given allocator, to which it holds a reference; blocks detached are that allocator's.
     explicit StreamBuffer(Allocator& allocator);
-    // Wraps foreign memory that outlives this object (nullptr: nothing, whatever nSize says). It can neither
-    // grow nor free it; whoever calls Write vouches that the memory may be written.
+    // Wraps foreign memory that outlives this object (nullptr: nothing, whatever nSize is). It can neither
+    // grow nor free it; a caller of Write must know that the memory may be written.
     StreamBuffer(const void* pData, unsigned long nSize);
     ~StreamBuffer() override;
     StreamBuffer(const StreamBuffer&) = delete;
@@ -76,7 +76,7 @@ public:
     unsigned long Read(void* p, unsigned long n) override;
 
     // Copies n bytes (not from this buffer) to the position, growing to exactly the new end, and advances;
-    // returns n, or 0 for n == 0 or a null p. Throws as Grow does, also for an end beyond every address.
+    // returns n, or 0 for n == 0 or a null p. Throws as Grow does, also when no address reaches that end.
     unsigned long Write(const void* p, unsigned long n) override;
 
     // nOrigin: 1 from the position, 2 from the end, anything else from the start; offsets go forward only.

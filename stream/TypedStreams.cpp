@@ -47,7 +47,7 @@ bool IsAddressable(unsigned long nCount, unsigned long nSize) {
     return nSize != 0 && nCount <= std::numeric_limits<unsigned long>::max() / nSize;
 }
 
-// The length announced is not believed: each piece is at most as long as all that came before it.
+// The announced length may be false, so each piece is at most as long as all pieces before it together.
 bool ReadCharacters(InputStream& in, String& strText, int nLength) {
     for (int nDone = 0; nDone != nLength;) {
         const int nPiece = std::min(nLength - nDone, std::max(nDone, kFirstTextPiece));
@@ -59,8 +59,8 @@ bool ReadCharacters(InputStream& in, String& strText, int nLength) {
     return true;
 }
 
-// Calls transfer(first element, elements) for pieces that fit the scratch area, until one comes up short.
-// Returns the elements transferred.
+// Calls transfer(first element, elements) for pieces that fit the scratch area, until one transfer is
+// incomplete. Returns the elements transferred.
 template <class TTransfer>
 unsigned long InPieces(unsigned long nCount, unsigned long nSize, TTransfer transfer) {
     const unsigned long nFitting = nSize != 0 ? kScratchBytes / nSize : 0;

@@ -1,7 +1,7 @@
 // TypedStreams.h - typed values over a raw byte transport, and random access.
 // Bytes:  values go in host order (little-endian), unswapped; long and unsigned long take 4 bytes.
 // Errors: a typed operation answers false (or 0) when the transport gave or took fewer bytes than the value
-//         has, and never throws of its own; what the transport throws passes through.
+//         has. It throws nothing itself; an exception of the transport passes through.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ class InputStream {
 public:
     virtual ~InputStream() = default;
 
-    // False unless the transport knows better.
+    // False, unless a transport overrides it.
     virtual bool IsEOF();
     // The transport: reads up to n bytes to p and returns how many came.
     virtual unsigned long Read(void* p, unsigned long n) = 0;
