@@ -1,4 +1,5 @@
-// What the documents say of the tree, held against the tree: files, folders, programs, tests and presets that they name.
+// What the documents say of the tree, held against the tree: files, folders, programs, tests and presets that
+// they name.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -60,7 +61,8 @@ TEST(DocsTest, EveryTestProgramHasARowAndEveryRowAProgram) {
     EXPECT_EQ(TestPrograms(), NamesInColumn("docs/TESTING.md", "Program", 0));
 }
 
-// The entries of CTest that are not the tests of a program; "*" stands for what a loop of the CMake file puts in.
+// The entries of CTest that are not the tests of a program; "*" stands for what a loop of the CMake file puts
+// in.
 Names OtherEntries() {
     Names entries;
     for (const std::string& strFile : FilesBelow("tests", {"CMakeLists.txt"}))
@@ -139,7 +141,8 @@ Names AllPaths() {
     return paths;
 }
 
-// True for what is written like a path of ours: a folder of the tree with something in it, or a file by its name.
+// True for what is written like a path of ours: a folder of the tree with something in it, or a file by its
+// name.
 bool IsLikeAPath(const std::string& strQuoted, const Names& paths) {
     static const std::regex kCharacters(R"([\w.*/-]+)");
     static const std::regex kFileName(R"([\w*]+\.(h|cpp|sh|md|supp|json|txt))");

@@ -1,5 +1,6 @@
-// Every oddity that is meant has a number, Q17, in its row of docs/QUIRKS.md, in a comment at the line of the code that
-// makes it, and above the tests that pin it. A row, a line or a test that goes must not leave the others behind.
+// Every oddity that is meant has a number, Q17, in its row of docs/QUIRKS.md, in a comment at the line of the
+// code that makes it, and above the tests that pin it. A row, a line or a test that goes must not leave the
+// others behind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

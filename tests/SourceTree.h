@@ -15,11 +15,12 @@ inline const std::vector<std::string> kProductFolders = {"shared", "SamplerDBDS"
 std::string TextOf(const std::string& strPath);
 std::vector<std::string> LinesOf(const std::string& strText);
 
-// The files of a folder and of those in it whose names end in one of these, as paths from the top of the tree.
+// The files of a folder and of those in it whose names end in one of these, as paths from the top of the
+// tree.
 std::vector<std::string> FilesBelow(const std::string& strFolder, const std::set<std::string>& suffixes);
 
-// The rows of the Markdown tables in a text, each as its cells; what heads a table is no row. With a heading, the
-// rows of the tables whose first cell of the head is this.
+// The rows of the Markdown tables in a text, each as its cells; what heads a table is no row. With a heading,
+// the rows of the tables whose first cell of the head is this.
 using Cells = std::vector<std::string>;
 std::vector<Cells> TableRows(const std::string& strMarkdown, const std::string& strHead = "");
 
