@@ -200,6 +200,15 @@ TEST(LayeringTest, ThePictureShowsTheSame) {
     }
 }
 
+TEST(LayeringTest, NoFolderHasMoreThanTwentyUnits) {
+    for (const std::string& strTop : kProductFolders) {
+        std::map<std::string, std::set<std::string>> units;
+        for (const std::string& strFile : FilesBelow(strTop, {".h", ".cpp"}))
+            units[fs::path(strFile).parent_path()].insert(fs::path(strFile).stem());
+        for (const auto& [strFolder, names] : units) EXPECT_LE(names.size(), 20u) << strFolder;
+    }
+}
+
 TEST(LayeringTest, AFileBelongsToTheLongestRowThatFits) {
     EXPECT_EQ("app", FolderOf("app/StgMan.cpp"));
     EXPECT_EQ("app/qt", FolderOf("app/qt/GuiStart.cpp"));
