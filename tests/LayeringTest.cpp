@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/SourceTree.h"
 #include "tests/support/Vectors.h"
 
 namespace Kestrova::Test {
@@ -148,6 +149,64 @@ TEST(LayeringTest, OneFolderAloneSeesTheToolkit) {
             << include.strFile << " includes " << include.strTarget;
     }
     EXPECT_GT(nSeen, 10) << "there are such includes to see";
+}
+
+// The arrows of the picture in docs/ARCHITECTURE.md, from each folder to those it may include from at once.
+std::map<std::string, std::set<std::string>> PicturedArrows() {
+    static const std::regex kNode(R"((\w+)\[([\w/]+)\])"), kArrow(R"(^\s*(\w+)\S* --> (\w+))");
+    std::map<std::string, std::string> folders;
+    std::map<std::string, std::set<std::string>> arrows;
+    std::smatch match;
+    const std::vector<std::string> lines = LinesOf(TextOf("docs/ARCHITECTURE.md"));
+    for (const std::string& strLine : lines)
+        for (std::sregex_iterator it(strLine.begin(), strLine.end(), kNode), end; it != end; ++it)
+            folders[(*it)[1]] = (*it)[2];
+    const auto folderOf = [&](const std::string& strNode) {
+        return folders.count(strNode) == 1 ? folders[strNode] : strNode;
+    };
+    for (const std::string& strLine : lines)
+        if (std::regex_search(strLine, match, kArrow)) arrows[folderOf(match[1])].insert(folderOf(match[2]));
+    return arrows;
+}
+
+// Every folder that the arrows reach from one, over any number of steps.
+std::set<std::string> Reached(const std::map<std::string, std::set<std::string>>& arrows,
+                              const std::string& strFrom) {
+    std::set<std::string> reached;
+    std::vector<std::string> waiting = {strFrom};
+    while (!waiting.empty()) {
+        const auto it = arrows.find(waiting.back());
+        waiting.pop_back();
+        if (it == arrows.end()) continue;
+        for (const std::string& strTo : it->second)
+            if (reached.insert(strTo).second) waiting.push_back(strTo);
+    }
+    return reached;
+}
+
+TEST(LayeringTest, ThePictureShowsTheSame) {
+    const std::map<std::string, std::set<std::string>> arrows = PicturedArrows();
+    EXPECT_GT(arrows.size(), 10u);
+    for (const auto& [strFolder, allowed] : kMayInclude) {
+        const std::set<std::string> reached = Reached(arrows, strFolder);
+        EXPECT_EQ(0u, reached.count(strFolder)) << strFolder << " stands in a circle";
+        for (const std::string& strTo : allowed)
+            EXPECT_EQ(1u, reached.count(strTo)) << "no arrows lead from " << strFolder << " to " << strTo;
+    }
+    for (const auto& [strFolder, targets] : arrows) {
+        ASSERT_EQ(1u, kMayInclude.count(strFolder)) << strFolder;
+        for (const std::string& strTo : targets)
+            EXPECT_EQ(1u, kMayInclude.at(strFolder).count(strTo)) << strFolder << " --> " << strTo;
+    }
+}
+
+TEST(LayeringTest, NoFolderHasMoreThanTwentyUnits) {
+    for (const std::string& strTop : kProductFolders) {
+        std::map<std::string, std::set<std::string>> units;
+        for (const std::string& strFile : FilesBelow(strTop, {".h", ".cpp"}))
+            units[fs::path(strFile).parent_path()].insert(fs::path(strFile).stem());
+        for (const auto& [strFolder, names] : units) EXPECT_LE(names.size(), 20u) << strFolder;
+    }
 }
 
 TEST(LayeringTest, AFileBelongsToTheLongestRowThatFits) {

@@ -72,173 +72,195 @@ TEST_F(VerifyCommandTest, GoodFilesAreTold) {
     EXPECT_EQ("", Run({"verify", "DIR/Src.kvs", "-q"}).strOut);
 }
 
+// One change of a bank's notes.
+using Harm = std::function<void(Notes&)>;
+
+Harm Word(Place note, size_t nAt, uint32_t nWord) {
+    return [=](Notes& notes) { SetWord(notes[note], nAt, nWord); };
+}
+Harm Body(Place note, const std::function<void(std::string&)>& change) {
+    return [=](Notes& notes) { change(notes[note].strBody); };
+}
+Harm Size(Place note, size_t nBytes) {
+    return Body(note, [=](std::string& strBody) { strBody.resize(nBytes); });
+}
+Harm Id(Place note, uint32_t id) {
+    return [=](Notes& notes) { notes[note].id = id; };
+}
+Harm Type(Place note, uint8_t nType) {
+    return [=](Notes& notes) { notes[note].nType = nType; };
+}
+Harm Parent(Place note, uint32_t idParent) {
+    return [=](Notes& notes) { notes[note].idParent = idParent; };
+}
+Harm State(Place note, uint8_t nState) {
+    return [=](Notes& notes) { notes[note].nState = nState; };
+}
+
+// A bank that is harmed, and the problems that are told of it.
 struct Damage {
     const char* pszWhy;
-    std::function<void(Notes&)> harm;
+    std::vector<Harm> harms;
     std::vector<const char*> problems;
-    bool bMend = true;  // the quick-load table tells the truth
 };
 
-TEST_F(VerifyCommandTest, EveryKindOfDamageIsFound) {
-    const Notes good = BankOf({});
-    constexpr size_t kRate = 9, kFormat = 13, kChannels = 17, kFrames = 21, kLoops = 41;  // in the sample
-    const std::vector<Damage> kDamages = {
-        {"none", [](Notes&) {}, {}},
-        {"the quick-load table tells another type",
-         [](Notes& notes) { SetWord(notes[kTable], 16 * kBankAt, kSdbPreset); },
-         {"bank 4 \"Bank 0\": the quick-load table lists it with another type, id, parent or size"},
-         false},
-        {"another id",
-         [](Notes& notes) { SetWord(notes[kTable], 16 * kLayerAt + 4, 70); },
-         {"layer 7: the quick-load table lists it with another type, id, parent or size"},
-         false},
-        {"another parent",
-         [](Notes& notes) { SetWord(notes[kTable], 16 * kLayerAt + 8, 5); },
-         {"layer 7: the quick-load table lists it with another type, id, parent or size"},
-         false},
-        {"another size",
-         [](Notes& notes) { SetWord(notes[kTable], 16 * kSampleAt + 12, 1); },
-         {"sample 3 \"Sample 0\": the quick-load table lists it with another type, id, parent or size"},
-         false},
-        {"upper bytes of a type mean nothing",
-         [](Notes& notes) { SetWord(notes[kTable], 16 * kBankAt, 0xABCDEF00 + kSdbBank); },
-         {},
-         false},
-        {"an entry too few",
-         [](Notes& notes) {
-             notes[kTable].strBody.resize(16 * 7);
-             SetWord(notes[kTable], 12, 16 * 7);
-             SetWord(notes[kTable], 12, 16 * 7);
-         },
-         {"quick-load table 0: it lists 7 records, the file has 8",
-          "sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it"},
-         false},
-        {"no multiple of an entry",
-         [](Notes& notes) { notes[kTable].strBody += std::string(512 + 1, '\0'); },
-         {"quick-load table 0: its size is no multiple of an entry's",
-          "sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it"},
-         false},
-        {"an empty table",
-         [](Notes& notes) { notes[kTable].strBody.clear(); },
-         {"quick-load table 0: it is empty, which hides every record",
-          "sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it"},
-         false},
-        {"a second table",
-         [](Notes& notes) {
-             notes.push_back({0, kSdbQuickLoad, 8, kSdbNoID, ""});
-         },
-         {"sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it",
-          "quick-load table 8: only a file's first record can be one"}},
-        {"an id twice",
-         [](Notes& notes) { notes[kPresetAt].id = kInfoAt; },
-         {"preset 1 \"Preset 0\": another record has its id"}},
+// Whether the quick-load table is mended once the damage is done.
+enum class Table { kMended, kLeft };
+
+// A wave lies at a multiple of 512 bytes, so a note in front of it must keep its size.
+constexpr const char* kMisaligned =
+    "sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it";
+
+class VerifyDamageTest : public VerifyCommandTest {
+protected:
+    void ExpectFound(const std::vector<Damage>& damages, Table table = Table::kMended) const {
+        const Notes good = BankOf({});
+        for (const Damage& damage : damages) {
+            SCOPED_TRACE(damage.pszWhy);
+            Notes notes = good;
+            for (const Harm& harm : damage.harms) harm(notes);
+            if (table == Table::kMended) MendTable(notes);
+            std::string strExpected;
+            for (const char* pszProblem : damage.problems)
+                strExpected += std::string("kvbank: DIR/b.kvn: ") + pszProblem + "\n";
+            const Outcome outcome = VerifyNotes(notes);
+            EXPECT_EQ(strExpected, outcome.strErr);
+            EXPECT_EQ(damage.problems.empty() ? 0 : kExitProblem, outcome.nCode);
+            EXPECT_EQ(damage.problems.empty(), !outcome.strOut.empty());
+        }
+    }
+};
+
+TEST_F(VerifyDamageTest, AQuickLoadTableThatDisagreesIsFound) {
+    constexpr size_t kEntry = QuickLoadEntry::kBytes;
+    ExpectFound(
+        {{"no damage", {}, {}},
+         {"another type",
+          {Word(kTable, kEntry * kBankAt, kSdbPreset)},
+          {"bank 4 \"Bank 0\": the quick-load table lists it with another type, id, parent or size"}},
+         {"the upper bytes of a type mean nothing",
+          {Word(kTable, kEntry * kBankAt, 0xABCDEF00 + kSdbBank)},
+          {}},
+         {"another id",
+          {Word(kTable, kEntry * kLayerAt + 4, 70)},
+          {"layer 7: the quick-load table lists it with another type, id, parent or size"}},
+         {"another parent",
+          {Word(kTable, kEntry * kLayerAt + 8, 5)},
+          {"layer 7: the quick-load table lists it with another type, id, parent or size"}},
+         {"another size",
+          {Word(kTable, kEntry * kSampleAt + 12, 1)},
+          {"sample 3 \"Sample 0\": the quick-load table lists it with another type, id, parent or size"}},
+         {"an entry too few, which its own entry tells",
+          {Size(kTable, kEntry * 7), Word(kTable, 12, kEntry * 7)},
+          {"quick-load table 0: it lists 7 records, the file has 8", kMisaligned}},
+         {"no multiple of an entry",
+          {Size(kTable, kEntry * 8 + 512 + 1)},
+          {"quick-load table 0: its size is no multiple of an entry's", kMisaligned}},
+         {"an empty table",
+          {Size(kTable, 0)},
+          {"quick-load table 0: it is empty, which hides every record", kMisaligned}}},
+        Table::kLeft);
+}
+
+TEST_F(VerifyDamageTest, ImpossibleIdsAndTypesAreFound) {
+    ExpectFound({
+        {"an id twice", {Id(kPresetAt, kInfoAt)}, {"preset 1 \"Preset 0\": another record has its id"}},
         {"an id that is none",
-         [](Notes& notes) { notes[kPresetAt].id = kSdbNoID; },
+         {Id(kPresetAt, kSdbNoID)},
          {"preset 4294967295 \"Preset 0\": no record can have this id"}},
-        {"a type that is none",
-         [](Notes& notes) { notes[kPresetAt].nType = kSdbAny; },
-         {"source 2: no record can have this type"}},
-        {"a type of a later time", [](Notes& notes) { notes[kPresetAt].nType = 99; }, {}},
-        {"a missing parent",
-         [](Notes& notes) { notes[kLayerAt].idParent = 99; },
+        {"a type that is none", {Type(kPresetAt, kSdbAny)}, {"source 2: no record can have this type"}},
+        {"a type of a later time", {Type(kPresetAt, 99)}, {}},
+        {"no information record", {Type(kInfoAt, 99)}, {"there is no information record"}},
+        {"a second quick-load table",
+         {[](Notes& notes) {
+             notes.push_back({0, kSdbQuickLoad, 8, kSdbNoID, ""});
+         }},
+         {kMisaligned, "quick-load table 8: only a file's first record can be one"}},
+    });
+}
+
+TEST_F(VerifyDamageTest, ImpossibleParentsAreFound) {
+    ExpectFound({
+        {"a missing one",
+         {Parent(kLayerAt, 99)},
          {"region 6 \"Region 0\": it has no layers", "layer 7: its parent, record 99, is missing"}},
-        {"parents of the wrong kind",
-         [](Notes& notes) {
-             notes[kProgramAt].idParent = kPresetAt;
-             notes[kRegionAt].idParent = kBankAt;
-             notes[kLayerAt].idParent = kProgramAt;
-         },
+        {"ones of the wrong kind",
+         {Parent(kProgramAt, kPresetAt), Parent(kRegionAt, kBankAt), Parent(kLayerAt, kProgramAt)},
          {"program 5 \"Program 0\": its parent is not a bank",
           "region 6 \"Region 0\": its parent is not a program", "layer 7: its parent is not a region"}},
-        {"no parents",
-         [](Notes& notes) { notes[kProgramAt].idParent = notes[kRegionAt].idParent = kSdbNoID; },
+        {"none",
+         {Parent(kProgramAt, kSdbNoID), Parent(kRegionAt, kSdbNoID)},
          {"program 5 \"Program 0\": it has no parent", "region 6 \"Region 0\": it has no parent"}},
-        {"its own parent",
-         [](Notes& notes) { notes[kBankAt].idParent = kBankAt; },
-         {"bank 4 \"Bank 0\": it is its own ancestor"}},
-        {"a circle of parents",
-         [](Notes& notes) {
-             notes[kPresetAt].idParent = kBankAt;
-             notes[kBankAt].idParent = kPresetAt;
-         },
+        {"itself", {Parent(kBankAt, kBankAt)}, {"bank 4 \"Bank 0\": it is its own ancestor"}},
+        {"a circle",
+         {Parent(kPresetAt, kBankAt), Parent(kBankAt, kPresetAt)},
          {"preset 2 \"Preset 0\": it is its own ancestor"}},
-        {"never committed",
-         [](Notes& notes) { notes[kLayerAt].nState = kSdbStateNew; },
-         {"layer 7: it was never committed"}},
-        {"a deletion never committed",
-         [](Notes& notes) { notes[kLayerAt].nState = kSdbStateDeleted; },
+    });
+}
+
+TEST_F(VerifyDamageTest, WhatWasNeverCommittedIsFound) {
+    ExpectFound({
+        {"a record", {State(kLayerAt, kSdbStateNew)}, {"layer 7: it was never committed"}},
+        {"a deletion",
+         {State(kLayerAt, kSdbStateDeleted)},
          {"region 6 \"Region 0\": it has no layers", "layer 7: its deletion was never committed"}},
-        {"an interrupted build",
-         [](Notes& notes) {
+        {"the whole build",
+         {[](Notes& notes) {
              for (NoteFields& note : notes) note.nState = kSdbStateNew;
-         },
+         }},
          {"its build was interrupted"}},
-        {"no information",
-         [](Notes& notes) { notes[kInfoAt].nType = 99; },
-         {"there is no information record"}},
-        {"bodies that end too soon",
-         [](Notes& notes) {
-             for (const size_t n : {kInfoAt, kPresetAt, kBankAt, kProgramAt, kRegionAt, kLayerAt})
-                 notes[n].strBody.resize(3);
-             notes.resize(notes.size());
-         },
-         {"information record 1: it cannot be read whole", "preset 2: it cannot be read whole",
-          "sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it",
+    });
+}
+
+TEST_F(VerifyDamageTest, ImpossibleFieldsAreFound) {
+    constexpr size_t kLowKey = 9, kHighKey = 13;                                            // of a region
+    constexpr size_t kPlayed = 20;                                                          // of a layer
+    constexpr size_t kRate = 9, kBits = 13, kChannels = 17, kFrames = 21, kLoopCount = 41;  // of a sample
+    ExpectFound({
+        {"a key that no keyboard has",
+         {Word(kRegionAt, kHighKey, 256)},
+         {"region 6 \"Region 0\": its keys are outside 0 to 255"}},
+        {"a negative key",
+         {Word(kRegionAt, kLowKey, 0xFFFFFFFF)},
+         {"region 6 \"Region 0\": its keys are outside 0 to 255"}},
+        {"a layer of no sample", {Word(kLayerAt, kPlayed, kSdbNoID)}, {"layer 7: it plays no sample"}},
+        {"a layer of a missing sample",
+         {Word(kLayerAt, kPlayed, 99)},
+         {"layer 7: its sample, record 99, is missing"}},
+        {"a layer of a bank",
+         {Word(kLayerAt, kPlayed, kBankAt)},
+         {"layer 7: its sample, record 4, is missing"}},
+        {"a sample rate of 0", {Word(kSampleAt, kRate, 0)}, {"sample 3 \"Sample 0\": its sample rate is 0"}},
+        {"no bits", {Word(kSampleAt, kBits, 0)}, {"sample 3 \"Sample 0\": its frames have no bytes"}},
+        {"no channels", {Word(kSampleAt, kChannels, 0)}, {"sample 3 \"Sample 0\": its frames have no bytes"}},
+        {"more frames than there are",
+         {Word(kSampleAt, kFrames, 101)},
+         {"sample 3 \"Sample 0\": its header states more frames than its wave has"}},
+        {"more loops than there are",
+         {Word(kSampleAt, kLoopCount, 0xFFFFFF)},
+         {"sample 3 \"Sample 0\": it cannot be read whole"}},
+    });
+}
+
+TEST_F(VerifyDamageTest, BodiesOfTheWrongLengthAreFound) {
+    ExpectFound({
+        {"ones that end too soon",
+         {Size(kInfoAt, 3), Size(kPresetAt, 3), Size(kBankAt, 3), Size(kProgramAt, 3), Size(kRegionAt, 3),
+          Size(kLayerAt, 3)},
+         {"information record 1: it cannot be read whole", "preset 2: it cannot be read whole", kMisaligned,
           "bank 4: it cannot be read whole", "program 5: it cannot be read whole",
           "region 6: it cannot be read whole", "layer 7: it cannot be read whole"}},
-        {"a region of keys that no keyboard has",
-         [](Notes& notes) { SetWord(notes[kRegionAt], 13, 256); },
-         {"region 6 \"Region 0\": its keys are outside 0 to 255"}},
-        {"negative keys",
-         [](Notes& notes) { SetWord(notes[kRegionAt], 9, 0xFFFFFFFF); },
-         {"region 6 \"Region 0\": its keys are outside 0 to 255"}},
-        {"a layer that plays nothing",
-         [](Notes& notes) { SetWord(notes[kLayerAt], 20, kSdbNoID); },
-         {"layer 7: it plays no sample"}},
-        {"a layer that plays what is missing",
-         [](Notes& notes) { SetWord(notes[kLayerAt], 20, 99); },
-         {"layer 7: its sample, record 99, is missing"}},
-        {"a layer that plays a bank",
-         [](Notes& notes) { SetWord(notes[kLayerAt], 20, kBankAt); },
-         {"layer 7: its sample, record 4, is missing"}},
-        {"a sample rate of 0",
-         [](Notes& notes) { SetWord(notes[kSampleAt], kRate, 0); },
-         {"sample 3 \"Sample 0\": its sample rate is 0"}},
-        {"no bits",
-         [](Notes& notes) { SetWord(notes[kSampleAt], kFormat, 0); },
-         {"sample 3 \"Sample 0\": its frames have no bytes"}},
-        {"no channels",
-         [](Notes& notes) { SetWord(notes[kSampleAt], kChannels, 0); },
-         {"sample 3 \"Sample 0\": its frames have no bytes"}},
-        {"more frames than there are",
-         [](Notes& notes) { SetWord(notes[kSampleAt], kFrames, 101); },
-         {"sample 3 \"Sample 0\": its header states more frames than its wave has"}},
-        {"a loop count beyond the record",
-         [](Notes& notes) { SetWord(notes[kSampleAt], kLoops, 0xFFFFFF); },
-         {"sample 3 \"Sample 0\": it cannot be read whole"}},
-        {"a record moved by three bytes",
-         [](Notes& notes) {
-             SetWord(notes[kPresetAt], notes[kPresetAt].strBody.size() - 4, 3);
-             notes[kPresetAt].strBody += "abc";
-         },
-         {"sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it"}},
-        {"bytes behind a sample's end",
-         [](Notes& notes) { notes[kSampleAt].strBody += "abc"; },
+        {"three bytes more in front of a wave",
+         {Body(kPresetAt,
+               [](std::string& strBody) {
+                   // The last word is the length of the text that ends the record.
+                   strBody.replace(strBody.size() - 4, 4, std::string("\3\0\0\0abc", 7));
+               })},
+         {kMisaligned}},
+        {"three bytes behind a wave",
+         {Body(kSampleAt, [](std::string& strBody) { strBody += "abc"; })},
          {"sample 3 \"Sample 0\": 3 bytes behind its end belong to nothing"}},
-    };
-    for (const Damage& damage : kDamages) {
-        SCOPED_TRACE(damage.pszWhy);
-        Notes notes = good;
-        damage.harm(notes);
-        if (damage.bMend) MendTable(notes);
-        std::string strExpected;
-        for (const char* pszProblem : damage.problems)
-            strExpected += std::string("kvbank: DIR/b.kvn: ") + pszProblem + "\n";
-        const Outcome outcome = VerifyNotes(notes);
-        EXPECT_EQ(strExpected, outcome.strErr);
-        EXPECT_EQ(damage.problems.empty() ? 0 : kExitProblem, outcome.nCode);
-        EXPECT_EQ(damage.problems.empty(), !outcome.strOut.empty());
-    }
+    });
 }
 
 TEST_F(VerifyCommandTest, LoopsMustLieInsideTheirWaves) {

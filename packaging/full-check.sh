@@ -1,0 +1,96 @@
+#!/bin/sh
+# full-check.sh [-m MINUTES] [STEP...] - everything that can be checked, for a weekly run: about three hours on two
+# cores. Every step runs, whatever became of the one before; a table at the end says what became of each.
+#
+#   release     the tests of the release build
+#   asan-ubsan  the same under AddressSanitizer and UBSan
+#   tsan        the same under ThreadSanitizer
+#   clang       everything compiled with clang
+#   lint        clang-format and clang-tidy over the whole tree
+#   fuzz        each fuzz target for MINUTES (10; a fraction will do), from its seeds and what earlier runs found
+#   bare-root   run.sh and test.sh of a clone of HEAD, in a Debian system with nothing in it
+#
+# Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong command line, 3 when none failed but one was skipped.
+# The output of each step is in build/full-check/STEP.log, inputs that a fuzz target fails on are beside it.
+set -eu
+
+cd "$(dirname "$0")/.."
+all_steps="release asan-ubsan tsan clang lint fuzz bare-root"
+skipped=77  # what a step ends with that cannot be done here; its last line says why
+minutes=10
+out=$PWD/build/full-check
+
+usage() {
+    echo "usage: packaging/full-check.sh [-m MINUTES] [STEP...]" >&2
+    echo "steps: $all_steps" >&2
+    exit 2
+}
+
+step_release() { ./test.sh release; }
+step_asan_ubsan() { ./test.sh asan-ubsan; }
+step_tsan() { ./test.sh tsan; }
+step_clang() { sh packaging/clang-build.sh; }
+step_lint() { sh packaging/lint.sh; }
+
+step_fuzz() {
+    sh packaging/install-packages.sh build test lint
+    cmake --preset fuzz -DKV_TESTS=ON >/dev/null
+    seconds=$(awk "BEGIN { print int($minutes * 60 + 0.5) }")
+    [ -d /dev/shm ] && export TMPDIR=/dev/shm
+    failed=
+    for target in $(sed -n 's/^kv_fuzz(\([a-z_]*\) .*/\1/p' tests/fuzz/CMakeLists.txt); do
+        echo "== $target, $seconds s"
+        mkdir -p "$out/corpus/$target"
+        cmake --build --preset fuzz --target "${target}_fuzz" -- --quiet &&
+            "build/fuzz/tests/fuzz/${target}_fuzz" "$out/corpus/$target" "tests/fuzz/seeds/$target" \
+                "-max_total_time=$seconds" "-artifact_prefix=$out/$target-" -print_final_stats=1 ||
+            failed="$failed $target"
+    done
+    [ -z "$failed" ] || { echo "failed:$failed"; return 1; }
+}
+
+step_bare_root() { sh packaging/bare-root.sh; }
+
+# run_step NAME - runs it into its log and adds its row to the table.
+run_step() {
+    began=$(date +%s)
+    status=0
+    # In a shell of its own, which ends at the first failure: in this one "step || ..." would go on.
+    sh packaging/full-check.sh --one-step "$1" "$minutes" >"$out/$1.log" 2>&1 </dev/null || status=$?
+    took=$(($(date +%s) - began))
+    last=$(tail -n 1 "$out/$1.log")
+    case $status in
+        0) result=passed ;;
+        "$skipped") result="skipped: $last"; any_skipped=1 ;;
+        *) result="FAILED ($status), see build/full-check/$1.log"; any_failed=1 ;;
+    esac
+    row=$(printf '%-12s %3d:%02d  %s' "$1" $((took / 60)) $((took % 60)) "$result")
+    echo "$row"
+    table="$table$row
+"
+}
+
+if [ "${1:-}" = --one-step ]; then
+    minutes=$3
+    "step_$(echo "$2" | tr - _)"
+    exit
+fi
+if [ "${1:-}" = -m ]; then
+    [ $# -ge 2 ] || usage
+    minutes=$2
+    shift 2
+fi
+case $minutes in "" | *[!0-9.]* | *.*.* | .) usage ;; esac
+[ $# -gt 0 ] || set -- $all_steps
+for step in "$@"; do
+    case " $all_steps " in *" $step "*) ;; *) usage ;; esac
+done
+
+mkdir -p "$out"
+table=
+any_failed=
+any_skipped=
+for step in "$@"; do run_step "$step"; done
+printf '\n%-12s %6s  %s\n%s' Step min:s Result "$table"
+[ -z "$any_failed" ] || exit 1
+[ -z "$any_skipped" ] || exit 3
