@@ -60,6 +60,9 @@ public:
     WaveExpander(const uint8_t* pIn, size_t nIn, StreamBuffer& out, uint64_t nSize, ExpandWorkspace& ws)
         : m_in(pIn, nIn), m_out(out, ws.staging, nSize), m_ws(ws) {}
 
+    // The output did not take all that was delivered.
+    bool HasOutputFailed() const { return m_out.HasFailed(); }
+
     // True: every block and every check was right, the whole input was used and all bytes wanted were
     // written.
     bool ExpandStream() {
@@ -223,10 +226,12 @@ CRawExpand::CRawExpand(StreamBuffer* in, StreamBuffer* out, unsigned int bits, u
     if (in == nullptr || in->GetBuffer() == nullptr || in->GetSize() == 0 || out == nullptr || size == 0)
         return;
     const std::unique_ptr<ExpandWorkspace> ws(new (std::nothrow) ExpandWorkspace);
+    m_bNoMemory = !ws;
     if (!ws) return;
     WaveExpander expander(static_cast<const uint8_t*>(in->GetBuffer()), in->GetSize(), *out, size, *ws);
     const bool bDone =
         expander.ExpandStream() && out->GetSize() >= size && UndoImpulse(bits, out->GetBuffer(), size);
+    m_bNoMemory = expander.HasOutputFailed();
     if (!bDone) EmptyOutput(*out);
 }
 

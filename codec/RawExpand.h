@@ -5,7 +5,7 @@ namespace Kestrova {
 
 class StreamBuffer;
 
-// All work happens in the constructor; the object holds nothing afterwards.
+// All work happens in the constructor; the object holds nothing afterwards but why it failed.
 // Threads: none of its own; several may expand at once into buffers of their own.
 // Memory:  about 8 MB of working storage during the call, and at most `size` bytes of output.
 class CRawExpand {
@@ -19,6 +19,12 @@ public:
     // cannot be had; every other failure (damaged stream, trailing bytes, short or failed write, width)
     // leaves `out` empty, which is how the caller learns of it.
     CRawExpand(StreamBuffer* in, StreamBuffer* out, unsigned int bits, unsigned long size);
+
+    // True when it failed because working storage or output could not be had; the stream may be right.
+    bool RanOutOfMemory() const { return m_bNoMemory; }
+
+private:
+    bool m_bNoMemory = false;
 };
 
 }  // namespace Kestrova

@@ -16,16 +16,18 @@ uint32_t TickCount() {
     return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(sinceStart).count());
 }
 
-// A generator that no other has been started like; without a random device the finest clock must do.
+// A generator with a start of its own. Without a random device, or memory, the finest clock alone starts it.
 std::mt19937 StartedGenerator() {
-    std::vector<uint32_t> arSeed{static_cast<uint32_t>(Clock::now().time_since_epoch().count())};
+    const auto nClock = static_cast<uint32_t>(Clock::now().time_since_epoch().count());
     try {
+        std::vector<uint32_t> arSeed{nClock};
         std::random_device device;
         for (int i = 0; i < 8; ++i) arSeed.push_back(device());
+        std::seed_seq sequence(arSeed.begin(), arSeed.end());
+        return std::mt19937(sequence);
     } catch (const std::exception&) {
+        return std::mt19937(nClock);
     }
-    std::seed_seq sequence(arSeed.begin(), arSeed.end());
-    return std::mt19937(sequence);
 }
 
 // One number of the process-wide generator.
@@ -62,7 +64,13 @@ void DBUID::CreateDBUID(const char* pszSeedText) {
 
 bool DBUID::GetDBUID(const char* pszPath) {
     CXFile file;
-    if (file.Open(pszPath, 0) && file.ReadAtPos(kFilePosition, m_words.data(), sizeof m_words)) return true;
+    if (file.Open(pszPath, 0)) return ReadFromDB(&file);
+    m_words = {};
+    return false;
+}
+
+bool DBUID::ReadFromDB(CXFile* pfile) {
+    if (pfile != nullptr && pfile->ReadAtPos(kFilePosition, m_words.data(), sizeof m_words)) return true;
     m_words = {};
     return false;
 }

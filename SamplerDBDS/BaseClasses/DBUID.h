@@ -24,6 +24,8 @@ struct DBUID {
     // Reads the identity of the database at the path; false, and all zero, when it cannot be opened or is
     // shorter than 20 bytes.
     bool GetDBUID(const char* pszPath);
+    // The same of a file that is open; its position stays. False for a null or closed file, too.
+    bool ReadFromDB(CXFile* pfile);
 
     // Writes the identity into the open file, whose position is then 20. False for a null or closed file.
     bool WriteToDB(CXFile* pfile) const;

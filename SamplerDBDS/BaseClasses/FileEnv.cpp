@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <iterator>
 #include <limits>
+#include <new>
 
 namespace Kestrova {
 
@@ -32,7 +33,7 @@ int OpenFlags(FileMode mode) {
     return kFlags[static_cast<int>(mode)] | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 }
 
-// Positions have a meaning in regular files only.
+// Only regular files have positions.
 bool IsRegular(int nFile) {
     struct stat status;
     if (fstat(nFile, &status) != 0) return false;
@@ -81,10 +82,7 @@ public:
         return true;
     }
 
-    bool TryLock(int nFile, FileLock lock) override {
-        const int nKind = lock == FileLock::kShared ? LOCK_SH : LOCK_EX;
-        return Uninterrupted([&] { return flock(nFile, nKind | LOCK_NB); }) == 0;
-    }
+    LockAnswer TryLock(int nFile, FileLock lock) override { return TryLockDescriptor(nFile, lock); }
 
     bool CheckPosition(int, uint64_t pos) override {
         if (pos <= static_cast<uint64_t>(std::numeric_limits<off_t>::max())) return true;
@@ -98,8 +96,26 @@ std::atomic<IFileEnv*> g_pReplacement{nullptr};
 
 }  // namespace
 
+LockAnswer LockAnswerOf(int nError) {
+    switch (nError) {
+        case EWOULDBLOCK: return LockAnswer::kBusy;
+        case ENOLCK:
+        case EOPNOTSUPP:
+        case ENOSYS: return LockAnswer::kNotSupported;
+        default: return LockAnswer::kFailed;
+    }
+}
+
+LockAnswer TryLockDescriptor(int nDescriptor, FileLock lock) {
+    const int nKind = lock == FileLock::kShared ? LOCK_SH : LOCK_EX;
+    const bool bHeld = Uninterrupted([&] { return flock(nDescriptor, nKind | LOCK_NB); }) == 0;
+    return bHeld ? LockAnswer::kHeld : LockAnswerOf(errno);
+}
+
 IFileEnv* GetSystemFileEnv() {
-    static CSystemFileEnv* const pEnv = new CSystemFileEnv;  // never destroyed: static objects may close late
+    // Takes no memory that could run out, and is never destroyed: static objects may close their files late.
+    alignas(CSystemFileEnv) static char arPlace[sizeof(CSystemFileEnv)];
+    static CSystemFileEnv* const pEnv = new (arPlace) CSystemFileEnv;
     return pEnv;
 }
 

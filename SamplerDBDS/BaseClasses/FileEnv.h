@@ -1,6 +1,6 @@
-// FileEnv.h - the seam between our file objects and the system's files.
-// CXFile, and through it the whole database, reaches its files by nothing else: a test that replaces the
-// environment can refuse, count or cut every operation.
+// FileEnv.h - the interface between our file objects and the system's files.
+// CXFile, and with it the whole database, uses files only through this interface. A test that replaces the
+// environment can therefore refuse, count or shorten every operation.
 #pragma once
 
 #include <cstddef>
@@ -26,8 +26,17 @@ struct FileFacts {
     }
 };
 
-// Any number of open files share a lock; an exclusive one suffers no other beside it.
+// Any number of open files can hold the shared lock of one file at the same time. The exclusive lock is held
+// by one open file alone.
 enum class FileLock { kShared, kExclusive };
+
+// What came of asking for a lock.
+enum class LockAnswer {
+    kHeld,          // the file has the lock now
+    kBusy,          // another open file, of any process, holds one that does not go with it; EWOULDBLOCK
+    kNotSupported,  // the file system has no such locks (ENOLCK, EOPNOTSUPP, ENOSYS)
+    kFailed         // any other failure, with the reason in errno
+};
 
 // The operations on files. A file is named by the handle that Open gave, 0 or more, until Close.
 // Threads: any; the operations on one file are serialised by its CXFile.
@@ -55,11 +64,11 @@ public:
 
     virtual bool GetFacts(int nFile, FileFacts& facts) = 0;
 
-    // The advisory lock (flock) of the file, without waiting; false with EWOULDBLOCK when another open file,
-    // of any process, holds one that does not go with it. It goes when the file is closed.
-    virtual bool TryLock(int nFile, FileLock lock) = 0;
+    // Asks for the advisory lock (flock) of the file, without waiting. The lock ends when the file is closed.
+    virtual LockAnswer TryLock(int nFile, FileLock lock) = 0;
 
-    // Whether a stream may stand at `pos`, be it beyond the end; asked wherever a position is set or told.
+    // Whether a stream may stand at `pos`, which may lie beyond the end of the file. Every operation that
+    // sets or tells a position asks this first.
     virtual bool CheckPosition(int nFile, uint64_t pos) = 0;
 };
 
@@ -70,7 +79,13 @@ IFileEnv* GetFileEnv();
 // before. Files stay with the environment they were opened in, so it must outlive them. Any thread.
 IFileEnv* SetFileEnv(IFileEnv* pEnv);
 
-// The environment of the system itself, for those that stand in front of it.
+// The environment of the system itself, for an environment that passes calls on to it.
 IFileEnv* GetSystemFileEnv();
+
+// What a request for a lock answers that the system refused with this errno.
+LockAnswer LockAnswerOf(int nError);
+
+// The lock of an open descriptor of any kind, also of a folder, as IFileEnv::TryLock asks for it.
+LockAnswer TryLockDescriptor(int nDescriptor, FileLock lock);
 
 }  // namespace Kestrova

@@ -14,30 +14,46 @@ constexpr size_t kLeastReadAhead = 4096;
 
 }  // namespace
 
-std::unique_ptr<FileStream> FileStream::Open(const char* pszPath, FileMode mode) {
+std::unique_ptr<FileStream> FileStream::Open(const char* pszPath, FileMode mode, int& nFirstError) {
     // Memory first: a file that could not be used is not made or emptied either.
     std::unique_ptr<char[]> pWindow(new (std::nothrow) char[kWindowBytes]);
-    if (!pWindow) return nullptr;
-    std::unique_ptr<FileStream> pStream(
-        new (std::nothrow) FileStream(GetFileEnv(), std::move(pWindow), mode != FileMode::kRead));
-    if (!pStream) return nullptr;
+    std::unique_ptr<FileStream> pStream;
+    if (pWindow)
+        pStream.reset(new (std::nothrow)
+                          FileStream(GetFileEnv(), std::move(pWindow), mode != FileMode::kRead, nFirstError));
+    if (!pStream) {
+        nFirstError = errno = ENOMEM;
+        return nullptr;
+    }
     pStream->m_nFile = pStream->m_pEnv->Open(pszPath, mode);
-    if (pStream->m_nFile < 0) return nullptr;
-    return pStream;
+    if (pStream->m_nFile >= 0) return pStream;
+    pStream->Fail();
+    return nullptr;
 }
 
-FileStream::FileStream(IFileEnv* pEnv, std::unique_ptr<char[]> pWindow, bool bWritable)
-    : m_pEnv(pEnv), m_pWindow(std::move(pWindow)), m_bWritable(bWritable), m_nReadAhead(kLeastReadAhead) {}
+FileStream::FileStream(IFileEnv* pEnv, std::unique_ptr<char[]> pWindow, bool bWritable, int& nFirstError)
+    : m_pEnv(pEnv),
+      m_pWindow(std::move(pWindow)),
+      m_bWritable(bWritable),
+      m_nReadAhead(kLeastReadAhead),
+      m_nFirstError(nFirstError) {}
 
 FileStream::~FileStream() {
     if (m_nFile < 0) return;
     Flush();
-    m_pEnv->Close(m_nFile);
+    if (!m_pEnv->Close(m_nFile)) Fail();
 }
 
+// Every failure of the environment passes here. Always false, and errno stays.
 bool FileStream::Fail() {
-    m_nError = errno;
+    if (m_nFirstError == 0) m_nFirstError = errno;
     return false;
+}
+
+// A failed read, write or sync, which also sets the error indicator.
+bool FileStream::FailMoving() {
+    m_nError = errno;
+    return Fail();
 }
 
 // --- Reading ---
@@ -70,7 +86,7 @@ size_t FileStream::TakeFromWindow(char* pData, size_t n) {
 size_t FileStream::ReadDirectly(char* pData, size_t n) {
     const int64_t nGot = m_pEnv->ReadAt(m_nFile, m_pos, pData, n);
     if (nGot < 0) {
-        Fail();
+        FailMoving();
         return 0;
     }
     m_pos += static_cast<uint64_t>(nGot);
@@ -82,7 +98,7 @@ bool FileStream::LoadWindow() {
     m_nReadAhead = bForward ? std::min(2 * m_nReadAhead, kWindowBytes) : kLeastReadAhead;
     MoveWindow(m_pos);
     const int64_t nGot = m_pEnv->ReadAt(m_nFile, m_pos, m_pWindow.get(), m_nReadAhead);
-    if (nGot < 0) return Fail();
+    if (nGot < 0) return FailMoving();
     m_nFilled = static_cast<uint64_t>(nGot);
     return nGot > 0;
 }
@@ -92,7 +108,7 @@ bool FileStream::LoadWindow() {
 bool FileStream::WritePastWindow(const char* pData, size_t n) {
     if (!m_bWritable) {
         errno = EBADF;
-        return Fail();
+        return FailMoving();
     }
     if (!Flush()) return false;
     if (n > kWindowBytes) return WriteDirectly(pData, n);
@@ -115,7 +131,7 @@ uint64_t FileStream::WriteOut(uint64_t pos, const char* pData, size_t n) {
         const int64_t nPut = m_pEnv->WriteAt(m_nFile, pos + nDone, pData + nDone, n - nDone);
         if (nPut == 0) errno = EIO;  // a system that neither writes nor says why
         if (nPut <= 0) {
-            Fail();
+            FailMoving();
             break;
         }
         nDone += static_cast<size_t>(nPut);
@@ -130,7 +146,7 @@ bool FileStream::Flush() {
     return !HasWaiting();
 }
 
-bool FileStream::Sync() { return Flush() && (m_pEnv->Sync(m_nFile) || Fail()); }
+bool FileStream::Sync() { return Flush() && (m_pEnv->Sync(m_nFile) || FailMoving()); }
 
 // --- Positions and size ---
 
@@ -141,13 +157,13 @@ void FileStream::RestorePosition(uint64_t pos) {
 }
 
 bool FileStream::SeekToPos(uint64_t pos) {
-    if (!m_pEnv->CheckPosition(m_nFile, pos)) return false;
+    if (!m_pEnv->CheckPosition(m_nFile, pos)) return Fail();
     RestorePosition(pos);
     return true;
 }
 
-bool FileStream::GetCurrentPos(unsigned long long& pos) const {
-    if (!m_pEnv->CheckPosition(m_nFile, m_pos)) return false;
+bool FileStream::GetCurrentPos(unsigned long long& pos) {
+    if (!m_pEnv->CheckPosition(m_nFile, m_pos)) return Fail();
     pos = m_pos;
     return true;
 }
@@ -166,25 +182,33 @@ bool FileStream::SeekToEnd(unsigned long long& pos) {
 
 bool FileStream::GetFacts(FileFacts& facts) {
     FileFacts onDisk;
-    if (!m_pEnv->GetFacts(m_nFile, onDisk)) return false;
+    if (!m_pEnv->GetFacts(m_nFile, onDisk)) return Fail();
     facts = onDisk;
     if (HasWaiting()) facts.nSize = std::max(facts.nSize, WaitingEnd());
     return true;
 }
 
+LockAnswer FileStream::TryLockFile(FileLock lock) {
+    const LockAnswer answer = m_pEnv->TryLock(m_nFile, lock);
+    if (answer == LockAnswer::kBusy || answer == LockAnswer::kFailed) Fail();
+    return answer;
+}
+
 bool FileStream::SetEOF() {
     CutWindow(m_pos);
-    const bool bCut = Flush() ? m_pEnv->Truncate(m_nFile, m_pos) : CutBelowWaiting();
+    const bool bCut = Flush() ? Truncate(m_pos) : CutBelowWaiting();
     m_bAtEnd = bCut;
     return bCut;
 }
+
+bool FileStream::Truncate(uint64_t nSize) { return m_pEnv->Truncate(m_nFile, nSize) || Fail(); }
 
 // The waiting bytes cannot be written now. When they end at the position, the file will end there as soon as
 // they can; until then it only must not be longer.
 bool FileStream::CutBelowWaiting() {
     FileFacts facts;
     if (WaitingEnd() != m_pos || !GetFacts(facts)) return false;
-    return facts.nSize == m_pos || m_pEnv->Truncate(m_nFile, m_pos);
+    return facts.nSize == m_pos || Truncate(m_pos);
 }
 
 // Forgets everything at and behind `pos`.

@@ -10,17 +10,23 @@
 
 namespace Kestrova {
 
-// An open file seen through a window of up to 64 KiB that serves reading and writing alike. Bytes written
-// wait in the window until it must move, and for as long as they cannot be written: a full disk loses nothing
-// that was accepted before. Threads: one at a time; CXFile holds its lock around every call. Owner:   owns
-// the file's handle. Errors:  false, with errno; the contracts of the operations are those of their namesakes
-// in CXFile.
+// An open file seen through a window of up to 64 KiB, for reading and for writing. Written bytes wait in the
+// window until it must move. Bytes that cannot be written go on waiting there, so a full disk loses nothing
+// that was accepted before.
+//
+// Threads: one at a time; CXFile holds its lock around every call.
+// Owner:   owns the file's handle.
+// Errors:  false, with the reason in errno and, for the first failure, in nFirstError. Each operation keeps
+// the
+//          contract of the one with the same name in CXFile.
 class FileStream {
 public:
     static constexpr size_t kWindowBytes = 65536;
 
     // Null when the environment cannot open the path, or there is no memory.
-    static std::unique_ptr<FileStream> Open(const char* pszPath, FileMode mode);
+    // nFirstError: receives the errno of the first operation that fails, this one and the destructor
+    // included, while it is 0; it must live as long as the stream.
+    static std::unique_ptr<FileStream> Open(const char* pszPath, FileMode mode, int& nFirstError);
     ~FileStream();  // writes what waits, as far as possible, and closes the handle
     FileStream(const FileStream&) = delete;
     FileStream& operator=(const FileStream&) = delete;
@@ -43,28 +49,28 @@ public:
 
     bool SeekToPos(uint64_t pos);
     bool SeekToEnd(unsigned long long& pos);
-    bool GetCurrentPos(unsigned long long& pos) const;
+    bool GetCurrentPos(unsigned long long& pos);
     bool SetEOF();
     bool Flush();
     bool Sync();
     bool GetFacts(FileFacts& facts);
-    bool TryLockFile(FileLock lock) { return m_pEnv->TryLock(m_nFile, lock); }
+    LockAnswer TryLockFile(FileLock lock);
 
-    // Where the stream stands, whatever the environment thinks of it.
+    // Where the stream stands; the environment is not asked whether it may stand there.
     uint64_t Position() const { return m_pos; }
     void RestorePosition(uint64_t pos);
 
-    // errno of the last read, write or sync that failed, else 0.
+    // errno of the last read, write or sync that failed, else 0: the error indicator of a standard stream.
     int LastError() const { return m_nError; }
 
 private:
-    FileStream(IFileEnv* pEnv, std::unique_ptr<char[]> pWindow, bool bWritable);
+    FileStream(IFileEnv* pEnv, std::unique_ptr<char[]> pWindow, bool bWritable, int& nFirstError);
 
     bool HasWaiting() const { return m_nWaitBegin != m_nWaitEnd; }
     uint64_t WaitingEnd() const { return m_posWindow + m_nWaitEnd; }
 
-    // The bytes that wait are one piece: a write must touch them, and start within or right behind the
-    // window.
+    // The waiting bytes are one piece: a new write must touch them, and must start inside the window or right
+    // behind it.
     bool TakesWrite(uint64_t nOffset, size_t n) const {
         return m_bWritable && nOffset <= m_nFilled && n <= kWindowBytes - nOffset &&
                (!HasWaiting() || (nOffset <= m_nWaitEnd && nOffset + n >= m_nWaitBegin));
@@ -89,8 +95,10 @@ private:
     uint64_t WriteOut(uint64_t pos, const char* pData, size_t n);
     void MoveWindow(uint64_t pos);
     void CutWindow(uint64_t pos);
+    bool Truncate(uint64_t nSize);
     bool CutBelowWaiting();
     bool Fail();
+    bool FailMoving();
 
     IFileEnv* const m_pEnv;  // the one that opened the file
     const std::unique_ptr<char[]> m_pWindow;
@@ -104,6 +112,7 @@ private:
     size_t m_nReadAhead;    // bytes that the next load of the window asks for
     bool m_bAtEnd = false;  // the position was reached by SeekToEnd or SetEOF, and by writing from there
     int m_nError = 0;
+    int& m_nFirstError;  // in the CXFile
 };
 
 }  // namespace Kestrova

@@ -52,9 +52,10 @@ bool CXFile::Create(const char* pszPath) { return OpenStream(pszPath, FileMode::
 
 bool CXFile::OpenStream(const char* pszPath, FileMode mode) {
     Close();
-    if (pszPath == nullptr) return Refuse(EINVAL);
     StreamLockGuard guard(m_lock);
-    m_pStream = FileStream::Open(pszPath, mode);
+    m_nFirstError = pszPath == nullptr ? EINVAL : 0;
+    if (pszPath == nullptr) return Refuse(EINVAL);
+    m_pStream = FileStream::Open(pszPath, mode, m_nFirstError);
     return m_pStream != nullptr;
 }
 
@@ -141,8 +142,30 @@ bool CXFile::GetFacts(FileFacts& facts) {
     return WithStream([&](FileStream& stream) { return stream.GetFacts(facts); });
 }
 
-bool CXFile::TryLockFile(FileLock lock) {
-    return WithStream([&](FileStream& stream) { return stream.TryLockFile(lock); });
+LockAnswer CXFile::TryLockFile(FileLock lock) {
+    LockAnswer answer = LockAnswer::kFailed;
+    WithStream([&](FileStream& stream) {
+        answer = stream.TryLockFile(lock);
+        return true;
+    });
+    return answer;
+}
+
+// --- The cause of a failure ---
+
+int CXFile::GetFirstError() const {
+    StreamLockGuard guard(m_lock);
+    return m_nFirstError;
+}
+
+void CXFile::ClearFirstError() {
+    StreamLockGuard guard(m_lock);
+    m_nFirstError = 0;
+}
+
+void CXFile::NoteError(int nError) {
+    StreamLockGuard guard(m_lock);
+    if (m_nFirstError == 0) m_nFirstError = nError;
 }
 
 // --- Texts ---

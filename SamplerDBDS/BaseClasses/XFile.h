@@ -15,12 +15,13 @@ class FileStream;
 // Threads: any. Every operation takes the stream's lock, which is recursive for its thread; hold it with Lock
 //          for a sequence that others must not come between.
 // Errors:  every operation answers true or false, nothing throws; all fail on a closed file. errno holds
-//          the reason. A read that ends at the end of the file does not touch errno.
+//          the reason, and GetFirstError that of the first failure. A read that ends at the end of the file
+//          does not touch errno.
 // Buffer:  written bytes wait in memory. A full disk or a failed device therefore shows in the operation that
 //          moves them to the file (a Write or Read elsewhere, Flush, Sync); they are kept and tried again by
-//          the next one. Close cannot tell: whoever must know calls Flush or Sync before it.
-// Two CXFile over one file do not see each other's buffers: flush the writer before the reader reads, and
-// let the reader not hold those bytes already.
+//          the next one. Close has no result: call Flush or Sync before it, or GetFirstError after it.
+// Two CXFile over one file do not see each other's buffers: flush the writer before the reader reads bytes
+// that it has not read before.
 class CXFile {
 public:
     CXFile();
@@ -108,9 +109,19 @@ public:
     // The same length with device and inode, by which two paths to one file are told.
     bool GetFacts(FileFacts& facts);
 
-    // The advisory lock of the file (flock), without waiting; false when another open file holds one that
-    // does not go with it. It goes with Close.
-    bool TryLockFile(FileLock lock = FileLock::kExclusive);
+    // Asks for the advisory lock of the file (flock), without waiting; kFailed on a closed file. The lock
+    // ends with Close.
+    LockAnswer TryLockFile(FileLock lock = FileLock::kExclusive);
+
+    // The cause of a failure, for callers that report it later than errno lives: errno of the first operation
+    // that failed since the last Open, Create or ClearFirstError; 0 when none did. A lock that another holds
+    // counts (EWOULDBLOCK), the end of the file and a use of the closed object do not. Close keeps it, and
+    // counts what its own last write and the closing met.
+    int GetFirstError() const;
+    void ClearFirstError();
+    // Counts a failure in the work on this file that did not come from it, such as ENOMEM for a record that
+    // is read from it, or the error of a second stream on it. 0 is no failure.
+    void NoteError(int nError);
 
 private:
     bool OpenStream(const char* pszPath, FileMode mode);
@@ -121,7 +132,8 @@ private:
     template <class TValue>
     bool ReadSwap(void* pValue);
 
-    mutable StreamLock m_lock;              // guards the stream and the pointer
+    mutable StreamLock m_lock;              // guards all below
+    int m_nFirstError = 0;                  // set by the stream, so it is destroyed after it
     std::unique_ptr<FileStream> m_pStream;  // null when closed
 };
 

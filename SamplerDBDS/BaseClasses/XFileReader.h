@@ -36,7 +36,7 @@ public:
     CXFileReader& operator=(const CXFileReader&) = delete;
 
     virtual bool Read(void* pData, unsigned long n);
-    // One length byte, then the text, terminated. Deliberate: only the length byte is held against the
+    // One length byte, then the text, terminated. Deliberate: only the length byte is checked against the
     // window.
     virtual bool ReadString(char (*pszText)[256]);
     // 1, 2, 4 and 8 bytes in host order.
@@ -64,6 +64,8 @@ private:
 //          read past the end fails and does not move.
 class CXFileReadBuff : public CXReader {
 public:
+    static constexpr unsigned long kInlineBytes = 1024;  // a body up to this takes no memory
+
     // A null file or size 0 gives an empty reader; a closed file is a fatal assertion, and so is memory that
     // cannot be had. Memory is taken only for bytes that the file has. The file's position is then the end of
     // the body, of the file when that is short.
@@ -88,8 +90,6 @@ public:
     void Clear();
 
 private:
-    static constexpr unsigned long kInlineBytes = 1024;
-
     bool Fill(unsigned long size);
     bool FileHolds(unsigned long size);
     bool HasRoom(unsigned long n) const { return m_pfile != nullptr && n <= m_size - m_cursor; }

@@ -97,6 +97,7 @@ unsigned long CSDB::GetNotesBranch(const SDBNOTE* note, uint8_t** cursor) {
     try {
         return WalkBranch(m_keys, note, cursor, m_file);
     } catch (const std::bad_alloc&) {
+        NoMemory();
         return 0;
     }
 }
@@ -108,6 +109,7 @@ bool CSDB::InsertNotesBranch(uint32_t idParent, unsigned long& count, const uint
     try {
         bDone = InsertNotes(idParent, count, cursor, idRoot);
     } catch (const std::bad_alloc&) {
+        NoMemory();
     }
     m_bChanged = true;
     return bDone;

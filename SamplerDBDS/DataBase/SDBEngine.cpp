@@ -53,48 +53,74 @@ bool DescribeRecord(CSDBInterpreter& interp, SDBNOTE& note) {
 CSDB::~CSDB() { Close(true); }
 
 bool CSDB::Create(const char* pszPath, uint32_t nFormat) {
-    std::string strPath = pszPath != nullptr ? pszPath : "";  // a copy: Close may take the caller's text away
+    return Begin(pszPath, nFormat, [this] { return CreateFile(); });
+}
+
+// What Create and Open share. On failure errno has the cause, also behind the closing; 0 when there is none.
+template <class TOperation>
+bool CSDB::Begin(const char* pszPath, uint32_t nFormat, TOperation openFile) {
+    bool bDone = TakePath(pszPath);
+    if (bDone) {
+        m_nFormat = nFormat;
+        m_lock.Create();
+        Lock();
+        bDone = openFile();
+        Unlock();
+    }
+    if (bDone) return true;
     Close(false);
-    m_identity.CreateDBUID(strPath.c_str());
-    m_strPath = std::move(strPath);
-    m_nFormat = nFormat;
-    m_lock.Create();
-    Lock();
-    const bool bDone = CreateFile();
-    Unlock();
-    if (!bDone) Close(false);
-    return bDone;
+    errno = GetFirstError();
+    return false;
+}
+
+// Closes what is open. False when there is no memory for the path.
+bool CSDB::TakePath(const char* pszPath) {
+    try {
+        std::string strPath = pszPath != nullptr ? pszPath : "";  // a copy: Close may take the caller's text
+        Close(false);
+        m_strPath = std::move(strPath);
+        return true;
+    } catch (const std::bad_alloc&) {
+        Close(false);
+        m_file.ClearFirstError();
+        return NoMemory();
+    }
+}
+
+// Always false, with the cause noted.
+bool CSDB::NoMemory() {
+    m_file.NoteError(ENOMEM);
+    return false;
 }
 
 // Opened first as it is, so that a file that another holds keeps its bytes.
 bool CSDB::CreateFile() {
+    m_identity.CreateDBUID(GetPath());
     if (!m_file.Open(m_strPath.c_str(), 1) && (errno != ENOENT || !m_file.Create(m_strPath.c_str())))
         return false;
-    if (!m_file.TryLockFile() || !m_file.SeekToPos(0) || !m_file.SetEOF()) return false;
+    if (!ProtectFile() || !m_file.SeekToPos(0) || !m_file.SetEOF()) return false;
     if (!m_file.Write(&m_nFormat, sizeof m_nFormat) || !m_identity.WriteToDB(&m_file) || !m_file.Flush())
         return false;
     m_bWritable = true;
     return m_keys.Rebuild(m_file, m_bDirty);
 }
 
+// A file system that has no locks is worked on without one.
+bool CSDB::ProtectFile() {
+    const LockAnswer answer = m_file.TryLockFile();
+    m_bUnprotected = answer == LockAnswer::kNotSupported;
+    return m_bUnprotected || answer == LockAnswer::kHeld;
+}
+
 bool CSDB::Open(const char* pszPath, uint32_t nFormat, bool bWritable) {
-    std::string strPath = pszPath != nullptr ? pszPath : "";
-    Close(false);
-    m_strPath = std::move(strPath);
-    m_nFormat = nFormat;
-    m_lock.Create();
-    Lock();
-    const bool bDone = OpenFile(bWritable);
-    Unlock();
-    if (!bDone) Close(false);
-    return bDone;
+    return Begin(pszPath, nFormat, [&] { return OpenFile(bWritable); });
 }
 
 // Dirty and writable only when all else is well: a file that does not open is never rolled back.
 bool CSDB::OpenFile(bool bWritable) {
     uint32_t nFormat = 0;
     bool bDirty = false;
-    if (!m_identity.GetDBUID(m_strPath.c_str()) || !m_file.Open(m_strPath.c_str(), bWritable) ||
+    if (!m_file.Open(m_strPath.c_str(), bWritable) || !m_identity.ReadFromDB(&m_file) ||
         !m_file.Read(&nFormat, sizeof nFormat) || nFormat != m_nFormat || !m_keys.Rebuild(m_file, bDirty))
         return false;
     m_bDirty = bDirty;
@@ -110,7 +136,7 @@ bool CSDB::Close(bool bCommit) {
     m_lock.Destroy();
     m_identity = {};
     m_strPath.clear();
-    m_bDirty = m_bWritable = m_bChanged = false;
+    m_bDirty = m_bWritable = m_bChanged = m_bUnprotected = false;
     m_posCut = kNoCut;
     return bDone;
 }
@@ -197,7 +223,7 @@ bool CSDB::ReadRawBody(const SDBNOTE& note, void** body) {
     if (note.nSize == 0) return true;
     if (!HasWholeBody(m_file, note)) return false;
     void* const pBytes = std::malloc(note.nSize);
-    if (pBytes == nullptr) return false;
+    if (pBytes == nullptr) return NoMemory();
     if (!m_file.SeekToPos(note.PosBody()) || !m_file.Read(pBytes, note.nSize)) {
         std::free(pBytes);
         return false;
@@ -238,7 +264,7 @@ bool CSDB::Add(SDBNOTE& note, const BodyWriter& writeBody) {
     if (!m_keys.TakeNewID(note.idNote) || !WriteNoteAtEnd(note, writeBody)) return false;
     if (!m_keys.Append(note)) {
         CutBack(note.posHeader);
-        return false;
+        return NoMemory();
     }
     SetChanged();
     return true;
@@ -247,11 +273,14 @@ bool CSDB::Add(SDBNOTE& note, const BodyWriter& writeBody) {
 bool CSDB::Change(SDBNOTE& note, const BodyWriter& writeBody) {
     const SDBNOTE* const old = GetNoteByID(note.idNote);
     if (!m_bWritable || old == nullptr || !WriteNoteAtEnd(note, writeBody)) return false;
-    const bool bMarked = WriteState(*old, old->nState | kSdbStateDeleted);
-    if (!bMarked || !m_keys.Append(note)) {
-        if (bMarked) WriteState(*old, old->nState);
+    if (!WriteState(*old, old->nState | kSdbStateDeleted)) {
         CutBack(note.posHeader);
         return false;
+    }
+    if (!m_keys.Append(note)) {
+        WriteState(*old, old->nState);
+        CutBack(note.posHeader);
+        return NoMemory();
     }
     m_keys.MarkDeleted(old);
     SetChanged();
@@ -309,7 +338,7 @@ bool CSDB::DeleteNoteByParentID(uint32_t idParent) {
     try {
         return m_bWritable && MarkDescendants(idParent);
     } catch (const std::bad_alloc&) {
-        return false;
+        return NoMemory();
     }
 }
 
@@ -349,12 +378,14 @@ bool CSDB::UpdateDBUID(const DBUID* id) {
 
 bool CSDB::IsHeld(const char* pszPath) {
     CXFile file;
-    return file.Open(pszPath, 0) && !file.TryLockFile(FileLock::kShared);
+    if (!file.Open(pszPath, 0)) return false;
+    const LockAnswer answer = file.TryLockFile(FileLock::kShared);
+    return answer == LockAnswer::kBusy || answer == LockAnswer::kFailed;
 }
 
 namespace {
 
-bool IsInterrupted(CXFile& file, uint32_t nFormat) {
+bool IsUnfinished(CXFile& file, uint32_t nFormat) {
     unsigned long long nSize = 0;
     if (!file.GetSize(nSize)) return false;
     if (nSize == 0) return true;
@@ -365,15 +396,20 @@ bool IsInterrupted(CXFile& file, uint32_t nFormat) {
     return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();
 }
 
-// `file` is closed unless the answer is true.
+// `file` is closed unless the answer is true. A file whose lock cannot be asked for may be in work.
 bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFile& file) {
     if (!file.Open(pszPath, 0)) return false;
-    if (file.TryLockFile(lock) && IsInterrupted(file, nFormat)) return true;
+    if (file.TryLockFile(lock) == LockAnswer::kHeld && IsUnfinished(file, nFormat)) return true;
     file.Close();
     return false;
 }
 
 }  // namespace
+
+bool CSDB::IsUnfinishedBuild(const char* pszPath, uint32_t nFormat) {
+    CXFile file;
+    return file.Open(pszPath, 0) && IsUnfinished(file, nFormat);
+}
 
 bool CSDB::IsInterruptedBuild(const char* pszPath, uint32_t nFormat) {
     CXFile file;

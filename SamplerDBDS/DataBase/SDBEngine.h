@@ -25,9 +25,9 @@ namespace Kestrova {
 //          Open, commits, roll-backs and Save. No other thread may use a database while it is closed.
 // Owner:   owns file, lock and key table. A SDBNOTE pointer from a lookup is good until the database is
 //          closed, also when its note is deleted meanwhile.
-// Errors:  false or null, nothing throws. A value that does not fit a 32-bit field of the file fails.
-// Kinds:   a format code is a 32-bit tag, kSdbFormatPlain or kSdbFormatEnriched (SDBFormat.h).
-// Types:   a type above 254 (kSdbAny) asks for every type.
+// Errors:  false or null, nothing throws; GetFirstError tells the cause. A value that does not fit a 32-bit
+// field of the file fails. Kinds:   a format code is a 32-bit tag, kSdbFormatPlain or kSdbFormatEnriched
+// (SDBFormat.h). Types:   a type above 254 (kSdbAny) asks for every type.
 class CSDB {
 public:
     CSDB() = default;
@@ -38,9 +38,11 @@ public:
     // --- Lifecycle. Create and Open first roll back and close what is open; on failure the object is closed.
 
     // Makes a new, empty, writable database with a new identity; an existing file is emptied. The file is
-    // held (flock) until Close: it fails, and the file keeps its bytes, when another open file holds it.
+    // held (flock) until Close. When another open file holds it, Create fails with EWOULDBLOCK and the file
+    // keeps its bytes. On a file system that has no such locks Create works without one; see IsUnprotected.
     bool Create(const char* pszPath, uint32_t nFormat);
-    // False also for a file of another format, or whose quick-load table is cut short.
+    // Never asks for a lock. False also for a file that is too short, of another format, or whose quick-load
+    // table is cut short; GetFirstError is 0 then, and not 0 when the file could not be opened or read.
     bool Open(const char* pszPath, uint32_t nFormat, bool bWritable);
     // Commits or rolls back a dirty writable database, then closes it; every note pointer ends here. The
     // result is that of the commit or roll-back; the object is closed in any case, and whatever the calling
@@ -136,6 +138,16 @@ public:
 
     // --- State.
 
+    // The cause of a failure: errno of the first file operation that failed since the last Create, Open or
+    // ClearFirstError, ENOMEM when memory ran out, 0 when nothing did. It stays over Close, so that it tells
+    // why a commit inside Close failed. An operation that answers false with 0 met no failing operation: what
+    // it was asked for is not there, not allowed, or the file is damaged. Any thread.
+    int GetFirstError() const { return m_file.GetFirstError(); }
+    void ClearFirstError() { m_file.ClearFirstError(); }
+    // True when Create could not hold the file because its file system has no such locks: nothing keeps a
+    // second process from building the same file.
+    bool IsUnprotected() const { return m_bUnprotected; }
+
     bool IsOpen() const { return m_file.IsOpen(); }
     bool IsWritable() const { return m_bWritable; }
     bool IsDirty() const { return m_bDirty; }      // the file holds notes with a state other than 0
@@ -150,10 +162,16 @@ public:
     // --- Files that are not open here.
 
     // True when another open file, of any process, holds the file for itself (an exclusive flock), as a
-    // database does that it created. False for a file that cannot be opened. Lookers do not see each other.
+    // database does that it created; also when asking fails for a reason other than missing support. False
+    // for a file that cannot be opened, and on a file system without such locks. Processes that ask this at
+    // the same time do not disturb each other.
     static bool IsHeld(const char* pszPath);
-    // True when the file is what an interrupted build leaves: empty, or of the format and without a whole
-    // note or with a first note that was never committed; and no one holds it.
+    // True when the file is what a build leaves before its commit: empty, or of the format and without a
+    // whole note or with a first note that was never committed. Whether the build still runs is not asked.
+    static bool IsUnfinishedBuild(const char* pszPath, uint32_t nFormat);
+    // The same, and no one holds the file: its build was interrupted. Always false where the file system has
+    // no locks: there nobody can tell an interrupted build from one that still runs, so the file is left
+    // alone.
     static bool IsInterruptedBuild(const char* pszPath, uint32_t nFormat);
     // The same; `file` is then open on it and holds it, so that it can be deleted safely. Otherwise `file` is
     // closed.
@@ -164,7 +182,12 @@ private:
 
     using BodyWriter = std::function<bool()>;  // writes a note's body at the file's position
 
+    template <class TOperation>
+    bool Begin(const char* pszPath, uint32_t nFormat, TOperation openFile);
+    bool TakePath(const char* pszPath);
+    bool NoMemory();
     bool CreateFile();
+    bool ProtectFile();
     bool OpenFile(bool bWritable);
     void ReleaseHolds();
     bool ReadBody(const SDBNOTE& note, CSDBInterpreter* interp);
@@ -184,6 +207,7 @@ private:
     bool ProcessFile(uint8_t nMode);
     bool SettleNotes(uint8_t nMode);
     bool CommitAndReopen();
+    bool Reopen(const std::string& strPath, bool bSettled);
     bool SaveAs(const char* pszPath);
     bool CopyLiveNotesTo(CXFile& file);
 
@@ -206,6 +230,7 @@ private:
     bool m_bDirty = false;
     bool m_bWritable = false;
     bool m_bChanged = false;
+    bool m_bUnprotected = false;
     uint64_t m_posCut = kNoCut;  // where the file is still to be cut back
 
     ChangeCallback m_pChangeCallback = nullptr;

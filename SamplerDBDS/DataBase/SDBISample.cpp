@@ -1,6 +1,9 @@
 #include "SamplerDBDS/DataBase/SDBISample.h"
 
+#include <cerrno>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "SamplerDBDS/DataBase/SDBOrder.h"
 #include "SamplerDBDS/DataBase/SDBRecordFields.h"
@@ -20,16 +23,20 @@ bool IsCodecWidth(uint32_t nFormat) {
     return nBits == 16 || nBits == 24 || nBits == 32;
 }
 
-// Compresses a copy of the wave, since the compressor filters its input in place. Empty when compression
-// gives nothing or memory runs out.
-void Compress(const CSDBISampleBase::Info& info, StreamBuffer& packed) {
+// The compressed wave, at most 2^32 - 1 bytes; null when compression gives nothing or memory runs out. The
+// compressor filters its input in place, so it gets a copy.
+std::unique_ptr<const StreamBuffer> Compress(const CSDBISampleBase::Info& info) {
     try {
         StreamBuffer scratch;
+        auto pPacked = std::make_unique<StreamBuffer>();
         scratch.Write(info.pWave, info.lWave);
-        CRawCompress(&scratch, &packed, info.nFormat);
+        CRawCompress(&scratch, pPacked.get(), info.nFormat);
+        const bool bUsable = pPacked->GetSize() > 0 && pPacked->GetSize() <= UINT32_MAX;
+        return bUsable ? std::move(pPacked) : nullptr;
     } catch (const StreamBufferException&) {
-        packed.Seek(0, 0);
-        packed.EndAtPos();
+        return nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
     }
 }
 
@@ -119,7 +126,8 @@ bool CSDBISample::Header(TSelf& self, TCodec& codec) {
            codec.Word(self.m_info.nChannels) && codec.Word(self.m_info.nFrames) &&
            codec.Word(self.m_info.nRootKey) && codec.Word(self.m_info.nFineTune) &&
            codec.Word(self.m_info.nFurther) && codec.Block(self.m_params) &&
-           codec.Word(self.m_info.cLayerLoops) && codec.LoopEntries(self) && codec.Word(self.m_lStored) &&
+           codec.Word(self.m_info.cLayerLoops) &&
+           codec.List(self.m_loops, self.m_info.cLayerLoops, sizeof(SDBLOOP)) && codec.Word(self.m_lStored) &&
            codec.Word(self.m_info.lWave);
 }
 
@@ -133,40 +141,57 @@ bool CSDBISample::Read(CXFile* file, unsigned long size) {
     return Header(*this, decoder) && ReadWave(reader) && decoder.Tail(m_pars);
 }
 
-// Where only the header of an external file is wanted, what is wrong with that file, or its name, is no
-// failure of the record: its body was decoded whole.
 bool CSDBISample::ReadWave(CBodyReader& reader) {
-    if (m_lStored == 0 && (m_loadType == kLoadStored || m_loadType == kLoadInfo)) {
-        GetExtFileInfo();
-        return true;
-    }
+    const bool bExternal = m_lStored == 0;
     switch (m_loadType) {
-        case kLoadStored: return ReadIntWave(reader);
-        case kLoadInfo: return reader.Skip(m_lStored);
-        case kLoadWave: return m_lStored != 0 ? ReadIntWave(reader) : GetExtFileInfo() && GetExtFileData();
+        case kLoadStored: return bExternal ? ReadExtHeader(reader) : ReadIntWave(reader);
+        case kLoadInfo: return bExternal ? ReadExtHeader(reader) : reader.Skip(m_lStored);
+        case kLoadWave: return bExternal ? ReadExtWave(reader) : ReadIntWave(reader);
         default: return true;
     }
 }
 
+// Where only the header of an external file is wanted, a fault of that file, or of its name, is no failure of
+// the record: its body was decoded whole. Want of memory is one, since the file may be right.
+bool CSDBISample::ReadExtHeader(CBodyReader& reader) {
+    CXFile wave;
+    return ReadExtFileInfo(wave) || HadMemory(reader.GetFile(), wave.GetFirstError() != ENOMEM);
+}
+
+bool CSDBISample::ReadExtWave(CBodyReader& reader) {
+    CXFile wave;
+    if (ReadExtFileInfo(wave) && ReadExtFileData(wave)) return true;
+    reader.GetFile().NoteError(wave.GetFirstError());
+    return false;
+}
+
 bool CSDBISample::ReadIntWave(CBodyReader& reader) {
     if (m_lStored == 0 || m_info.lWave == 0 || !reader.HasRoom(m_lStored)) return false;
+    CXFile& file = reader.GetFile();
     if (m_lStored == m_info.lWave) {
-        const bool bRead = SmplMemAlloc() && reader.Read(m_info.pWave, m_info.lWave);
+        const bool bRead = HadMemory(file, SmplMemAlloc()) && reader.Read(m_info.pWave, m_info.lWave);
         if (!bRead) FreeWave();
         return bRead;
     }
     CStgBlock packed;
-    return packed.Alloc(m_lStored) && reader.Read(packed.Data(), packed.Size()) && ExpandWave(packed);
+    return HadMemory(file, packed.Alloc(m_lStored)) && reader.Read(packed.Data(), packed.Size()) &&
+           ExpandWave(packed, file);
 }
 
-bool CSDBISample::ExpandWave(const CStgBlock& packed) {
+bool CSDBISample::ExpandWave(const CStgBlock& packed, CXFile& file) {
     if (!IsCodecWidth(m_info.nFormat)) return false;  // the expander divides by the width
-    StreamBuffer in(packed.Data(), packed.Size());
-    StreamBuffer out;
-    CRawExpand(&in, &out, m_info.nFormat, m_info.lWave);
-    if (out.GetSize() != m_info.lWave || !SmplMemAlloc()) return false;
-    std::memcpy(m_info.pWave, out.GetBuffer(), m_info.lWave);
-    return true;
+    try {
+        StreamBuffer in(packed.Data(), packed.Size());
+        StreamBuffer out;
+        const CRawExpand expand(&in, &out, m_info.nFormat, m_info.lWave);
+        if (!HadMemory(file, !expand.RanOutOfMemory()) || out.GetSize() != m_info.lWave ||
+            !HadMemory(file, SmplMemAlloc()))
+            return false;
+        std::memcpy(m_info.pWave, out.GetBuffer(), m_info.lWave);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return HadMemory(file, false);
+    }
 }
 
 bool CSDBISample::Write(CXFile* file) {
@@ -196,21 +221,18 @@ int CSDBISample::Compare(CSDBInterpreter& other) {
 void CSDBISample::CalcCompressSize() {
     m_lStored = m_info.lWave;
     if (!m_info.pWave) return;
-    StreamBuffer packed;
-    Compress(m_info, packed);
-    if (packed.GetSize() > 0 && packed.GetSize() <= UINT32_MAX)
-        m_lStored = static_cast<uint32_t>(packed.GetSize());
+    const auto pPacked = Compress(m_info);
+    if (pPacked) m_lStored = static_cast<uint32_t>(pPacked->GetSize());
 }
 
 void CSDBISample::PackWave() {
     m_lStored = m_info.lWave;
     if (!m_info.pWave) return;
-    StreamBuffer packed;
-    Compress(m_info, packed);
-    if (packed.GetSize() == 0 || packed.GetSize() >= m_info.lWave ||
-        !m_packed.Copy(packed.GetBuffer(), packed.GetSize()))
+    const auto pPacked = Compress(m_info);
+    if (!pPacked || pPacked->GetSize() >= m_info.lWave ||
+        !m_packed.Copy(pPacked->GetBuffer(), pPacked->GetSize()))
         return;
-    m_lStored = static_cast<uint32_t>(packed.GetSize());
+    m_lStored = static_cast<uint32_t>(pPacked->GetSize());
     FreeWave();
 }
 
@@ -223,9 +245,8 @@ bool CSDBISample::WriteIntWave(CXFile* file) const {
         // Quirk: whole samples only; a wave that ends inside one writes less than GetSize counts.
         return nSample > 0 && file->Write(m_info.pWave, m_lStored - m_lStored % nSample);
     }
-    StreamBuffer packed;
-    Compress(m_info, packed);
-    return packed.GetSize() == m_lStored && file->Write(packed.GetBuffer(), m_lStored);
+    const auto pPacked = Compress(m_info);
+    return pPacked && pPacked->GetSize() == m_lStored && file->Write(pPacked->GetBuffer(), m_lStored);
 }
 
 }  // namespace Kestrova

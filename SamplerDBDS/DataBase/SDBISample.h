@@ -92,12 +92,13 @@ protected:
     // Frees the wave memory; m_info.lWave stays.
     void FreeWave();
 
+    CStgBlock m_loops;  // SDBLOOP entries, m_info.cLayerLoops of them
+
 private:
     uint64_t GetGuardBytes() const;
 
-    bool m_bGuarded;    // the class loads waves
-    CStgBlock m_loops;  // SDBLOOP entries
-    CStgBlock m_wave;   // with its guards: header fields may change while it lives
+    bool m_bGuarded;   // the class loads waves
+    CStgBlock m_wave;  // with its guards: header fields may change while it lives
 };
 
 // A sample of a plain database: the wave lies in the record, compressed or raw, or in an external file.
@@ -141,9 +142,9 @@ public:
 
     // Header, loops, and wave of the external file. The name is opened as it stands; a relative one that is
     // not found there is looked for in the folder set by SetExtFolder.
-    // GetExtFileInfo: false for an empty name or a file that is no well-formed wave; quirk: a file that
-    // cannot be opened gives 0 frames and true. GetExtFileData, after it: false unless the file holds exactly
-    // the frames of the header, and at least one.
+    // GetExtFileInfo: false for an empty name, a file that is no well-formed wave, or when memory runs out;
+    // quirk: a file that cannot be opened gives 0 frames and true. GetExtFileData, after it: false unless the
+    // file holds exactly the frames of the header, and at least one.
     bool GetExtFileInfo();
     bool GetExtFileData();
 
@@ -160,9 +161,13 @@ private:
     template <class TSelf, class TCodec>
     static bool Header(TSelf& self, TCodec& codec);
     bool ReadWave(CBodyReader& reader);
+    bool ReadExtHeader(CBodyReader& reader);
+    bool ReadExtWave(CBodyReader& reader);
     bool ReadIntWave(CBodyReader& reader);
-    bool ExpandWave(const CStgBlock& packed);
+    bool ExpandWave(const CStgBlock& packed, CXFile& file);
     bool OpenExtFile(CXFile& file) const;
+    bool ReadExtFileInfo(CXFile& file);
+    bool ReadExtFileData(CXFile& file);
 
     LOADTYPE m_loadType;
     CStgBlock m_packed;  // the wave's stream after PackWave; pWave is null then

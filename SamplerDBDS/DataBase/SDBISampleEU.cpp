@@ -39,14 +39,15 @@ bool CSDBISampleEU::Header(TSelf& self, TCodec& codec) {
            codec.Word(self.m_info.nFrames) && codec.Word(self.m_info.nRootKey) &&
            codec.Word(self.m_info.nFineTune) && codec.Word(self.m_info.nFurther) &&
            codec.Block(self.m_params) && codec.Word(self.m_info.cLayerLoops) &&
-           codec.LoopLimit(self.m_info.cLayerLoops) && codec.LoopEntries(self) &&
+           codec.LoopLimit(self.m_info.cLayerLoops, kMaxLoops) &&
+           codec.List(self.m_loops, self.m_info.cLayerLoops, sizeof(SDBLOOP)) &&
            codec.Word(self.m_info.lWave);
 }
 
 bool CSDBISampleEU::Read(CXFile* file, unsigned long size) {
     Clear(false);
     if (!file) return false;
-    CCheckedWindow reader(file, size);
+    CCheckedWindow reader(*file, size);
     CFieldDecoder decoder(reader);
     return Header(*this, decoder) && ReadWave(reader) && decoder.Tail(m_pars);
 }
@@ -59,7 +60,7 @@ bool CSDBISampleEU::ReadWave(CCheckedWindow& reader) {
     switch (m_loadType) {
         case kLoadInfo: return reader.Skip(uint64_t{m_info.lWave} + kWaveAlignment);
         case kLoadWave: {
-            const bool bRead = SmplMemAlloc() && reader.Skip(nBefore) &&
+            const bool bRead = HadMemory(reader.GetFile(), SmplMemAlloc()) && reader.Skip(nBefore) &&
                                reader.Read(m_info.pWave, m_info.lWave) &&
                                reader.Skip(kWaveAlignment - nBefore);
             if (!bRead) FreeWave();

@@ -54,9 +54,16 @@ bool CSDBIRecord<TRecord>::Read(CXFile* file, unsigned long size) {
     TRecord& self = static_cast<TRecord&>(*this);
     self.Clear(false);
     if (!file) return false;
-    CBodyBuffer body(file, size);
-    CFieldDecoder decoder(body);
-    return TRecord::Fields(self, decoder);
+    const auto decode = [&self](auto& reader) {
+        CFieldDecoder decoder(reader);
+        return TRecord::Fields(self, decoder);
+    };
+    if (size <= CXFileReadBuff::kInlineBytes) {
+        CBodyBuffer body(*file, size);
+        return decode(body);
+    }
+    CBodyReader window(*file, size);
+    return decode(window);
 }
 
 template <class TRecord>

@@ -1,6 +1,6 @@
-// SDBIWaveFile.h - the form of RIFF WAVE files: a walk over the chunks of one, and the values both the
-// reading and the writing side need. What samples take from and write to such files stands in the source: the
-// external-file operations of CSDBISample and the exports of CSDBISampleBase.
+// SDBIWaveFile.h - the form of RIFF WAVE files: a walk over the chunks of one, and what both the reading and
+// the writing of samples need to know of it. Reading is in SDBISampleExtern.cpp, writing in
+// SDBIWaveExport.cpp.
 #pragma once
 
 #include <cstdint>
@@ -24,9 +24,17 @@ inline constexpr uint32_t kFormatBytes = 16;   // of a "fmt " body, as far as it
 inline constexpr uint32_t kSamplerBytes = 36;  // of a "smpl" body in front of its loops
 inline constexpr uint32_t kLoopBytes = 24;     // of one loop in it
 
+// Format tags of a "fmt " body.
+inline constexpr uint32_t kWaveTagInteger = 1;
+inline constexpr uint32_t kWaveTagFloat = 3;
+
+// Little-endian numbers at any address.
+inline uint32_t Word16(const uint8_t* p) { return p[0] | uint32_t{p[1]} << 8; }
+inline uint32_t Word32(const uint8_t* p) { return Word16(p) | Word16(p + 2) << 16; }
+
 // The chunks of an open file, one after the other. Quirk: no pad byte is skipped after a chunk of odd size,
-// so what follows such a chunk in a padded file is not found; the accepted files depend on it. Threads: one.
-// Owner: the file is the caller's. Errors: false.
+// so what follows such a chunk in a padded file is not found; the accepted files depend on it.
+// Threads: one. Owner: the file is the caller's. Errors: false.
 class CWaveChunks {
 public:
     explicit CWaveChunks(CXFile& file) : m_file(file) {}
@@ -37,6 +45,7 @@ public:
     // Moves on to the next chunk and reads its id and size; false when there is no whole chunk header left.
     bool Next();
 
+    CXFile& GetFile() { return m_file; }
     uint32_t GetId() const { return m_id; }
     uint32_t GetSize() const { return m_nSize; }  // as stated; the file may have less
 

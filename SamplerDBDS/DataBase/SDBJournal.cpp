@@ -1,6 +1,7 @@
 // Continues CSDB: commit, roll back, and Save.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -44,6 +45,9 @@ public:
     bool Finish() {
         return m_writer.SeekToPos(m_posWrite) && m_writer.SetEOF() && m_writer.Sync() && m_bWhole;
     }
+
+    // Why the second stream failed.
+    int GetFirstError() const { return m_pPiece ? m_writer.GetFirstError() : ENOMEM; }
 
 private:
     bool Settle(const SDBNOTE& note) {
@@ -108,6 +112,7 @@ bool CSDB::SettleNotes(uint8_t nMode) {
         } while (bDone && walk.Next(note));
         bDone = bDone && !walk.HasFailed() && compactor.Finish();
     }
+    m_file.NoteError(compactor.GetFirstError());
     m_file.SeekToPos(FileHeader::kBytes);
     m_bDirty = false;
     m_bChanged = true;
@@ -119,29 +124,47 @@ bool CSDB::SettleNotes(uint8_t nMode) {
 bool CSDB::Save(const char* pszPath) {
     if (!IsOpen() || !m_bWritable) return false;
     const bool bHere = pszPath == nullptr || *pszPath == '\0' || SameFile(pszPath);
-    return bHere ? CommitAndReopen() : SaveAs(pszPath);
+    try {
+        return bHere ? CommitAndReopen() : SaveAs(pszPath);
+    } catch (const std::bad_alloc&) {
+        return NoMemory();
+    }
 }
 
 bool CSDB::CommitAndReopen() {
     const std::string strPath = m_strPath;
     const bool bCommitted = ProcessFile(kSdbStateDeleted);
-    const bool bClosed = Close(true);
-    return Open(strPath.c_str(), m_nFormat, true) && bCommitted && bClosed;
+    return Reopen(strPath, Close(true) && bCommitted);
+}
+
+// Goes on with the file at the path, closed before, whose changes were settled or not: what failed there
+// stays the cause.
+bool CSDB::Reopen(const std::string& strPath, bool bSettled) {
+    const int nError = bSettled ? 0 : GetFirstError();
+    const bool bOpened = Open(strPath.c_str(), m_nFormat, true);
+    m_file.NoteError(nError);
+    return bOpened && bSettled;
 }
 
 bool CSDB::SaveAs(const char* pszPath) {
     const std::string strPath = pszPath;
     CSDB target;
-    if (!target.Create(strPath.c_str(), m_nFormat)) return false;
+    if (!target.Create(strPath.c_str(), m_nFormat)) {
+        m_file.NoteError(target.GetFirstError());
+        return false;
+    }
     Lock();
     target.Lock();
-    if (!CopyLiveNotesTo(target.m_file)) return false;  // deliberate: our engine lock stays taken
+    if (!CopyLiveNotesTo(target.m_file)) {
+        m_file.NoteError(target.GetFirstError());
+        return false;  // deliberate: our engine lock stays taken
+    }
     target.Unlock();
     Unlock();
     target.Close(true);
     const bool bRolledBack = ProcessFile(kSdbStateNew);
     Close(false);  // a roll-back that failed must not become a commit
-    return Open(strPath.c_str(), m_nFormat, true) && bRolledBack;
+    return Reopen(strPath, bRolledBack);
 }
 
 // Behind the file's header, as committed notes. A note that could not be written leaves nothing behind.

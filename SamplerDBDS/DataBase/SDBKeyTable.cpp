@@ -1,6 +1,7 @@
 #include "SamplerDBDS/DataBase/SDBKeyTable.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <new>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
@@ -72,7 +73,7 @@ bool CSDBKeyTable::ReadNotes(CXFile& file, bool& bDirty) {
         if (result != QuickLoad::kNotUsable) return result == QuickLoad::kLoaded;
     }
     do {
-        if (!Append(note)) return false;
+        if (!List(file, note)) return false;
         if (note.nState != 0) bDirty = true;
         // An id of 0xFFFFFFFF takes the counter back to 0, from where lower ids raise it again.
         if (note.idNote >= m_nNextID) m_nNextID = note.idNote + 1;
@@ -87,12 +88,12 @@ CSDBKeyTable::QuickLoad CSDBKeyTable::ReadQuickLoad(CXFile& file, const SDBNOTE&
     const std::unique_ptr<uint8_t[]> pTable(new (std::nothrow) uint8_t[first.nSize]);
     if (pTable == nullptr) return QuickLoad::kNotUsable;
     const bool bListed = file.SeekToPos(first.PosBody()) && file.Read(pTable.get(), first.nSize) &&
-                         ListQuickLoad(pTable.get(), first.nSize / QuickLoadEntry::kBytes);
+                         ListQuickLoad(file, pTable.get(), first.nSize / QuickLoadEntry::kBytes);
     return bListed ? QuickLoad::kLoaded : QuickLoad::kFailed;
 }
 
 // The table is believed: positions follow from its sizes, and every note counts as committed.
-bool CSDBKeyTable::ListQuickLoad(const uint8_t* pTable, size_t nEntries) {
+bool CSDBKeyTable::ListQuickLoad(CXFile& file, const uint8_t* pTable, size_t nEntries) {
     SDBNOTE note;
     note.posHeader = FileHeader::kBytes;
     uint32_t idMax = 0;
@@ -104,12 +105,18 @@ bool CSDBKeyTable::ListQuickLoad(const uint8_t* pTable, size_t nEntries) {
         GetField<QuickLoadEntry::kId>(pEntry, note.idNote);
         GetField<QuickLoadEntry::kParent>(pEntry, note.idParent);
         GetField<QuickLoadEntry::kBodySize>(pEntry, note.nSize);
-        if (!Append(note)) return false;
+        if (!List(file, note)) return false;
         idMax = std::max(idMax, note.idNote);
         note.posHeader = note.PosEnd();
     }
     m_nNextID = idMax + 1;
     return true;
+}
+
+bool CSDBKeyTable::List(CXFile& file, const SDBNOTE& note) {
+    if (Append(note)) return true;
+    file.NoteError(ENOMEM);
+    return false;
 }
 
 // --- CSDBKeyTable: entries ---

@@ -44,8 +44,9 @@ private:
 class CSDBKeyTable {
 public:
     // Lists the notes of an open file, by its quick-load table when the first note is one, else by a scan.
-    // bDirty is set when a scanned note has a state other than 0. On failure (a quick-load table cut short, a
-    // failed seek) the table is left empty.
+    // bDirty is set when a scanned note has a state other than 0. On failure the table is left empty; the
+    // file then tells the first failed operation, ENOMEM for want of memory, or no error when its quick-load
+    // table is cut short.
     bool Rebuild(CXFile& file, bool& bDirty);
     void Clear();
 
@@ -80,7 +81,8 @@ private:
 
     bool ReadNotes(CXFile& file, bool& bDirty);
     QuickLoad ReadQuickLoad(CXFile& file, const SDBNOTE& first);
-    bool ListQuickLoad(const uint8_t* pTable, size_t nEntries);
+    bool List(CXFile& file, const SDBNOTE& note);
+    bool ListQuickLoad(CXFile& file, const uint8_t* pTable, size_t nEntries);
     void Link(Entry& entry);
     void Unlist(const Entry& entry);
     void DropDeadHeads(Entry& last);

@@ -30,7 +30,10 @@ enum SDBTYPE : uint8_t {
 inline constexpr uint32_t kSdbNoID = 0xFFFFFFFF;  // no parent, no sample
 
 // One record body: it decodes itself from an open file and encodes itself back.
-// Threads: none of its own; one thread at a time. Errors: false; the record is then cleared or partly filled.
+// Threads: none of its own; one thread at a time.
+// Errors:  false; the record is then cleared or partly filled. After a Read that failed, the file's
+//          GetFirstError tells the cause: ENOMEM when memory ran out, another errno when reading failed, and
+//          0 (when it was 0 before) for a damaged body.
 class CSDBInterpreter {
 public:
     virtual ~CSDBInterpreter() = default;
@@ -169,12 +172,16 @@ bool CopyStgPars(StgPars& pars, const void* data, unsigned long size);
 bool ReadStgPars(StgPars& pars, CXFile* file, unsigned long size);
 
 // Reads the 32-bit count and the bytes of a tail. False, and the holder empty, when either does not come.
-// TReader: any CXReader that has Read32 and Read.
+// TReader: any CXReader that has Read32 and Read; where it has NoteNoMemory, it is told when memory runs out.
 template <class TReader>
 bool ReadUnknownParams(TReader& reader, StgPars& pars) {
     pars.Free();
     uint32_t nCount = 0;
-    if (!reader.Read32(&nCount) || !pars.Provide(nCount)) return false;
+    if (!reader.Read32(&nCount)) return false;
+    if (!pars.Provide(nCount)) {
+        if constexpr (requires { reader.NoteNoMemory(); }) reader.NoteNoMemory();
+        return false;
+    }
     if (nCount == 0 || reader.Read(pars.Data(), nCount)) return true;
     pars.Free();
     return false;

@@ -1,21 +1,29 @@
 // SDBRecordFields.h - walkers of a record's list of fields. A record names its fields once, in file order, in
 // a function Fields(record, walker); here are the walkers that decode, encode and count such a list, or skip
-// over it. Internal to the record sources.
+// over it. They know kinds of fields and no record. Internal to the record sources.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "SamplerDBDS/BaseClasses/XFileReader.h"
-#include "SamplerDBDS/DataBase/SDBISample.h"
+#include "SamplerDBDS/DataBase/SDBRecord.h"
 #include "shared/System/kvAssert.h"
 
 namespace Kestrova {
 
-// A window of size bytes on a file, like CXFileReader, but it answers false where that one ends the program:
-// for bodies that nobody vouches for and that are not worth reading whole. Holds the file's stream lock.
-// A window that the file does not have in full has no bytes at all.
+// Passes on whether memory was had. The file is told when not: a record that cannot be read for want of
+// memory must not pass for a damaged one.
+inline bool HadMemory(CXFile& file, bool bHad) {
+    if (!bHad) file.NoteError(ENOMEM);
+    return bHad;
+}
+
+// A window of size bytes on a file, like CXFileReader, but it answers false where that one ends the program.
+// It serves bodies that may be damaged and are too long to be read whole. Holds the file's stream lock. A
+// window that reaches beyond the end of the file has no bytes at all.
 class CBodyReader {
 public:
     CBodyReader(CXFile& file, uint64_t size) : m_file(file) {
@@ -29,6 +37,7 @@ public:
     CBodyReader(const CBodyReader&) = delete;
     CBodyReader& operator=(const CBodyReader&) = delete;
 
+    CXFile& GetFile() { return m_file; }
     bool HasRoom(uint64_t n) const { return n <= m_nLeft; }
     bool Read(void* pData, uint64_t n) { return Take(n) && m_file.Read(pData, n); }
     bool Read32(void* pData) { return Read(pData, 4); }
@@ -53,13 +62,16 @@ private:
     uint64_t m_nLeft = 0;
 };
 
-// The whole body in memory, with the same question before memory is taken for a count.
+// The whole body in memory, with the same question before memory is taken for a count. REQUIRES: a body that
+// the reader holds in itself; it would end the program when it found no memory for a larger one.
 class CBodyBuffer : public CXFileReadBuff {
 public:
-    CBodyBuffer(CXFile* file, unsigned long size) : CXFileReadBuff(file, size) {
+    CBodyBuffer(CXFile& file, unsigned long size) : CXFileReadBuff(&file, size), m_file(file) {
         unsigned long long pos = 0;
         if (GetCurrentPos(pos)) m_posEnd = pos + size;
     }
+
+    CXFile& GetFile() { return m_file; }
 
     bool HasRoom(uint64_t n) {
         unsigned long long pos = 0;
@@ -67,14 +79,20 @@ public:
     }
 
 private:
+    CXFile& m_file;
     uint64_t m_posEnd = 0;
 };
 
-// The window whose bounds are fatal checks: it answers for itself when the bytes are read.
+// The window whose bounds are fatal checks, made when the bytes are read; so it is not asked before.
 class CCheckedWindow : public CXFileReader {
 public:
-    using CXFileReader::CXFileReader;
+    CCheckedWindow(CXFile& file, unsigned long size) : CXFileReader(&file, size), m_file(file) {}
+
+    CXFile& GetFile() { return m_file; }
     bool HasRoom(uint64_t) const { return true; }
+
+private:
+    CXFile& m_file;
 };
 
 // Fills a record from a reader. TReader: one of the three above.
@@ -93,22 +111,22 @@ public:
 
     bool Block(CStgBlock& block) {
         uint32_t nCount = 0;
-        return Word(nCount) && m_reader.HasRoom(nCount) && block.Alloc(nCount) && Bytes(block.Data(), nCount);
+        return Word(nCount) && m_reader.HasRoom(nCount) && Provide(block, nCount) &&
+               Bytes(block.Data(), nCount);
     }
 
-    bool LoopLimit(uint32_t nLoops) {
-        KV_ASSERT_TEXT(nLoops < kMaxLoops, "m_info.cLayerLoops < 1000000");
+    bool LoopLimit(uint32_t nLoops, uint32_t nLimit) {
+        KV_ASSERT_TEXT(nLoops < nLimit, "m_info.cLayerLoops < 1000000");
         return true;
     }
 
-    // The entries of a list whose count has been read into m_info; without them the list is empty.
-    bool LoopEntries(CSDBISampleBase& sample) {
-        const uint32_t nLoops = sample.m_info.cLayerLoops;
-        const uint64_t nBytes = uint64_t{nLoops} * sizeof(SDBLOOP);
-        const bool bRead =
-            m_reader.HasRoom(nBytes) && sample.AllocLoops(nLoops) && Bytes(sample.GetLoops(), nBytes);
-        if (!bRead) sample.AllocLoops(0);
-        return bRead;
+    // A list of nCount entries of nEntry bytes, whose count was the field before. Without them it is empty.
+    bool List(CStgBlock& block, uint32_t& nCount, size_t nEntry) {
+        const uint64_t nBytes = uint64_t{nCount} * nEntry;
+        if (m_reader.HasRoom(nBytes) && Provide(block, nBytes) && Bytes(block.Data(), nBytes)) return true;
+        block.Free();
+        nCount = 0;
+        return false;
     }
 
     bool Tail(StgPars& pars) { return ReadUnknownParams(*this, pars); }
@@ -116,8 +134,10 @@ public:
     // What ReadUnknownParams asks of a reader: the count is held against the body before memory is taken.
     bool Read32(uint32_t* pnCount) { return Word(*pnCount) && m_reader.HasRoom(*pnCount); }
     bool Read(void* pData, uint32_t n) { return m_reader.Read(pData, n); }
+    void NoteNoMemory() { HadMemory(m_reader.GetFile(), false); }
 
 private:
+    bool Provide(CStgBlock& block, uint64_t n) { return HadMemory(m_reader.GetFile(), block.Alloc(n)); }
     bool Bytes(void* pData, uint64_t n) { return n == 0 || m_reader.Read(pData, n); }
 
     TReader& m_reader;
@@ -143,10 +163,10 @@ public:
     }
 
     // A list that no reader would take is not written.
-    bool LoopLimit(uint32_t nLoops) { return nLoops < kMaxLoops; }
+    bool LoopLimit(uint32_t nLoops, uint32_t nLimit) { return nLoops < nLimit; }
 
-    bool LoopEntries(const CSDBISampleBase& sample) {
-        return m_file.Write(sample.GetLoops(), sample.m_info.cLayerLoops * sizeof(SDBLOOP));
+    bool List(const CStgBlock& block, uint32_t nCount, size_t nEntry) {
+        return m_file.Write(block.Data(), nCount * nEntry);
     }
 
     bool Tail(const StgPars& pars) { return WriteUnknownParams(&m_file, pars); }
@@ -170,10 +190,8 @@ public:
         return Add(4);
     }
     bool Block(const CStgBlock& block) { return Add(4 + block.Size()); }
-    bool LoopLimit(uint32_t) { return true; }
-    bool LoopEntries(const CSDBISampleBase& sample) {
-        return Add(uint64_t{sample.m_info.cLayerLoops} * sizeof(SDBLOOP));
-    }
+    bool LoopLimit(uint32_t, uint32_t) { return true; }
+    bool List(const CStgBlock&, uint32_t nCount, size_t nEntry) { return Add(uint64_t{nCount} * nEntry); }
     bool Tail(const StgPars& pars) { return Add(uint64_t{4} + pars.Size()); }
 
 private:
@@ -192,9 +210,9 @@ public:
         return m_reader.Read32(&n);
     }
     bool Block(const CStgBlock&) { return Counted(); }
-    bool LoopLimit(uint32_t nLoops) { return nLoops < kMaxLoops; }
-    bool LoopEntries(const CSDBISampleBase& sample) {
-        return m_reader.Skip(uint64_t{sample.m_info.cLayerLoops} * sizeof(SDBLOOP));
+    bool LoopLimit(uint32_t nLoops, uint32_t nLimit) { return nLoops < nLimit; }
+    bool List(const CStgBlock&, uint32_t nCount, size_t nEntry) {
+        return m_reader.Skip(uint64_t{nCount} * nEntry);
     }
     bool Tail(const StgPars&) { return Counted(); }
 

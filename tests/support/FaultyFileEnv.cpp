@@ -160,8 +160,8 @@ bool FaultyFileEnv::GetFacts(int nFile, FileFacts& facts) {
     return !Strikes(FileOp::kFacts) && m_pSystem->GetFacts(nFile, facts);
 }
 
-bool FaultyFileEnv::TryLock(int nFile, FileLock lock) {
-    return !Strikes(FileOp::kLock) && m_pSystem->TryLock(nFile, lock);
+LockAnswer FaultyFileEnv::TryLock(int nFile, FileLock lock) {
+    return Strikes(FileOp::kLock) ? LockAnswerOf(errno) : m_pSystem->TryLock(nFile, lock);
 }
 
 bool FaultyFileEnv::CheckPosition(int nFile, uint64_t pos) {

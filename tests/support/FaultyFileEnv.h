@@ -72,7 +72,7 @@ public:
     bool Truncate(int nFile, uint64_t nSize) override;
     bool Sync(int nFile) override;
     bool GetFacts(int nFile, FileFacts& facts) override;
-    bool TryLock(int nFile, FileLock lock) override;
+    LockAnswer TryLock(int nFile, FileLock lock) override;
     bool CheckPosition(int nFile, uint64_t pos) override;
 
 private:

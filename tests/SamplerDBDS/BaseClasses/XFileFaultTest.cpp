@@ -157,7 +157,7 @@ constexpr FaultCase kFaultCases[] = {
          FileFacts facts;
          return f.GetFacts(facts);
      }},
-    {"TryLockFile", FileOp::kLock, [](CXFile& f) { return f.TryLockFile(); }},
+    {"TryLockFile", FileOp::kLock, [](CXFile& f) { return f.TryLockFile() == LockAnswer::kHeld; }},
 };
 
 TEST_F(XFileFaultTest, EveryOperationAnswersFalseWhenTheSystemRefuses) {
@@ -173,8 +173,78 @@ TEST_F(XFileFaultTest, EveryOperationAnswersFalseWhenTheSystemRefuses) {
         EXPECT_TRUE(m_env.FaultHit());
         const bool bMovesBytes = c.op == FileOp::kRead || c.op == FileOp::kWrite || c.op == FileOp::kSync;
         EXPECT_EQ(bMovesBytes ? EIO : 0, m_file.GetLastError());
+        EXPECT_EQ(EIO, m_file.GetFirstError());
     }
     m_env.Heal();
+}
+
+// --- The cause of a failure ---
+
+TEST_F(XFileFaultTest, TheFirstErrorIsKeptUntilItIsClearedOrAFileIsOpened) {
+    OpenWith("abc");
+    m_env.FailCallOf(FileOp::kTruncate, 1, FaultyFileEnv::Lasting::kOnce, EFBIG);
+    EXPECT_FALSE(m_file.SetEOF());
+    m_env.FailCallOf(FileOp::kSync, 1, FaultyFileEnv::Lasting::kOnce, ENOSPC);
+    EXPECT_FALSE(m_file.Sync());
+    EXPECT_EQ(EFBIG, m_file.GetFirstError()) << "the first counts";
+    m_file.ClearFirstError();
+    EXPECT_EQ(0, m_file.GetFirstError());
+    m_file.NoteError(0);
+    m_file.NoteError(ENOMEM);
+    m_file.NoteError(EIO);
+    EXPECT_EQ(ENOMEM, m_file.GetFirstError());
+    OpenWith("abc");
+    EXPECT_EQ(0, m_file.GetFirstError());
+}
+
+TEST_F(XFileFaultTest, TheEndOfTheFileAndAClosedObjectAreNoFirstError) {
+    OpenWith("abc");
+    char ar[4];
+    EXPECT_FALSE(m_file.Read(ar, 4));
+    m_file.Close();
+    EXPECT_FALSE(m_file.Read(ar, 1));
+    EXPECT_EQ(0, m_file.GetFirstError());
+}
+
+TEST_F(XFileFaultTest, WhatCloseMeetsIsTheFirstErrorOfTheClosedObject) {
+    for (const FileOp op : {FileOp::kWrite, FileOp::kClose}) {
+        OpenWith("abc");
+        ASSERT_TRUE(m_file.Write("X", 1));
+        m_env.FailCallOf(op, 1, FaultyFileEnv::Lasting::kOnce, ENOSPC);
+        m_file.Close();
+        EXPECT_EQ(ENOSPC, m_file.GetFirstError());
+        m_file.Close();
+        EXPECT_EQ(ENOSPC, m_file.GetFirstError());
+    }
+}
+
+TEST_F(XFileFaultTest, AFileThatCannotBeOpenedTellsWhyAsItsFirstError) {
+    for (const bool bCreate : {false, true}) {
+        m_env.FailCallOf(FileOp::kOpen, 1, FaultyFileEnv::Lasting::kOnce, EACCES);
+        EXPECT_FALSE(bCreate ? m_file.Create(Path().c_str()) : m_file.Open(Path().c_str(), 1));
+        EXPECT_EQ(EACCES, m_file.GetFirstError());
+    }
+    EXPECT_FALSE(m_file.Open(nullptr, 0));
+    EXPECT_EQ(EINVAL, m_file.GetFirstError());
+}
+
+TEST_F(XFileFaultTest, ALockIsHeldBusyNotSupportedOrFailedByItsErrno) {
+    struct LockCase {
+        int nError;
+        LockAnswer answer;
+        int nFirstError;
+    };
+    for (const LockCase& row :
+         {LockCase{EWOULDBLOCK, LockAnswer::kBusy, EWOULDBLOCK},
+          LockCase{ENOLCK, LockAnswer::kNotSupported, 0}, LockCase{EOPNOTSUPP, LockAnswer::kNotSupported, 0},
+          LockCase{ENOSYS, LockAnswer::kNotSupported, 0}, LockCase{EIO, LockAnswer::kFailed, EIO}}) {
+        SCOPED_TRACE(row.nError);
+        OpenWith("abc");
+        m_env.FailCallOf(FileOp::kLock, 1, FaultyFileEnv::Lasting::kOnce, row.nError);
+        EXPECT_EQ(row.answer, m_file.TryLockFile());
+        EXPECT_EQ(row.nFirstError, m_file.GetFirstError());
+        EXPECT_EQ(LockAnswer::kHeld, m_file.TryLockFile());
+    }
 }
 
 TEST_F(XFileFaultTest, EveryOperationSucceedsOnceTheFaultHasPassed) {

@@ -196,7 +196,7 @@ constexpr ClosedCase kClosedCases[] = {
          FileFacts facts;
          return f.GetFacts(facts);
      }},
-    {"TryLockFile", [](CXFile& f) { return f.TryLockFile(); }},
+    {"TryLockFile", [](CXFile& f) { return f.TryLockFile() == LockAnswer::kHeld; }},
 };
 
 TEST_F(XFileTest, EveryOperationFailsOnAFileThatWasNeverOpened) {
@@ -426,25 +426,25 @@ TEST_F(XFileTest, OnlyOneOpenFileHoldsTheFileLock) {
     OpenWith("abc");
     CXFile second;
     ASSERT_TRUE(second.Open(Path().c_str(), 1));
-    EXPECT_TRUE(m_file.TryLockFile());
-    EXPECT_TRUE(m_file.TryLockFile());
-    EXPECT_FALSE(second.TryLockFile());
+    EXPECT_EQ(LockAnswer::kHeld, m_file.TryLockFile());
+    EXPECT_EQ(LockAnswer::kHeld, m_file.TryLockFile());
+    EXPECT_EQ(LockAnswer::kBusy, second.TryLockFile());
     EXPECT_EQ(EWOULDBLOCK, errno);
     m_file.Close();
-    EXPECT_TRUE(second.TryLockFile());
+    EXPECT_EQ(LockAnswer::kHeld, second.TryLockFile());
 }
 
 TEST_F(XFileTest, ASharedFileLockGoesWithOthersOfItsKindOnly) {
     OpenWith("abc");
     CXFile second;
     ASSERT_TRUE(second.Open(Path().c_str(), 0));
-    EXPECT_TRUE(m_file.TryLockFile(FileLock::kShared));
-    EXPECT_TRUE(second.TryLockFile(FileLock::kShared));
-    EXPECT_FALSE(second.TryLockFile(FileLock::kExclusive));
+    EXPECT_EQ(LockAnswer::kHeld, m_file.TryLockFile(FileLock::kShared));
+    EXPECT_EQ(LockAnswer::kHeld, second.TryLockFile(FileLock::kShared));
+    EXPECT_EQ(LockAnswer::kBusy, second.TryLockFile(FileLock::kExclusive));
     m_file.Close();
-    EXPECT_TRUE(second.TryLockFile(FileLock::kExclusive));
+    EXPECT_EQ(LockAnswer::kHeld, second.TryLockFile(FileLock::kExclusive));
     OpenWith("abc");
-    EXPECT_FALSE(m_file.TryLockFile(FileLock::kShared));
+    EXPECT_EQ(LockAnswer::kBusy, m_file.TryLockFile(FileLock::kShared));
     EXPECT_EQ(EWOULDBLOCK, errno);
 }
 

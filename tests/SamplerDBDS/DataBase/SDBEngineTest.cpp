@@ -89,8 +89,11 @@ TEST_F(SDBEngineTest, OpeningDemandsAHeaderOfTheFormat) {
         EXPECT_EQ(row.bOpens, m_db.Open(m_strPath.c_str(), row.nFormat, true));
         EXPECT_EQ(row.bOpens, m_db.IsOpen());
         EXPECT_EQ(row.nBytes == 34 && row.bOpens ? 1u : 0u, m_db.GetNoteCount());
+        EXPECT_EQ(0, m_db.GetFirstError()) << "it was read, whatever it is";
     }
     EXPECT_FALSE(m_db.Open(m_dir.File("missing.kvn").c_str(), kSdbFormatPlain, false));
+    EXPECT_EQ(ENOENT, m_db.GetFirstError());
+    EXPECT_EQ(ENOENT, errno);
     EXPECT_FALSE(m_db.Open(nullptr, kSdbFormatPlain, false));
     EXPECT_FALSE(std::filesystem::exists(m_dir.File("missing.kvn")));
 }
@@ -182,6 +185,7 @@ TEST_F(SDBEngineTest, AFileThatIsBeingBuiltIsNotCreatedAnew) {
     CSDB other;
     EXPECT_TRUE(CSDB::IsHeld(m_strPath.c_str()));
     EXPECT_FALSE(other.Create(m_strPath.c_str(), kSdbFormatPlain));
+    EXPECT_EQ(EWOULDBLOCK, other.GetFirstError());
     EXPECT_EQ(image, ReadFile(m_strPath));
     EXPECT_TRUE(m_db.Close(true));
     EXPECT_FALSE(CSDB::IsHeld(m_strPath.c_str()));
@@ -192,7 +196,7 @@ TEST_F(SDBEngineTest, LookersDoNotTakeEachOtherForABuild) {
     WriteFile(m_strPath, std::string());
     CXFile looker;
     ASSERT_TRUE(looker.Open(m_strPath.c_str(), 0));
-    ASSERT_TRUE(looker.TryLockFile(FileLock::kShared));
+    ASSERT_EQ(LockAnswer::kHeld, looker.TryLockFile(FileLock::kShared));
     EXPECT_FALSE(CSDB::IsHeld(m_strPath.c_str()));
     EXPECT_TRUE(CSDB::IsInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched));
     CXFile file;
@@ -245,6 +249,7 @@ TEST_F(SDBEngineTest, AnInterruptedBuildIsKnownByItsFirstNote) {
         SCOPED_TRACE(row.pszWhy);
         WriteFile(m_strPath, std::string(row.image.begin(), row.image.end()));
         CXFile file;
+        EXPECT_EQ(row.bInterrupted, CSDB::IsUnfinishedBuild(m_strPath.c_str(), kSdbFormatEnriched));
         EXPECT_EQ(row.bInterrupted, CSDB::IsInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched));
         EXPECT_EQ(row.bInterrupted, CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
         EXPECT_EQ(row.bInterrupted, file.IsOpen());
@@ -258,7 +263,65 @@ TEST_F(SDBEngineTest, ABuildThatGoesOnIsNotInterrupted) {
     EXPECT_FALSE(CSDB::IsInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched));
     EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
     EXPECT_FALSE(file.IsOpen());
+    EXPECT_TRUE(CSDB::IsUnfinishedBuild(m_strPath.c_str(), kSdbFormatEnriched)) << "not asked";
     EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_dir.File("missing.kvn").c_str(), kSdbFormatEnriched, file));
+}
+
+// --- A file system without locks ---
+
+constexpr int kNoLocks[] = {ENOLCK, EOPNOTSUPP, ENOSYS};
+
+TEST_F(SDBEngineTest, WithoutLocksADatabaseIsCreatedUnprotected) {
+    for (const int nError : kNoLocks) {
+        SCOPED_TRACE(nError);
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kLock, 1, FaultyFileEnv::Lasting::kForGood, nError);
+        ASSERT_TRUE(Create());
+        EXPECT_TRUE(m_db.IsUnprotected());
+        EXPECT_EQ(0, m_db.GetFirstError());
+        EXPECT_EQ(0u, AddNote(m_db, kSdbBank, kSdbNoID, "body"));
+        EXPECT_FALSE(CSDB::IsHeld(m_strPath.c_str())) << "nobody can hold it";
+        EXPECT_TRUE(m_db.Close(true));
+        EXPECT_FALSE(m_db.IsUnprotected());
+        EXPECT_EQ(1u, NotesOf(m_strPath).size());
+    }
+    ASSERT_TRUE(Create());
+    EXPECT_FALSE(m_db.IsUnprotected());
+}
+
+TEST_F(SDBEngineTest, AFileThatCannotBeAskedForItsLockMayBeInWork) {
+    WriteFile(m_strPath, DatabaseImage({{.nState = 1, .id = 1}}, kSdbFormatEnriched));
+    for (const int nError : {ENOLCK, EOPNOTSUPP, ENOSYS, EIO}) {
+        SCOPED_TRACE(nError);
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kLock, 1, FaultyFileEnv::Lasting::kForGood, nError);
+        CXFile file;
+        EXPECT_FALSE(CSDB::IsInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched));
+        EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
+        EXPECT_FALSE(file.IsOpen());
+        EXPECT_TRUE(CSDB::IsUnfinishedBuild(m_strPath.c_str(), kSdbFormatEnriched));
+    }
+}
+
+TEST_F(SDBEngineTest, ALockThatFailsFailsTheCreateAndCountsAsHeld) {
+    WriteFile(m_strPath, std::string("kept"));
+    FaultyFileEnv env;
+    env.FailCallOf(FileOp::kLock, 1, FaultyFileEnv::Lasting::kForGood, EIO);
+    EXPECT_FALSE(Create());
+    EXPECT_EQ(EIO, m_db.GetFirstError());
+    EXPECT_EQ(EIO, errno);
+    EXPECT_TRUE(CSDB::IsHeld(m_strPath.c_str()));
+    EXPECT_EQ(4u, ReadFile(m_strPath).size());
+}
+
+TEST_F(SDBEngineTest, OpeningAndReadingNeverAskForALock) {
+    WriteFile(m_strPath, DatabaseImage({{.id = 1, .strBody = "body"}}));
+    FaultyFileEnv env;
+    ASSERT_TRUE(Open(false));
+    EXPECT_EQ("body", BodyOf(m_db, 1));
+    EXPECT_FALSE(CSDB::IsUnfinishedBuild(m_strPath.c_str(), kSdbFormatPlain));
+    m_db.Close(false);
+    EXPECT_EQ(0, env.Calls(FileOp::kLock));
 }
 
 // --- Identity ---

@@ -64,6 +64,9 @@ protected:
             env.FailCall(nFault, GetParam());
             const bool bDone = operation(db);
             bHit = env.FaultHit();
+            if (!bDone) {
+                EXPECT_EQ(EIO, db.GetFirstError());
+            }
             env.Heal();
             expect(db, bDone, bHit);
             if (!bHit) {
@@ -268,6 +271,9 @@ TEST_P(SDBFaultTest, AnOpenThatFailsLeavesTheFileAndTheObjectClosed) {
         const bool bOpened = db.Open(m_strPath.c_str(), kSdbFormatPlain, true);
         const bool bHit = env.FaultHit();
         EXPECT_EQ(bOpened, db.IsOpen());
+        if (!bOpened) {
+            EXPECT_EQ(EIO, db.GetFirstError());
+        }
         EXPECT_EQ(image, ReadFile(m_strPath));
         EXPECT_EQ(bOpened ? 2u : 0u, db.GetNoteCount());
         env.Heal();
@@ -288,6 +294,9 @@ TEST_P(SDBFaultTest, ACreateThatFailsLeavesTheObjectClosed) {
         const bool bCreated = db.Create(m_strPath.c_str(), kSdbFormatPlain);
         const bool bHit = env.FaultHit();
         EXPECT_EQ(bCreated, db.IsOpen());
+        if (!bCreated) {
+            EXPECT_EQ(EIO, db.GetFirstError());
+        }
         env.Heal();
         if (bHit) continue;
         EXPECT_TRUE(bCreated);

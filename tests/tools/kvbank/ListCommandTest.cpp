@@ -76,7 +76,7 @@ TEST_F(ListCommandTest, TellsTheStateOfEveryFile) {
 TEST_F(ListCommandTest, AnothersLookIsNoBuild) {
     CXFile looker;
     ASSERT_TRUE(looker.Open(File(k44100).c_str(), 0));
-    ASSERT_TRUE(looker.TryLockFile(FileLock::kShared));
+    ASSERT_EQ(LockAnswer::kHeld, looker.TryLockFile(FileLock::kShared));
     std::error_code error;
     const std::vector<BankFile> banks = ListBanks(Folder(), "Src", error);
     EXPECT_EQ(2u, banks.size());
@@ -210,7 +210,7 @@ TEST_F(RemoveCommandTest, InAPipeItNeedsAYesBeforehand) {
 TEST_F(RemoveCommandTest, JsonTellsWhatWentAndWhatStayed) {
     CSDB held;
     ASSERT_TRUE(held.Open(File(k48000PerKey).c_str(), kSdbFormatEnriched, false));
-    ASSERT_TRUE(held.GetFile().TryLockFile());
+    ASSERT_EQ(LockAnswer::kHeld, held.GetFile().TryLockFile());
     const Outcome outcome = Remove({"-r", "all", "-y", "--json"});
     EXPECT_EQ(kExitBusy, outcome.nCode);
     EXPECT_EQ("kvbank: DIR/Src_0BB80.kvr: another process is building it\n", outcome.strErr);
