@@ -1,10 +1,8 @@
 #include "bank/DBEUCreate.h"
 
-#include <algorithm>
-#include <thread>
-
-#include "SamplerDBDS/DataBase/SDBInterpreter.h"
-#include "shared/System/kvCompare.h"
+#include "bank/BankWriter.h"
+#include "bank/HelperThreads.h"
+#include "shared/System/kvModule.h"
 
 namespace Kestrova {
 namespace {
@@ -12,16 +10,12 @@ namespace {
 constexpr int kCreateFunction = 1, kAnalyzeFunction = 2;  // numbers the worker must give them
 constexpr int kPriorityBelowCaller = 2;
 
-// A sound source is read once or twice a record. A hostile one repeats ids, so that the walk through the tree
-// meets the same records again and again; past this allowance the job ends.
-constexpr uint64_t kReadsAllowedFor(const BankAnalysis& analysis) {
-    return 2 * (analysis.nRecords + static_cast<uint64_t>(std::max<int64_t>(analysis.nPerKeyRecords, 0))) +
-           65536;
-}
-
 }  // namespace
 
-CDBEUCreate::CDBEUCreate() : m_nHelpers(std::thread::hardware_concurrency()) {
+CDBEUCreate::CDBEUCreate()
+    : m_progress([this](int nCode, unsigned int nValue) { return Callback(nCode, nValue); }),
+      m_analysis(m_source, m_progress),
+      m_nHelpers(HelperThreadCount()) {
     m_bWorker = m_thread.AddFunction(ThreadFuncCreate, 0) == kCreateFunction &&
                 m_thread.AddFunction(ThreadFuncAnalyze, 0) == kAnalyzeFunction &&
                 m_thread.Create(this, GetCurrentPriority() - kPriorityBelowCaller) != 0;
@@ -31,7 +25,6 @@ CDBEUCreate::CDBEUCreate() : m_nHelpers(std::thread::hardware_concurrency()) {
 CDBEUCreate::~CDBEUCreate() {
     m_bStopping = 1;
     m_thread.Destroy();  // before anything the running job uses
-    DropAbandonedTarget();
 }
 
 BankResult CDBEUCreate::SetCallback(CallbackFunction callback, unsigned long nUser) {
@@ -46,50 +39,91 @@ int CDBEUCreate::Callback(int nCode, unsigned int nValue) {
     return m_callback == nullptr ? 1 : m_callback(nCode, nValue, m_nUser);
 }
 
-BankResult CDBEUCreate::SetDstDir(const char* pszPath) {
-    if (m_nState == kCreating) return kBankBusy;
-    if (pszPath == nullptr || *pszPath == '\0') return kBankBadArgument;
-    m_pszFolder.reset(CreateString(pszPath));
-    return m_pszFolder ? kBankDone : kBankNoMemory;
+// --- Starting jobs, on the client's thread ---
+
+// REQUIRES: the engine is idle. Once the worker is signalled the fault is the worker's to set.
+template <class TStart>
+BankResult CDBEUCreate::Start(TStart start) {
+    const BankOutcome started = CatchWantOfMemory(start);
+    if (!started.IsDone()) m_fault = started;
+    return started.result;
+}
+
+void CDBEUCreate::StartJob(State state, int nFunction) {
+    m_fault = {};
+    m_nState = state;
+    m_thread.Signal(nFunction);
 }
 
 BankResult CDBEUCreate::SetSrcFile(const char* pszPath) {
     if (m_nState != kIdle) return kBankBusy;
-    if (pszPath == nullptr || *pszPath == '\0') return kBankBadArgument;
-    if (!m_bWorker) return kBankNoWorker;  // nobody would ever end the analysis
-    m_pszBaseName.reset();
-    const std::string strBase(SourceBaseName(pszPath));
-    if (strBase.empty()) return kBankBadArgument;
-    if (!OpenSource(pszPath)) {
-        m_nStatus = kBankSourceNotOpened;
-        return kBankSourceNotOpened;
-    }
-    const std::string strCut(m_bEnrichedSource ? CutRateFromBaseName(strBase) : strBase);
-    m_pszBaseName.reset(CreateString(strCut.c_str()));
-    m_bAnalysed = 0;
-    if (!m_pszBaseName) {
-        m_dbSource.Close(false);  // the one before is closed too, so there is none now
-        return strCut.empty() ? kBankBadArgument : kBankNoMemory;
-    }
-    m_nStatus = kBankDone;  // before the worker can fail
-    m_nState = kAnalysing;
-    m_thread.Signal(kAnalyzeFunction);
-    return kBankDone;
+    return Start([&] { return StartAnalysis(pszPath); });
 }
 
-bool CDBEUCreate::OpenSource(const char* pszPath) {
-    const std::string_view path(pszPath);
-    m_strSourceFolder = path.substr(0, path.find_last_of('/') + 1);  // empty without a slash
-    m_dbSource.Close(false);
-    m_bEnrichedSource = m_dbSource.Open(pszPath, kSdbFormatEnriched, false);
-    return m_bEnrichedSource || m_dbSource.Open(pszPath, kSdbFormatPlain, false);
+BankOutcome CDBEUCreate::StartAnalysis(const char* pszPath) {
+    if (pszPath == nullptr || *pszPath == '\0') return {.result = kBankBadArgument};
+    if (!m_bWorker) return {.result = kBankNoWorker};  // nobody would ever end the analysis
+    const BankOutcome opened = CatchWantOfMemory([&] { return m_source.Open(pszPath); });
+    if (!m_source.Database().IsOpen()) m_bAnalysed = 0;
+    if (opened.result == kBankSourceNotOpened) m_nStatus = kBankSourceNotOpened;
+    if (!opened.IsDone()) return opened;
+    m_bAnalysed = 0;
+    m_nStatus = kBankDone;  // before the worker can fail
+    StartJob(kAnalysing, kAnalyzeFunction);
+    return {};
 }
+
+BankResult CDBEUCreate::CreateDB(unsigned int nRate, int nPerKey, int nFlags) {
+    if (m_nState != kIdle) return kBankBusy;
+    if (m_nStatus != kBankDone) return GetStatus();
+    return Start([&] { return StartCreation({nRate, nPerKey, nFlags, m_nHelpers}); });
+}
+
+// Older banks of the rate are removed first, the other layout's before that asked for. A bank that another
+// process is building stays, and is in the way when it is the one asked for.
+BankOutcome CDBEUCreate::StartCreation(const BankOrder& order) {
+    if (!IsBuildableRate(order.nRate) || order.nQuality < 0 || order.nQuality > kHighestQuality)
+        return {.result = kBankBadArgument};
+    if (!HasNames()) return {.result = kBankNotReady};
+    const BankLayout layout = order.IsPerKey() ? BankLayout::PerKey : BankLayout::Plain;
+    const auto PathOf = [&](BankLayout of) {
+        return MakeBankFileName(m_strFolder, m_source.GetBaseName(), order.nRate, of);
+    };
+    const std::string strPath = PathOf(layout);
+    CSDB& source = m_source.Database();
+    DropAbandonedTarget();
+    Occupant occupant = Occupant::None;
+    const BankOutcome found = FindOccupant(source, strPath.c_str(), occupant);
+    if (!found.IsDone()) return found;
+    if (occupant == Occupant::Build) return {.result = kBankBusy};
+    RemoveBank(source, PathOf(OtherLayout(layout)).c_str());
+    if (occupant == Occupant::Source) return {};  // the source already is that bank
+    RemoveBank(source, strPath.c_str());
+    Module::EnsureFolderExists(m_strFolder.c_str());
+    auto pWriter = std::make_unique<BankWriter>(m_source, m_analysis, m_progress, order, strPath);
+    if (const BankOutcome opened = pWriter->Open(); !opened.IsDone()) return opened;
+    m_pWriter = std::move(pWriter);
+    StartJob(kCreating, kCreateFunction);
+    return {};
+}
+
+// --- Jobs, on the worker ---
 
 int CDBEUCreate::ThreadFuncAnalyze(void* pEngine) {
     CDBEUCreate& engine = *static_cast<CDBEUCreate*>(pEngine);
     engine.GetSrcDBInfo();
     engine.m_nState = kIdle;
     return 1;
+}
+
+BankResult CDBEUCreate::GetSrcDBInfo() {
+    const CXAutoLock lock(m_source.Database().GetLock());
+    m_fault = CatchWantOfMemory([this] { return m_analysis.Run(); });
+    const BankResult result = m_fault.result;
+    m_nStatus = static_cast<int>(result);
+    m_bAnalysed = result == kBankDone;
+    Callback(BankProgress::kEndCode, result);
+    return result;
 }
 
 // A creation that succeeded has made the engine idle before its last callback, from within which the next one
@@ -100,38 +134,65 @@ int CDBEUCreate::ThreadFuncCreate(void* pEngine) {
     return 1;
 }
 
-std::string_view CDBEUCreate::GetBaseName() const {
-    return m_pszBaseName ? std::string_view(m_pszBaseName.get()) : std::string_view();
-}
-
-std::string CDBEUCreate::BankPath(unsigned int nRate, BankLayout layout) const {
-    return MakeBankFileName(m_pszFolder.get(), m_pszBaseName.get(), nRate, layout);
-}
-
-void CDBEUCreate::StartJob() {
-    m_fault = BankFault();
-    m_nReadsLeft = kReadsAllowedFor(m_analysis);
-}
-
-BankResult CDBEUCreate::Fail(BankResult result, uint8_t nType, uint32_t id, const char* pszCause) {
-    m_fault = {nType, id, pszCause};
+BankResult CDBEUCreate::CreateDB() {
+    m_fault = m_pWriter->Write();
+    const BankResult result = m_fault.result;  // the next job, started from the last callback, has its own
+    if (m_pWriter->IsAbandoned()) return result;
+    m_pWriter.reset();
+    if (result == kBankDone) m_nState = kIdle;
+    Callback(BankProgress::kEndCode, result);
     return result;
 }
 
-// Reads are judged here: what an enriched sample claims is measured first, because decoding it trusts its
-// counts.
-BankResult CDBEUCreate::ReadSource(CSDBInterpreter& record) {
-    const uint8_t nType = record.GetType();
-    const uint32_t id = record.GetID();
-    if (m_nReadsLeft == 0) return Fail(kBankSourceInconsistent, nType, id, "ids are used more than once");
-    --m_nReadsLeft;
-    const SDBNOTE* const pNote = m_dbSource.GetNoteByID(id);
-    const bool bMeasured = m_bEnrichedSource && nType == kSdbSample;
-    if (pNote == nullptr ||
-        (bMeasured && !MeasureEnrichedSample(m_dbSource.GetFile(), pNote->PosBody(), pNote->nSize)) ||
-        !m_dbSource.ReadWholeNote(&record))
-        return Fail(kBankReadFailed, nType, id, "the record cannot be read whole");
+// --- Between jobs ---
+
+BankResult CDBEUCreate::SetDstDir(const char* pszPath) {
+    if (m_nState == kCreating) return kBankBusy;
+    if (pszPath == nullptr || *pszPath == '\0') return kBankBadArgument;
+    return CatchWantOfMemory([&]() -> BankOutcome {
+               m_strFolder = pszPath;
+               return {};
+           })
+        .result;
+}
+
+BankResult CDBEUCreate::Prediction(unsigned int nRate, int nPerKey, unsigned int& nMegabytes) const {
+    if (m_nStatus != kBankDone) return GetStatus();
+    if (!IsBuildableRate(nRate)) return kBankBadArgument;
+    if (m_bAnalysed == 0) return kBankNotReady;
+    nMegabytes = m_analysis.PredictMegabytes(nRate, nPerKey != 0);
     return kBankDone;
+}
+
+BankResult CDBEUCreate::GetExisting(int kinds[kRateCount], unsigned int* pMegabytes) {
+    if (kinds == nullptr) return kBankBadArgument;
+    if (!HasNames()) return kBankNotReady;
+    return CatchWantOfMemory([&] { return FindExisting(Shelf(), kinds, pMegabytes); }).result;
+}
+
+BankResult CDBEUCreate::RemoveDB(const char* pszPath) {
+    if (pszPath == nullptr) return kBankBadArgument;
+    DropAbandonedTarget();
+    return CatchWantOfMemory([&] { return RemoveBank(m_source.Database(), pszPath); }).result;
+}
+
+BankResult CDBEUCreate::RemoveDB(unsigned int nRate, int nWhich) {
+    if (!IsBuildableRate(nRate)) return kBankBadArgument;
+    if (!HasNames()) return kBankNotReady;
+    DropAbandonedTarget();
+    return CatchWantOfMemory([&] { return RemoveBanks(m_source.Database(), Shelf(), nRate, nWhich); }).result;
+}
+
+BankResult CDBEUCreate::RemoveInterrupted(unsigned int& nRemoved) {
+    nRemoved = 0;
+    if (!HasNames()) return kBankNotReady;
+    DropAbandonedTarget();
+    return CatchWantOfMemory([&] { return RemoveInterruptedBuilds(m_source.Database(), Shelf(), nRemoved); })
+        .result;
+}
+
+void CDBEUCreate::DropAbandonedTarget() {
+    if (m_nState != kCreating) m_pWriter.reset();
 }
 
 }  // namespace Kestrova

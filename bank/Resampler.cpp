@@ -114,8 +114,12 @@ Resampler::Resampler(double ratio, void* source, long sourceFrames, void* destin
 }
 
 unsigned long Resampler::GetReciprocalEstimatedSize(unsigned long frames, double ratio) {
+    return In32Bits(GetReciprocalFrames(frames, ratio));
+}
+
+uint64_t Resampler::GetReciprocalFrames(uint64_t frames, double ratio) {
     const int nStep = StepOf(std::floor(ratio * kUnity));
-    return nStep == 0 ? 0 : In32Bits(uint64_t{frames} * kUnity / static_cast<uint64_t>(nStep) + 1);
+    return nStep == 0 ? 0 : frames * kUnity / static_cast<uint64_t>(nStep) + 1;
 }
 
 unsigned long Resampler::GetProportionalEstimatedSize(unsigned long frames, double factor) {

@@ -1,6 +1,8 @@
 // Resampler.h - converts one expanded wave to another sample rate or pitch.
 #pragma once
 
+#include <cstdint>
+
 #include "bank/Interpolator.h"
 
 namespace Kestrova {
@@ -25,6 +27,8 @@ public:
     // Destination frames that a conversion by ratio needs, in 32 bits; 0 for an unsupported ratio.
     // Formula: frames * 2^15 / floor(ratio * 2^15) + 1 in 64-bit integers.
     static unsigned long GetReciprocalEstimatedSize(unsigned long frames, double ratio);
+    // The same number before it is cut to 32 bits.
+    static uint64_t GetReciprocalFrames(uint64_t frames, double ratio);
 
     // The same for destination frames per source frame, in 32 bits; 0 for an unsupported factor.
     // Formula: (frames * ceil(factor * 2^15) >> 15) + 1.

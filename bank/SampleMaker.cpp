@@ -1,31 +1,26 @@
 #include "bank/SampleMaker.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <cstring>
 #include <limits>
 #include <mutex>
 #include <new>
 
+#include "SamplerDBDS/BaseClasses/XFileHold.h"
+#include "bank/FileAnswer.h"
 #include "bank/PitchTables.h"
 #include "bank/Resampler.h"
 
 namespace Kestrova {
 namespace {
 
-constexpr const char* kUnreadable = "the wave cannot be read whole";
-constexpr const char* kNoMemory = "there is not enough memory";
-
 // Integer samples of 16 or 24 bits in one or two channels; the flag marks floating point.
 bool IsConvertible(const CSDBISampleBase::Info& info) {
     return (info.nFormat == 16 || info.nFormat == 24) && (info.nChannels == 1 || info.nChannels == 2);
 }
 
-// Resampler::GetReciprocalEstimatedSize before it is cut to 32 bits; 0 for a ratio that cannot be used.
-uint64_t EstimatedFrames(uint32_t nFrames, double ratio) {
-    if (Resampler::GetReciprocalEstimatedSize(nFrames, ratio) == 0 &&
-        Resampler::GetReciprocalEstimatedSize(0, ratio) == 0)
-        return 0;
-    return uint64_t{nFrames} * 32768 / static_cast<uint64_t>(ratio * 32768) + 1;
+BankOutcome Refuse(const CSDBISampleBase& source, BankResult result, const char* pszCause) {
+    return SourceFault(result, kSdbSample, source.GetID(), pszCause);
 }
 
 void ScaleLoops(CSDBISampleBase& sample, double ratio) {
@@ -36,31 +31,43 @@ void ScaleLoops(CSDBISampleBase& sample, double ratio) {
     }
 }
 
-BankResult CopyUnchanged(const CSDBISampleBase& source, CSDBISampleEUWave& made, const char*& pszCause) {
-    pszCause = kNoMemory;
-    return made.CopyWave(source.m_info.pWave, source.m_info.lWave) ? kBankDone : kBankNoMemory;
+// Gives the new sample, all of whose other fields are set, a wave of so many bytes.
+BankOutcome AllocWave(const CSDBISampleBase& source, CSDBISampleEUWave& made, uint64_t nBytes) {
+    constexpr uint64_t kMost = std::numeric_limits<uint32_t>::max();
+    if (nBytes > kMost || nBytes + made.GetSize() > kMost)
+        return Refuse(source, kBankNoMemory, "the converted wave is too large");
+    if (!made.AllocWave(nBytes)) return Refuse(source, kBankNoMemory, kCauseNoMemory);
+    return {};
 }
 
-BankResult Convert(const CSDBISampleBase& source, double ratio, int nQuality, CSDBISampleEUWave& made,
-                   const char*& pszCause) {
-    pszCause = "its header states more frames than its wave has";
-    if (source.GetStatedBytes() > source.m_info.lWave) return kBankSourceInconsistent;
-    pszCause = "only 16 and 24 bits in one or two channels can be converted";
-    if (!IsConvertible(source.m_info)) return kBankConversionFailed;
-    pszCause = "its sample rate or root key is too far from the target's";
-    const uint64_t nFrames = EstimatedFrames(source.m_info.nFrames, ratio);
-    if (nFrames == 0) return kBankConversionFailed;
-    pszCause = "the converted wave is too large";
-    if (nFrames > std::numeric_limits<uint32_t>::max()) return kBankNoMemory;
+BankOutcome CopyUnchanged(const CSDBISampleBase& source, CSDBISampleEUWave& made) {
+    const BankOutcome outcome = AllocWave(source, made, source.m_info.lWave);
+    if (outcome.IsDone()) std::memcpy(made.m_info.pWave, source.m_info.pWave, source.m_info.lWave);
+    return outcome;
+}
+
+BankOutcome Convert(const CSDBISampleBase& source, double ratio, int nQuality, CSDBISampleEUWave& made) {
+    if (source.GetStatedBytes() > source.m_info.lWave)
+        return Refuse(source, kBankSourceInconsistent, "its header states more frames than its wave has");
+    if (!IsConvertible(source.m_info))
+        return Refuse(source, kBankConversionFailed,
+                      "only 16 and 24 bits in one or two channels can be converted");
+    const uint64_t nFrames = Resampler::GetReciprocalFrames(source.m_info.nFrames, ratio);
+    if (nFrames == 0)
+        return Refuse(source, kBankConversionFailed,
+                      "its sample rate or root key is too far from the target's");
+    if (nFrames > std::numeric_limits<uint32_t>::max())
+        return Refuse(source, kBankNoMemory, "the converted wave is too large");
     made.m_info.nFrames = static_cast<uint32_t>(nFrames);
     ScaleLoops(made, ratio);
-    if (!made.AllocWave(nFrames * source.GetFrameBytes())) return kBankNoMemory;
+    const BankOutcome outcome = AllocWave(source, made, nFrames * source.GetFrameBytes());
+    if (!outcome.IsDone()) return outcome;
     long nProduced = 0;
     const Resampler resampler(ratio, source.m_info.pWave, static_cast<long>(source.m_info.nFrames),
                               made.m_info.pWave, static_cast<long>(nFrames),
                               static_cast<int>(source.GetFrameBytes()), nQuality, &nProduced);
-    pszCause = "the conversion gave no frames";
-    return nProduced < 1 ? kBankConversionFailed : kBankDone;
+    if (nProduced < 1) return Refuse(source, kBankConversionFailed, "the conversion gave no frames");
+    return {};
 }
 
 }  // namespace
@@ -77,25 +84,24 @@ uint32_t ScaledPosition(uint32_t nPosition, double ratio) {
     return scaled > 0 ? static_cast<uint32_t>(std::min(scaled, kHighest)) : 0;
 }
 
-BankResult MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
-                            CSDBISampleEUWave& made, const char*& pszCause) {
+BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
+                             CSDBISampleEUWave& made) {
+    if (source.m_info.cLayerLoops >= kMaxLoops)
+        return Refuse(source, kBankSourceInconsistent, "it has more loops than a bank's sample can hold");
     made.CopyHeader(source);
     made.m_info.nSampleRate = target.nRate;
-    pszCause = kNoMemory;
-    if (!made.CopyOwned(source)) return kBankNoMemory;
-    pszCause = "it has more loops than a bank's sample can hold";
-    if (source.m_info.cLayerLoops >= kMaxLoops) return kBankWriteFailed;
+    if (!made.CopyOwned(source)) return Refuse(source, kBankNoMemory, kCauseNoMemory);
     if (!target.bPerKey) {
-        if (source.m_info.nSampleRate == target.nRate) return CopyUnchanged(source, made, pszCause);
+        if (source.m_info.nSampleRate == target.nRate) return CopyUnchanged(source, made);
         return Convert(source, static_cast<double>(source.m_info.nSampleRate) / target.nRate, target.nQuality,
-                       made, pszCause);
+                       made);
     }
-    if (nKey == kEveryKey) return CopyUnchanged(source, made, pszCause);
+    if (nKey == kEveryKey) return CopyUnchanged(source, made);
     made.m_info.nRootKey = static_cast<uint32_t>(nKey);
     const double ratio =
         source.m_info.nSampleRate * double{PitchFactor(nKey, source.m_info.nRootKey)} / target.nRate;
-    if (ratio == 1.0) return CopyUnchanged(source, made, pszCause);
-    return Convert(source, ratio, target.nQuality, made, pszCause);
+    if (ratio == 1.0) return CopyUnchanged(source, made);
+    return Convert(source, ratio, target.nQuality, made);
 }
 
 template <class TSource>
@@ -140,62 +146,75 @@ int SampleMaker<TSource>::KeyOf(uint32_t nEntry, size_t nCopy) const {
 }
 
 template <class TSource>
-BankResult SampleMaker<TSource>::Load(uint32_t nEntry, unsigned nHelper, TSource& record) const {
-    const SDBNOTE* const pNote = m_database.GetNoteByID(m_arSamples[nEntry].id);
-    if (pNote == nullptr || pNote->nType != kSdbSample) return kBankReadFailed;
-    CXFile& file = FileOf(nHelper);
-    file.Lock();
-    errno = 0;  // the record's readers answer false alike for damage and for want of memory
-    bool bRead = true;
-    if constexpr (std::is_base_of_v<CSDBISampleEU, TSource>)
-        bRead = MeasureEnrichedSample(file, pNote->PosBody(), pNote->nSize);
-    else
-        record.SetExtFolder(m_pszFolder);
-    bRead = bRead && file.SeekToPos(pNote->PosBody()) && record.Read(&file, pNote->nSize);
-    const BankResult failure = errno == ENOMEM ? kBankNoMemory : kBankReadFailed;
-    file.Unlock();
-    record.SetParentID(pNote->idParent);
-    if (!bRead || record.m_info.pWave == nullptr) return failure;
-    return record.m_info.nSampleRate == 0 ? kBankSourceInconsistent : kBankDone;
+uint32_t SampleMaker<TSource>::EntryOf(size_t nJob) const {
+    const auto pNext = std::upper_bound(m_arFirstJob.begin(), m_arFirstJob.end(), nJob);
+    return static_cast<uint32_t>(pNext - m_arFirstJob.begin() - 1);
 }
 
 template <class TSource>
-MadeSample SampleMaker<TSource>::MakeOrThrow(size_t nJob, unsigned nHelper) {
-    const auto pNext = std::upper_bound(m_arFirstJob.begin(), m_arFirstJob.end(), nJob);
-    MadeSample made;
-    made.nEntry = static_cast<uint32_t>(pNext - m_arFirstJob.begin() - 1);
-    made.nKey = KeyOf(made.nEntry, nJob - m_arFirstJob[made.nEntry]);
-
-    Source& source = m_arSources[made.nEntry];
-    std::shared_ptr<TSource> pRecord;
-    {
-        const std::lock_guard guard(source.lock);
-        if (!source.bLoaded) {
-            source.pRecord = std::make_shared<TSource>(m_arSamples[made.nEntry].id, kSdbNoID);
-            source.result = Load(made.nEntry, nHelper, *source.pRecord);
-            source.bLoaded = true;
-        }
-        pRecord = source.pRecord;
-        if (--source.nJobsLeft == 0) source.pRecord.reset();
-        made.result = source.result;
+bool SampleMaker<TSource>::ReadWave(const SDBNOTE& note, CXFile& file, TSource& record) const {
+    const CXFileHold hold(file);
+    if constexpr (std::is_base_of_v<CSDBISampleEU, TSource>) {
+        if (!MeasureEnrichedSample(file, note.PosBody(), note.nSize)) return false;
+    } else {
+        record.SetExtFolder(m_pszFolder);
     }
-    made.pszCause = made.result == kBankNoMemory ? kNoMemory : kUnreadable;
-    if (made.result != kBankDone) return made;
+    return file.SeekToPos(note.PosBody()) && record.Read(&file, note.nSize) && record.m_info.pWave != nullptr;
+}
+
+template <class TSource>
+BankOutcome SampleMaker<TSource>::Load(uint32_t nEntry, unsigned nHelper, TSource& record) const {
+    const uint32_t id = m_arSamples[nEntry].id;
+    const SDBNOTE* const pNote = m_database.GetNoteByID(id);
+    FileAnswer read;
+    if (pNote != nullptr && pNote->nType == kSdbSample) {
+        CXFile& file = FileOf(nHelper);
+        read = AskRecord(file, [&] { return ReadWave(*pNote, file, record); });
+    }
+    if (!read)
+        return SourceFault(kBankReadFailed, kSdbSample, id, "the wave cannot be read whole", read.nError);
+    record.SetParentID(pNote->idParent);
+    if (record.m_info.nSampleRate == 0)
+        return Refuse(record, kBankSourceInconsistent, "its sample rate is 0");
+    return {};
+}
+
+// The source sample of an entry for one of its jobs: loaded by the first of them, let go of by the last.
+template <class TSource>
+BankOutcome SampleMaker<TSource>::TakeSource(uint32_t nEntry, unsigned nHelper,
+                                             std::shared_ptr<TSource>& pRecord) {
+    Source& source = m_arSources[nEntry];
+    const std::lock_guard guard(source.lock);
+    if (!source.bLoaded) {
+        source.pRecord = std::make_shared<TSource>(m_arSamples[nEntry].id, kSdbNoID);
+        source.outcome = Load(nEntry, nHelper, *source.pRecord);
+        source.bLoaded = true;
+    }
+    pRecord = source.pRecord;
+    if (--source.nJobsLeft == 0) source.pRecord.reset();
+    return source.outcome;
+}
+
+template <class TSource>
+BankOutcome SampleMaker<TSource>::Fill(MadeSample& made, unsigned nHelper) {
+    std::shared_ptr<TSource> pSource;
+    const BankOutcome taken = TakeSource(made.nEntry, nHelper, pSource);
+    if (!taken.IsDone()) return taken;
     made.pRecord = std::make_unique<CSDBISampleEUWave>(kSdbNoID, kSdbNoID);
-    made.result = MakeTargetSample(*pRecord, m_target, made.nKey, *made.pRecord, made.pszCause);
-    return made;
+    return MakeTargetSample(*pSource, m_target, made.nKey, *made.pRecord);
 }
 
 template <class TSource>
 MadeSample SampleMaker<TSource>::Make(size_t nJob, unsigned nHelper) {
+    MadeSample made;
+    made.nEntry = EntryOf(nJob);
+    made.nKey = KeyOf(made.nEntry, nJob - m_arFirstJob[made.nEntry]);
     try {
-        return MakeOrThrow(nJob, nHelper);
+        made.outcome = Fill(made, nHelper);
     } catch (const std::bad_alloc&) {
-        MadeSample made;
-        made.result = kBankNoMemory;
-        made.pszCause = kNoMemory;
-        return made;
+        made.outcome = SourceFault(kBankNoMemory, kSdbSample, m_arSamples[made.nEntry].id, kCauseNoMemory);
     }
+    return made;
 }
 
 template class SampleMaker<CSDBISampleWave>;

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
-#include "bank/DBEUCreate.h"
+#include "bank/BankOutcome.h"
+#include "bank/SourceAnalysis.h"
 
 namespace Kestrova {
 
@@ -21,14 +23,13 @@ uint32_t ScaledPosition(uint32_t nPosition, double ratio);
 // What every sample of a bank is converted to.
 struct SampleTarget {
     unsigned int nRate = 0;  // Hz
-    int nQuality = kHighestQuality;
+    int nQuality = 0;        // of the resampler, 0 to 7
     bool bPerKey = false;
 };
 
 // One target sample, or why there is none.
 struct MadeSample {
-    BankResult result = kBankDone;
-    const char* pszCause = "";
+    BankOutcome outcome;
     uint32_t nEntry = 0;   // of the sample table
     int nKey = kEveryKey;  // the key it was transposed to
     std::unique_ptr<CSDBISampleEUWave> pRecord;
@@ -39,15 +40,17 @@ struct MadeSample {
 //   per key:      also transposed from the root key to nKey, which becomes its root key
 //   kEveryKey in the per-key layout: a sample no key plays, copied unchanged but for its stated rate
 // Loops move with the conversion; name, parameter block and tail are copied.
-// Answers done, inconsistent (the header states more frames than the wave has), conversion failed (a format
-// or ratio that cannot be converted, no frames) or no memory (also a wave no record can hold).
-BankResult MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
-                            CSDBISampleEUWave& made, const char*& pszCause);
+// Answers done, inconsistent (the header states more frames than the wave has, or there are more loops than a
+// bank's sample can hold), conversion failed (a format or ratio that cannot be converted, no frames) or no
+// memory (also a wave no record can hold).
+BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
+                             CSDBISampleEUWave& made);
 
 // Makes the target samples of a whole bank: in the order of the sample table, in the per-key layout by rising
 // key. A source sample is read once, by whichever thread first needs it, and kept while another one may.
 // TSource: the record class the source's waves are read with (CSDBISampleWave or CSDBISampleEUWave).
 // Threads: Make from any, each with a helper number of its own.
+// Errors:  the outcome in what is made; the constructor may throw std::bad_alloc.
 template <class TSource>
 class SampleMaker {
 public:
@@ -64,14 +67,17 @@ private:
     struct Source {
         std::mutex lock;
         bool bLoaded = false;
-        BankResult result = kBankDone;
+        BankOutcome outcome;
         std::shared_ptr<TSource> pRecord;
         size_t nJobsLeft = 0;
     };
 
-    MadeSample MakeOrThrow(size_t nJob, unsigned nHelper);
+    uint32_t EntryOf(size_t nJob) const;
     int KeyOf(uint32_t nEntry, size_t nCopy) const;
-    BankResult Load(uint32_t nEntry, unsigned nHelper, TSource& record) const;
+    BankOutcome Fill(MadeSample& made, unsigned nHelper);
+    BankOutcome TakeSource(uint32_t nEntry, unsigned nHelper, std::shared_ptr<TSource>& pRecord);
+    BankOutcome Load(uint32_t nEntry, unsigned nHelper, TSource& record) const;
+    bool ReadWave(const SDBNOTE& note, CXFile& file, TSource& record) const;
     CXFile& FileOf(unsigned nHelper) const;
 
     CSDB& m_database;

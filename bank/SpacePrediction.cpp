@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "bank/DBEUCreate.h"
 #include "bank/SampleMaker.h"
+#include "bank/SourceAnalysis.h"
 
 namespace Kestrova {
 namespace {
@@ -38,17 +38,13 @@ unsigned int MegabytesRoundedUp(uint64_t nBytes) {
 }
 
 // In the plain layout too the table is counted with the per-key records: deliberately on the large side.
-BankResult CDBEUCreate::Prediction(unsigned int nRate, int nPerKey, unsigned int& nMegabytes) const {
-    if (m_nStatus != kBankDone) return GetStatus();
-    if (!IsBuildableRate(nRate)) return kBankBadArgument;
-    if (m_bAnalysed == 0) return kBankNotReady;
-    const double perKeyRecords = static_cast<double>(m_analysis.nPerKeyRecords);
-    const double overhead = static_cast<double>(m_analysis.nOverheadBytes);
-    double bytes = nPerKey != 0 ? perKeyRecords / m_analysis.nRecords * overhead : overhead;
+unsigned int SourceAnalysis::PredictMegabytes(unsigned int nRate, bool bPerKey) const {
+    const double perKeyRecords = static_cast<double>(m_counts.nPerKeyRecords);
+    const double overhead = static_cast<double>(m_counts.nOverheadBytes);
+    double bytes = bPerKey ? perKeyRecords / m_counts.nRecords * overhead : overhead;
     bytes += kRecordBytes * perKeyRecords;
-    for (uint32_t i = 0; i < m_nFilled; ++i) AddSample(bytes, m_arSamples[i], nRate, nPerKey != 0);
-    nMegabytes = MegabytesRoundedUp(TruncateHeld(bytes));
-    return kBankDone;
+    for (const tagSampleEntry& entry : m_arSamples) AddSample(bytes, entry, nRate, bPerKey);
+    return MegabytesRoundedUp(TruncateHeld(bytes));
 }
 
 }  // namespace Kestrova

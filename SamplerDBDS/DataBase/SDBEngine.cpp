@@ -8,23 +8,12 @@
 #include <vector>
 
 #include "SamplerDBDS/BaseClasses/LogErrno.h"
+#include "SamplerDBDS/BaseClasses/XFileHold.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
 
 namespace Kestrova {
 
 namespace {
-
-// Holds the file's stream lock for a scope.
-class CStreamHold {
-public:
-    explicit CStreamHold(CXFile& file) : m_file(file) { m_file.Lock(); }
-    ~CStreamHold() { m_file.Unlock(); }
-    CStreamHold(const CStreamHold&) = delete;
-    CStreamHold& operator=(const CStreamHold&) = delete;
-
-private:
-    CXFile& m_file;
-};
 
 // Writes the body of a raw note.
 struct CRawBody {
@@ -182,7 +171,7 @@ void CSDB::SetChanged() { m_bDirty = m_bChanged = true; }
 // --- Reading ---
 
 bool CSDB::ReadNote(CSDBInterpreter* interp) {
-    const CStreamHold hold(m_file);
+    const CXFileHold hold(m_file);
     const SDBNOTE* const note = GetNoteByID(interp->GetID());
     if (note == nullptr || note->nType != interp->GetType()) return false;
     ReadBody(*note, interp);  // deliberate: its result is not ours
@@ -190,7 +179,7 @@ bool CSDB::ReadNote(CSDBInterpreter* interp) {
 }
 
 bool CSDB::ReadWholeNote(CSDBInterpreter* interp) {
-    const CStreamHold hold(m_file);
+    const CXFileHold hold(m_file);
     const SDBNOTE* const note = GetNoteByID(interp->GetID());
     return note != nullptr && note->nType == interp->GetType() && ReadBody(*note, interp);
 }

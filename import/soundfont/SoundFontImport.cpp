@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
-#include <thread>
 
+#include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
 #include "shared/System/kvCancelSignal.h"
 
@@ -19,8 +19,6 @@ constexpr size_t kAheadPerHelper = 2;  // waves; more would take memory, fewer l
 std::string BankName(uint16_t nBank) {
     return nBank == kPercussionBank ? "Percussion" : "Bank " + std::to_string(nBank);
 }
-
-unsigned HelperCount() { return std::max(1u, std::thread::hardware_concurrency()); }
 
 void SetHeader(CSDBISampleWave& sample, const PlannedWave& wave, uint32_t nBits) {
     CSDBISampleBase::Info& info = sample.m_info;
@@ -92,7 +90,7 @@ uint64_t SoundFontImport::CountRecords() const {
 ImportEnd SoundFontImport::WriteSamples(const Observer& observer) {
     uint64_t nAllFrames = 0, nFrames = 0;
     for (const PlannedWave& wave : m_plan.waves) nAllFrames += wave.Frames();
-    const unsigned nHelpers = HelperCount();
+    const unsigned nHelpers = HelperThreadCount();
     OrderedPipeline<MadeWave> waves(m_plan.waves.size(), nHelpers, nHelpers * kAheadPerHelper,
                                     [this](size_t i, unsigned) { return MakeWave(m_plan.waves[i]); });
     for (const PlannedWave& wave : m_plan.waves) {

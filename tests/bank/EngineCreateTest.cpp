@@ -2,13 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 
 #include "tests/bank/BankReader.h"
 #include "tests/bank/EngineDriver.h"
-#include "tests/support/PosixFaults.h"
 #include "tests/support/SourceMaker.h"
 
 namespace Kestrova::Test {
@@ -268,26 +266,6 @@ TEST_F(EngineCreateTest, ExternalWavesBesideTheSourceAreFound) {
     EXPECT_EQ(0, std::memcmp(wave.m_info.pWave, samples.at(0)->m_info.pWave, 200));
     fs::remove(m_dir.File("wave.wav"));
     EXPECT_EQ(kBankReadFailed, m_driver.Build(44100, 0));
-}
-
-// Walked through every call of the larger takes of memory; the last round of each meets no fault.
-TEST_F(EngineCreateTest, WantOfMemoryIsNotTakenForDamage) {
-    m_engine.SetHelperThreads(0);
-    Analyse({.samples = {{.nFrames = 5000, .loops = {{1, 2, 3, 4}}}}});
-    int nNoMemory = 0;
-    for (const char* pszCall : {"calloc", "realloc", "_ZnwmRKSt9nothrow_t"}) {
-        for (int nNth = 1, nCalls = 1; nCalls >= nNth; ++nNth) {
-            const PosixFault fault(pszCall, ENOMEM, nNth);
-            const BankResult result = m_driver.Build(48000, 0);
-            nCalls = fault.Calls();
-            EXPECT_NE(kBankReadFailed, result) << pszCall << " " << nNth;
-            nNoMemory += result == kBankNoMemory;
-            if (nCalls < nNth) {
-                EXPECT_EQ(kBankDone, result) << pszCall;
-            }
-        }
-    }
-    EXPECT_LE(3, nNoMemory) << "the loops, the expander, the wave";
 }
 
 }  // namespace

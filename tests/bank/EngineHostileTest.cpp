@@ -191,6 +191,31 @@ TEST_F(EngineHostileTest, CirclesAndSelfParentsEnd) {
     EXPECT_EQ(kBankConversionFailed, RunNotes(notes)) << "fewer records are written than were counted";
 }
 
+// Of records that keep the source's parent; each lies under the bank, which is written after them or has
+// another id in the target.
+TEST_F(EngineHostileTest, ARecordUnderAParentThatTheBankHasNotIsInconsistent) {
+    const std::vector<NoteFields> sound = WithSample(PlainBody(10, 20, 20, 20));
+    struct Row {
+        uint8_t nType;
+        std::string strBody;
+        uint32_t id;
+    };
+    for (const Row& row :
+         {Row{kSdbInfo, InfoBody(), 50}, {kSdbPreset, BankBody(), 51}, {kSdbBank, BankBody(), 52}}) {
+        SCOPED_TRACE(int{row.nType});
+        std::vector<NoteFields> notes = sound;
+        notes.push_back({0, kSdbProgram, 500, kSdbNoID, ProgramBody()});
+        notes.insert(notes.begin(), {0, row.nType, row.id, 500, row.strBody});
+        EXPECT_EQ(kBankSourceInconsistent, RunNotes(notes));
+        const BankOutcome& fault = m_driver.Engine().GetFault();
+        EXPECT_EQ(BankFile::Source, fault.file);
+        EXPECT_EQ(row.nType, fault.nType);
+        EXPECT_EQ(row.id, fault.id);
+        EXPECT_STREQ("the record it lies under is not in the bank", fault.pszCause);
+        EXPECT_EQ(0, fault.nError);
+    }
+}
+
 TEST_F(EngineHostileTest, AMillionDeepChainEnds) {
     std::vector<NoteFields> notes = WithSample(PlainBody(10, 20, 20, 20));
     notes.reserve(1000010);
@@ -233,7 +258,8 @@ TEST_F(EngineHostileTest, LoopsTheBankCannotHoldAreRefusedBeforeABankIsMadeOfThe
     body.Text("s").Text("").Word(44100).Word(16).Word(1).Word(10).Word(60).Word(0).Word(0).Word(0).Word(
         1000000);
     body.Zeros(16000000).Word(20).Word(20).Raw(Counting(20)).Word(0);
-    EXPECT_EQ(kBankWriteFailed, RunNotes(WithSample(Text(body))));
+    EXPECT_EQ(kBankSourceInconsistent, RunNotes(WithSample(Text(body))));
+    EXPECT_STREQ("it has more loops than a bank's sample can hold", m_driver.Engine().GetFault().pszCause);
 }
 
 }  // namespace

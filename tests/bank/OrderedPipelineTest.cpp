@@ -1,12 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <memory>
-#include <set>
+#include <new>
 
 #include "bank/OrderedPipeline.h"
+#include "tests/support/PosixFaults.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
 TEST(OrderedPipelineTest, ItemsComeInOrderWhoeverMadeThem) {
@@ -41,6 +43,40 @@ TEST(OrderedPipelineTest, ItemsNeverTakenAreDropped) {
     EXPECT_EQ(1, pCounted.use_count());
 }
 
+TEST(OrderedPipelineTest, WhatMakingAnItemThrowsIsThrownWhereItIsTaken) {
+    for (const unsigned nHelpers : {0u, 1u, 3u}) {
+        OrderedPipeline<size_t> pipeline(20, nHelpers, nHelpers + 1, [](size_t nIndex, unsigned) {
+            if (nIndex % 5 == 2) throw std::bad_alloc();
+            return nIndex;
+        });
+        for (size_t i = 0; i < 20; ++i) {
+            if (i % 5 == 2)
+                EXPECT_THROW(pipeline.Take(), std::bad_alloc) << i;
+            else
+                EXPECT_EQ(i, pipeline.Take()) << "the helper goes on";
+        }
+    }
+}
+
+// The first refusals strike what the pipeline itself needs; those after them cost a helper each.
+TEST(OrderedPipelineTest, WithoutMemoryFewerHelpersMakeTheSameItems) {
+    const OrderedPipeline<size_t>::Make make = [](size_t nIndex, unsigned) { return nIndex; };
+    int nMade = 0;
+    for (int nNth = 1;; ++nNth) {
+        SCOPED_TRACE(nNth);
+        const PosixFault fault(kAnyAllocation, ENOMEM, nNth);
+        try {
+            OrderedPipeline<size_t> pipeline(50, 3, 4, make);
+            for (size_t i = 0; i < 50; ++i) EXPECT_EQ(i, pipeline.Take());
+            ++nMade;
+        } catch (const std::bad_alloc&) {
+            // the caller's to handle: no thread was started
+        }
+        if (fault.Calls() < nNth) break;
+    }
+    EXPECT_LE(4, nMade) << "one for each helper that was refused, and the last";
+}
+
 TEST(OrderedPipelineTest, WithNothingToMakeNothingIsMade) {
     std::atomic<int> nMade{0};
     {
@@ -62,4 +98,4 @@ TEST(OrderedPipelineTest, WithoutHelpersTheTakerMakesEachItemWhenItIsAskedFor) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

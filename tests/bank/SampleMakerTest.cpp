@@ -16,7 +16,7 @@ class SampleMakerTest : public testing::Test {
 protected:
     CSDBISampleWave m_source{5, 9};
     CSDBISampleEUWave m_made{kSdbNoID, kSdbNoID};
-    const char* m_pszCause = "";
+    BankOutcome m_outcome;
 
     void SetSource(uint32_t nRate, uint32_t nFrames, uint32_t nFormat = 16, uint32_t nChannels = 1) {
         const Bytes wave = MakeWave(nFrames, nFormat & ~kSampleFormatFlag, nChannels);
@@ -38,7 +38,8 @@ protected:
         ASSERT_TRUE(CopyStgPars(m_source.m_pars, "tail", 4));
     }
     BankResult Make(unsigned int nRate, bool bPerKey = false, int nKey = kEveryKey, int nQuality = 7) {
-        return MakeTargetSample(m_source, {nRate, nQuality, bPerKey}, nKey, m_made, m_pszCause);
+        m_outcome = MakeTargetSample(m_source, {nRate, nQuality, bPerKey}, nKey, m_made);
+        return m_outcome.result;
     }
     Bytes WaveOf(const CSDBISampleBase& sample) const {
         return Bytes(sample.m_info.pWave, sample.m_info.pWave + sample.m_info.lWave);
@@ -136,7 +137,7 @@ TEST_F(SampleMakerTest, OnlyIntegersOf16And24BitsInOneOrTwoChannelsAreConverted)
         SetSource(44100, 50, row.nFormat, row.nChannels);
         EXPECT_EQ(row.bConvertible ? kBankDone : kBankConversionFailed, Make(48000));
         if (!row.bConvertible) {
-            EXPECT_STREQ("only 16 and 24 bits in one or two channels can be converted", m_pszCause);
+            EXPECT_STREQ("only 16 and 24 bits in one or two channels can be converted", m_outcome.pszCause);
         }
         m_made.Clear(false);
         EXPECT_EQ(kBankDone, Make(44100)) << "at equal rates every format is copied";
@@ -148,7 +149,7 @@ TEST_F(SampleMakerTest, MoreFramesThanTheWaveHasAreInconsistentWhenItMustBeConve
     SetSource(44100, 100);
     m_source.m_info.nFrames = 101;
     EXPECT_EQ(kBankSourceInconsistent, Make(48000));
-    EXPECT_STREQ("its header states more frames than its wave has", m_pszCause);
+    EXPECT_STREQ("its header states more frames than its wave has", m_outcome.pszCause);
     m_made.Clear(false);
     EXPECT_EQ(kBankDone, Make(44100));
 }
@@ -160,7 +161,7 @@ TEST_F(SampleMakerTest, RatiosThatCannotBeUsedFailTheConversion) {
     m_made.Clear(false);
     SetSource(4000000000, 100);  // a step beyond 31 bits at 44100
     EXPECT_EQ(kBankConversionFailed, Make(44100));
-    EXPECT_STREQ("its sample rate or root key is too far from the target's", m_pszCause);
+    EXPECT_STREQ("its sample rate or root key is too far from the target's", m_outcome.pszCause);
     m_made.Clear(false);
     m_source.m_info.nRootKey = 0xFFFFFFFF;
     EXPECT_EQ(kBankConversionFailed, Make(44100, true, 0));
@@ -169,7 +170,7 @@ TEST_F(SampleMakerTest, RatiosThatCannotBeUsedFailTheConversion) {
 TEST_F(SampleMakerTest, AWaveNoRecordCanHoldIsNoMemory) {
     SetSource(3, 2000000);  // a step of 2: 32768 million frames
     EXPECT_EQ(kBankNoMemory, Make(44100));
-    EXPECT_STREQ("the converted wave is too large", m_pszCause);
+    EXPECT_STREQ("the converted wave is too large", m_outcome.pszCause);
     m_source.Clear(false);
     m_made.Clear(false);
     SetSource(30, 150000, 24, 2);  // 223 million frames of six bytes fit; at 192000 they do not
@@ -180,7 +181,7 @@ TEST_F(SampleMakerTest, NoFramesAtAllFailTheConversion) {
     SetSource(44100, 100);
     m_source.m_info.nFrames = 0;
     EXPECT_EQ(kBankConversionFailed, Make(48000));
-    EXPECT_STREQ("the conversion gave no frames", m_pszCause);
+    EXPECT_STREQ("the conversion gave no frames", m_outcome.pszCause);
 }
 
 TEST(ScaledPositionTest, EqualsTheWorkedCases) {

@@ -41,11 +41,17 @@ void FaultyFileEnv::Heal() {
     m_fault = {};
     m_nRoom = kNoLimit;
     m_bHit = false;
+    m_arStruck.clear();
 }
 
 bool FaultyFileEnv::FaultHit() const {
     const std::lock_guard guard(m_lock);
     return m_bHit;
+}
+
+bool FaultyFileEnv::HasStruck(const std::string& strPath) const {
+    const std::lock_guard guard(m_lock);
+    return m_arStruck.count(strPath) != 0;
 }
 
 int FaultyFileEnv::Calls(FileOp op) const {
@@ -76,12 +82,14 @@ bool FaultyFileEnv::Fault::Concerns(FileOp opCalled) const {
 }
 
 // Counts the call; whether it is to fail, errno is then set.
-bool FaultyFileEnv::Strikes(FileOp op) {
+bool FaultyFileEnv::Strikes(FileOp op, int nFile) {
     const std::lock_guard guard(m_lock);
     ++m_arCalls[static_cast<size_t>(op)];
     if (!m_fault.Concerns(op)) return false;
     m_fault.nCallsLeft = std::max(0, m_fault.nCallsLeft - 1);
     if (m_fault.nCallsLeft != 0) return false;
+    const auto pPath = m_mapPaths.find(nFile);
+    if (pPath != m_mapPaths.end()) m_arStruck.insert(pPath->second);
     m_bHit = true;
     m_fault.bArmed = m_fault.lasting == Lasting::kForGood;
     errno = m_fault.nError;
@@ -115,16 +123,16 @@ void FaultyFileEnv::RememberSynced(int nFile) {
 int FaultyFileEnv::Open(const char* pszPath, FileMode mode) {
     if (Strikes(FileOp::kOpen)) return -1;
     const int nFile = m_pSystem->Open(pszPath, mode);
-    if (nFile < 0 || mode == FileMode::kRead) return nFile;
+    if (nFile < 0) return nFile;
     const std::lock_guard guard(m_lock);
     m_mapPaths[nFile] = pszPath;
-    m_mapSynced.try_emplace(pszPath, ReadFile(pszPath));
+    if (mode != FileMode::kRead) m_mapSynced.try_emplace(pszPath, ReadFile(pszPath));
     return nFile;
 }
 
 // A handle is never kept: only the answer can fail.
 bool FaultyFileEnv::Close(int nFile) {
-    const bool bStruck = Strikes(FileOp::kClose);
+    const bool bStruck = Strikes(FileOp::kClose, nFile);
     {
         const std::lock_guard guard(m_lock);
         m_mapPaths.erase(nFile);
@@ -133,12 +141,12 @@ bool FaultyFileEnv::Close(int nFile) {
 }
 
 int64_t FaultyFileEnv::ReadAt(int nFile, uint64_t pos, void* pData, size_t nBytes) {
-    if (Strikes(FileOp::kRead)) return -1;
+    if (Strikes(FileOp::kRead, nFile)) return -1;
     return m_pSystem->ReadAt(nFile, pos, pData, MostOf(nBytes));
 }
 
 int64_t FaultyFileEnv::WriteAt(int nFile, uint64_t pos, const void* pData, size_t nBytes) {
-    if (Strikes(FileOp::kWrite)) return -1;
+    if (Strikes(FileOp::kWrite, nFile)) return -1;
     const size_t nMost = MostOf(nBytes);
     const size_t nTaken = RoomFor(nMost);
     if (nTaken != 0 || nMost == 0) return m_pSystem->WriteAt(nFile, pos, pData, nTaken);
@@ -147,25 +155,25 @@ int64_t FaultyFileEnv::WriteAt(int nFile, uint64_t pos, const void* pData, size_
 }
 
 bool FaultyFileEnv::Truncate(int nFile, uint64_t nSize) {
-    return !Strikes(FileOp::kTruncate) && m_pSystem->Truncate(nFile, nSize);
+    return !Strikes(FileOp::kTruncate, nFile) && m_pSystem->Truncate(nFile, nSize);
 }
 
 bool FaultyFileEnv::Sync(int nFile) {
-    if (Strikes(FileOp::kSync) || !m_pSystem->Sync(nFile)) return false;
+    if (Strikes(FileOp::kSync, nFile) || !m_pSystem->Sync(nFile)) return false;
     RememberSynced(nFile);
     return true;
 }
 
 bool FaultyFileEnv::GetFacts(int nFile, FileFacts& facts) {
-    return !Strikes(FileOp::kFacts) && m_pSystem->GetFacts(nFile, facts);
+    return !Strikes(FileOp::kFacts, nFile) && m_pSystem->GetFacts(nFile, facts);
 }
 
 LockAnswer FaultyFileEnv::TryLock(int nFile, FileLock lock) {
-    return Strikes(FileOp::kLock) ? LockAnswerOf(errno) : m_pSystem->TryLock(nFile, lock);
+    return Strikes(FileOp::kLock, nFile) ? LockAnswerOf(errno) : m_pSystem->TryLock(nFile, lock);
 }
 
 bool FaultyFileEnv::CheckPosition(int nFile, uint64_t pos) {
-    return !Strikes(FileOp::kPosition) && m_pSystem->CheckPosition(nFile, pos);
+    return !Strikes(FileOp::kPosition, nFile) && m_pSystem->CheckPosition(nFile, pos);
 }
 
 }  // namespace Kestrova::Test

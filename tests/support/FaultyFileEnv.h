@@ -7,6 +7,7 @@
 #include <limits>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,9 @@ public:
     // Whether any fault struck (a call failed or a write was cut) since construction or Heal.
     bool FaultHit() const;
 
+    // Whether one of them struck an operation on the open file with the path, as it was opened.
+    bool HasStruck(const std::string& strPath) const;
+
     // Calls since construction or ResetCounts, failed ones included; of all kinds without kPosition.
     int Calls(FileOp op) const;
     int Calls() const;
@@ -91,7 +95,7 @@ private:
     };
 
     void Arm(const Fault& fault);
-    bool Strikes(FileOp op);
+    bool Strikes(FileOp op, int nFile = -1);
     size_t MostOf(size_t nBytes) const;
     size_t RoomFor(size_t nBytes);
     void RememberSynced(int nFile);
@@ -104,7 +108,8 @@ private:
     size_t m_nMost = std::numeric_limits<size_t>::max();
     bool m_bHit = false;
     std::array<int, kOpCount> m_arCalls{};
-    std::map<int, std::string> m_mapPaths;                    // of the files open for writing
+    std::set<std::string> m_arStruck;                         // paths
+    std::map<int, std::string> m_mapPaths;                    // of the open files
     std::map<std::string, std::vector<uint8_t>> m_mapSynced;  // by path
 };
 

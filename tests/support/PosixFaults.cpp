@@ -42,6 +42,12 @@ bool Fails(const char* pszCall) {
     return false;
 }
 
+// Counted under its own name and as any.
+bool FailsAllocation(const char* pszCall) {
+    const bool bByName = Fails(pszCall);
+    return Fails(Kestrova::Test::kAnyAllocation) || bByName;
+}
+
 size_t FreeSlot() {
     for (size_t n = 0; n < g_slots.size(); ++n)
         if (g_slots[n].pszCall == nullptr) return n;
@@ -58,6 +64,12 @@ template <class T>
 T SetErrno(T failed) {
     errno = g_nError;
     return failed;
+}
+
+// As the library does it: its malloc has set errno before.
+[[noreturn]] void* ThrowBadAlloc() {
+    errno = g_nError;
+    throw std::bad_alloc();
 }
 
 }  // namespace
@@ -143,11 +155,12 @@ KV_WRAP(char*, realpath, (const char* p, char* q), (p, q), Fails("realpath"), Se
 KV_WRAP(int, getpwuid_r, (uid_t u, struct passwd* p, char* q, size_t n, struct passwd** r), (u, p, q, n, r),
         Fails("getpwuid_r"), g_nError)
 
-KV_WRAP(void*, malloc, (size_t n), (n), Fails("malloc"), SetErrno<void*>(nullptr))
-KV_WRAP(void*, calloc, (size_t n, size_t size), (n, size), Fails("calloc"), SetErrno<void*>(nullptr))
-KV_WRAP(void*, realloc, (void* p, size_t n), (p, n), Fails("realloc"), SetErrno<void*>(nullptr))
-KV_WRAP(char*, strdup, (const char* p), (p), Fails("strdup"), SetErrno<char*>(nullptr))
-KV_WRAP(void*, _Znwm, (size_t n), (n), Fails("_Znwm"), throw std::bad_alloc())
+KV_WRAP(void*, malloc, (size_t n), (n), FailsAllocation("malloc"), SetErrno<void*>(nullptr))
+KV_WRAP(void*, calloc, (size_t n, size_t size), (n, size), FailsAllocation("calloc"),
+        SetErrno<void*>(nullptr))
+KV_WRAP(void*, realloc, (void* p, size_t n), (p, n), FailsAllocation("realloc"), SetErrno<void*>(nullptr))
+KV_WRAP(char*, strdup, (const char* p), (p), FailsAllocation("strdup"), SetErrno<char*>(nullptr))
+KV_WRAP(void*, _Znwm, (size_t n), (n), Fails("_Znwm"), ThrowBadAlloc())
 KV_WRAP(void*, _ZnwmRKSt9nothrow_t, (size_t n, const std::nothrow_t& t), (n, t), Fails("_ZnwmRKSt9nothrow_t"),
         SetErrno<void*>(nullptr))
 KV_WRAP(void*, _ZnamRKSt9nothrow_t, (size_t n, const std::nothrow_t& t), (n, t), Fails("_ZnamRKSt9nothrow_t"),

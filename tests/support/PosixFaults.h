@@ -15,6 +15,11 @@ namespace Kestrova::Test {
 // of new that give null. For stat a negative error is its answer negated: -2 makes it answer 2; for write it
 // is the bytes that are written of the text all the same. Two faults at a time, made and ended by one
 // thread; calls are counted on all threads.
+//
+// kAnyAllocation stands for malloc, calloc, realloc and strdup together; in programs that also link
+// kv::allocation_faults every operator new is one of them, those inside the C++ library included.
+inline constexpr const char* kAnyAllocation = "any allocation";
+
 class PosixFault {
 public:
     PosixFault(const char* pszCall, int nError, int nNth = 1);

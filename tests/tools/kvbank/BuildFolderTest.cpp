@@ -170,7 +170,8 @@ TEST_F(BuildFolderTest, ABanksNameThatIsTooLongIsSaid) {
     const Outcome outcome = Run({"build", "DIR/" + strSource, "-d", "DIR", "-r", "44100"});
     EXPECT_EQ(kExitOutput, outcome.nCode);
     EXPECT_EQ(
-        "kvbank: DIR/" + strSource + ": 44100 Hz: the bank file cannot be created: File name too long\n",
+        "kvbank: DIR/" + std::string(246, 'x') +
+            "_0AC44.kvn: 44100 Hz: the bank file cannot be created: File name too long\n",
         outcome.strErr);
 }
 

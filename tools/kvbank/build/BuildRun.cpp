@@ -168,9 +168,9 @@ ExitCode BuildRun::StopWithoutTurn(const FolderLock& turn, Json& row) {
 
 ExitCode BuildRun::StopWith(BankResult result, const BuildPlan& plan, Json& row) {
     row["engine_result"] = static_cast<int>(result);
-    Stop(m_options.strSource,
+    Stop(m_run.IsTargetToBlame(result) ? Place(plan.strName) : fs::path(m_options.strSource),
          RateText(plan) + ": " + m_run.Explain(result, m_console.bVerbose || m_console.bJson));
-    return ExitCodeOf(result);
+    return m_run.ExitCodeFor(result);
 }
 
 ExitCode BuildRun::Stop(const fs::path& path, const std::string& strCause) {

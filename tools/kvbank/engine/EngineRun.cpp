@@ -41,7 +41,7 @@ ExitCode EngineRun::Open(Console& console, const std::string& strSource,
     if (fault.code == kExitDone) {
         const BankResult result = (this->*pfnOpen)(strSource);
         if (result == kBankDone) return kExitDone;
-        fault = {ExitCodeOf(result), Explain(result, console.bVerbose || console.bJson)};
+        fault = {ExitCodeFor(result), Explain(result, console.bVerbose || console.bJson)};
     }
     console.Error(strSource + ": " + fault.strCause);
     return fault.code;
@@ -90,33 +90,42 @@ BankResult EngineRun::NameBanks(const std::string& strSource) {
 
 BankResult EngineRun::Start(unsigned int nRate, BankLayout layout, int nQuality) {
     m_bEnded = false;
-    const BankResult started = m_engine.CreateDB(nRate, layout == BankLayout::PerKey, nQuality);
-    m_nStartError = errno;
-    return started;
+    return m_engine.CreateDB(nRate, layout == BankLayout::PerKey, nQuality);
 }
 
-std::string EngineRun::NameOf(const BankFault& fault) const {
-    if (fault.id == kSdbNoID) return TypeName(fault.nType);
+// What the engine keeps of it; a result that it does not know more of stands alone.
+BankOutcome EngineRun::OutcomeOf(BankResult result) const {
+    const BankOutcome& outcome = m_engine.GetFault();
+    return outcome.result == result ? outcome : BankOutcome{.result = result};
+}
+
+std::string EngineRun::NameOf(const BankOutcome& outcome) const {
+    if (outcome.id == kSdbNoID) return TypeName(outcome.nType);
     CSDB database;
     const uint32_t nKind = m_engine.IsSourceEnriched() ? kSdbFormatEnriched : kSdbFormatPlain;
     const bool bOpen = database.Open(m_strSource.c_str(), nKind, false);
-    return DescribeRecord(bOpen ? &database : nullptr, fault.nType, fault.id);
+    return DescribeRecord(bOpen ? &database : nullptr, outcome.nType, outcome.id);
 }
 
-std::string EngineRun::Cause(BankResult result) const {
-    std::string strText = DescribeResult(result);
-    switch (result) {
+std::string EngineRun::Cause(const BankOutcome& outcome) const {
+    switch (outcome.result) {
         // The one value that commands do not check themselves: an enriched source's name without its rate.
         case kBankBadArgument: return "nothing stands before the '_' of the name: banks are named after that";
-        case kBankSourceNotOpened: return WhyNoBank(m_strSource);
-        case kBankTargetNotCreated: return strText + ": " + std::strerror(m_nStartError);
-        default: return strText;
+        case kBankSourceNotOpened:
+            return outcome.nError != 0 ? std::strerror(outcome.nError) : WhyNoBank(m_strSource);
+        default: return DescribeResult(outcome.result);
     }
 }
 
 std::string EngineRun::Explain(BankResult result, bool bNumber) {
-    const BankFault& fault = m_engine.GetFault();
-    std::string strText = *fault.pszCause == '\0' ? Cause(result) : NameOf(fault) + ": " + fault.pszCause;
+    const BankOutcome outcome = OutcomeOf(result);
+    // A whole bank's file needs no further name: the message begins with it.
+    const bool bNamed = outcome.file != BankFile::Target || outcome.nType != kSdbAny;
+    std::string strText = *outcome.pszCause == '\0' ? Cause(outcome)
+                          : bNamed                  ? NameOf(outcome) + ": " + outcome.pszCause
+                                                    : outcome.pszCause;
+    const bool bReason = outcome.nError != 0 && outcome.nError != ENOMEM && *outcome.pszCause != '\0';
+    if (bReason) strText += std::string(": ") + std::strerror(outcome.nError);
     if (bNumber) strText += " (engine result " + std::to_string(result) + ")";
     return strText;
 }

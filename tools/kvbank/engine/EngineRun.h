@@ -41,9 +41,13 @@ public:
     BankResult Start(unsigned int nRate, BankLayout layout, int nQuality);
     BankResult Finish(const Observer& observer = nullptr) { return WaitForEnd(observer); }
 
-    // "sample 12 "Piano C4": the record cannot be read whole", or the result's own text, with the system's
-    // reason where there is one, when no record is to blame; with bNumber also the engine's number.
+    // "sample 12 "Piano C4": the record cannot be read whole", or the result's own text when no record is to
+    // blame; with the system's reason where there is one, and with bNumber also the engine's number.
     std::string Explain(BankResult result, bool bNumber);
+    // The exit code of a job or start that ended with the result.
+    ExitCode ExitCodeFor(BankResult result) const { return ExitCodeOf(OutcomeOf(result)); }
+    // Whether the bank's file, not the source, is what a message about the result must name.
+    bool IsTargetToBlame(BankResult result) const { return OutcomeOf(result).file == BankFile::Target; }
 
 private:
     static int OnCallback(int nCode, unsigned int nValue, unsigned long nUser);
@@ -51,8 +55,9 @@ private:
                   BankResult (EngineRun::*pfnOpen)(const std::string&));
     BankResult NameBanks(const std::string& strSource);
     BankResult WaitForEnd(const Observer& observer);
-    std::string Cause(BankResult result) const;
-    std::string NameOf(const BankFault& fault) const;
+    BankOutcome OutcomeOf(BankResult result) const;
+    std::string Cause(const BankOutcome& outcome) const;
+    std::string NameOf(const BankOutcome& outcome) const;
 
     std::mutex m_lock;  // guards what follows
     std::condition_variable m_changed;
@@ -60,8 +65,7 @@ private:
     BankResult m_result = kBankDone;
 
     std::string m_strSource;
-    int m_nStartError = 0;  // errno of the last start that failed
-    CDBEUCreate m_engine;   // last: its worker calls back until it is gone
+    CDBEUCreate m_engine;  // last: its worker calls back until it is gone
 };
 
 }  // namespace Kestrova

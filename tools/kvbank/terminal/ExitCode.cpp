@@ -33,6 +33,11 @@ ExitCode ExitCodeOf(BankResult result) {
     return result < kResults.size() ? kResults[result].code : kExitInternal;
 }
 
+ExitCode ExitCodeOf(const BankOutcome& outcome) {
+    const bool bRefused = outcome.file == BankFile::Target && outcome.nError != 0;
+    return bRefused && outcome.result != kBankNoMemory ? kExitOutput : ExitCodeOf(outcome.result);
+}
+
 const char* DescribeResult(BankResult result) {
     return result < kResults.size() ? kResults[result].pszText : "unknown result";
 }

@@ -20,6 +20,9 @@ enum ExitCode : int {
 
 // The exit code for a result of the engine, and its cause in words.
 ExitCode ExitCodeOf(BankResult result);
+// The same for an outcome, which also tells the file: whatever the system refused to do with the bank's is a
+// failure of the output.
+ExitCode ExitCodeOf(const BankOutcome& outcome);
 const char* DescribeResult(BankResult result);
 
 }  // namespace Kestrova

@@ -5,10 +5,10 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <thread>
 
 #include "bank/BankRates.h"
 #include "bank/DBEUCreate.h"
+#include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
 #include "tools/kvbank/folder/BankFolder.h"
 #include "tools/kvbank/verify/SampleCheck.h"
@@ -173,7 +173,7 @@ std::vector<const SDBNOTE*> BankVerifier::SamplesToDecode() const {
 }
 
 bool BankVerifier::CheckNotes(const Observer& observer) {
-    const unsigned nHelpers = std::thread::hardware_concurrency();
+    const unsigned nHelpers = HelperThreadCount();
     SampleJudge judge(m_scan, SamplesToDecode(), nHelpers);
     OrderedPipeline<Verdict> verdicts(
         judge.GetCount(), nHelpers, nHelpers + 1,

@@ -2,8 +2,8 @@
 
 #include <iterator>
 #include <new>
-#include <thread>
 
+#include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
 #include "bank/SampleMaker.h"
 #include "tools/kvbank/verify/RecordDifference.h"
@@ -143,7 +143,7 @@ bool SourceComparison::ComparePresets() {
 template <class TSource>
 bool SourceComparison::CompareSamples(uint32_t nRate) {
     const tagSampleEntry* const arSamples = m_engine.GetSamples();
-    const unsigned nHelpers = std::thread::hardware_concurrency();
+    const unsigned nHelpers = HelperThreadCount();
     SampleMaker<TSource> maker(m_source, arSamples, m_engine.GetAnalysis().nSamples, m_strFolder.c_str(),
                                {nRate, m_nQuality, m_bPerKey}, nHelpers);
     OrderedPipeline<MadeSample> pipeline(
@@ -152,10 +152,10 @@ bool SourceComparison::CompareSamples(uint32_t nRate) {
     for (size_t nJob = 0; nJob < maker.GetCount(); ++nJob) {
         const MadeSample made = pipeline.Take();
         const uint32_t idOld = arSamples[made.nEntry].id;
-        if (made.result == kBankNoMemory) throw std::bad_alloc();
-        if (made.result != kBankDone)
+        if (made.outcome.result == kBankNoMemory) throw std::bad_alloc();
+        if (!made.outcome.IsDone())
             return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, idOld) + ": " +
-                        made.pszCause);
+                        made.outcome.pszCause);
         NewIds& ids = m_newIds[idOld];
         if (!ExpectSample(*made.pRecord, made.nKey == kEveryKey ? ids.idSingle : ids.byKey[made.nKey]))
             return false;

@@ -1,0 +1,74 @@
+// BankOutcome.h - how an operation of the bank engine ended and what is to blame, as one value.
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <new>
+
+#include "SamplerDBDS/DataBase/SDBRecord.h"
+
+namespace Kestrova {
+
+// What every operation of the engine answers.
+enum BankResult : unsigned int {
+    kBankDone = 0,
+    kBankNotReady = 1,         // no source analysed yet, or no destination folder
+    kBankCancelled = 2,        // the callback answered 0
+    kBankBusy = 3,             // the engine, or another process building that bank, is at work
+    kBankNoMemory = 4,         // also: a target wave that no record can hold
+    kBankNoWorker = 5,         // the worker thread could not be set up
+    kBankBadArgument = 6,      // also: removal of the source itself
+    kBankSourceNotOpened = 7,  // as neither kind of database
+    kBankTargetNotCreated = 8,
+    kBankReadFailed = 9,
+    kBankWriteFailed = 10,
+    kBankSourceInconsistent = 11,
+    kBankConversionFailed = 12  // nothing resampled, or the quick-load table could not be written
+};
+
+// Which of the two files of a job a failure lies in.
+enum class BankFile : uint8_t { None, Source, Target };
+
+// A result with its cause. A failed step makes one where it fails, and every caller hands it on unchanged.
+struct BankOutcome {
+    BankResult result = kBankDone;
+    BankFile file = BankFile::None;
+    uint8_t nType = kSdbAny;    // of the source's record to blame
+    uint32_t id = kSdbNoID;     // of that record; kSdbNoID when none is
+    const char* pszCause = "";  // a text of the program's, never null; empty when the result says it all
+    int nError = 0;             // the system's reason (errno), 0 when it gave none
+
+    bool IsDone() const { return result == kBankDone; }
+};
+
+inline constexpr const char* kCauseNoMemory = "there is not enough memory";
+
+// A failure in one of the files. Want of memory, which the system tells as ENOMEM, has a result of its own,
+// wherever it was met.
+inline BankOutcome FileFault(BankFile file, BankResult result, uint8_t nType, uint32_t id,
+                             const char* pszCause, int nError) {
+    if (nError == ENOMEM) return {kBankNoMemory, file, nType, id, kCauseNoMemory, nError};
+    return {result, file, nType, id, pszCause, nError};
+}
+
+inline BankOutcome SourceFault(BankResult result, uint8_t nType, uint32_t id, const char* pszCause,
+                               int nError = 0) {
+    return FileFault(BankFile::Source, result, nType, id, pszCause, nError);
+}
+
+inline BankOutcome TargetFault(BankResult result, uint8_t nType, uint32_t id, const char* pszCause,
+                               int nError = 0) {
+    return FileFault(BankFile::Target, result, nType, id, pszCause, nError);
+}
+
+// The outcome of a step that may throw for want of memory; nothing else is thrown in the engine.
+template <class TStep>
+BankOutcome CatchWantOfMemory(TStep step) {
+    try {
+        return step();
+    } catch (const std::bad_alloc&) {
+        return {.result = kBankNoMemory};
+    }
+}
+
+}  // namespace Kestrova

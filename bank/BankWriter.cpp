@@ -1,0 +1,113 @@
+#include "bank/BankWriter.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "SamplerDBDS/DataBase/SDBInterpreter.h"
+#include "bank/FileAnswer.h"
+#include "shared/System/kvPath.h"
+
+namespace Kestrova {
+
+BankWriter::BankWriter(SourceBank& source, const SourceAnalysis& analysis, const BankProgress& progress,
+                       const BankOrder& order, std::string strPath)
+    : m_source(source),
+      m_analysis(analysis),
+      m_progress(progress),
+      m_order(order),
+      m_strPath(std::move(strPath)),
+      m_ids(analysis.GetSamples().size(), order.IsPerKey()) {}
+
+BankWriter::~BankWriter() {
+    if (m_target.IsOpen()) m_target.Close(false);
+}
+
+BankOutcome BankWriter::Open() {
+    std::error_code ignored;
+    const bool bNew = !std::filesystem::exists(m_strPath, ignored);
+    const FileAnswer made =
+        AskFile([this] { return m_target.Create(m_strPath.c_str(), kSdbFormatEnriched); });
+    if (made) return {};
+    if (CSDB::IsHeld(m_strPath.c_str())) return {.result = kBankBusy};
+    if (bNew) DeleteThisFile(m_strPath.c_str());
+    return TargetFault(kBankTargetNotCreated, kSdbAny, kSdbNoID, "the bank file cannot be created",
+                       made.nError);
+}
+
+BankOutcome BankWriter::Write() {
+    m_source.Database().Lock();
+    m_target.Lock();
+    const BankOutcome outcome = CatchWantOfMemory([this] { return WriteLocked(); });
+    // The locks are given back in any case, or the next job, on whatever thread, would wait for them for
+    // ever.
+    m_source.Database().Unlock();
+    m_target.Unlock();
+    return m_bAbandoned ? outcome : Close(outcome);
+}
+
+BankOutcome BankWriter::WriteLocked() {
+    const BankAnalysis& counts = m_analysis.GetCounts();
+    m_source.StartJob(counts.nRecords + static_cast<uint64_t>(counts.nPerKeyRecords));
+    const auto nTotal = static_cast<uint32_t>(m_order.IsPerKey() ? counts.nPerKeyRecords : counts.nRecords);
+    if (const FileAnswer reserved = AskFile([&] { return m_target.ReserveQuickLoad(nTotal); }); !reserved)
+        return TargetFault(kBankWriteFailed, kSdbQuickLoad, kSdbNoID, "it cannot be written",
+                           reserved.nError);
+    if (const BankOutcome begun = m_progress.Begin(nTotal); !begun.IsDone()) {
+        m_bAbandoned = true;
+        return begun;
+    }
+    return RunStages();
+}
+
+BankOutcome BankWriter::RunStages() {
+    if (const BankOutcome outcome = CreateInfo(); !outcome.IsDone()) return outcome;
+    if (const BankOutcome outcome = CreatePresets(); !outcome.IsDone()) return outcome;
+    if (const BankOutcome outcome = CreateSamples(); !outcome.IsDone()) return outcome;
+    if (const BankOutcome outcome = CreateBanks(); !outcome.IsDone()) return outcome;
+    return WriteQuickLoad();
+}
+
+// What still waits in memory is written first: a disk that is full by now is a write failure like any other.
+BankOutcome BankWriter::WriteQuickLoad() {
+    if (const FileAnswer flushed = AskFile([this] { return m_target.GetFile().Flush(); }); !flushed)
+        return TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be written", flushed.nError);
+    const FileAnswer written = AskFile([this] { return m_target.CreateQuickLoad(); });
+    if (written) return {};
+    // Without the system's refusal it is the source: circles among its records leave some of them unwritten.
+    if (written.nError == 0)
+        return SourceFault(kBankConversionFailed, kSdbQuickLoad, kSdbNoID,
+                           "it does not match the records written");
+    return TargetFault(kBankConversionFailed, kSdbQuickLoad, kSdbNoID, "it cannot be written",
+                       written.nError);
+}
+
+// A bank that cannot be committed is a failed one; a failed one leaves no file.
+BankOutcome BankWriter::Close(BankOutcome outcome) {
+    const FileAnswer closed = AskFile([&] { return m_target.Close(outcome.IsDone()); });
+    if (!closed && outcome.IsDone())
+        outcome =
+            TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be committed", closed.nError);
+    if (!outcome.IsDone()) DeleteThisFile(m_strPath.c_str());
+    return outcome;
+}
+
+// Why the target would refuse the record for what it holds, whatever the state of the disk; null when it
+// would not.
+const char* BankWriter::WhyRefused(CSDBInterpreter& record) const {
+    if (record.GetParentID() != kSdbNoID && m_target.GetNoteByID(record.GetParentID()) == nullptr)
+        return "the record it lies under is not in the bank";
+    return record.GetSize() > UINT32_MAX ? "it is too large for a bank" : nullptr;
+}
+
+BankOutcome BankWriter::AddToTarget(CSDBInterpreter& record, uint32_t idSource) {
+    if (const char* const pszCause = WhyRefused(record))
+        return SourceFault(kBankSourceInconsistent, record.GetType(), idSource, pszCause);
+    const FileAnswer added = AskFile([&] { return m_target.AddNewNote(&record); });
+    if (!added)
+        return TargetFault(kBankWriteFailed, record.GetType(), idSource, "it cannot be written",
+                           added.nError);
+    return m_progress.Step();
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,123 @@
+#include "bank/ExistingBanks.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include "bank/BankFileName.h"
+#include "bank/FileAnswer.h"
+#include "bank/SourceAnalysis.h"
+#include "shared/System/kvCompare.h"
+#include "shared/System/kvDirectory.h"
+#include "shared/System/kvPath.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr int kSeveralBanks = 3;
+
+int KindOf(BankLayout layout) { return layout == BankLayout::PerKey ? 2 : 1; }
+
+// One bank file of a source, as the folder walk finds it.
+struct FoundBank {
+    const char* pszPath;  // good during the visit
+    BankFileName name;
+};
+
+// Visits every file of the folder that bears a bank's name. Stops at the first outcome other than done and
+// returns it.
+template <class TVisit>
+BankOutcome ForEachBank(const BankShelf& shelf, TVisit visit) {
+    std::string strFolder(shelf.folder);
+    if (strFolder.back() != '/') strFolder += '/';
+    Directory directory;
+    if (!directory.Open(strFolder.c_str(), ExistingFilter, nullptr)) return {};
+    tagDirObjInfo object;
+    while (directory.GetObject(&object)) {
+        const char* const pszSlash = std::strrchr(object.strPath, '/');
+        if (pszSlash == nullptr) continue;
+        const std::optional<BankFileName> name = ParseBankFileName(pszSlash + 1, shelf.baseName);
+        if (!name) continue;
+        const BankOutcome outcome = visit(FoundBank{object.strPath, *name});
+        if (!outcome.IsDone()) return outcome;
+    }
+    return {};
+}
+
+// The system lacks what it takes to look at a file: "no" is then no answer.
+bool IsWant(int nError) { return nError == ENOMEM || nError == EMFILE || nError == ENFILE; }
+
+bool AddFileLength(const char* pszPath, uint64_t& nTotal) {
+    CXFile file;
+    unsigned long long nLength = 0;
+    if (!file.Open(pszPath, 0) || !file.SeekToEnd(nLength)) return false;
+    nTotal += nLength;
+    return true;
+}
+
+}  // namespace
+
+bool ExistingFilter(tagDirObjInfo* pObject, void*) {
+    if ((pObject->nFlags & kDirObjIsFolder) != 0) return false;
+    const char* const pszSuffix = std::strrchr(pObject->strPath, '.');
+    return CompareString(pszSuffix, ".kvn") == 0 || CompareString(pszSuffix, ".kvr") == 0;
+}
+
+BankOutcome FindExisting(const BankShelf& shelf, int kinds[kRateCount], unsigned int* pMegabytes) {
+    std::fill_n(kinds, kRateCount, 0);
+    uint64_t nTotal = 0;
+    const BankOutcome outcome = ForEachBank(shelf, [&](const FoundBank& bank) -> BankOutcome {
+        int& nKind = kinds[bank.name.nRateIndex];
+        nKind = nKind == 0 ? KindOf(bank.name.layout) : kSeveralBanks;
+        if (pMegabytes == nullptr) return {};
+        const FileAnswer measured = AskFile([&] { return AddFileLength(bank.pszPath, nTotal); });
+        if (measured) return {};
+        return TargetFault(kBankSourceNotOpened, kSdbAny, kSdbNoID, "", measured.nError);
+    });
+    if (outcome.IsDone() && pMegabytes != nullptr) *pMegabytes = MegabytesRoundedUp(nTotal);
+    return outcome;
+}
+
+BankOutcome FindOccupant(CSDB& source, const char* pszPath, Occupant& occupant) {
+    const FileAnswer same = AskFile([&] { return source.SameFile(pszPath); });
+    const FileAnswer held = AskFile([&] { return CSDB::IsHeld(pszPath); });
+    occupant = same ? Occupant::Source : held ? Occupant::Build : Occupant::None;
+    if (same || (!IsWant(same.nError) && !IsWant(held.nError))) return {};
+    return {.result = kBankNoMemory};
+}
+
+BankOutcome RemoveBank(CSDB& source, const char* pszPath) {
+    Occupant occupant = Occupant::None;
+    if (const BankOutcome found = FindOccupant(source, pszPath, occupant); !found.IsDone()) return found;
+    if (occupant == Occupant::Source) return {.result = kBankBadArgument};
+    if (occupant == Occupant::None) DeleteThisFile(pszPath);
+    return {};
+}
+
+BankOutcome RemoveBanks(CSDB& source, const BankShelf& shelf, unsigned int nRate, int nWhich) {
+    if (nWhich < 0 || nWhich > 3) return {.result = kBankBadArgument};
+    for (const BankLayout layout : {BankLayout::PerKey, BankLayout::Plain}) {
+        if ((nWhich & KindOf(layout)) == 0) continue;
+        const std::string strPath = MakeBankFileName(shelf.folder, shelf.baseName, nRate, layout);
+        const BankOutcome removed = RemoveBank(source, strPath.c_str());
+        if (removed.result == kBankNoMemory) return removed;
+    }
+    return {};
+}
+
+BankOutcome RemoveInterruptedBuilds(CSDB& source, const BankShelf& shelf, unsigned int& nRemoved) {
+    nRemoved = 0;
+    return ForEachBank(shelf, [&](const FoundBank& bank) {
+        Occupant occupant = Occupant::None;
+        const BankOutcome found = FindOccupant(source, bank.pszPath, occupant);
+        if (!found.IsDone() || occupant != Occupant::None) return found;
+        CXFile held;
+        const FileAnswer interrupted =
+            AskFile([&] { return CSDB::HoldInterruptedBuild(bank.pszPath, kSdbFormatEnriched, held); });
+        if (interrupted) nRemoved += DeleteThisFile(bank.pszPath);
+        return BankOutcome{.result = IsWant(interrupted.nError) ? kBankNoMemory : kBankDone};
+    });
+}
+
+}  // namespace Kestrova

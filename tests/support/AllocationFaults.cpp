@@ -1,0 +1,29 @@
+// Leads every operator new of the program, those inside the C++ library included, to malloc, and so to the
+// faults of PosixFaults.h.
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+extern "C" void* __real_malloc(size_t n);  // NOLINT(bugprone-reserved-identifier): the name is the linker's
+
+namespace {
+
+// The blocks of texts (String) are the small ones of the array form that does not throw. A text that cannot
+// be had ends the program, by an assertion of its own; so these are spared.
+constexpr size_t kLeastArray = 4096;
+
+}  // namespace
+
+void* operator new(size_t n) {
+    if (void* const p = std::malloc(n != 0 ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+
+void* operator new[](size_t n, const std::nothrow_t&) noexcept {
+    return n < kLeastArray ? __real_malloc(n != 0 ? n : 1) : std::malloc(n);
+}
+
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, size_t) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete[](void* p, size_t) noexcept { std::free(p); }
