@@ -35,7 +35,8 @@ step_lint() { sh packaging/lint.sh; }
 step_fuzz() {
     sh packaging/install-packages.sh build test lint
     cmake --preset fuzz -DKV_TESTS=ON >/dev/null
-    seconds=$(awk "BEGIN { print int($minutes * 60 + 0.5) }")
+    # At least 1, for 0 means without end.
+    seconds=$(awk "BEGIN { n = int($minutes * 60 + 0.5); print n < 1 ? 1 : n }")
     [ -d /dev/shm ] && export TMPDIR=/dev/shm
     failed=
     for target in $(sed -n 's/^kv_fuzz(\([a-z_]*\) .*/\1/p' tests/fuzz/CMakeLists.txt); do

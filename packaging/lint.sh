@@ -30,6 +30,7 @@ sources_changed_since() {
 # What has no compile command on this machine, or is a program of its own for people who measure or fuzz.
 without_those_not_built() { grep -v -e Neon -e '^bench/' -e '^tests/fuzz/'; }
 
+git rev-parse --quiet --verify HEAD >/dev/null || { echo "lint.sh: this is no clone with a commit" >&2; exit 1; }
 base=
 case ${1:-} in
     "") ;;
