@@ -112,7 +112,7 @@ TEST_F(ManagerModeTest, ASourceIsChosenInTheFileChooser) {
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
     manager.Press(kSourceChooser);
-    const XWindow chooser = m_user.Screen().WaitFor("Select source bank file:");
+    const XWindow chooser = manager.WaitForWindow("Select source bank file:");
     ASSERT_NE(0u, chooser);
     m_user.Screen().Focus(chooser);
     m_user.Screen().Type(strBroken);
@@ -129,7 +129,7 @@ TEST_F(ManagerModeTest, AFolderIsChosenInTheFolderChooserAndRemembered) {
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
     manager.Press(kTargetChooser);
-    const XWindow chooser = m_user.Screen().WaitFor("Select banks destination folder:");
+    const XWindow chooser = manager.WaitForWindow("Select banks destination folder:");
     ASSERT_NE(0u, chooser);
     m_user.Screen().Focus(chooser);
     m_user.Screen().Type(strOther);
