@@ -1,6 +1,8 @@
 #include "app/CommandLine.h"
 
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "shared/System/kvCompare.h"
 #include "shared/System/kvPath.h"
@@ -27,16 +29,25 @@ constexpr char kHelp[] =
 constexpr char kVersion[] = "kvbankmgr 1.0\n";
 
 }  // namespace
+// The path in unified form and, unless it is empty, from the root: the same file whatever the folder of the
+// process becomes. A folder of the process that cannot be told leaves a relative path as it is.
+String FullPath(const char* pszPath) {
+    String strPath(pszPath);
+    MakeUnifiedPath(strPath);
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::current_path(error);
+    if (strPath.IsEmpty() || error) return strPath;
+    return (folder / strPath.c_str()).c_str();
+}
+
 
 CommandLine ReadCommandLine(int argc, const char* const* argv) {
     CommandLine line;
     if (argc > 1 && std::strstr(argv[1], kLauncherMark) == nullptr) {
         line.strMode = argv[1];
-        if (argc > 2) line.strSource = argv[2];
-        if (argc > 3) line.strTarget = argv[3];
+        if (argc > 2) line.strSource = FullPath(argv[2]);
+        if (argc > 3) line.strTarget = FullPath(argv[3]);
     }
-    MakeUnifiedPath(line.strSource);
-    MakeUnifiedPath(line.strTarget);
     return line;
 }
 

@@ -5,7 +5,8 @@
 
 namespace Kestrova {
 
-// Each empty when it was not given; the paths in unified form.
+// Each empty when it was not given. The paths are in unified form and begin at the root; a relative one was
+// given as seen from the folder the program was started in.
 struct CommandLine {
     String strMode;    // the mode word, untouched
     String strSource;  // the source bank file

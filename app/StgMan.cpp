@@ -5,6 +5,7 @@
 
 #include "shared/System/kvModule.h"
 #include "shared/System/kvPath.h"
+#include "app/FolderLine.h"
 
 namespace Kestrova {
 namespace {
@@ -80,7 +81,7 @@ void StgMan::OpenSettings() {
     if (strFolder.IsEmpty() || m_ini.Open(strFolder + iniName, "a+") == 0) return;
     m_ini.SetItem(iniSect, nullptr);
     FifoList<LinkedString> folders;
-    if (m_ini.GetItems(folders, iniSect) > 0) m_strTarget = folders.GetTail()->strText;
+    if (m_ini.GetItems(folders, iniSect) > 0) m_strTarget = FolderOfLine(folders.GetTail()->strText);
 }
 
 void StgMan::ProposeTarget() {
@@ -126,8 +127,8 @@ bool StgMan::SetTargetPath(const char* pszPrevious) {
 // The worker may come here, at the end of the first analysis, while the interface thread does.
 bool StgMan::RefreshTarget(const char* pszPrevious) {
     const CriticalSectionGuard guard(m_lock);
-    if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, pszPrevious);
-    m_ini.SetItem(iniSect, m_strTarget);
+    if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, FolderLine(pszPrevious));
+    m_ini.SetItem(iniSect, FolderLine(m_strTarget));  // a folder without a line is not remembered
     m_pDialog->SetCheckBoxes(nullptr);
     m_engine.SetDstDir(m_strTarget);
     unsigned int nRemoved = 0;

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "app/CommandLine.h"
 
+#include "tests/support/TempDir.h"
 namespace Kestrova::Test {
 namespace {
 
@@ -21,6 +23,9 @@ void ExpectLine(const char* pszMode, const char* pszSource, const char* pszTarge
 }
 
 TEST(CommandLineTest, ArgumentsAreModeSourceAndTarget) {
+// The path of a file or folder of the folder this test was started in.
+std::string Here(const char* pszName) { return std::filesystem::current_path().string() + "/" + pszName; }
+
     ExpectLine("", "", "", Read({}));
     ExpectLine("install", "", "", Read({"install"}));
     ExpectLine("install", "/a/b.kvs", "", Read({"install", "/a/b.kvs"}));
@@ -40,14 +45,32 @@ TEST(CommandLineTest, ALaunchersMarkInTheFirstArgumentDropsAll) {
 }
 
 TEST(CommandLineTest, ElsewhereAndOtherwiseSpeltTheMarkIsAText) {
-    ExpectLine("install", "-psn_0", "-psn", Read({"install", "-psn_0", "-psn"}));
+    ExpectLine("install", Here("-psn_0").c_str(), Here("-psn").c_str(), Read({"install", "-psn_0", "-psn"}));
     ExpectLine("-PSN_0", "/a", "", Read({"-PSN_0", "/a"}));
     ExpectLine("-ps", "", "", Read({"-ps"}));
 }
 
 TEST(CommandLineTest, PathsAreUnifiedAndTheModeWordIsUntouched) {
-    ExpectLine("Create\\48000", "C:/banks/a.kvs", "\\\\host/banks/",
-               Read({"Create\\48000", "C:\\banks\\a.kvs", "\\\\host\\banks\\"}));
+    ExpectLine("Create\\48000", "/banks/a.kvs", "//host/banks/",
+               Read({"Create\\48000", "\\banks\\a.kvs", "/\\host\\banks\\"}));
+}
+
+TEST(CommandLineTest, RelativePathsAreMadeAbsoluteAndTheModeWordIsNot) {
+    ExpectLine("a", Here("b.kvs").c_str(), Here("../banks/").c_str(), Read({"a", "b.kvs", "..\\banks\\"}));
+    // Drives and hosts of other systems are names like any other here.
+    ExpectLine("", Here("C:/a.kvs").c_str(), Here("\\\\host/b").c_str(),
+               Read({"", "C:\\a.kvs", "\\\\host\\b"}));
+}
+
+TEST(CommandLineTest, TheFolderOfTheProcessIsTakenAsItIs) {
+    const TempDir dir;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::create_directory(dir.File("a\\b"));
+    std::filesystem::current_path(dir.File("a\\b"));
+    EXPECT_EQ(dir.File("a\\b/c/d"), Read({"", "c\\d"}).strSource.c_str());
+    std::filesystem::remove(dir.File("a\\b"));
+    EXPECT_STREQ("c/d", Read({"", "c\\d"}).strSource) << "a folder that has gone cannot be told";
+    std::filesystem::current_path(before);
 }
 
 TEST(CommandLineTest, EmptyArgumentsKeepTheirPlace) { ExpectLine("", "", "/b", Read({"", "", "/b"})); }

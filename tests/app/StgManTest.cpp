@@ -102,6 +102,63 @@ TEST(StgManTest, ANamedFolderIsForgotten) {
     EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
 }
 
+// A header in place of a folder would be the end of its section.
+TEST(StgManTest, AFolderOfAnyNameIsRememberedOnceAndProposedAgain) {
+    for (const char* const pszName : {"[banks]/", "50%", "%41", "a [b] ", "line\nbreak", "] [", " %5B "}) {
+        StgManBench bench;
+        const std::string strFolder = bench.dir.File(pszName);
+        const auto Session = [&](const char* pszTarget) {
+            EXPECT_EQ(strFolder, bench.Open("", bench.strSource, pszTarget).GetTarget().c_str());
+            bench.RunReady([] {});
+            bench.pMan.reset();
+            return bench.Settings();
+        };
+        const std::string strSettings = Session(strFolder.c_str());
+        EXPECT_TRUE(fs::is_directory(strFolder)) << pszName;
+        EXPECT_EQ(2, std::count(strSettings.begin(), strSettings.end(), '\n')) << strSettings;
+        EXPECT_EQ(strSettings, Session("/another")) << pszName;
+    }
+}
+
+TEST(StgManTest, SpecialCharactersOfAFolderAreWrittenAsCodes) {
+    StgManBench bench;
+    bench.Open("", bench.strSource, bench.dir.File("[x]%/y"));
+    bench.RunReady([] {});
+    bench.pMan.reset();
+    EXPECT_EQ("[AdditionalBankPaths]\n" + bench.dir.File("%5Bx%5D%25/y") + "\n", bench.Settings());
+}
+
+TEST(StgManTest, AFolderOfOlderSettingsIsTakenAsItStands) {
+    for (const char* const pszName : {"50%", "%41", "%5b", "a[b"}) {
+        StgManBench bench;
+        const std::string strFolder = bench.dir.File(pszName);
+        bench.PutSettings("[AdditionalBankPaths]\n" + strFolder + "\n");
+        EXPECT_EQ(strFolder, bench.Open().GetTarget().c_str());
+    }
+}
+
+// Its line would be read back as two.
+TEST(StgManTest, AFolderTooLongForALineIsNotRemembered) {
+    StgManBench bench;
+    std::string strFolder = bench.dir.Path().string();
+    while (strFolder.size() < 1100) strFolder += "/" + std::string(60, 'x');
+    bench.Open("", bench.strSource, strFolder);
+    EXPECT_EQ(0, bench.RunReady([&] { bench.Build({1}); }));
+    bench.pMan.reset();
+    EXPECT_TRUE(fs::exists(strFolder + "/Test_0BB80.kvn"));
+    EXPECT_EQ("[AdditionalBankPaths]\n", bench.Settings());
+    EXPECT_EQ(bench.banks.string(), bench.Open().GetTarget().c_str());
+}
+
+TEST(StgManTest, ANamedFolderWithSpecialCharactersIsForgottenToo) {
+    StgManBench bench;
+    bench.PutSettings("[AdditionalBankPaths]\n/%5Bgone%5D\n" + bench.banks.string() + "\n");
+    bench.Open();
+    bench.RunReady([&] { EXPECT_TRUE(bench.pMan->SetTargetPath("/[gone]")); });
+    bench.pMan.reset();
+    EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
+}
+
 TEST(StgManTest, SettingsThatCannotBeOpenedAreDoneWithout) {
     StgManBench bench;
     fs::create_directories(bench.settings);
