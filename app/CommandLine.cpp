@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "bank/DBEUCreate.h"
 #include "shared/System/kvCompare.h"
 #include "shared/System/kvPath.h"
 
@@ -55,6 +56,15 @@ const char* InformationFor(const char* pszWord) {
     if (CompareStringCase(pszWord, "--help") == 0) return kHelp;
     if (CompareStringCase(pszWord, "--version") == 0) return kVersion;
     return nullptr;
+}
+
+int ExitCode(int nStatus) {
+    switch (nStatus) {
+        case kBankBadArgument:  // the name is no source's
+        case kBankSourceNotOpened: return kBankReadFailed;
+        case kBankTargetNotCreated: return kBankWriteFailed;
+        default: return nStatus;
+    }
 }
 
 }  // namespace Kestrova

@@ -105,12 +105,13 @@ int StgMan::Routine() {
 
 bool StgMan::SetSourceBase() {
     m_nKeepGoing = 1;
-    const auto phaseBefore = static_cast<StgStatus>(m_nPhase.load());
+    const StgStatus phaseBefore = Phase();
     const String strName = m_strSource.Mid(m_strSource.ReverseFind('/') + 1);
     m_pDialog->EnableControls(0);
     m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", strName.c_str()));
     ExpectJob(StgStatusAnalysing);
-    if (m_engine.SetSrcFile(m_strSource) == kBankDone) return true;
+    const BankResult result = m_engine.SetSrcFile(m_strSource);
+    if (result == kBankDone) return true;
     ExpectNoJob(phaseBefore);
     m_pDialog->EndProgress();
     m_pDialog->SetCheckBoxes(nullptr);
@@ -124,6 +125,7 @@ bool StgMan::SetTargetPath(const char* pszPrevious) {
     return bListed;
 }
 
+    m_nStatus = static_cast<int>(result);
 // The worker may come here, at the end of the first analysis, while the interface thread does.
 bool StgMan::RefreshTarget(const char* pszPrevious) {
     const CriticalSectionGuard guard(m_lock);

@@ -16,10 +16,10 @@ namespace Kestrova {
 
 // The application's controller. It owns the bank engine, the settings file and the dialog; a run is one call
 // of Process, which removes and creates banks rate by rate until the banks that exist are the ones selected.
+//
 // Threads: all operations on the interface thread, except the engine's callback, which comes on its worker.
-// That one
-//          works under the lock, which the interface thread takes too where both touch the same; alerts are
-//          shown without it, or progress would wait for the user.
+//          The callback works under the lock; so does the interface thread where it touches the same members.
+//          Alerts are shown without the lock, or progress would wait for the user's answer.
 class StgMan final : public IStgMan {
 public:
     static constexpr std::array<int, kRateCount> sSR = iSPS;
@@ -33,8 +33,9 @@ public:
     StgMan(const StgMan&) = delete;
     StgMan& operator=(const StgMan&) = delete;
 
-    // Analyses the source, runs the dialog, and answers when its event loop has ended: the last result (0 or
-    // a BankResult), or -1 without a window.
+    // Analyses the source, runs the dialog, and answers when its event loop has ended: the result (0 or a
+    // BankResult) of the last job, also of one that was refused; kBankWriteFailed after an uninstallation
+    // that left a plain bank it had shown; -1 without a window.
     int Routine();
 
     // IStgMan
@@ -64,6 +65,7 @@ private:
     void ExpectNoJob(StgStatus phase);
     bool IsJobOnItsWay(int nJob);
 
+    StgStatus Phase() const { return static_cast<StgStatus>(m_nPhase.load()); }
     // StgManRun.cpp
     enum class Run { Over, GoesOn, Failed };  // GoesOn: a bank is being created, and the callback goes on
     static int Callback(int nEvent, unsigned int nValue, unsigned long nUser);
@@ -78,6 +80,7 @@ private:
     void TellNotice();
 
     IniFile m_ini KV_GUARDED_BY(m_lock);
+    void TellBankStays(int nHertz, int nKind);
     std::unique_ptr<StgManDlg> m_pDialog;  // null without a window
     String m_strSource;
     String m_strTarget;

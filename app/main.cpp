@@ -22,5 +22,5 @@ int main(int argc, char** argv) {
         nStatus = manager.Routine();
     }
     GuiStop();
-    return nStatus;
+    return ExitCode(nStatus);
 }

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "app/CommandLine.h"
-
 #include "tests/support/TempDir.h"
+
 namespace Kestrova::Test {
 namespace {
 
@@ -22,10 +22,10 @@ void ExpectLine(const char* pszMode, const char* pszSource, const char* pszTarge
     EXPECT_STREQ(pszTarget, line.strTarget);
 }
 
-TEST(CommandLineTest, ArgumentsAreModeSourceAndTarget) {
 // The path of a file or folder of the folder this test was started in.
 std::string Here(const char* pszName) { return std::filesystem::current_path().string() + "/" + pszName; }
 
+TEST(CommandLineTest, ArgumentsAreModeSourceAndTarget) {
     ExpectLine("", "", "", Read({}));
     ExpectLine("install", "", "", Read({"install"}));
     ExpectLine("install", "/a/b.kvs", "", Read({"install", "/a/b.kvs"}));
@@ -86,6 +86,13 @@ TEST(CommandLineTest, HelpNamesEveryModeWord) {
 }
 
 TEST(CommandLineTest, VersionIsOneLine) { EXPECT_STREQ("kvbankmgr 1.0\n", InformationFor("--version")); }
+
+// The numbers of the engine's results: 6 to 8 are those of jobs that were refused at once.
+TEST(CommandLineTest, TheExitCodeIsTheStatusButOfRefusedJobsThatOfFailedOnes) {
+    const std::vector<std::pair<int, int>> codes = {{-1, -1}, {0, 0},  {2, 2}, {3, 3},   {4, 4},   {6, 9},
+                                                    {7, 9},   {8, 10}, {9, 9}, {10, 10}, {11, 11}, {12, 12}};
+    for (const auto& [nStatus, nCode] : codes) EXPECT_EQ(nCode, ExitCode(nStatus)) << nStatus;
+}
 
 TEST(CommandLineTest, OtherWordsAskForNoInformation) {
     for (const char* pszWord :

@@ -170,7 +170,20 @@ TEST(StgManRunTest, ABankThatCannotBeStartedGivesAnAlertAtOnce) {
         EXPECT_TRUE(bench.Control(kTargetChooser).bEnabled);
         EXPECT_EQ((std::vector<int>{0, 0, 0, 0, 0, 0}), bench.Boxes());
     });
-    EXPECT_EQ(0, nStatus) << "of the jobs that were started none has failed";
+    EXPECT_EQ(8, nStatus);
+}
+
+TEST(StgManRunTest, ABankBuiltAfterARefusedOneMakesTheStatusGood) {
+    StgManBench bench;
+    bench.Open();
+    fs::create_directories(bench.BankPath(1) / "inside");
+    const int nStatus = bench.RunReady([&] {
+        bench.Build({1});
+        EXPECT_EQ((Codes{2}), bench.AlertCodes());
+        bench.Build({2});
+    });
+    EXPECT_EQ(0, nStatus);
+    EXPECT_TRUE(bench.HasBank(2));
 }
 
 // A folder with something in it lies where the second bank is to go.
@@ -333,6 +346,27 @@ TEST(StgManRunTest, ABankThatIsHeldIsNotRemovedAndTheNextRunForgetsTheNotice) {
         EXPECT_FALSE(bench.Control(kProgressText).bShown);
     });
     EXPECT_TRUE(bench.HasBank(2));
+}
+
+TEST(StgManRunTest, APerKeyBankStaysAndItIsToldWhatRemovesIt) {
+    for (const bool bPlainToo : {false, true}) {
+        StgManBench bench;
+        bench.PutPerKeyBank(1);
+        if (bPlainToo) bench.PutBank(1);
+        bench.Open();
+        const int nStatus = bench.RunReady([&] {
+            EXPECT_EQ(1, bench.Boxes()[1] != 0);
+            bench.Select(1, false);
+            bench.Apply();
+            bench.gui.Tick();
+            EXPECT_EQ("The bank for 48000 is per key: remove it with \"kvbank remove\".", bench.StatusText());
+            EXPECT_TRUE(bench.Control(kProgressText).bShown);
+            EXPECT_TRUE(bench.gui.Alerts().empty());
+        });
+        EXPECT_EQ(0, nStatus);
+        EXPECT_FALSE(bench.HasBank(1));
+        EXPECT_TRUE(fs::exists(bench.PerKeyBankPath(1)));
+    }
 }
 
 }  // namespace

@@ -225,12 +225,18 @@ TEST(StgManTest, AnAnalysisShowsItsStepsAndCannotBeCancelledByButton) {
 }
 
 TEST(StgManTest, ARefusedSourceGivesAnAlertAtOnceAndTheWindowStays) {
-    for (const char* pszName : {"bad.kvs", "missing.kvs", "folder"}) {
+    constexpr int kNotOpened = 7, kNoSource = 6;
+    const std::vector<std::pair<const char*, int>> sources = {{"bad.kvs", kNotOpened},
+                                                              {"empty.kvs", kNotOpened},
+                                                              {"missing.kvs", kNotOpened},
+                                                              {"folder", kNoSource}};
+    for (const auto& [pszName, nExpected] : sources) {
         StgManBench bench;
         WriteFile(bench.dir.File("bad.kvs"), std::string("no database at all"));
+        WriteFile(bench.dir.File("empty.kvs"), std::string());
         fs::create_directory(bench.dir.File("folder"));
         StgMan& man = bench.Open("", bench.dir.File(pszName), bench.banks.string());
-        const int nStatus = bench.Run([&] {
+        const int nStatus = bench.Run([&, pszName = pszName] {
             EXPECT_EQ((Codes{5}), bench.AlertCodes()) << pszName;
             EXPECT_EQ(kAlertStop, bench.gui.Alerts()[0].nType);
             EXPECT_EQ(StgStatusNone, man.GetStatus());
@@ -239,7 +245,7 @@ TEST(StgManTest, ARefusedSourceGivesAnAlertAtOnceAndTheWindowStays) {
             EXPECT_FALSE(bench.Control(kMainButton).bEnabled);
             EXPECT_TRUE(bench.Control(kSourceChooser).bEnabled);
         });
-        EXPECT_EQ(0, nStatus);
+        EXPECT_EQ(nExpected, nStatus) << pszName;
         EXPECT_TRUE(bench.gui.LoopHasRun());
     }
 }
@@ -247,7 +253,7 @@ TEST(StgManTest, ARefusedSourceGivesAnAlertAtOnceAndTheWindowStays) {
 TEST(StgManTest, ASoundSourceChosenAfterARefusedOneIsAnalysed) {
     StgManBench bench;
     bench.Open("", bench.dir.File("missing.kvs"), bench.banks.string());
-    bench.Run([&] {
+    const int nStatus = bench.Run([&] {
         bench.gui.ChooseNext(bench.strSource);
         bench.gui.Press(kSourceChooser);
         bench.Settle();
@@ -255,6 +261,7 @@ TEST(StgManTest, ASoundSourceChosenAfterARefusedOneIsAnalysed) {
         EXPECT_TRUE(bench.Control(kFirstRateBox + 1).bEnabled);
         bench.Build({1});
     });
+    EXPECT_EQ(0, nStatus) << "the later jobs went well";
     EXPECT_TRUE(bench.HasBank(1));
     EXPECT_EQ((Codes{5}), bench.AlertCodes());
 }

@@ -119,7 +119,7 @@ TEST_F(ManagerModeTest, ASourceIsChosenInTheFileChooser) {
     m_user.Screen().Key("Return");
     ASSERT_TRUE(manager.AnswerAlert("Select source.", "Return"));
     manager.Close();
-    EXPECT_EQ(0, manager.Process().Wait());
+    EXPECT_EQ(9, manager.Process().Wait());
 }
 
 TEST_F(ManagerModeTest, AFolderIsChosenInTheFolderChooserAndRemembered) {
