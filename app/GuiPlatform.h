@@ -2,6 +2,8 @@
 // space. The functions stand on a toolkit (app/qt) or, in tests, on a fake; nothing above them knows which.
 #pragma once
 
+#include <functional>
+
 #include "app/DialogTables.h"
 #include "shared/System/kvString.h"
 
@@ -48,6 +50,12 @@ inline constexpr int kTimerMilliseconds = 100;
 // toolkit would abort: instead one line goes to standard error and the process ends with status 255.
 void GuiStart();
 void GuiStop();
+
+// Says what to do when the display goes away later: when its server ends, or closes the connection. The
+// toolkit then ends the process, wherever the interface thread is. Before it does, one line goes to standard
+// error and the action runs, on the interface thread; it may call no function of this header that needs this
+// thread, for the windows are of no more use. The process then ends with status 255. Null: nothing to do.
+void GuiSetDisplayGone(std::function<void()> action);
 
 // All that follows: interface thread only.
 

@@ -1,11 +1,13 @@
 #include "app/StgMan.h"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
+#include <thread>
 
+#include "app/FolderLine.h"
 #include "shared/System/kvModule.h"
 #include "shared/System/kvPath.h"
-#include "app/FolderLine.h"
 
 namespace Kestrova {
 namespace {
@@ -16,6 +18,8 @@ constexpr char iniName[] = "kvsmple.ini";
 constexpr char iniSect[] = "AdditionalBankPaths";
 
 constexpr char kBundlePart[] = "/Contents/Extras/";
+
+constexpr std::chrono::milliseconds kBetweenLooks{10};
 
 String UnifiedPath(String strPath) {
     MakeUnifiedPath(strPath);
@@ -103,6 +107,14 @@ int StgMan::Routine() {
     return m_nStatus;
 }
 
+// The worker ends its job without a window: it only sets what the next tick would show.
+void StgMan::Abandon() {
+    Cancel();
+    while (IsBusy(GetStatus())) std::this_thread::sleep_for(kBetweenLooks);
+    const CriticalSectionGuard guard(m_lock);
+    m_ini.Close();
+}
+
 bool StgMan::SetSourceBase() {
     m_nKeepGoing = 1;
     const StgStatus phaseBefore = Phase();
@@ -113,6 +125,7 @@ bool StgMan::SetSourceBase() {
     const BankResult result = m_engine.SetSrcFile(m_strSource);
     if (result == kBankDone) return true;
     ExpectNoJob(phaseBefore);
+    m_nStatus = static_cast<int>(result);
     m_pDialog->EndProgress();
     m_pDialog->SetCheckBoxes(nullptr);
     m_pDialog->ShowError(kAlertSource);
@@ -125,7 +138,6 @@ bool StgMan::SetTargetPath(const char* pszPrevious) {
     return bListed;
 }
 
-    m_nStatus = static_cast<int>(result);
 // The worker may come here, at the end of the first analysis, while the interface thread does.
 bool StgMan::RefreshTarget(const char* pszPrevious) {
     const CriticalSectionGuard guard(m_lock);

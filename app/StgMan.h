@@ -38,6 +38,10 @@ public:
     // that left a plain bank it had shown; -1 without a window.
     int Routine();
 
+    // For a window that went away while Routine runs: cancels the job, waits for its end and writes the
+    // settings back, without a call of the desktop. Only the end of the process may follow.
+    void Abandon();
+
     // IStgMan
     bool SetSourceBase() override;
     bool SetTargetPath(const char* pszPrevious) override;
@@ -61,11 +65,11 @@ private:
     void ProposeTarget();
     bool RefreshTarget(const char* pszPrevious);
     bool ShowExisting();
+    StgStatus Phase() const { return static_cast<StgStatus>(m_nPhase.load()); }
     int ExpectJob(StgStatus phase);
     void ExpectNoJob(StgStatus phase);
     bool IsJobOnItsWay(int nJob);
 
-    StgStatus Phase() const { return static_cast<StgStatus>(m_nPhase.load()); }
     // StgManRun.cpp
     enum class Run { Over, GoesOn, Failed };  // GoesOn: a bank is being created, and the callback goes on
     static int Callback(int nEvent, unsigned int nValue, unsigned long nUser);
@@ -76,11 +80,11 @@ private:
     bool GoesOnAfter(int nResult);
     Run Process1();
     void RemoveBank(int nRate);
+    void TellBankStays(int nHertz, int nKind);
     Run CreateBank(int nRate);
     void TellNotice();
 
     IniFile m_ini KV_GUARDED_BY(m_lock);
-    void TellBankStays(int nHertz, int nKind);
     std::unique_ptr<StgManDlg> m_pDialog;  // null without a window
     String m_strSource;
     String m_strTarget;

@@ -190,6 +190,36 @@ TEST(StgManEndTest, TheEndWaitsForABankThatIsBuilt) {
     }
 }
 
+TEST(StgManEndTest, AManagerWithoutItsWindowWritesTheSettingsAndLeavesTheDesktopAlone) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    bench.RunReady([&] {
+        bench.gui.TakeCalls();
+        man.Abandon();
+        EXPECT_EQ((CallList{}), bench.gui.TakeCalls());
+        EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
+    });
+}
+
+TEST(StgManEndTest, AManagerWithoutItsWindowWaitsForTheEndOfItsJob) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    bench.RunReady([&] {
+        bench.Select(1, true);
+        bench.Select(3, true);
+        bench.files.Hold(FileOp::kRead);
+        bench.Apply();
+        bench.files.WaitUntilOneWaits();
+        bench.gui.Press(kCancelButton);
+        bench.gui.TakeCalls();
+        bench.files.Release();
+        man.Abandon();
+        EXPECT_EQ(StgStatusReady, man.GetStatus());
+        EXPECT_TRUE(fs::is_empty(bench.banks));
+        EXPECT_EQ((CallList{}), bench.gui.TakeCalls());
+    });
+}
+
 TEST(StgManEndTest, TheEndWaitsForAnAnalysis) {
     StgManBench bench;
     bench.Open();
