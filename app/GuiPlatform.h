@@ -74,8 +74,8 @@ void GuiShowWindow(GuiWindowRef window, int bShow, int bUpdate);
 void GuiRunLoop(GuiWindowRef window, IGuiOwner* pOwner);
 // Also ends the loop of an alert or chooser that is open, which then counts as cancelled.
 void GuiQuitLoop();
-// The control that Enter presses, and the one that Escape presses; while that one is hidden or disabled,
-// Escape closes the window.
+// The button that Enter presses while no other button has the keyboard, and the one that Escape presses;
+// while that one is hidden or disabled, Escape closes the window.
 void GuiSetKeyControls(GuiWindowRef window, GuiControlRef enter, GuiControlRef escape);
 
 // A control of a kind (GuiCtrlKind; any other gives null) at its place in the window, shown and enabled; a
@@ -92,8 +92,9 @@ void GuiCheckControl(GuiControlRef control, int bOn);
 void GuiSetControlRange(GuiControlRef control, int nMinimum, int nMaximum);
 void GuiSetControlName(GuiControlRef control, const char* pszName);  // for assistive programs
 
-// The desktop's choosers, modal on the window. 1 and the path (whole, whatever its length) when the user has
-// confirmed, else 0 and the path as it was. All files are shown; label names the source banks among them.
+// The desktop's choosers, modal on the window. They open where the path given is. 1 and the path (whole,
+// whatever its length) when the user has confirmed, else 0 and the path as it was. All files are shown; label
+// names the source banks among them.
 int GuiSelectFileDialog(GuiWindowRef window, const char* pszTitle, String& strPath, const char* pszLabel);
 int GuiSelectFolderDialog(GuiWindowRef window, const char* pszTitle, String& strPath);
 
