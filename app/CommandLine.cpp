@@ -29,7 +29,6 @@ constexpr char kHelp[] =
 
 constexpr char kVersion[] = "kvbankmgr 1.0\n";
 
-}  // namespace
 // The path in unified form and, unless it is empty, from the root: the same file whatever the folder of the
 // process becomes. A folder of the process that cannot be told leaves a relative path as it is.
 String FullPath(const char* pszPath) {
@@ -41,6 +40,7 @@ String FullPath(const char* pszPath) {
     return (folder / strPath.c_str()).c_str();
 }
 
+}  // namespace
 
 CommandLine ReadCommandLine(int argc, const char* const* argv) {
     CommandLine line;

@@ -96,7 +96,7 @@ int StgMan::Routine() {
     if (!m_pDialog) return m_nStatus;
     if (SetSourceBase()) SetTargetPath(nullptr);
     {
-        // Or the analysis could end, and show the banks, in between.
+        // Under the lock, or the analysis could end in between, and the banks it shows would be cleared.
         const CriticalSectionGuard guard(m_lock);
         if (m_nPhase == StgStatusAnalysing) {
             m_pDialog->SetCheckBoxes(nullptr);
@@ -138,7 +138,7 @@ bool StgMan::SetTargetPath(const char* pszPrevious) {
     return bListed;
 }
 
-// The worker may come here, at the end of the first analysis, while the interface thread does.
+// Both threads may come here at once: the worker at the end of the first analysis.
 bool StgMan::RefreshTarget(const char* pszPrevious) {
     const CriticalSectionGuard guard(m_lock);
     if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, FolderLine(pszPrevious));
@@ -159,7 +159,8 @@ bool StgMan::ShowExisting() {
     return true;
 }
 
-// Before the engine is asked for a job: its callbacks may come before the engine answers. The job's number.
+// Is called before the engine is asked for a job, because its callbacks may come before it answers. The
+// result is the job's number.
 int StgMan::ExpectJob(StgStatus phase) {
     const CriticalSectionGuard guard(m_lock);
     m_nPhase = phase;
@@ -174,8 +175,8 @@ void StgMan::ExpectNoJob(StgStatus phase) {
     m_bAwaitsStart = m_bCancelAtStart = false;
 }
 
-// Whether the engine, asked for a job and not refusing, has taken it. An engine that is idle has, if it ever
-// had the job, made its first callback; it may even be on its way to the next job.
+// Whether the engine, which has not refused the job, runs it or has run it. It does neither when the bank
+// asked for is the source itself; then it is idle, and no callback has come since this job was expected.
 bool StgMan::IsJobOnItsWay(int nJob) {
     const bool bIdle = m_engine.GetState() == 0;
     const CriticalSectionGuard guard(m_lock);
@@ -193,8 +194,8 @@ int StgMan::EstimateBaseSize(int* selected) {
     return static_cast<int>(std::min<int64_t>(nSum, std::numeric_limits<int>::max()));
 }
 
-// One that still waits for its first callback is cancelled right behind it: a job refused there would make no
-// last callback, and the dialog would wait for that.
+// A job that still waits for its first callback is cancelled right after it: one cancelled at its first
+// callback makes no last one, and the dialog would wait for that for ever.
 void StgMan::Cancel() {
     const CriticalSectionGuard guard(m_lock);
     if (m_bAwaitsStart)

@@ -48,8 +48,8 @@ public:
     int EstimateBaseSize(int* selected) override;
     void Process() override;
     void Cancel() override;
-    // The phase; but it is busy until the engine is idle and has come back from its last callback, so that no
-    // job is started too early and nothing both threads use is changed by both.
+    // The phase; but it stays busy until the engine is idle and its worker has left the last callback. So no
+    // job is started too early, and the two threads never change the same things at once.
     int GetStatus() override;
     int GetBanksCreated() override { return m_nBanksCreated; }
 

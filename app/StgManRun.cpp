@@ -63,7 +63,7 @@ void StgMan::TellBankStays(int nHertz, int nKind) {
 // leaves the phase as it was: without a source analysed, creation mode must not start again by itself.
 StgMan::Run StgMan::CreateBank(int nRate) {
     m_nRunResult = kBankCancelled;
-    if (m_nKeepGoing == 0) return Run::Failed;  // the wish came too late for the bank before this one
+    if (m_nKeepGoing == 0) return Run::Failed;  // cancelled too late to stop the bank before this one
     const int nHertz = sSR[static_cast<size_t>(nRate)];
     m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
     const StgStatus phaseBefore = Phase();

@@ -70,8 +70,8 @@ void GuiWindow::Withdraw() {
     hide();
 }
 
-// Places are fixed, so a large font gives way: one size for the whole window, the largest up to the desktop's
-// at which no text that stands in it is cut.
+// The controls have fixed sizes, so a large font is made smaller: one size for the whole window, the largest
+// up to the desktop's at which no control cuts its text.
 void GuiWindow::FitFonts() {
     QFont font = QApplication::font();
     qreal nPoints = QFontInfo(font).pointSizeF();
@@ -85,7 +85,7 @@ void GuiWindow::FitFonts() {
     setFont(font);
 }
 
-// The desktop's font is no change of this widget: changeEvent would not hear of it.
+// A change of the desktop's font does not reach changeEvent.
 bool GuiWindow::event(QEvent* pEvent) {
     const bool bHandled = QWidget::event(pEvent);
     if (pEvent->type() == QEvent::ApplicationFontChange || pEvent->type() == QEvent::StyleChange) FitFonts();

@@ -49,6 +49,19 @@ TEST(StgManRunTest, WhileABankIsBuiltItsProgressIsShown) {
     EXPECT_TRUE(bench.HasBank(1));
 }
 
+// Free space is read within the last callback, when the phase is that of a job that has ended.
+TEST(StgManRunTest, TheStatusIsBusyUntilTheLastCallbackHasBeenLeft) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    std::atomic<int> nStatus{StgStatusNone};
+    bench.RunReady([&] {
+        bench.gui.WhenSpaceIsAsked([&] { nStatus = man.GetStatus(); });
+        bench.Build({1});
+        EXPECT_TRUE(IsBusy(nStatus)) << nStatus;
+        EXPECT_EQ(StgStatusReady, man.GetStatus());
+    });
+}
+
 TEST(StgManRunTest, SeveralRatesAreBuiltOneAfterTheOtherAndCountAsOneRun) {
     StgManBench bench;
     StgMan& man = bench.Open();
