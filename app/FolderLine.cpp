@@ -53,7 +53,7 @@ String FolderLine(const char* pszFolder) {
 }
 
 String FolderOfLine(const char* pszLine) {
-    const String strFolder = Decoded(pszLine).c_str();
+    String strFolder = Decoded(pszLine).c_str();
     if (FolderLine(strFolder) != pszLine) return pszLine;
     return strFolder;
 }

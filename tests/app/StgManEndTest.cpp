@@ -20,11 +20,7 @@ TEST(StgManEndTest, ACancelledBankGoesAndTheUserIsTold) {
     StgManBench bench;
     StgMan& man = bench.Open();
     const int nStatus = bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.Select(3, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1, 3});
         bench.gui.Press(kCancelButton);
         bench.files.Release();
         bench.WaitIdle();
@@ -47,10 +43,7 @@ TEST(StgManEndTest, AfterACancelledRunTheNextOneRuns) {
     StgManBench bench;
     bench.Open();
     const int nStatus = bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1});
         bench.gui.Press(kCancelButton);
         bench.files.Release();
         bench.Settle();
@@ -132,10 +125,7 @@ TEST(StgManEndTest, WhileABankIsBuiltNothingClosesTheWindow) {
     StgManBench bench;
     bench.Open();
     bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1});
         bench.gui.Close();
         bench.gui.Press(kCloseButton);
         bench.gui.Press(kMainButton);
@@ -205,11 +195,7 @@ TEST(StgManEndTest, AManagerWithoutItsWindowWaitsForTheEndOfItsJob) {
     StgManBench bench;
     StgMan& man = bench.Open();
     bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.Select(3, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1, 3});
         bench.gui.Press(kCancelButton);
         bench.gui.TakeCalls();
         bench.files.Release();

@@ -138,6 +138,14 @@ struct StgManBench {
     }
     void Select(int nRate, bool bOn) { gui.Press(kFirstRateBox + nRate, bOn); }
     void Apply() { gui.Press(kMainButton); }
+    // Ticks the rates and presses the main button; the first bank stands still in its middle until
+    // files.Release.
+    void BuildAndHold(const std::vector<int>& rates) {
+        for (const int nRate : rates) Select(nRate, true);
+        files.Hold(FileOp::kRead);
+        Apply();
+        files.WaitUntilOneWaits();
+    }
     // Ticks the rates, presses the main button and waits for the end of the run.
     void Build(const std::vector<int>& rates) {
         for (const int nRate : rates) Select(nRate, true);

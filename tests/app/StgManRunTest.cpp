@@ -30,10 +30,7 @@ TEST(StgManRunTest, WhileABankIsBuiltItsProgressIsShown) {
     StgManBench bench;
     StgMan& man = bench.Open();
     bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1});
         EXPECT_EQ(StgStatusCreating, man.GetStatus());
         EXPECT_EQ(0, man.GetBanksCreated());
         bench.gui.Tick();
