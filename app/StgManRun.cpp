@@ -62,15 +62,15 @@ void StgMan::TellBankStays(int nHertz, int nKind) {
 // Over when there is nothing to wait for: the bank asked for is the source itself. A start that is refused
 // leaves the phase as it was: without a source analysed, creation mode must not start again by itself.
 StgMan::Run StgMan::CreateBank(int nRate) {
-    m_nRunResult = kBankCancelled;
-    if (m_nKeepGoing == 0) return Run::Failed;  // cancelled too late to stop the bank before this one
     const int nHertz = sSR[static_cast<size_t>(nRate)];
-    m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
     const StgStatus phaseBefore = Phase();
-    const int nJob = ExpectJob(StgStatusCreating);
-    const BankResult result =
-        m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
-    if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
+    const int nJob = ExpectJob(StgStatusCreating);  // from now on Cancel means this job
+    BankResult result = kBankCancelled;             // by one that came too late for the bank before this one
+    if (m_nKeepGoing != 0) {
+        m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
+        result = m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
+        if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
+    }
     ExpectNoJob(phaseBefore);
     if (result == kBankBusy) m_strNotice.Format("The bank for %d is being built by another program.", nHertz);
     m_nRunResult = static_cast<int>(result);
