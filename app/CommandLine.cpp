@@ -1,7 +1,10 @@
 #include "app/CommandLine.h"
 
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
+#include "bank/DBEUCreate.h"
 #include "shared/System/kvCompare.h"
 #include "shared/System/kvPath.h"
 
@@ -26,17 +29,26 @@ constexpr char kHelp[] =
 
 constexpr char kVersion[] = "kvbankmgr 1.0\n";
 
+// The path in unified form and, unless it is empty, from the root: the same file whatever the folder of the
+// process becomes. A folder of the process that cannot be told leaves a relative path as it is.
+String FullPath(const char* pszPath) {
+    String strPath(pszPath);
+    MakeUnifiedPath(strPath);
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::current_path(error);
+    if (strPath.IsEmpty() || error) return strPath;
+    return (folder / strPath.c_str()).c_str();
+}
+
 }  // namespace
 
 CommandLine ReadCommandLine(int argc, const char* const* argv) {
     CommandLine line;
     if (argc > 1 && std::strstr(argv[1], kLauncherMark) == nullptr) {
         line.strMode = argv[1];
-        if (argc > 2) line.strSource = argv[2];
-        if (argc > 3) line.strTarget = argv[3];
+        if (argc > 2) line.strSource = FullPath(argv[2]);
+        if (argc > 3) line.strTarget = FullPath(argv[3]);
     }
-    MakeUnifiedPath(line.strSource);
-    MakeUnifiedPath(line.strTarget);
     return line;
 }
 
@@ -44,6 +56,15 @@ const char* InformationFor(const char* pszWord) {
     if (CompareStringCase(pszWord, "--help") == 0) return kHelp;
     if (CompareStringCase(pszWord, "--version") == 0) return kVersion;
     return nullptr;
+}
+
+int ExitCode(int nStatus) {
+    switch (nStatus) {
+        case kBankBadArgument:  // the name is no source's
+        case kBankSourceNotOpened: return kBankReadFailed;
+        case kBankTargetNotCreated: return kBankWriteFailed;
+        default: return nStatus;
+    }
 }
 
 }  // namespace Kestrova

@@ -8,8 +8,9 @@
 namespace Kestrova {
 
 // A change waits here until UpdateData, which the dialog's timer calls, applies it to the platform's control.
-// Of several changes of one kind before a tick only the last is ever seen. Threads: setters and GetText from
-// any thread, never blocked by the platform; construction, destruction and
+// Of several changes of one kind before a tick only the last is ever seen.
+//
+// Threads: setters and GetText from any thread, never blocked by the platform; construction, destruction and
 //          UpdateData on the interface thread.
 // Owner:   the platform's control is this object's.
 class GuiControl {

@@ -2,6 +2,8 @@
 // space. The functions stand on a toolkit (app/qt) or, in tests, on a fake; nothing above them knows which.
 #pragma once
 
+#include <functional>
+
 #include "app/DialogTables.h"
 #include "shared/System/kvString.h"
 
@@ -49,6 +51,12 @@ inline constexpr int kTimerMilliseconds = 100;
 void GuiStart();
 void GuiStop();
 
+// Says what to do when the display goes away later: when its server ends, or closes the connection. The
+// toolkit then ends the process, wherever the interface thread is. Before it does, one line goes to standard
+// error and the action runs, on the interface thread; it may call no function of this header that needs this
+// thread, for the windows are of no more use. The process then ends with status 255. Null: nothing to do.
+void GuiSetDisplayGone(std::function<void()> action);
+
 // All that follows: interface thread only.
 
 // The layer's start and end points for a dialog; there is nothing to do.
@@ -66,8 +74,8 @@ void GuiShowWindow(GuiWindowRef window, int bShow, int bUpdate);
 void GuiRunLoop(GuiWindowRef window, IGuiOwner* pOwner);
 // Also ends the loop of an alert or chooser that is open, which then counts as cancelled.
 void GuiQuitLoop();
-// The control that Enter presses, and the one that Escape presses; while that one is hidden or disabled,
-// Escape closes the window.
+// The button that Enter presses while no other button has the keyboard, and the one that Escape presses;
+// while that one is hidden or disabled, Escape closes the window.
 void GuiSetKeyControls(GuiWindowRef window, GuiControlRef enter, GuiControlRef escape);
 
 // A control of a kind (GuiCtrlKind; any other gives null) at its place in the window, shown and enabled; a
@@ -84,8 +92,9 @@ void GuiCheckControl(GuiControlRef control, int bOn);
 void GuiSetControlRange(GuiControlRef control, int nMinimum, int nMaximum);
 void GuiSetControlName(GuiControlRef control, const char* pszName);  // for assistive programs
 
-// The desktop's choosers, modal on the window. 1 and the path (whole, whatever its length) when the user has
-// confirmed, else 0 and the path as it was. All files are shown; label names the source banks among them.
+// The desktop's choosers, modal on the window. They open where the path given is. 1 and the path (whole,
+// whatever its length) when the user has confirmed, else 0 and the path as it was. All files are shown; label
+// names the source banks among them.
 int GuiSelectFileDialog(GuiWindowRef window, const char* pszTitle, String& strPath, const char* pszLabel);
 int GuiSelectFolderDialog(GuiWindowRef window, const char* pszTitle, String& strPath);
 

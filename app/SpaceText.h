@@ -10,7 +10,8 @@ namespace Kestrova {
 // is "1 G to free".
 String RequiredSpaceText(int nMegabytes);
 
-// Space left on a disk, in MiB. Deliberately gigabytes, truncated, begin at 1025 here and at 1024 above.
+// Space left on a disk, in MiB: "%d M" or, truncated, "%d G". Gigabytes deliberately begin at 1025 here but
+// at 1024 above.
 String FreeSpaceText(int nMegabytes);
 
 // How far a job is. Deliberately of 99.9, in single precision, so that a finished job reads "99.9%". No steps

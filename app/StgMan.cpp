@@ -1,8 +1,11 @@
 #include "app/StgMan.h"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
+#include <thread>
 
+#include "app/FolderLine.h"
 #include "shared/System/kvModule.h"
 #include "shared/System/kvPath.h"
 
@@ -15,6 +18,8 @@ constexpr char iniName[] = "kvsmple.ini";
 constexpr char iniSect[] = "AdditionalBankPaths";
 
 constexpr char kBundlePart[] = "/Contents/Extras/";
+
+constexpr std::chrono::milliseconds kBetweenLooks{10};
 
 String UnifiedPath(String strPath) {
     MakeUnifiedPath(strPath);
@@ -80,7 +85,7 @@ void StgMan::OpenSettings() {
     if (strFolder.IsEmpty() || m_ini.Open(strFolder + iniName, "a+") == 0) return;
     m_ini.SetItem(iniSect, nullptr);
     FifoList<LinkedString> folders;
-    if (m_ini.GetItems(folders, iniSect) > 0) m_strTarget = folders.GetTail()->strText;
+    if (m_ini.GetItems(folders, iniSect) > 0) m_strTarget = FolderOfLine(folders.GetTail()->strText);
 }
 
 void StgMan::ProposeTarget() {
@@ -91,7 +96,7 @@ int StgMan::Routine() {
     if (!m_pDialog) return m_nStatus;
     if (SetSourceBase()) SetTargetPath(nullptr);
     {
-        // Or the analysis could end, and show the banks, in between.
+        // Under the lock, or the analysis could end in between, and the banks it shows would be cleared.
         const CriticalSectionGuard guard(m_lock);
         if (m_nPhase == StgStatusAnalysing) {
             m_pDialog->SetCheckBoxes(nullptr);
@@ -102,15 +107,25 @@ int StgMan::Routine() {
     return m_nStatus;
 }
 
+// The worker ends its job without a window: it only sets what the next tick would show.
+void StgMan::Abandon() {
+    Cancel();
+    while (IsBusy(GetStatus())) std::this_thread::sleep_for(kBetweenLooks);
+    const CriticalSectionGuard guard(m_lock);
+    m_ini.Close();
+}
+
 bool StgMan::SetSourceBase() {
     m_nKeepGoing = 1;
-    const auto phaseBefore = static_cast<StgStatus>(m_nPhase.load());
+    const StgStatus phaseBefore = Phase();
     const String strName = m_strSource.Mid(m_strSource.ReverseFind('/') + 1);
     m_pDialog->EnableControls(0);
     m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", strName.c_str()));
     ExpectJob(StgStatusAnalysing);
-    if (m_engine.SetSrcFile(m_strSource) == kBankDone) return true;
+    const BankResult result = m_engine.SetSrcFile(m_strSource);
+    if (result == kBankDone) return true;
     ExpectNoJob(phaseBefore);
+    m_nStatus = static_cast<int>(result);
     m_pDialog->EndProgress();
     m_pDialog->SetCheckBoxes(nullptr);
     m_pDialog->ShowError(kAlertSource);
@@ -123,11 +138,11 @@ bool StgMan::SetTargetPath(const char* pszPrevious) {
     return bListed;
 }
 
-// The worker may come here, at the end of the first analysis, while the interface thread does.
+// Both threads may come here at once: the worker at the end of the first analysis.
 bool StgMan::RefreshTarget(const char* pszPrevious) {
     const CriticalSectionGuard guard(m_lock);
-    if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, pszPrevious);
-    m_ini.SetItem(iniSect, m_strTarget);
+    if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, FolderLine(pszPrevious));
+    m_ini.SetItem(iniSect, FolderLine(m_strTarget));  // a folder without a line is not remembered
     m_pDialog->SetCheckBoxes(nullptr);
     m_engine.SetDstDir(m_strTarget);
     unsigned int nRemoved = 0;
@@ -144,7 +159,8 @@ bool StgMan::ShowExisting() {
     return true;
 }
 
-// Before the engine is asked for a job: its callbacks may come before the engine answers. The job's number.
+// Is called before the engine is asked for a job, because its callbacks may come before it answers. The
+// result is the job's number.
 int StgMan::ExpectJob(StgStatus phase) {
     const CriticalSectionGuard guard(m_lock);
     m_nPhase = phase;
@@ -159,8 +175,8 @@ void StgMan::ExpectNoJob(StgStatus phase) {
     m_bAwaitsStart = m_bCancelAtStart = false;
 }
 
-// Whether the engine, asked for a job and not refusing, has taken it. An engine that is idle has, if it ever
-// had the job, made its first callback; it may even be on its way to the next job.
+// Whether the engine, which has not refused the job, runs it or has run it. It does neither when the bank
+// asked for is the source itself; then it is idle, and no callback has come since this job was expected.
 bool StgMan::IsJobOnItsWay(int nJob) {
     const bool bIdle = m_engine.GetState() == 0;
     const CriticalSectionGuard guard(m_lock);
@@ -178,8 +194,8 @@ int StgMan::EstimateBaseSize(int* selected) {
     return static_cast<int>(std::min<int64_t>(nSum, std::numeric_limits<int>::max()));
 }
 
-// One that still waits for its first callback is cancelled right behind it: a job refused there would make no
-// last callback, and the dialog would wait for that.
+// A job that still waits for its first callback is cancelled right after it: one cancelled at its first
+// callback makes no last one, and the dialog would wait for that for ever.
 void StgMan::Cancel() {
     const CriticalSectionGuard guard(m_lock);
     if (m_bAwaitsStart)

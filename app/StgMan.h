@@ -16,10 +16,10 @@ namespace Kestrova {
 
 // The application's controller. It owns the bank engine, the settings file and the dialog; a run is one call
 // of Process, which removes and creates banks rate by rate until the banks that exist are the ones selected.
+//
 // Threads: all operations on the interface thread, except the engine's callback, which comes on its worker.
-// That one
-//          works under the lock, which the interface thread takes too where both touch the same; alerts are
-//          shown without it, or progress would wait for the user.
+//          The callback works under the lock; so does the interface thread where it touches the same members.
+//          Alerts are shown without the lock, or progress would wait for the user's answer.
 class StgMan final : public IStgMan {
 public:
     static constexpr std::array<int, kRateCount> sSR = iSPS;
@@ -33,9 +33,14 @@ public:
     StgMan(const StgMan&) = delete;
     StgMan& operator=(const StgMan&) = delete;
 
-    // Analyses the source, runs the dialog, and answers when its event loop has ended: the last result (0 or
-    // a BankResult), or -1 without a window.
+    // Analyses the source, runs the dialog, and answers when its event loop has ended: the result (0 or a
+    // BankResult) of the last job, also of one that was refused; kBankWriteFailed after an uninstallation
+    // that left a plain bank it had shown; -1 without a window.
     int Routine();
+
+    // For a window that went away while Routine runs: cancels the job, waits for its end and writes the
+    // settings back, without a call of the desktop. Only the end of the process may follow.
+    void Abandon();
 
     // IStgMan
     bool SetSourceBase() override;
@@ -43,8 +48,8 @@ public:
     int EstimateBaseSize(int* selected) override;
     void Process() override;
     void Cancel() override;
-    // The phase; but it is busy until the engine is idle and has come back from its last callback, so that no
-    // job is started too early and nothing both threads use is changed by both.
+    // The phase; but it stays busy until the engine is idle and its worker has left the last callback. So no
+    // job is started too early, and the two threads never change the same things at once.
     int GetStatus() override;
     int GetBanksCreated() override { return m_nBanksCreated; }
 
@@ -60,6 +65,7 @@ private:
     void ProposeTarget();
     bool RefreshTarget(const char* pszPrevious);
     bool ShowExisting();
+    StgStatus Phase() const { return static_cast<StgStatus>(m_nPhase.load()); }
     int ExpectJob(StgStatus phase);
     void ExpectNoJob(StgStatus phase);
     bool IsJobOnItsWay(int nJob);
@@ -74,6 +80,7 @@ private:
     bool GoesOnAfter(int nResult);
     Run Process1();
     void RemoveBank(int nRate);
+    void TellBankStays(int nHertz, int nKind);
     Run CreateBank(int nRate);
     void TellNotice();
 

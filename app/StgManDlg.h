@@ -13,9 +13,8 @@
 namespace Kestrova {
 
 // Threads: construction, destruction, the event handler, the timer and the alerts on the interface thread.
-// The
-//          operations from InitProgressBar on may come from any thread: they set wanted values, which the
-//          timer shows.
+//          The operations from InitProgressBar to SetFreeDiskSpace may come from any thread: they set wanted
+//          values, which the timer shows.
 // Owner:   the window and the controls are the dialog's; the storage manager and the two paths outlive it.
 class StgManDlg final : public IGuiOwner {
 public:

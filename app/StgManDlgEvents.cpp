@@ -112,14 +112,15 @@ int StgManDlg::OnControl(int nControl, int nValue) {
     }
 }
 
+// Both choosers open where the present path is.
 void StgManDlg::OnSourceChooser() {
-    String strPath;
+    String strPath = m_strSource;
     if (GuiSelectFileDialog(m_window, kSourceChooserTitle, strPath, kSourceBanksLabel) != 0)
         TakeSource(strPath);
 }
 
 void StgManDlg::OnTargetChooser() {
-    String strPath;
+    String strPath = m_strTarget;
     if (GuiSelectFolderDialog(m_window, kTargetChooserTitle, strPath) != 0) TakeTarget(strPath);
 }
 

@@ -5,7 +5,8 @@ namespace Kestrova {
 namespace {
 
 constexpr int kPlainLayout = 0;
-constexpr int kPlainBank = 1;  // RemoveDB: the plain bank of a rate, not the per-key one
+constexpr int kPlainBank = 1;  // RemoveDB and GetExisting: the plain bank of a rate, not the per-key one
+constexpr int kPerKeyBank = 2;
 
 }  // namespace
 
@@ -17,6 +18,7 @@ void StgMan::Process() {
     m_nRateIndex = 0;
     const Run run = Process1();
     if (run == Run::GoesOn) return;  // from here on all this is the callback's
+    if (run == Run::Failed) m_nStatus = m_nRunResult;
     m_pDialog->SetFreeDiskSpace();
     const bool bListed = ShowExisting();
     m_pDialog->EndProgress();
@@ -45,20 +47,31 @@ void StgMan::RemoveBank(int nRate) {
     m_engine.RemoveDB(static_cast<unsigned int>(nHertz), kPlainBank);
     int existing[kRateCount] = {};
     if (m_engine.GetExisting(existing, nullptr) == kBankDone && existing[nRate] != 0)
-        m_strNotice.Format("The bank for %d is in use or cannot be removed.", nHertz);
+        TellBankStays(nHertz, existing[nRate]);
 }
 
-// Over when there is nothing to wait for: the bank asked for is the source itself.
+void StgMan::TellBankStays(int nHertz, int nKind) {
+    if (nKind == kPerKeyBank) {
+        m_strNotice.Format("The bank for %d is per key: remove it with \"kvbank remove\".", nHertz);
+        return;
+    }
+    m_strNotice.Format("The bank for %d is in use or cannot be removed.", nHertz);
+    if (m_pDialog->GetMode() == kUninstall) m_nStatus = kBankWriteFailed;
+}
+
+// Over when there is nothing to wait for: the bank asked for is the source itself. A start that is refused
+// leaves the phase as it was: without a source analysed, creation mode must not start again by itself.
 StgMan::Run StgMan::CreateBank(int nRate) {
-    m_nRunResult = kBankCancelled;
-    if (m_nKeepGoing == 0) return Run::Failed;  // the wish came too late for the bank before this one
     const int nHertz = sSR[static_cast<size_t>(nRate)];
-    m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
-    const int nJob = ExpectJob(StgStatusCreating);
-    const BankResult result =
-        m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
-    if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
-    ExpectNoJob(StgStatusReady);
+    const StgStatus phaseBefore = Phase();
+    const int nJob = ExpectJob(StgStatusCreating);  // from now on Cancel means this job
+    BankResult result = kBankCancelled;             // by one that came too late for the bank before this one
+    if (m_nKeepGoing != 0) {
+        m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
+        result = m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
+        if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
+    }
+    ExpectNoJob(phaseBefore);
     if (result == kBankBusy) m_strNotice.Format("The bank for %d is being built by another program.", nHertz);
     m_nRunResult = static_cast<int>(result);
     return result == kBankDone ? Run::Over : Run::Failed;

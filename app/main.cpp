@@ -19,8 +19,10 @@ int main(int argc, char** argv) {
     int nStatus = 0;
     {
         StgMan manager(line.strMode, line.strSource, line.strTarget);
+        GuiSetDisplayGone([&manager] { manager.Abandon(); });
         nStatus = manager.Routine();
+        GuiSetDisplayGone(nullptr);
     }
     GuiStop();
-    return nStatus;
+    return ExitCode(nStatus);
 }

@@ -1,5 +1,5 @@
-// FittingText.h - widgets of fixed width whose text gives way when it is too long: it is drawn smaller, or
-// shortened in the middle, and is whole in the tool tip.
+// FittingText.h - widgets of fixed width that draw a text which is too long smaller, or shortened in the
+// middle. The tool tip then shows it whole.
 #pragma once
 
 #include <QLabel>

@@ -1,5 +1,6 @@
 #include "app/qt/ManagerWindow.h"
 
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDropEvent>
@@ -25,10 +26,17 @@ QString DraggedPath(const QMimeData* pData) {
     return urls.size() == 1 ? urls.first().toLocalFile() : QString();
 }
 
+// Tells assistive programs that the window is a dialog: of a plain widget Qt says that it is a pane.
+QAccessibleInterface* DescribeWindow(const QString&, QObject* pObject) {
+    auto* const pWindow = dynamic_cast<GuiWindow*>(pObject);
+    return pWindow == nullptr ? nullptr : new QAccessibleWidget(pWindow, QAccessible::Dialog);
+}
+
 }  // namespace
 
 GuiWindow::GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwner)
     : QWidget(nullptr, kWindowFlags), m_pOwner(pOwner) {
+    QAccessible::installFactory(DescribeWindow);  // once: a second time it changes nothing
     setWindowTitle(strTitle);
     setWindowIcon(ManagerIcon());
     setFixedSize(rect.Width(), rect.Height());
@@ -62,8 +70,8 @@ void GuiWindow::Withdraw() {
     hide();
 }
 
-// Places are fixed, so a large font gives way: one size for the whole window, the largest up to the desktop's
-// at which no text that stands in it is cut.
+// The controls have fixed sizes, so a large font is made smaller: one size for the whole window, the largest
+// up to the desktop's at which no control cuts its text.
 void GuiWindow::FitFonts() {
     QFont font = QApplication::font();
     qreal nPoints = QFontInfo(font).pointSizeF();
@@ -77,7 +85,7 @@ void GuiWindow::FitFonts() {
     setFont(font);
 }
 
-// The desktop's font is no change of this widget: changeEvent would not hear of it.
+// A change of the desktop's font does not reach changeEvent.
 bool GuiWindow::event(QEvent* pEvent) {
     const bool bHandled = QWidget::event(pEvent);
     if (pEvent->type() == QEvent::ApplicationFontChange || pEvent->type() == QEvent::StyleChange) FitFonts();
@@ -107,7 +115,7 @@ void GuiWindow::keyPressEvent(QKeyEvent* pEvent) {
     switch (pEvent->key()) {
         case Qt::Key_Return:
         case Qt::Key_Enter:
-            if (m_pEnter != nullptr && m_pEnter->isVisible() && !pEvent->isAutoRepeat()) m_pEnter->click();
+            if (!pEvent->isAutoRepeat()) PressEnterButton();
             break;
         case Qt::Key_Escape:
             if (m_pEscape != nullptr && m_pEscape->isVisible() && m_pEscape->isEnabled())
@@ -117,6 +125,12 @@ void GuiWindow::keyPressEvent(QKeyEvent* pEvent) {
             break;
         default: QWidget::keyPressEvent(pEvent);
     }
+}
+
+void GuiWindow::PressEnterButton() {
+    auto* const pFocused = dynamic_cast<QPushButton*>(focusWidget());
+    QPushButton* const pButton = pFocused != nullptr ? pFocused : m_pEnter;
+    if (pButton != nullptr && pButton->isVisible()) pButton->click();
 }
 
 void GuiWindow::SendControlEvent(int nControl, int nValue) {

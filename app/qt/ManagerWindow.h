@@ -38,6 +38,7 @@ protected:
 private:
     void Tick();
     void FitFonts();
+    void PressEnterButton();
     bool MayDrop(const QString& strPath) const;
 
     IGuiOwner* m_pOwner;

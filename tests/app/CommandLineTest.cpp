@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "app/CommandLine.h"
+#include "tests/support/TempDir.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -19,6 +21,9 @@ void ExpectLine(const char* pszMode, const char* pszSource, const char* pszTarge
     EXPECT_STREQ(pszSource, line.strSource);
     EXPECT_STREQ(pszTarget, line.strTarget);
 }
+
+// The path of a file or folder of the folder this test was started in.
+std::string Here(const char* pszName) { return std::filesystem::current_path().string() + "/" + pszName; }
 
 TEST(CommandLineTest, ArgumentsAreModeSourceAndTarget) {
     ExpectLine("", "", "", Read({}));
@@ -40,14 +45,32 @@ TEST(CommandLineTest, ALaunchersMarkInTheFirstArgumentDropsAll) {
 }
 
 TEST(CommandLineTest, ElsewhereAndOtherwiseSpeltTheMarkIsAText) {
-    ExpectLine("install", "-psn_0", "-psn", Read({"install", "-psn_0", "-psn"}));
+    ExpectLine("install", Here("-psn_0").c_str(), Here("-psn").c_str(), Read({"install", "-psn_0", "-psn"}));
     ExpectLine("-PSN_0", "/a", "", Read({"-PSN_0", "/a"}));
     ExpectLine("-ps", "", "", Read({"-ps"}));
 }
 
 TEST(CommandLineTest, PathsAreUnifiedAndTheModeWordIsUntouched) {
-    ExpectLine("Create\\48000", "C:/banks/a.kvs", "\\\\host/banks/",
-               Read({"Create\\48000", "C:\\banks\\a.kvs", "\\\\host\\banks\\"}));
+    ExpectLine("Create\\48000", "/banks/a.kvs", "//host/banks/",
+               Read({"Create\\48000", "\\banks\\a.kvs", "/\\host\\banks\\"}));
+}
+
+TEST(CommandLineTest, RelativePathsAreMadeAbsoluteAndTheModeWordIsNot) {
+    ExpectLine("a", Here("b.kvs").c_str(), Here("../banks/").c_str(), Read({"a", "b.kvs", "..\\banks\\"}));
+    // Drives and hosts of other systems are names like any other here.
+    ExpectLine("", Here("C:/a.kvs").c_str(), Here("\\\\host/b").c_str(),
+               Read({"", "C:\\a.kvs", "\\\\host\\b"}));
+}
+
+TEST(CommandLineTest, TheFolderOfTheProcessIsTakenAsItIs) {
+    const TempDir dir;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::create_directory(dir.File("a\\b"));
+    std::filesystem::current_path(dir.File("a\\b"));
+    EXPECT_EQ(dir.File("a\\b/c/d"), Read({"", "c\\d"}).strSource.c_str());
+    std::filesystem::remove(dir.File("a\\b"));
+    EXPECT_STREQ("c/d", Read({"", "c\\d"}).strSource) << "a folder that has gone cannot be told";
+    std::filesystem::current_path(before);
 }
 
 TEST(CommandLineTest, EmptyArgumentsKeepTheirPlace) { ExpectLine("", "", "/b", Read({"", "", "/b"})); }
@@ -63,6 +86,13 @@ TEST(CommandLineTest, HelpNamesEveryModeWord) {
 }
 
 TEST(CommandLineTest, VersionIsOneLine) { EXPECT_STREQ("kvbankmgr 1.0\n", InformationFor("--version")); }
+
+// The numbers of the engine's results: 6 to 8 are those of jobs that were refused at once.
+TEST(CommandLineTest, TheExitCodeIsTheStatusButOfRefusedJobsThatOfFailedOnes) {
+    const std::vector<std::pair<int, int>> codes = {{-1, -1}, {0, 0},  {2, 2}, {3, 3},   {4, 4},   {6, 9},
+                                                    {7, 9},   {8, 10}, {9, 9}, {10, 10}, {11, 11}, {12, 12}};
+    for (const auto& [nStatus, nCode] : codes) EXPECT_EQ(nCode, ExitCode(nStatus)) << nStatus;
+}
 
 TEST(CommandLineTest, OtherWordsAskForNoInformation) {
     for (const char* pszWord :

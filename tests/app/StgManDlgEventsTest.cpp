@@ -50,6 +50,7 @@ TEST(StgManDlgEventsTest, AChosenSourceIsShownAndAnalysed) {
     EXPECT_FALSE(bench.gui.Choosers()[0].bFolder);
     EXPECT_EQ("Select source bank file:", bench.gui.Choosers()[0].strTitle);
     EXPECT_EQ("Bellwarden source banks", bench.gui.Choosers()[0].strLabel);
+    EXPECT_EQ("/old.kvs", bench.gui.Choosers()[0].strStart) << "where the present path is";
     EXPECT_STREQ("/new/b.kvs", bench.strSource);
     EXPECT_EQ((CallList{"source"}), bench.manager.calls);
     bench.gui.Tick();
@@ -64,6 +65,7 @@ TEST(StgManDlgEventsTest, AChosenTargetIsShownAndTaken) {
         ASSERT_EQ(1u, bench.gui.Choosers().size());
         EXPECT_TRUE(bench.gui.Choosers()[0].bFolder);
         EXPECT_EQ("Select banks destination folder:", bench.gui.Choosers()[0].strTitle);
+        EXPECT_EQ("/old", bench.gui.Choosers()[0].strStart) << "where the present path is";
         EXPECT_STREQ("/new", bench.strTarget);
         EXPECT_EQ((CallList{"target"}), bench.manager.calls);
         bench.manager.nStatus = StgStatusAnalysing;

@@ -20,11 +20,7 @@ TEST(StgManEndTest, ACancelledBankGoesAndTheUserIsTold) {
     StgManBench bench;
     StgMan& man = bench.Open();
     const int nStatus = bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.Select(3, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1, 3});
         bench.gui.Press(kCancelButton);
         bench.files.Release();
         bench.WaitIdle();
@@ -47,10 +43,7 @@ TEST(StgManEndTest, AfterACancelledRunTheNextOneRuns) {
     StgManBench bench;
     bench.Open();
     const int nStatus = bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1});
         bench.gui.Press(kCancelButton);
         bench.files.Release();
         bench.Settle();
@@ -132,10 +125,7 @@ TEST(StgManEndTest, WhileABankIsBuiltNothingClosesTheWindow) {
     StgManBench bench;
     bench.Open();
     bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1});
         bench.gui.Close();
         bench.gui.Press(kCloseButton);
         bench.gui.Press(kMainButton);
@@ -188,6 +178,32 @@ TEST(StgManEndTest, TheEndWaitsForABankThatIsBuilt) {
         EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
         ExpectNoBanks(bench);
     }
+}
+
+TEST(StgManEndTest, AManagerWithoutItsWindowWritesTheSettingsAndLeavesTheDesktopAlone) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    bench.RunReady([&] {
+        bench.gui.TakeCalls();
+        man.Abandon();
+        EXPECT_EQ((CallList{}), bench.gui.TakeCalls());
+        EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
+    });
+}
+
+TEST(StgManEndTest, AManagerWithoutItsWindowWaitsForTheEndOfItsJob) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    bench.RunReady([&] {
+        bench.BuildAndHold({1, 3});
+        bench.gui.Press(kCancelButton);
+        bench.gui.TakeCalls();
+        bench.files.Release();
+        man.Abandon();
+        EXPECT_EQ(StgStatusReady, man.GetStatus());
+        EXPECT_TRUE(fs::is_empty(bench.banks));
+        EXPECT_EQ((CallList{}), bench.gui.TakeCalls());
+    });
 }
 
 TEST(StgManEndTest, TheEndWaitsForAnAnalysis) {

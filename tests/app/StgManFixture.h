@@ -138,6 +138,14 @@ struct StgManBench {
     }
     void Select(int nRate, bool bOn) { gui.Press(kFirstRateBox + nRate, bOn); }
     void Apply() { gui.Press(kMainButton); }
+    // Ticks the rates and presses the main button; the first bank stands still in its middle until
+    // files.Release.
+    void BuildAndHold(const std::vector<int>& rates) {
+        for (const int nRate : rates) Select(nRate, true);
+        files.Hold(FileOp::kRead);
+        Apply();
+        files.WaitUntilOneWaits();
+    }
     // Ticks the rates, presses the main button and waits for the end of the run.
     void Build(const std::vector<int>& rates) {
         for (const int nRate : rates) Select(nRate, true);
@@ -155,11 +163,14 @@ struct StgManBench {
                                                  "Test_17700.kvn", "Test_2B110.kvn", "Test_2EE00.kvn"};
         return banks / kNames[nRate];
     }
+    fs::path PerKeyBankPath(int nRate) const { return BankPath(nRate).replace_extension(".kvr"); }
     bool HasBank(int nRate) const { return fs::exists(BankPath(nRate)); }
     // Something under a bank's name that nobody would take for an interrupted build.
-    void PutBank(int nRate) const {
+    void PutBank(int nRate) const { PutBank(BankPath(nRate)); }
+    void PutPerKeyBank(int nRate) const { PutBank(PerKeyBankPath(nRate)); }
+    void PutBank(const fs::path& file) const {
         fs::create_directories(banks);
-        WriteFile(BankPath(nRate), std::string("a bank"));
+        WriteFile(file, std::string("a bank"));
     }
     std::vector<int> Boxes() const {
         std::vector<int> values;

@@ -83,6 +83,31 @@ TEST(StgManModesTest, UninstallationRemovesEveryBankAndEnds) {
     EXPECT_TRUE(bench.gui.Alerts().empty());
 }
 
+TEST(StgManModesTest, UninstallationThatLeavesAPlainBankItShowedFails) {
+    StgManBench bench;
+    bench.PutBank(2);
+    CSDB other;
+    ASSERT_TRUE(other.Create(bench.BankPath(0).c_str(), kSdbFormatEnriched));
+    bench.Open("uninstall");
+    const int nStatus = bench.RunReady([&] {
+        bench.Apply();
+        EXPECT_TRUE(bench.gui.LoopWasQuit());
+    });
+    EXPECT_EQ(10, nStatus);
+    EXPECT_TRUE(bench.HasBank(0)) << "another program builds it";
+    EXPECT_FALSE(bench.HasBank(2));
+}
+
+TEST(StgManModesTest, UninstallationRemovesPlainBanksOnlyWhichIsNoFailure) {
+    StgManBench bench;
+    bench.PutPerKeyBank(1);
+    bench.PutBank(2);
+    bench.Open("uninstall");
+    EXPECT_EQ(0, bench.RunReady([&] { bench.Apply(); }));
+    EXPECT_TRUE(fs::exists(bench.PerKeyBankPath(1)));
+    EXPECT_FALSE(bench.HasBank(2));
+}
+
 TEST(StgManModesTest, UninstallationWithoutBanksEndsByItself) {
     StgManBench bench;
     bench.Open("uninstall");
@@ -119,6 +144,27 @@ TEST(StgManModesTest, CreationOf192000DeliberatelyStaysOpen) {
             EXPECT_FALSE(bench.gui.LoopWasQuit());
             EXPECT_TRUE(bench.Control(kTargetChooser).bEnabled);
         });
+    });
+}
+
+// The refused start is that of the user: the one that comes by itself needs a source that was analysed.
+TEST(StgManModesTest, CreationOfASourceThatCannotBeAnalysedIsRefusedOncePerPress) {
+    ExpectPassesInAFreshProcess([] {
+        StgManBench bench;
+        SourceSpec empty;
+        empty.samples.clear();
+        empty.programs.clear();
+        MakeSource(bench.strSource, empty);
+        StgMan& man = bench.Open("create48000");
+        const int nStatus = bench.RunReady([&] {
+            EXPECT_EQ((std::vector<int>{5}), bench.AlertCodes());
+            bench.Apply();
+            EXPECT_EQ((std::vector<int>{5, 2}), bench.AlertCodes());
+            EXPECT_EQ(StgStatusNone, man.GetStatus());
+            for (int i = 0; i < 3; ++i) bench.Settle();
+            EXPECT_EQ((std::vector<int>{5, 2}), bench.AlertCodes());
+        });
+        EXPECT_EQ(11, nStatus);
     });
 }
 

@@ -30,10 +30,7 @@ TEST(StgManRunTest, WhileABankIsBuiltItsProgressIsShown) {
     StgManBench bench;
     StgMan& man = bench.Open();
     bench.RunReady([&] {
-        bench.Select(1, true);
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.BuildAndHold({1});
         EXPECT_EQ(StgStatusCreating, man.GetStatus());
         EXPECT_EQ(0, man.GetBanksCreated());
         bench.gui.Tick();
@@ -47,6 +44,19 @@ TEST(StgManRunTest, WhileABankIsBuiltItsProgressIsShown) {
         bench.Settle();
     });
     EXPECT_TRUE(bench.HasBank(1));
+}
+
+// Free space is read within the last callback, when the phase is that of a job that has ended.
+TEST(StgManRunTest, TheStatusIsBusyUntilTheLastCallbackHasBeenLeft) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    std::atomic<int> nStatus{StgStatusNone};
+    bench.RunReady([&] {
+        bench.gui.WhenSpaceIsAsked([&] { nStatus = man.GetStatus(); });
+        bench.Build({1});
+        EXPECT_TRUE(IsBusy(nStatus)) << nStatus;
+        EXPECT_EQ(StgStatusReady, man.GetStatus());
+    });
 }
 
 TEST(StgManRunTest, SeveralRatesAreBuiltOneAfterTheOtherAndCountAsOneRun) {
@@ -170,7 +180,20 @@ TEST(StgManRunTest, ABankThatCannotBeStartedGivesAnAlertAtOnce) {
         EXPECT_TRUE(bench.Control(kTargetChooser).bEnabled);
         EXPECT_EQ((std::vector<int>{0, 0, 0, 0, 0, 0}), bench.Boxes());
     });
-    EXPECT_EQ(0, nStatus) << "of the jobs that were started none has failed";
+    EXPECT_EQ(8, nStatus);
+}
+
+TEST(StgManRunTest, ABankBuiltAfterARefusedOneMakesTheStatusGood) {
+    StgManBench bench;
+    bench.Open();
+    fs::create_directories(bench.BankPath(1) / "inside");
+    const int nStatus = bench.RunReady([&] {
+        bench.Build({1});
+        EXPECT_EQ((Codes{2}), bench.AlertCodes());
+        bench.Build({2});
+    });
+    EXPECT_EQ(0, nStatus);
+    EXPECT_TRUE(bench.HasBank(2));
 }
 
 // A folder with something in it lies where the second bank is to go.
@@ -333,6 +356,27 @@ TEST(StgManRunTest, ABankThatIsHeldIsNotRemovedAndTheNextRunForgetsTheNotice) {
         EXPECT_FALSE(bench.Control(kProgressText).bShown);
     });
     EXPECT_TRUE(bench.HasBank(2));
+}
+
+TEST(StgManRunTest, APerKeyBankStaysAndItIsToldWhatRemovesIt) {
+    for (const bool bPlainToo : {false, true}) {
+        StgManBench bench;
+        bench.PutPerKeyBank(1);
+        if (bPlainToo) bench.PutBank(1);
+        bench.Open();
+        const int nStatus = bench.RunReady([&] {
+            EXPECT_EQ(1, bench.Boxes()[1] != 0);
+            bench.Select(1, false);
+            bench.Apply();
+            bench.gui.Tick();
+            EXPECT_EQ("The bank for 48000 is per key: remove it with \"kvbank remove\".", bench.StatusText());
+            EXPECT_TRUE(bench.Control(kProgressText).bShown);
+            EXPECT_TRUE(bench.gui.Alerts().empty());
+        });
+        EXPECT_EQ(0, nStatus);
+        EXPECT_FALSE(bench.HasBank(1));
+        EXPECT_TRUE(fs::exists(bench.PerKeyBankPath(1)));
+    }
 }
 
 }  // namespace

@@ -102,6 +102,63 @@ TEST(StgManTest, ANamedFolderIsForgotten) {
     EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
 }
 
+// A header in place of a folder would be the end of its section.
+TEST(StgManTest, AFolderOfAnyNameIsRememberedOnceAndProposedAgain) {
+    for (const char* const pszName : {"[banks]/", "50%", "%41", "a [b] ", "line\nbreak", "] [", " %5B "}) {
+        StgManBench bench;
+        const std::string strFolder = bench.dir.File(pszName);
+        const auto Session = [&](const char* pszTarget) {
+            EXPECT_EQ(strFolder, bench.Open("", bench.strSource, pszTarget).GetTarget().c_str());
+            bench.RunReady([] {});
+            bench.pMan.reset();
+            return bench.Settings();
+        };
+        const std::string strSettings = Session(strFolder.c_str());
+        EXPECT_TRUE(fs::is_directory(strFolder)) << pszName;
+        EXPECT_EQ(2, std::count(strSettings.begin(), strSettings.end(), '\n')) << strSettings;
+        EXPECT_EQ(strSettings, Session("/another")) << pszName;
+    }
+}
+
+TEST(StgManTest, SpecialCharactersOfAFolderAreWrittenAsCodes) {
+    StgManBench bench;
+    bench.Open("", bench.strSource, bench.dir.File("[x]%/y"));
+    bench.RunReady([] {});
+    bench.pMan.reset();
+    EXPECT_EQ("[AdditionalBankPaths]\n" + bench.dir.File("%5Bx%5D%25/y") + "\n", bench.Settings());
+}
+
+TEST(StgManTest, AFolderOfOlderSettingsIsTakenAsItStands) {
+    for (const char* const pszName : {"50%", "%41", "%5b", "a[b"}) {
+        StgManBench bench;
+        const std::string strFolder = bench.dir.File(pszName);
+        bench.PutSettings("[AdditionalBankPaths]\n" + strFolder + "\n");
+        EXPECT_EQ(strFolder, bench.Open().GetTarget().c_str());
+    }
+}
+
+// Its line would be read back as two.
+TEST(StgManTest, AFolderTooLongForALineIsNotRemembered) {
+    StgManBench bench;
+    std::string strFolder = bench.dir.Path().string();
+    while (strFolder.size() < 1100) strFolder += "/" + std::string(60, 'x');
+    bench.Open("", bench.strSource, strFolder);
+    EXPECT_EQ(0, bench.RunReady([&] { bench.Build({1}); }));
+    bench.pMan.reset();
+    EXPECT_TRUE(fs::exists(strFolder + "/Test_0BB80.kvn"));
+    EXPECT_EQ("[AdditionalBankPaths]\n", bench.Settings());
+    EXPECT_EQ(bench.banks.string(), bench.Open().GetTarget().c_str());
+}
+
+TEST(StgManTest, ANamedFolderWithSpecialCharactersIsForgottenToo) {
+    StgManBench bench;
+    bench.PutSettings("[AdditionalBankPaths]\n/%5Bgone%5D\n" + bench.banks.string() + "\n");
+    bench.Open();
+    bench.RunReady([&] { EXPECT_TRUE(bench.pMan->SetTargetPath("/[gone]")); });
+    bench.pMan.reset();
+    EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
+}
+
 TEST(StgManTest, SettingsThatCannotBeOpenedAreDoneWithout) {
     StgManBench bench;
     fs::create_directories(bench.settings);
@@ -168,12 +225,18 @@ TEST(StgManTest, AnAnalysisShowsItsStepsAndCannotBeCancelledByButton) {
 }
 
 TEST(StgManTest, ARefusedSourceGivesAnAlertAtOnceAndTheWindowStays) {
-    for (const char* pszName : {"bad.kvs", "missing.kvs", "folder"}) {
+    constexpr int kNotOpened = 7, kNoSource = 6;
+    const std::vector<std::pair<const char*, int>> sources = {{"bad.kvs", kNotOpened},
+                                                              {"empty.kvs", kNotOpened},
+                                                              {"missing.kvs", kNotOpened},
+                                                              {"folder", kNoSource}};
+    for (const auto& [pszName, nExpected] : sources) {
         StgManBench bench;
         WriteFile(bench.dir.File("bad.kvs"), std::string("no database at all"));
+        WriteFile(bench.dir.File("empty.kvs"), std::string());
         fs::create_directory(bench.dir.File("folder"));
         StgMan& man = bench.Open("", bench.dir.File(pszName), bench.banks.string());
-        const int nStatus = bench.Run([&] {
+        const int nStatus = bench.Run([&, pszName = pszName] {
             EXPECT_EQ((Codes{5}), bench.AlertCodes()) << pszName;
             EXPECT_EQ(kAlertStop, bench.gui.Alerts()[0].nType);
             EXPECT_EQ(StgStatusNone, man.GetStatus());
@@ -182,7 +245,7 @@ TEST(StgManTest, ARefusedSourceGivesAnAlertAtOnceAndTheWindowStays) {
             EXPECT_FALSE(bench.Control(kMainButton).bEnabled);
             EXPECT_TRUE(bench.Control(kSourceChooser).bEnabled);
         });
-        EXPECT_EQ(0, nStatus);
+        EXPECT_EQ(nExpected, nStatus) << pszName;
         EXPECT_TRUE(bench.gui.LoopHasRun());
     }
 }
@@ -190,7 +253,7 @@ TEST(StgManTest, ARefusedSourceGivesAnAlertAtOnceAndTheWindowStays) {
 TEST(StgManTest, ASoundSourceChosenAfterARefusedOneIsAnalysed) {
     StgManBench bench;
     bench.Open("", bench.dir.File("missing.kvs"), bench.banks.string());
-    bench.Run([&] {
+    const int nStatus = bench.Run([&] {
         bench.gui.ChooseNext(bench.strSource);
         bench.gui.Press(kSourceChooser);
         bench.Settle();
@@ -198,6 +261,7 @@ TEST(StgManTest, ASoundSourceChosenAfterARefusedOneIsAnalysed) {
         EXPECT_TRUE(bench.Control(kFirstRateBox + 1).bEnabled);
         bench.Build({1});
     });
+    EXPECT_EQ(0, nStatus) << "the later jobs went well";
     EXPECT_TRUE(bench.HasBank(1));
     EXPECT_EQ((Codes{5}), bench.AlertCodes());
 }

@@ -91,7 +91,9 @@ TEST_F(ManagerModeTest, EscapeCancelsABuild) {
 
 // One is no bank at all; the other opens as one, and there is nothing in it.
 TEST_F(ManagerModeTest, ABrokenSourceIsRefused) {
-    for (const std::string& strContent : {std::string("no bank"), "QXDB" + std::string(16, '\1')}) {
+    const std::vector<std::pair<std::string, int>> sources = {{"no bank", 9},
+                                                              {"QXDB" + std::string(16, '\1'), 11}};
+    for (const auto& [strContent, nCode] : sources) {
         const std::string strBroken = m_user.File("Broken.kvs");
         WriteFile(strBroken, strContent);
         ManagerOnScreen manager(m_user, kManager, {"manager", strBroken, m_user.BanksFolder()});
@@ -100,9 +102,23 @@ TEST_F(ManagerModeTest, ABrokenSourceIsRefused) {
         ASSERT_TRUE(manager.WaitForEnabled(kCloseButton));
         EXPECT_FALSE(manager.IsButtonEnabled(kMainButton));
         manager.Press(kCloseButton);
-        manager.Process().Wait();
-        EXPECT_TRUE(manager.Process().HasEnded());
+        EXPECT_EQ(nCode, manager.Process().Wait());
     }
+}
+
+// From the main button the focus goes on to "Close".
+TEST_F(ManagerModeTest, EnterOnCloseClosesAndBuildsNothing) {
+    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.Source(), m_user.BanksFolder()});
+    ASSERT_TRUE(manager.HasWindow());
+    ASSERT_TRUE(manager.WaitUntilReady());
+    manager.PressBox(5);
+    ASSERT_TRUE(manager.WaitForTicks({5}));
+    ASSERT_TRUE(manager.WaitForEnabled(kMainButton));
+    manager.Key("Tab");
+    manager.Key("Tab");
+    manager.Key("Return");
+    EXPECT_EQ(0, manager.Process().Wait());
+    EXPECT_THAT(m_user.FilesInBanksFolder(), IsEmpty());
 }
 
 TEST_F(ManagerModeTest, ASourceIsChosenInTheFileChooser) {
@@ -112,14 +128,14 @@ TEST_F(ManagerModeTest, ASourceIsChosenInTheFileChooser) {
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
     manager.Press(kSourceChooser);
-    const XWindow chooser = m_user.Screen().WaitFor("Select source bank file:");
+    const XWindow chooser = manager.WaitForWindow("Select source bank file:");
     ASSERT_NE(0u, chooser);
     m_user.Screen().Focus(chooser);
     m_user.Screen().Type(strBroken);
     m_user.Screen().Key("Return");
     ASSERT_TRUE(manager.AnswerAlert("Select source.", "Return"));
     manager.Close();
-    EXPECT_EQ(0, manager.Process().Wait());
+    EXPECT_EQ(9, manager.Process().Wait());
 }
 
 TEST_F(ManagerModeTest, AFolderIsChosenInTheFolderChooserAndRemembered) {
@@ -129,7 +145,7 @@ TEST_F(ManagerModeTest, AFolderIsChosenInTheFolderChooserAndRemembered) {
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
     manager.Press(kTargetChooser);
-    const XWindow chooser = m_user.Screen().WaitFor("Select banks destination folder:");
+    const XWindow chooser = manager.WaitForWindow("Select banks destination folder:");
     ASSERT_NE(0u, chooser);
     m_user.Screen().Focus(chooser);
     m_user.Screen().Type(strOther);

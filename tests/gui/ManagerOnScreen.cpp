@@ -76,8 +76,14 @@ ManagerOnScreen::ManagerOnScreen(UserOnScreen& user, GuiType mode, const std::ve
     : m_screen(user.Screen()),
       m_places(LayOutDialog(mode)),
       m_process(Joined({KV_KVBANKMGR}, arguments), Joined(user.Environment(), variables)),
-      m_window(m_screen.WaitFor(WindowTitle(mode))) {
-    WaitUntil([&] { return m_process.HasEnded() || m_screen.IsDrawn(m_window); });
+      m_window(WaitForWindow(WindowTitle(mode))) {
+    if (HasWindow()) WaitWhileRunning([this] { return m_screen.IsDrawn(m_window); });
+}
+
+XWindow ManagerOnScreen::WaitForWindow(const std::string& strTitle) {
+    XWindow window = 0;
+    WaitWhileRunning([&] { return (window = m_screen.Find(strTitle)) != 0; });
+    return window;
 }
 
 void ManagerOnScreen::Press(int nControl) {
@@ -116,7 +122,7 @@ bool ManagerOnScreen::IsButtonEnabled(int nControl) {
 
 // The 44100 box is hidden, but for uninstallation.
 bool ManagerOnScreen::WaitForTicks(const std::vector<int>& rates) {
-    return WaitUntil([&] {
+    return WaitWhileRunning([&] {
         for (int i = 1; i < kRateCount; ++i)
             if (IsTicked(i) != (std::find(rates.begin(), rates.end(), i) != rates.end())) return false;
         return true;
@@ -124,26 +130,26 @@ bool ManagerOnScreen::WaitForTicks(const std::vector<int>& rates) {
 }
 
 bool ManagerOnScreen::WaitForProgress() {
-    return WaitUntil([this] { return m_screen.ColouredPoints(m_window, Place(kProgressBar)) > 0; });
+    return WaitWhileRunning([this] { return m_screen.ColouredPoints(m_window, Place(kProgressBar)) > 0; });
 }
 
 bool ManagerOnScreen::WaitForEndOfProgress() {
-    return WaitUntil([this] { return !IsShown(kProgressBar) && !IsShown(kCancelButton); });
+    return WaitWhileRunning([this] { return !IsShown(kProgressBar) && !IsShown(kCancelButton); });
 }
 
 bool ManagerOnScreen::WaitForEndOfRun() {
-    return WaitUntil([this] { return !IsButtonEnabled(kMainButton); }) && WaitUntilReady();
+    return WaitWhileRunning([this] { return !IsButtonEnabled(kMainButton); }) && WaitUntilReady();
 }
 
 bool ManagerOnScreen::WaitForEnabled(int nControl) {
-    return WaitUntil([&] { return IsButtonEnabled(nControl); });
+    return WaitWhileRunning([&] { return IsButtonEnabled(nControl); });
 }
 
 // The boxes are disabled until the banks are known.
 bool ManagerOnScreen::WaitUntilReady() {
     Rect text = Place(kLastRateBox);
     text.left += kIndicatorWidth;
-    return WaitUntil([&] {
+    return WaitWhileRunning([&] {
         return m_screen.InkPoints(m_window, text) > kInkPointsOfAText && IsButtonEnabled(kCloseButton);
     });
 }
@@ -151,10 +157,9 @@ bool ManagerOnScreen::WaitUntilReady() {
 // Without a window manager the window below may take the keyboard while the alert comes up; so the key is
 // pressed again while the alert stays.
 bool ManagerOnScreen::AnswerAlert(const std::string& strTitle, const char* pszKey) {
-    XWindow alert = 0;
-    WaitUntil([&] { return m_process.HasEnded() || (alert = m_screen.Find(strTitle)) != 0; });
+    const XWindow alert = WaitForWindow(strTitle);
     if (alert == 0) return false;
-    return WaitUntil([&] {
+    return WaitWhileRunning([&] {
         m_screen.Focus(alert);
         m_screen.Key(pszKey);
         for (int i = 0; i < 30; ++i, PauseBetweenLooks())

@@ -7,6 +7,7 @@
 
 #include "tests/gui/XScreen.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Kestrova::Test {
 
@@ -37,7 +38,8 @@ private:
     std::string m_strBigSource;
 };
 
-// The running program with its window.
+// The running program with its window. What is waited for does not come from a program that has ended: every
+// wait then ends at once.
 class ManagerOnScreen {
 public:
     // Starts it with these arguments, and variables ("NAME=value") beside the user's, and waits for the
@@ -48,6 +50,9 @@ public:
     bool HasWindow() const { return m_window != 0; }
     ChildProcess& Process() { return m_process; }
     XWindow Window() const { return m_window; }
+
+    // A further window of the program, a chooser or an alert, by its title; 0 when it does not come.
+    XWindow WaitForWindow(const std::string& strTitle);
 
     void Press(int nControl);
     void PressBox(int nRate) { Press(kFirstRateBox + nRate); }
@@ -71,6 +76,12 @@ public:
     bool AnswerAlert(const std::string& strTitle, const char* pszKey);
 
 private:
+    // False when the program ends first, or patience.
+    template <class TCondition>
+    bool WaitWhileRunning(TCondition condition) {
+        bool bTrue = false;
+        return WaitUntil([&] { return (bTrue = condition()) || m_process.HasEnded(); }) && bTrue;
+    }
     Rect Place(int nControl) const { return m_places[static_cast<size_t>(nControl)]; }
 
     XScreen& m_screen;

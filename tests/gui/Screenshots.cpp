@@ -90,7 +90,7 @@ private:
         std::ofstream(m_user.File("Broken.kvs")) << "no bank";
         ManagerOnScreen manager(m_user, kManager,
                                 {"manager", m_user.File("Broken.kvs"), m_user.BanksFolder()}, Desktop());
-        const XWindow alert = m_user.Screen().WaitFor("Select source.");
+        const XWindow alert = manager.WaitForWindow("Select source.");
         return alert != 0 && manager.WaitForEnabled(kCloseButton) && Take(alert, "alert", "source");
     }
 

@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "tests/support/WaitUntil.h"
+
 namespace Kestrova::Test {
 namespace {
 
@@ -47,8 +49,12 @@ XScreen::XScreen() {
     if (m_pDisplay == nullptr) throw std::runtime_error("no X server at " + m_strName);
 }
 
-XScreen::~XScreen() {
+XScreen::~XScreen() { End(); }
+
+void XScreen::End() {
     if (m_pDisplay != nullptr) XCloseDisplay(m_pDisplay);
+    m_pDisplay = nullptr;
+    m_pServer.reset();
 }
 
 XWindow XScreen::FindBelow(XWindow window, const std::string& strTitle) {
@@ -69,12 +75,6 @@ XWindow XScreen::FindBelow(XWindow window, const std::string& strTitle) {
 
 XWindow XScreen::Find(const std::string& strTitle) {
     return FindBelow(DefaultRootWindow(m_pDisplay), strTitle);
-}
-
-XWindow XScreen::WaitFor(const std::string& strTitle) {
-    XWindow window = 0;
-    WaitUntil([&] { return (window = Find(strTitle)) != 0; });
-    return window;
 }
 
 bool XScreen::IsShown(XWindow window) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "app/DialogTables.h"
-#include "tests/gui/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
 
 struct _XDisplay;
 
@@ -24,9 +24,10 @@ public:
     // ":N", for the DISPLAY of the programs that are to show themselves here.
     const std::string& Name() const { return m_strName; }
 
-    // The window on the screen with this title, waiting for it; 0 when it does not come.
-    XWindow WaitFor(const std::string& strTitle);
-    // The same without waiting.
+    // Ends the X server, as a session does that goes down. Nothing else may be asked of this object then.
+    void End();
+
+    // The window on the screen with this title now; 0 when there is none.
     XWindow Find(const std::string& strTitle);
     bool IsShown(XWindow window);
     bool WaitForEnd(XWindow window);

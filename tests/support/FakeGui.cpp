@@ -155,6 +155,7 @@ int FakeGui::Choose(const FakeChooser& chooser, String& strPath) {
 }
 
 int FakeGui::FreeSpace(const char* pszPath) {
+    if (m_whenSpaceIsAsked) m_whenSpaceIsAsked();
     const std::lock_guard guard(m_lock);
     m_strSpacePath = pszPath;
     return m_nFreeSpace;

@@ -77,6 +77,8 @@ public:
     // Runs once, when the window is hidden.
     void WhenHidden(std::function<void()> action) { m_whenHidden = std::move(action); }
     void SetFreeSpace(int nMegabytes) { m_nFreeSpace = nMegabytes; }
+    // Runs whenever free space is asked for, on the thread that asks. Set while no job runs.
+    void WhenSpaceIsAsked(std::function<void()> action) { m_whenSpaceIsAsked = std::move(action); }
     // What GuiRunLoop runs; without it, ticks until the loop is quit, with the other action between them.
     void SetLoop(std::function<void()> loop) { m_loop = std::move(loop); }
     void SetBetweenTicks(std::function<void()> action) { m_betweenTicks = std::move(action); }
@@ -125,7 +127,7 @@ private:
     std::vector<FakeChooser> m_choosers;
     std::deque<int> m_answers;
     std::deque<std::string> m_choices;
-    std::function<void()> m_whileAsking, m_whenHidden, m_loop, m_betweenTicks;
+    std::function<void()> m_whileAsking, m_whenHidden, m_whenSpaceIsAsked, m_loop, m_betweenTicks;
     bool m_bFailWindows = false;
     bool m_bLoopHasRun = false;
     int m_nQuits = 0;

@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "shared/System/kvString.h"
-#include "tests/app/qt/ProgramRun.h"
 #include "tests/app/qt/WindowFixture.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/OwnExecutable.h"
 #include "tests/support/TempDir.h"
 
@@ -126,13 +126,11 @@ TEST(LocaleTest, TheUsersLanguageChangesNothing) {
     for (const std::string strLanguage : {"de_DE.UTF-8", "tr_TR.UTF-8", "fr_FR.ISO-8859-1"}) {
         const size_t nPoint = strLanguage.find('.');
         // Without it, and without an installed one, the language is the plain one.
-        RunCommand("localedef -i " + strLanguage.substr(0, nPoint) + " -f " + strLanguage.substr(nPoint + 1) +
-                       " " + dir.File(strLanguage),
-                   dir);
+        RunProgram({"localedef", "-i", strLanguage.substr(0, nPoint), "-f", strLanguage.substr(nPoint + 1),
+                    dir.File(strLanguage)});
         const ProgramRun run =
-            RunCommand("env LOCPATH=" + dir.Path().string() + " LC_ALL=" + strLanguage + " '" +
-                           OwnExecutable() + "' --gtest_filter=LocaleTest.TheLanguageIsThePlainOne",
-                       dir);
+            RunProgram({OwnExecutable(), "--gtest_filter=LocaleTest.TheLanguageIsThePlainOne"},
+                       {"LOCPATH=" + dir.Path().string(), "LC_ALL=" + strLanguage});
         EXPECT_EQ(0, run.nStatus) << run.strOut << run.strErr;
         EXPECT_NE(std::string::npos, run.strOut.find("[  PASSED  ] 1 test.")) << run.strOut;
     }

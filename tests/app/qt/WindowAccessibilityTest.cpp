@@ -17,6 +17,13 @@ protected:
     std::string NameOf(int nControl) { return Spoken(nControl).text(QAccessible::Name).toStdString(); }
 };
 
+TEST_F(AccessibilityTest, TheWindowIsADialogWithItsTitleForAName) {
+    Open(kUninstall);
+    QAccessibleInterface& window = *QAccessible::queryAccessibleInterface(&Window());
+    EXPECT_EQ(QAccessible::Dialog, window.role());
+    EXPECT_EQ(QString("Calderine Bank Manager Uninstaller"), window.text(QAccessible::Name));
+}
+
 // A label without a text is no content.
 TEST_F(AccessibilityTest, EveryControlThatIsShownHasAName) {
     for (const GuiType mode : kModes) {

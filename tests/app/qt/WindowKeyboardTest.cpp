@@ -31,6 +31,18 @@ protected:
     void PressEverywhere(Qt::Key key, TExpect expect) {
         std::vector<int> places = StepsOf(Qt::Key_Tab);
         places.push_back(-1);
+        PressIn(places, key, expect);
+    }
+    // The same but for the buttons beside the main one, which Enter presses themselves.
+    template <class TExpect>
+    void PressBesideOtherButtons(Qt::Key key, TExpect expect) {
+        std::vector<int> places = {-1};
+        for (const int i : StepsOf(Qt::Key_Tab))
+            if (i == kMainButton || GuiCtrlTypes[static_cast<size_t>(i)] != kPushButton) places.push_back(i);
+        PressIn(places, key, expect);
+    }
+    template <class TExpect>
+    void PressIn(const std::vector<int>& places, Qt::Key key, TExpect expect) {
         for (const int i : places) {
             (i < 0 ? Window() : Control(i)).setFocus();
             ASSERT_EQ(i, FocusedControl());
@@ -135,16 +147,26 @@ TEST_F(WindowKeyboardTest, TheMainButtonOfEveryModeHasALetter) {
     }
 }
 
-TEST_F(WindowKeyboardTest, EnterPressesTheMainButtonWhereverTheKeyboardIs) {
+TEST_F(WindowKeyboardTest, EnterPressesTheMainButtonUnlessAnotherButtonHasTheKeyboard) {
     Open(kManager);
     ListNoBanks();
     Tick96000();
     size_t nCalls = 0;
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
-        PressEverywhere(key,
-                        [&](int i) { EXPECT_EQ(++nCalls, m_manager.calls.size()) << "in control " << i; });
+        PressBesideOtherButtons(
+            key, [&](int i) { EXPECT_EQ(++nCalls, m_manager.calls.size()) << "in control " << i; });
     }
     EXPECT_EQ(std::vector<std::string>(nCalls, "process"), m_manager.calls);
+}
+
+TEST_F(WindowKeyboardTest, EnterOnCloseEndsTheLoopAndStartsNothing) {
+    Open(kManager);
+    ListNoBanks();
+    Tick96000();
+    Control(kCloseButton).setFocus();
+    QTimer::singleShot(0, qApp, [this] { Press(Qt::Key_Return); });
+    Dialog().ModalDialog();
+    EXPECT_TRUE(m_manager.calls.empty());
 }
 
 TEST_F(WindowKeyboardTest, AnEnterKeyHeldDownPressesOnce) {
@@ -161,7 +183,7 @@ TEST_F(WindowKeyboardTest, AnEnterKeyHeldDownPressesOnce) {
 TEST_F(WindowKeyboardTest, EnterDoesNothingWhileTheMainButtonIsDisabled) {
     Open(kManager);
     ListNoBanks();
-    PressEverywhere(Qt::Key_Return, [](int) {});
+    PressBesideOtherButtons(Qt::Key_Return, [](int) {});
     EXPECT_TRUE(m_manager.calls.empty());
     EXPECT_TRUE(Window().isVisible());
 }
@@ -209,20 +231,58 @@ TEST_F(WindowKeyboardTest, AControlThatIsDisabledWithoutTheKeyboardLeavesItWhere
     EXPECT_EQ(kTargetPath, FocusedControl());
 }
 
-// With an owner that only listens, to see that the window asks to close.
-class EscapeTest : public WindowTest {
+// With an owner that only listens, to see what the keys press and that the window asks to close.
+class KeyButtonsTest : public WindowTest {
 protected:
-    EscapeTest() {
+    KeyButtonsTest() {
         GuiSetKeyControls(m_window, m_enter, m_escape);
         Show();
-        m_owner.events.clear();
     }
-    std::vector<SeenEvent> EventsOfEscape() {
+    std::vector<SeenEvent> EventsOf(Qt::Key key, GuiControlRef focused = nullptr) {
         m_owner.events.clear();
-        QTest::keyClick(m_window, Qt::Key_Escape);
+        QWidget& receiver = focused == nullptr ? *m_window : focused->Widget();
+        receiver.setFocus();
+        QTest::keyClick(&receiver, key);
         return m_owner.events;
     }
     const GuiControlRef m_enter = Make(kPushButton, "Apply", 21), m_escape = Make(kPushButton, "Cancel", 20);
+};
+
+class EnterTest : public KeyButtonsTest {
+protected:
+    GuiControlRef MakeShown(int nKind, const char* pszTitle, int nControl) {
+        const GuiControlRef control = Make(nKind, pszTitle, nControl);
+        GuiShowControl(control, 1);
+        return control;
+    }
+};
+
+TEST_F(EnterTest, PressesTheButtonThatHasTheKeyboard) {
+    const GuiControlRef chooser = MakeShown(kPushButton, "...", 2);
+    const GuiControlRef close = MakeShown(kPushButton, "Close", 22);
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+        EXPECT_EQ(std::vector<SeenEvent>{ControlEvent(2, 0)}, EventsOf(key, chooser));
+        EXPECT_EQ(std::vector<SeenEvent>{ControlEvent(22, 0)}, EventsOf(key, close));
+        EXPECT_EQ(std::vector<SeenEvent>{ControlEvent(20, 0)}, EventsOf(key, m_escape));
+        EXPECT_EQ(std::vector<SeenEvent>{ControlEvent(21, 0)}, EventsOf(key, m_enter));
+    }
+}
+
+TEST_F(EnterTest, PressesTheMainButtonWhereNoButtonHasTheKeyboard) {
+    const GuiControlRef box = MakeShown(kCheckBox, "48000", 8);
+    const GuiControlRef path = MakeShown(kReadOnlyEdit, "/banks", 4);
+    for (const GuiControlRef focused : {GuiControlRef{}, box, path})
+        EXPECT_EQ(std::vector<SeenEvent>{ControlEvent(21, 0)}, EventsOf(Qt::Key_Return, focused));
+}
+
+TEST_F(EnterTest, DoesNotPressAHiddenButton) {
+    GuiShowControl(m_enter, 0);
+    EXPECT_TRUE(EventsOf(Qt::Key_Return).empty());
+}
+
+class EscapeTest : public KeyButtonsTest {
+protected:
+    std::vector<SeenEvent> EventsOfEscape() { return EventsOf(Qt::Key_Escape); }
 };
 
 TEST_F(EscapeTest, PressesCancelWhileItIsShownAndEnabled) {
@@ -243,15 +303,7 @@ TEST_F(EscapeTest, AsksToCloseWhileCancelIsDisabled) {
 TEST_F(EscapeTest, AsksToCloseWithoutKeyControls) {
     GuiSetKeyControls(m_window, nullptr, nullptr);
     EXPECT_EQ(std::vector<SeenEvent>{WindowEvent(kGuiWindowClose)}, EventsOfEscape());
-    m_owner.events.clear();
-    QTest::keyClick(m_window, Qt::Key_Return);
-    EXPECT_TRUE(m_owner.events.empty());
-}
-
-TEST_F(EscapeTest, EnterDoesNotPressAHiddenButton) {
-    GuiShowControl(m_enter, 0);
-    QTest::keyClick(m_window, Qt::Key_Return);
-    EXPECT_TRUE(m_owner.events.empty());
+    EXPECT_TRUE(EventsOf(Qt::Key_Return).empty());
 }
 
 TEST_F(EscapeTest, ControlsThatAreNoButtonsArePressedByNoKey) {

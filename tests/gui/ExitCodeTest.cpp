@@ -1,0 +1,63 @@
+// What an installer learns from the exit code when something was refused at once.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "tests/gui/ManagerOnScreen.h"
+
+namespace Kestrova::Test {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr int kSourceUnreadable = 9, kBankUnwritable = 10;
+
+class ExitCodeTest : public testing::Test {
+protected:
+    ExitCodeTest() {
+        WriteFile(m_user.File("Empty.kvs"), std::string());
+        WriteFile(m_user.File("Random.kvs"), std::string("\x9d\x03\xf1\x5c\x77", 5));
+        WriteFile(m_user.File("file"), std::string("no folder"));
+    }
+    // Reads the alert, closes the window; the exit code.
+    static int LeaveAfter(ManagerOnScreen& manager, const char* pszAlert) {
+        EXPECT_TRUE(manager.AnswerAlert(pszAlert, "Return"));
+        manager.Close();
+        return manager.Process().Wait();
+    }
+
+    UserOnScreen m_user;
+};
+
+TEST_F(ExitCodeTest, ASourceThatCannotBeReadGives9) {
+    for (const char* const pszName : {"Missing.kvs", "Empty.kvs", "Random.kvs", "NoSuffix"}) {
+        ManagerOnScreen manager(m_user, kCreate, {"create44100", m_user.File(pszName), m_user.BanksFolder()});
+        ASSERT_TRUE(manager.HasWindow());
+        EXPECT_EQ(kSourceUnreadable, LeaveAfter(manager, "Select source.")) << pszName;
+    }
+}
+
+TEST_F(ExitCodeTest, AFolderThatCannotBeMadeGives10) {
+    ManagerOnScreen manager(m_user, kCreate, {"create44100", m_user.Source(), m_user.File("file/banks")});
+    ASSERT_TRUE(manager.HasWindow());
+    EXPECT_EQ(kBankUnwritable, LeaveAfter(manager, "Bank(s) creation failed."));
+}
+
+TEST_F(ExitCodeTest, UninstallationThatLeavesABankGives10) {
+    ASSERT_EQ(0, UserOnScreen::RunKvBank(
+                     {"build", "-q", m_user.Source(), "-d", m_user.BanksFolder(), "-r", "44100,48000"}));
+    const int nHeld = open(m_user.BankOf(m_user.Source(), 44100).c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(0, flock(nHeld, LOCK_EX)) << "as a program that builds this bank";
+    ManagerOnScreen manager(m_user, kUninstall, {"uninstall", m_user.Source(), m_user.BanksFolder()});
+    ASSERT_TRUE(manager.HasWindow());
+    ASSERT_TRUE(manager.WaitForEnabled(kMainButton));
+    manager.Press(kMainButton);
+    EXPECT_EQ(kBankUnwritable, manager.Process().Wait());
+    EXPECT_THAT(m_user.FilesInBanksFolder(), ElementsAre("Demo_0AC44.kvn"));
+    close(nHeld);
+}
+
+}  // namespace
+}  // namespace Kestrova::Test
