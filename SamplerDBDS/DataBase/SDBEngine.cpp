@@ -94,7 +94,7 @@ bool CSDB::NoMemory() {
     return false;
 }
 
-// Opened first as it is, so that a file that another holds keeps its bytes.
+// Opens an existing file before emptying it, so that a file that another holds keeps its bytes.
 bool CSDB::CreateFile() {
     m_identity.CreateDBUID(GetPath());
     if (!m_file.Open(m_strPath.c_str(), 1) && (errno != ENOENT || !m_file.Create(m_strPath.c_str())))
@@ -117,7 +117,8 @@ bool CSDB::Open(const char* pszPath, uint32_t nFormat, bool bWritable) {
     return Begin(pszPath, nFormat, [&] { return OpenFile(bWritable); });
 }
 
-// Dirty and writable only when all else is well: a file that does not open is never rolled back.
+// Sets dirty and writable last, when nothing can fail any more: a file that does not open must not be rolled
+// back.
 bool CSDB::OpenFile(bool bWritable) {
     uint32_t nFormat = 0;
     bool bDirty = false;
@@ -364,7 +365,7 @@ bool CSDB::FinishCut() {
     return true;
 }
 
-// A header listed by a wrong quick-load table can lie beyond the file, which must not grow for that.
+// A wrong quick-load table can list a header beyond the end of the file, which must not grow by being marked.
 bool CSDB::WriteState(const SDBNOTE& note, uint8_t nState) {
     unsigned long long nSize = 0;
     return m_file.GetSize(nSize) && note.PosBody() <= nSize && m_file.SeekToPos(note.posHeader) &&
@@ -445,9 +446,11 @@ bool IsUnfinished(CXFile& file, uint32_t nFormat) {
     return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();
 }
 
-// `file` is closed unless the answer is true. A file whose lock cannot be asked for may be in work.
+// `file` is closed unless the answer is true. A file whose lock cannot be asked for may be in work. Some network
+// file systems give the exclusive lock only to a stream that may write.
 bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFile& file) {
-    if (!file.Open(pszPath, 0)) return false;
+    const bool bMayWrite = lock == FileLock::kExclusive && file.Open(pszPath, 1);
+    if (!bMayWrite && !file.Open(pszPath, 0)) return false;
     if (file.TryLockFile(lock) == LockAnswer::kHeld && IsUnfinished(file, nFormat)) return true;
     file.Close();
     return false;
@@ -466,7 +469,8 @@ bool CSDB::IsInterruptedBuild(const char* pszPath, uint32_t nFormat) {
 }
 
 bool CSDB::HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
-    // The first look spares a whole database the lock that others would take for a build.
+    // Looks first with the shared lock: others would take the exclusive one for a build, so a whole bank must
+    // not get it.
     return IsInterruptedBuild(pszPath, nFormat) &&
            LockInterrupted(pszPath, nFormat, FileLock::kExclusive, file);
 }

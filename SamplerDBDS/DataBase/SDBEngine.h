@@ -20,14 +20,14 @@ namespace Kestrova {
 // version are appended, a deleted note is marked, until a commit or a roll-back settles them.
 //
 // Threads: one writer at a time. Readers may share an open database: lookups touch no file, and ReadNote
-// holds
-//          the file's stream lock over its seek and read. The engine lock (Lock, Unlock) serialises Create,
-//          Open, commits, roll-backs and Save. No other thread may use a database while it is closed.
+//          holds the file's stream lock over its seek and read. The engine lock (Lock, Unlock) serialises
+//          Create, Open, commits, roll-backs and Save. No other thread may use a database while it is closed.
 // Owner:   owns file, lock and key table. A SDBNOTE pointer from a lookup is good until the database is
 //          closed, also when its note is deleted meanwhile.
 // Errors:  false or null, nothing throws; GetFirstError tells the cause. A value that does not fit a 32-bit
-// field of the file fails. Kinds:   a format code is a 32-bit tag, kSdbFormatPlain or kSdbFormatEnriched
-// (SDBFormat.h). Types:   a type above 254 (kSdbAny) asks for every type.
+//          field of the file fails.
+// Kinds:   a format code is a 32-bit tag, kSdbFormatPlain or kSdbFormatEnriched (SDBFormat.h).
+// Types:   a type above 254 (kSdbAny) asks for every type.
 class CSDB {
 public:
     CSDB() = default;

@@ -94,8 +94,7 @@ CSDBKeyTable::QuickLoad CSDBKeyTable::ReadQuickLoad(CXFile& file, const SDBNOTE&
     return bListed ? QuickLoad::kLoaded : QuickLoad::kFailed;
 }
 
-// The table is not checked against the notes: positions follow from its sizes, and every note counts as
-// committed.
+// The table is believed: positions follow from its sizes, and every note counts as committed.
 bool CSDBKeyTable::ListQuickLoad(CXFile& file, const uint8_t* pTable, size_t nEntries) {
     SDBNOTE note;
     note.posHeader = FileHeader::kBytes;
@@ -140,7 +139,7 @@ bool CSDBKeyTable::Append(const SDBNOTE& note) {
     }
 }
 
-// Everything that can run out of memory comes before the ring, which is not taken back.
+// Everything that can run out of memory comes before the change of the ring, because Append cannot undo that.
 void CSDBKeyTable::Link(Entry& entry) {
     CSDBNoteFamily& family = FamilyOf(entry.idParent);
     uint32_t& nLastSameID = m_mapIDs.At(entry.idNote);
@@ -168,7 +167,8 @@ CSDBNoteFamily& CSDBKeyTable::FamilyOf(uint32_t idParent) {
     return m_arFamilies[nFamily];
 }
 
-// Makes the head of the ring the first live entry with this id. Each entry leaves its ring once at most.
+// Makes the first live entry with this id the head of its ring. An entry leaves its ring at most once, so all
+// calls together take linear time.
 void CSDBKeyTable::DropDeadHeads(Entry& last) {
     while (last.nNextSameID != last.nIndex && !m_arEntries[last.nNextSameID].IsLive())
         last.nNextSameID = m_arEntries[last.nNextSameID].nNextSameID;

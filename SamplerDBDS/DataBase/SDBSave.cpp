@@ -24,7 +24,7 @@ bool CSDB::CommitAndReopen() {
     return Reopen(strPath, Close(true) && bCommitted);
 }
 
-// Goes on with the file at the path, closed before, whose changes were settled or not: what failed there
+// Opens the file at the path again, or the new one. When settling the changes before it failed, that failure
 // stays the cause.
 bool CSDB::Reopen(const std::string& strPath, bool bSettled) {
     const int nError = bSettled ? 0 : GetFirstError();
@@ -54,7 +54,7 @@ bool CSDB::SaveAs(const char* pszPath) {
     return Reopen(strPath, bRolledBack);
 }
 
-// Behind the file's header, as committed notes. A note that could not be written leaves nothing behind.
+// Writes them behind the file's header, as committed notes. A note that cannot be written is cut off again.
 bool CSDB::CopyLiveNotesTo(CXFile& file) {
     unsigned long long pos = FileHeader::kBytes;
     for (const SDBNOTE* note = GetNoteByType(nullptr, kSdbAny); note != nullptr;
