@@ -364,6 +364,40 @@ void BM_MemoryStdio(benchmark::State& state) {
     });
 }
 
+// Shapes of a tree, for the key table alone: the parent and the type of note n, whose id is n.
+struct FlatShape {  // no parents, one type
+    static uint32_t Parent(uint32_t) { return kSdbNoID; }
+    static uint8_t Type(uint32_t) { return kSdbBank; }
+};
+struct TensShape {  // ten children of one type each
+    static uint32_t Parent(uint32_t n) { return n == 0 ? kSdbNoID : (n - 1) / 10; }
+    static uint8_t Type(uint32_t n) { return n <= 10 ? kSdbBank : kSdbProgram; }
+};
+struct ChainShape {  // one child each
+    static uint32_t Parent(uint32_t n) { return n == 0 ? kSdbNoID : n - 1; }
+    static uint8_t Type(uint32_t) { return kSdbBank; }
+};
+struct PairsShape {  // two children of different types each
+    static uint32_t Parent(uint32_t n) { return n == 0 ? kSdbNoID : (n - 1) / 2; }
+    static uint8_t Type(uint32_t n) { return n % 2 != 0 ? kSdbBank : kSdbProgram; }
+};
+
+template <class TShape>
+void BM_MemoryOfShape(benchmark::State& state) {
+    MeasureMemory(state, [&] {
+        auto pTable = std::make_unique<CSDBKeyTable>();
+        for (uint32_t n = 0; n < NotesOf(state); ++n) {
+            SDBNOTE note;
+            note.idNote = n;
+            note.idParent = TShape::Parent(n);
+            note.nType = TShape::Type(n);
+            if (!pTable->Append(note)) pTable.reset();
+            if (!pTable) break;
+        }
+        return pTable;
+    });
+}
+
 // --- Rows ---
 
 constexpr int64_t kLargest = 1000000;
@@ -381,6 +415,11 @@ BENCHMARK(BM_Memory<false>)->Name("Memory/scan")->Apply(Once);
 BENCHMARK(BM_MemoryStdio<false>)->Name("Memory/scan/stdio")->Apply(Once);
 BENCHMARK(BM_Memory<true>)->Name("Memory/quick_load")->Apply(Once);
 BENCHMARK(BM_MemoryStdio<true>)->Name("Memory/quick_load/stdio")->Apply(Once);
+
+BENCHMARK(BM_MemoryOfShape<FlatShape>)->Name("Memory/flat")->Apply(Once);
+BENCHMARK(BM_MemoryOfShape<TensShape>)->Name("Memory/ten_children")->Apply(Once);
+BENCHMARK(BM_MemoryOfShape<ChainShape>)->Name("Memory/chain")->Apply(Once);
+BENCHMARK(BM_MemoryOfShape<PairsShape>)->Name("Memory/pairs_of_two_types")->Apply(Once);
 
 BENCHMARK(BM_Add)->Name("Add")->Apply(ForEachSize);
 BENCHMARK(BM_AddStdio)->Name("Add/stdio")->Apply(ForEachSize);

@@ -29,7 +29,7 @@ auto Uninterrupted(TCall call) {
 int OpenFlags(FileMode mode) {
     static constexpr int kFlags[] = {O_RDONLY, O_RDWR, O_RDWR | O_CREAT | O_TRUNC};
     static_assert(std::size(kFlags) == static_cast<size_t>(FileMode::kCreate) + 1, "one row for each mode");
-    // Without O_NONBLOCK a pipe that lies where a file is expected would hold the program up for ever.
+    // Without O_NONBLOCK a pipe that lies where a file is expected would make the program wait for ever.
     return kFlags[static_cast<int>(mode)] | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 }
 
@@ -91,7 +91,7 @@ public:
     }
 };
 
-// Null stands for the system's.
+// Null: the system's environment is in force.
 std::atomic<IFileEnv*> g_pReplacement{nullptr};
 
 }  // namespace

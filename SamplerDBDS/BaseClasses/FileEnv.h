@@ -48,7 +48,7 @@ public:
     // The handle, or -1. A handle is not inherited by programs that this one starts.
     virtual int Open(const char* pszPath, FileMode mode) = 0;
 
-    // The handle is gone in any case; false says that the system could not keep what was written.
+    // The handle is closed in any case; false says that the system could not keep what was written.
     virtual bool Close(int nFile) = 0;
 
     // Move bytes at an absolute position. The result is the number of bytes moved, which may be less than

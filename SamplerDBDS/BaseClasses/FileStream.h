@@ -17,8 +17,7 @@ namespace Kestrova {
 // Threads: one at a time; CXFile holds its lock around every call.
 // Owner:   owns the file's handle.
 // Errors:  false, with the reason in errno and, for the first failure, in nFirstError. Each operation keeps
-// the
-//          contract of the one with the same name in CXFile.
+//          the contract of the one with the same name in CXFile.
 class FileStream {
 public:
     static constexpr size_t kWindowBytes = 65536;

@@ -1,6 +1,6 @@
-// StreamLock.h - the lock of one stream: recursive for the thread that holds it.
-// It behaves like flockfile, and its innermost release can also be had at once (ReleaseAll), as closing a
-// stream needs. Taking it again on the thread that holds it costs one comparison.
+// StreamLock.h - the lock of one stream, recursive for the thread that holds it.
+// It behaves like flockfile. ReleaseAll also takes back every Lock of a thread at once, as closing a stream
+// needs it. Taking the lock again on the thread that holds it costs one comparison.
 #pragma once
 
 #include <atomic>
@@ -20,19 +20,19 @@ public:
         m_nDepth = 1;
     }
 
-    // One Lock taken back; false, and nothing done, on a thread that does not hold the lock.
+    // Takes one Lock back. On a thread that does not hold the lock it does nothing and answers false.
     bool Unlock() {
         if (!IsMine()) return false;
         if (--m_nDepth == 0) Release();
         return true;
     }
 
-    // Every Lock of the calling thread taken back at once.
+    // Takes back every Lock of the calling thread.
     void ReleaseAll() {
         if (IsMine()) Release();
     }
 
-    // Only the calling thread's own Lock can make this true, so the answer never ages.
+    // Only the calling thread's own Lock and Unlock change this, so the answer stays true after the call.
     bool IsMine() const { return m_pOwner.load(std::memory_order_relaxed) == Me(); }
 
 private:

@@ -34,8 +34,8 @@ public:
     bool Open(const char* pszPath, int writable);
     // Close what is open, then make the file, or empty it, for reading and writing ("w+").
     bool Create(const char* pszPath);
-    // Writes what waits, ignoring failures, and leaves the object closed and its lock free. On another
-    // thread's lock it waits.
+    // Writes what waits, as far as possible, and leaves the object closed and its lock free. It waits while
+    // another thread has the lock.
     void Close();
     bool IsOpen() const;
 
@@ -44,8 +44,8 @@ public:
     bool Read(void* pData, unsigned long n);
     bool Write(const void* pData, unsigned long n);
 
-    // Positions are unsigned 64-bit and may lie beyond the end (a later write leaves zeros between); above
-    // 2^63 - 1 they fail. Moving costs no system call.
+    // Positions are unsigned 64-bit and may lie beyond the end (a later write leaves zeros between). Those
+    // above 2^63 - 1 fail. Moving costs no system call.
     bool SeekToPos(unsigned long long pos);
     // Relative to the current position; a delta is taken as two's complement, so it can also lead back.
     bool Skip(unsigned long long delta);
@@ -56,8 +56,8 @@ public:
     // can be cut back on a full disk.
     bool SetEOF();
 
-    // The stream's lock, as flockfile and funlockfile give it: recursive, one Unlock for each Lock. Unlock
-    // fails on a thread that does not hold it.
+    // Take and release the stream's lock, like flockfile and funlockfile: it is recursive, with one Unlock
+    // for each Lock. Unlock fails on a thread that does not hold it.
     bool Lock();
     bool Unlock();
 
@@ -106,7 +106,7 @@ public:
     // The file's length in bytes, waiting ones included; the position stays.
     bool GetSize(unsigned long long& nSize);
 
-    // The same length with device and inode, by which two paths to one file are told.
+    // The same length, with device and inode, which tell whether two paths lead to one file.
     bool GetFacts(FileFacts& facts);
 
     // Asks for the advisory lock of the file (flock), without waiting; kFailed on a closed file. The lock

@@ -9,7 +9,7 @@
 
 namespace Kestrova {
 
-// The base of the readers: something that can be destroyed.
+// The base of both readers; it can only be destroyed.
 class CXReader {
 public:
     virtual ~CXReader() = 0;
@@ -68,7 +68,7 @@ public:
 
     // A null file or size 0 gives an empty reader; a closed file is a fatal assertion, and so is memory that
     // cannot be had. Memory is taken only for bytes that the file has. The file's position is then the end of
-    // the body, of the file when that is short.
+    // the body, or of the file when that ends before.
     CXFileReadBuff(CXFile* pfile, unsigned long size);
     ~CXFileReadBuff() override;
     CXFileReadBuff(const CXFileReadBuff&) = delete;

@@ -21,7 +21,7 @@ public:
     CXLock(const CXLock&) = delete;
     CXLock& operator=(const CXLock&) = delete;
 
-    // Makes the mutex anew, destroying an old one; the created flag, 1.
+    // Makes the mutex, after destroying an old one. Always 1.
     int Create();
     // Waits for the holder, then destroys the mutex; nothing when there is none.
     void Destroy();
@@ -35,7 +35,7 @@ private:
     pthread_mutex_t m_mutex;
 };
 
-// Holds a lock for a scope. A null lock is none.
+// Holds a lock for a scope. With a null lock it does nothing.
 class CXAutoLock {
 public:
     explicit CXAutoLock(CXLock* pLock) : m_pLock(pLock) {
@@ -51,7 +51,7 @@ private:
     CXLock* m_pLock;
 };
 
-// An auto-reset event: Set wakes the waiters, the first of them to go on clears the signal.
+// An auto-reset event: Set wakes the threads that wait, and the first of them that goes on clears the signal.
 // Set, Wait and WaitFor from any thread; on an event that was not created they do nothing.
 // Create and Destroy are for the owner, while no other thread uses the event.
 class CXEvent {
@@ -61,8 +61,8 @@ public:
     CXEvent(const CXEvent&) = delete;
     CXEvent& operator=(const CXEvent&) = delete;
 
-    // Makes the event anew, not signalled, destroying an old one. 1, or 0 when there is no mutex or
-    // condition.
+    // Makes the event, not signalled, after destroying an old one. 1, or 0 when the system gives no mutex or
+    // no condition.
     int Create();
     void Destroy();
 
@@ -82,7 +82,7 @@ private:
 };
 
 // The moment up to which CXEvent::WaitFor waits, for a call at tNow (seconds of the realtime clock): whole
-// seconds of nMs are added, the milliseconds that remain become nanoseconds unscaled.
+// seconds of nMs are added; the milliseconds that remain are added as nanoseconds, unscaled.
 timespec EventDeadline(time_t tNow, int nMs);
 
 }  // namespace Kestrova

@@ -18,7 +18,7 @@ class CXThread {
 public:
     using Function = int (*)(void* pArgument);
 
-    // A registered function and how many runs of it are owed.
+    // A registered function, and how many times it still has to run.
     struct FuncElem {
         FuncElem(Function pfn, int nPending) : m_pfn(pfn), m_nPending(nPending) {}
         FuncElem(const FuncElem& other) : m_pfn(other.m_pfn), m_nPending(other.m_nPending.load()) {}
@@ -32,8 +32,9 @@ public:
     CXThread(const CXThread&) = delete;
     CXThread& operator=(const CXThread&) = delete;
 
-    // Registers a function and answers its index for Signal: 1 for the first, 2 for the second; with
-    // bRunAtStart one run is owed from the start. 0 for a null function, while running, or without memory.
+    // Registers a function and answers its index for Signal: 1 for the first, 2 for the second. With
+    // bRunAtStart it runs once when the thread starts. 0 for a null function, while running, or when memory
+    // runs out.
     int AddFunction(Function pfn, int bRunAtStart);
 
     // Starts the thread; every function will get pArgument (not owned). nPriority is clamped to -15..15.
@@ -47,7 +48,7 @@ public:
     // Whether Signal was called since the worker last woke or this was last asked: consumes the signal.
     int isSignaled() { return m_event.WaitFor(0); }
 
-    // Lets the running function end, drops the runs still owed and joins. The thread cannot be started again.
+    // Lets the running function end, drops the runs that wait and joins. The thread cannot be started again.
     void Destroy();
 
     // Copies the name; null empties it. For the owner's use: the system does not see it.

@@ -69,7 +69,7 @@ SDBNOTE GetBranchHeader(const uint8_t* pHeader) {
     return note;
 }
 
-// Deliberate: whether the body could be read is not told; it is zeros then.
+// Deliberate: whether the body could be read is not reported; one that could not is zeros.
 void PutBranchBody(uint8_t* pBody, const SDBNOTE& note, CXFile& file) {
     if (!file.ReadAtPos(note.PosBody(), pBody, note.nSize)) std::memset(pBody, 0, note.nSize);
 }
@@ -115,7 +115,7 @@ bool CSDB::InsertNotesBranch(uint32_t idParent, unsigned long& count, const uint
     return bDone;
 }
 
-// Of notes with one old id in the buffer the first stands for it.
+// Where several notes of the buffer have one old id, a parent of that id is the first of them.
 bool CSDB::InsertNotes(uint32_t idParent, unsigned long& count, const uint8_t*& cursor, uint32_t& idRoot) {
     CSDBIdMap mapNewIDs;
     idRoot = count == 0 ? idParent : kSdbNoID;

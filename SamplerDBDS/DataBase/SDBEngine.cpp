@@ -9,6 +9,7 @@
 
 #include "SamplerDBDS/BaseClasses/LogErrno.h"
 #include "SamplerDBDS/BaseClasses/XFileHold.h"
+#include "SamplerDBDS/DataBase/SDBJournal.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
 
 namespace Kestrova {
@@ -82,7 +83,7 @@ bool CSDB::NoMemory() {
     return false;
 }
 
-// Opened first as it is, so that a file that another holds keeps its bytes.
+// Opens an existing file before emptying it, so that a file that another holds keeps its bytes.
 bool CSDB::CreateFile() {
     m_identity.CreateDBUID(GetPath());
     if (!m_file.Open(m_strPath.c_str(), 1) && (errno != ENOENT || !m_file.Create(m_strPath.c_str())))
@@ -105,7 +106,8 @@ bool CSDB::Open(const char* pszPath, uint32_t nFormat, bool bWritable) {
     return Begin(pszPath, nFormat, [&] { return OpenFile(bWritable); });
 }
 
-// Dirty and writable only when all else is well: a file that does not open is never rolled back.
+// Sets dirty and writable last, when nothing can fail any more: a file that does not open must not be rolled
+// back.
 bool CSDB::OpenFile(bool bWritable) {
     uint32_t nFormat = 0;
     bool bDirty = false;
@@ -125,9 +127,26 @@ bool CSDB::Close(bool bCommit) {
     m_lock.Destroy();
     m_identity = {};
     m_strPath.clear();
-    m_bDirty = m_bWritable = m_bChanged = m_bUnprotected = false;
+    m_bDirty = m_bWritable = m_bChanged = m_bUnprotected = m_bEndMended = false;
     m_posCut = kNoCut;
     return bDone;
+}
+
+// nMode: the state bit of the notes to drop; kSdbStateDeleted commits, kSdbStateNew rolls back. Deliberate:
+// when no note has a state, the dirty flag stays set.
+bool CSDB::ProcessFile(uint8_t nMode) {
+    if (!FinishCut()) return false;
+    if (!m_bWritable || !m_bDirty) return true;
+    Lock();
+    m_bChanged = false;
+    const Settled settled =
+        nMode == kSdbStateDeleted ? CommitNotes(m_file, GetPath()) : RollBackNotes(m_file, GetPath());
+    if (settled == Settled::kAll || settled == Settled::kFailed) {
+        m_bDirty = false;
+        m_bChanged = true;
+    }
+    Unlock();
+    return settled == Settled::kAll || settled == Settled::kNothing;
 }
 
 bool CSDB::SameFile(const char* pszPath) {
@@ -154,7 +173,7 @@ void CSDB::Unlock() {
     if (bTell) m_pChangeCallback(this, m_nChangeUser);
 }
 
-// What the calling thread still holds, as a failed Save leaves it: a mutex cannot be destroyed while held.
+// Releases what the calling thread still holds, as after a failed Save: a held mutex must not be destroyed.
 void CSDB::ReleaseHolds() {
     if (m_holder != std::this_thread::get_id()) return;
     m_holder = std::thread::id();
@@ -193,7 +212,11 @@ bool CSDB::ReadBody(const SDBNOTE& note, CSDBInterpreter* interp) {
         logerrno("%s seek(%llu)", GetPath(), pos);
         return false;
     }
-    return interp->Read(&m_file, note.nSize);
+    try {
+        return interp->Read(&m_file, note.nSize);
+    } catch (const std::bad_alloc&) {
+        return NoMemory();
+    }
 }
 
 bool CSDB::ReadNote(uint32_t id, SDBNOTE* out, void** body) {
@@ -248,7 +271,7 @@ bool CSDB::ChangeNote(CSDBInterpreter* interp) {
 }
 
 bool CSDB::Add(SDBNOTE& note, const BodyWriter& writeBody) {
-    if (!m_bWritable) return false;
+    if (!m_bWritable || !PrepareAppend()) return false;
     if (note.idParent != kSdbNoID && GetNoteByID(note.idParent) == nullptr) return false;
     if (!m_keys.TakeNewID(note.idNote) || !WriteNoteAtEnd(note, writeBody)) return false;
     if (!m_keys.Append(note)) {
@@ -260,8 +283,9 @@ bool CSDB::Add(SDBNOTE& note, const BodyWriter& writeBody) {
 }
 
 bool CSDB::Change(SDBNOTE& note, const BodyWriter& writeBody) {
+    if (!m_bWritable || !PrepareAppend()) return false;
     const SDBNOTE* const old = GetNoteByID(note.idNote);
-    if (!m_bWritable || old == nullptr || !WriteNoteAtEnd(note, writeBody)) return false;
+    if (old == nullptr || !WriteNoteAtEnd(note, writeBody)) return false;
     if (!WriteState(*old, old->nState | kSdbStateDeleted)) {
         CutBack(note.posHeader);
         return false;
@@ -276,22 +300,48 @@ bool CSDB::Change(SDBNOTE& note, const BodyWriter& writeBody) {
     return true;
 }
 
-// Header and body behind the last note. On failure nothing is left of them. A body that is not as long as
-// its header says would displace every note behind it, so that is a failure too.
+// Header and body behind the last note. On failure nothing is left of them. A body that is longer or shorter
+// than its header says is a failure too, because no later note would be found.
 bool CSDB::WriteNoteAtEnd(SDBNOTE& note, const BodyWriter& writeBody) {
     unsigned long long pos = 0;
-    if (!FinishCut() || !m_file.SeekToEnd(pos)) return false;
+    if (!m_file.SeekToEnd(pos)) return false;
     note.nState = kSdbStateNew;
     note.posHeader = pos;
     const NoteHeaderBytes header = EncodeNoteHeader(note);
-    if (m_file.Write(header.data(), header.size()) && writeBody() && m_file.GetCurrentPos(pos) &&
-        pos == note.PosEnd())
-        return true;
+    try {
+        if (m_file.Write(header.data(), header.size()) && writeBody() && m_file.GetCurrentPos(pos) &&
+            pos == note.PosEnd())
+            return true;
+    } catch (const std::bad_alloc&) {
+        NoMemory();
+    }
     CutBack(note.posHeader);
     return false;
 }
 
-// Cuts off what a failed append left; a cut that fails is tried again before anything is appended or settled.
+bool CSDB::PrepareAppend() { return FinishCut() && MendEnd(); }
+
+// Makes the file end with its last whole note, before anything is appended. Stray bytes behind that note are
+// cut off, and so is a last note that is cut short and was never committed. A committed one that is cut short
+// stays, and nothing is appended: the next open would take the new note for the rest of the old body.
+// Deliberate: nothing is appended to a file that begins with a quick-load table either, because the next open
+// would list what the table has, and nothing else.
+bool CSDB::MendEnd() {
+    if (m_bEndMended) return true;
+    unsigned long long nSize = 0;
+    if (m_keys.HasTable() || !m_file.GetSize(nSize)) return false;
+    const SDBNOTE* const last = m_keys.GetCount() != 0 ? &m_keys[m_keys.GetCount() - 1] : nullptr;
+    const bool bCutShort = last != nullptr && last->PosEnd() > nSize;
+    if (bCutShort && (last->nState & kSdbStateNew) == 0) return false;
+    uint64_t posEnd = FileHeader::kBytes;
+    if (last != nullptr) posEnd = bCutShort ? last->posHeader : last->PosEnd();
+    if (posEnd != nSize && (!m_file.SeekToPos(posEnd) || !m_file.SetEOF())) return false;
+    if (bCutShort) m_keys.MarkDeleted(last);
+    m_bEndMended = true;
+    return true;
+}
+
+// Cuts off what a failed append left. A cut that fails is tried again before anything is appended or settled.
 void CSDB::CutBack(uint64_t pos) {
     m_posCut = pos;
     FinishCut();
@@ -304,7 +354,7 @@ bool CSDB::FinishCut() {
     return true;
 }
 
-// A header listed by a wrong quick-load table can lie beyond the file, which must not grow for that.
+// A wrong quick-load table can list a header beyond the end of the file, which must not grow by being marked.
 bool CSDB::WriteState(const SDBNOTE& note, uint8_t nState) {
     unsigned long long nSize = 0;
     return m_file.GetSize(nSize) && note.PosBody() <= nSize && m_file.SeekToPos(note.posHeader) &&
@@ -332,7 +382,7 @@ bool CSDB::DeleteNoteByParentID(uint32_t idParent) {
 }
 
 // Depth first without recursion, for parent chains of any depth. A deleted note still leads to its siblings;
-// each note dies once, so cycles end.
+// each note is deleted once, so a cycle of parents ends.
 bool CSDB::MarkDescendants(uint32_t idParent) {
     bool bAll = true;
     std::vector<const SDBNOTE*> arPath;
@@ -385,9 +435,11 @@ bool IsUnfinished(CXFile& file, uint32_t nFormat) {
     return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();
 }
 
-// `file` is closed unless the answer is true. A file whose lock cannot be asked for may be in work.
+// `file` is closed unless the answer is true. A file whose lock cannot be asked for may be in work. Some network
+// file systems give the exclusive lock only to a stream that may write.
 bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFile& file) {
-    if (!file.Open(pszPath, 0)) return false;
+    const bool bMayWrite = lock == FileLock::kExclusive && file.Open(pszPath, 1);
+    if (!bMayWrite && !file.Open(pszPath, 0)) return false;
     if (file.TryLockFile(lock) == LockAnswer::kHeld && IsUnfinished(file, nFormat)) return true;
     file.Close();
     return false;
@@ -406,7 +458,8 @@ bool CSDB::IsInterruptedBuild(const char* pszPath, uint32_t nFormat) {
 }
 
 bool CSDB::HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
-    // The first look spares a whole database the lock that others would take for a build.
+    // Looks first with the shared lock: others would take the exclusive one for a build, so a whole bank must
+    // not get it.
     return IsInterruptedBuild(pszPath, nFormat) &&
            LockInterrupted(pszPath, nFormat, FileLock::kExclusive, file);
 }

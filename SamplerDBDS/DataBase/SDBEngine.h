@@ -20,14 +20,14 @@ namespace Kestrova {
 // version are appended, a deleted note is marked, until a commit or a roll-back settles them.
 //
 // Threads: one writer at a time. Readers may share an open database: lookups touch no file, and ReadNote
-// holds
-//          the file's stream lock over its seek and read. The engine lock (Lock, Unlock) serialises Create,
-//          Open, commits, roll-backs and Save. No other thread may use a database while it is closed.
+//          holds the file's stream lock over its seek and read. The engine lock (Lock, Unlock) serialises
+//          Create, Open, commits, roll-backs and Save. No other thread may use a database while it is closed.
 // Owner:   owns file, lock and key table. A SDBNOTE pointer from a lookup is good until the database is
 //          closed, also when its note is deleted meanwhile.
 // Errors:  false or null, nothing throws; GetFirstError tells the cause. A value that does not fit a 32-bit
-// field of the file fails. Kinds:   a format code is a 32-bit tag, kSdbFormatPlain or kSdbFormatEnriched
-// (SDBFormat.h). Types:   a type above 254 (kSdbAny) asks for every type.
+//          field of the file fails.
+// Kinds:   a format code is a 32-bit tag, kSdbFormatPlain or kSdbFormatEnriched (SDBFormat.h).
+// Types:   a type above 254 (kSdbAny) asks for every type.
 class CSDB {
 public:
     CSDB() = default;
@@ -106,6 +106,13 @@ public:
     unsigned long GetNotesBranch(const SDBNOTE* note, uint8_t** cursor);
 
     // --- Writing; all fail on a database that is not writable.
+    //
+    // A file that an interrupted writer left may end with something that is no whole note. The first append
+    // cuts off stray bytes there, and a last note that is cut short and was never committed (no lookup finds
+    // it any more). When the last note is cut short and committed, every append fails and the file stays as
+    // it is. Every append fails, too, on a file that was opened and begins with a quick-load table, because a
+    // later open would list what the table has and miss the new note. To extend such a file delete its
+    // quick-load note and Save, which commits and reopens it.
 
     // Appends a note; its parent must be live or kSdbNoID. The note's state, id and position are set. On
     // failure the file ends where it ended before.
@@ -189,11 +196,14 @@ private:
     bool CreateFile();
     bool ProtectFile();
     bool OpenFile(bool bWritable);
+    bool ProcessFile(uint8_t nMode);
     void ReleaseHolds();
     bool ReadBody(const SDBNOTE& note, CSDBInterpreter* interp);
     bool ReadRawBody(const SDBNOTE& note, void** body);
     bool Add(SDBNOTE& note, const BodyWriter& writeBody);
     bool Change(SDBNOTE& note, const BodyWriter& writeBody);
+    bool PrepareAppend();
+    bool MendEnd();
     bool WriteNoteAtEnd(SDBNOTE& note, const BodyWriter& writeBody);
     bool WriteState(const SDBNOTE& note, uint8_t nState);
     bool MarkDeleted(const SDBNOTE* note);
@@ -202,10 +212,7 @@ private:
     bool FinishCut();
     void SetChanged();
 
-    // SDBJournal.cpp. nMode: the state bit of the notes to drop; kSdbStateDeleted commits, kSdbStateNew rolls
-    // back.
-    bool ProcessFile(uint8_t nMode);
-    bool SettleNotes(uint8_t nMode);
+    // SDBSave.cpp
     bool CommitAndReopen();
     bool Reopen(const std::string& strPath, bool bSettled);
     bool SaveAs(const char* pszPath);
@@ -231,6 +238,7 @@ private:
     bool m_bWritable = false;
     bool m_bChanged = false;
     bool m_bUnprotected = false;
+    bool m_bEndMended = false;   // the file ends with its last whole note
     uint64_t m_posCut = kNoCut;  // where the file is still to be cut back
 
     ChangeCallback m_pChangeCallback = nullptr;

@@ -13,7 +13,7 @@ namespace Kestrova {
 inline constexpr uint32_t kSdbFormatPlain = 0x42445851;     // "QXDB"
 inline constexpr uint32_t kSdbFormatEnriched = 0x55455851;  // "QXEU"
 
-// Bits of a note's state; 0 is committed. We set no other bit, files may hold them.
+// Bits of a note's state; 0 is committed. We set no other bits, but a file may hold them.
 inline constexpr uint8_t kSdbStateNew = 0x01;      // written since the last commit
 inline constexpr uint8_t kSdbStateDeleted = 0x80;  // deleted since the last commit
 
@@ -75,6 +75,14 @@ inline constexpr FieldSpan kState{0, 1}, kType{1, 1}, kId{4, 4}, kParent{8, 4}, 
     kPosition{16, 8};
 inline constexpr size_t kBytes = 28;
 }  // namespace BranchHeader
+
+// The id of a chunk or an item; its bytes in file order spell the four characters.
+constexpr uint32_t ChunkId(const char (&sz)[5]) {
+    uint32_t id = 0;
+    for (int i = 3; i >= 0; --i) id = id << 8 | static_cast<unsigned char>(sz[i]);
+    return id;
+}
+static_assert(ChunkId("FSNM") == 0x4D4E5346);
 
 using NoteHeaderBytes = std::array<uint8_t, NoteHeader::kBytes>;
 

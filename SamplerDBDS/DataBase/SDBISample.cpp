@@ -5,7 +5,6 @@
 #include <memory>
 #include <new>
 
-#include "SamplerDBDS/DataBase/SDBOrder.h"
 #include "SamplerDBDS/DataBase/SDBRecordFields.h"
 #include "codec/RawCompress.h"
 #include "codec/RawExpand.h"
@@ -131,8 +130,8 @@ bool CSDBISample::Header(TSelf& self, TCodec& codec) {
            codec.Word(self.m_info.lWave);
 }
 
-// A window instead of the whole body in memory: the wave, which is most of it, is skipped or goes straight to
-// where it is wanted.
+// Reads through a window instead of the whole body in memory: the wave, which is most of it, is skipped or
+// read directly to its place.
 bool CSDBISample::Read(CXFile* file, unsigned long size) {
     Clear(false);
     if (!file) return false;

@@ -45,7 +45,7 @@ public:
     uint32_t GetSampleBytes() const { return (m_info.nFormat & ~kSampleFormatFlag) / 8; }
     uint64_t GetFrameBytes() const { return uint64_t{GetSampleBytes()} * m_info.nChannels; }
 
-    // Bytes that the header's frames take, held to 2^64 - 1. More than m_info.lWave says that the wave is
+    // Bytes that the header's frames take, at most 2^64 - 1. More than m_info.lWave says that the wave is
     // shorter than its header states.
     uint64_t GetStatedBytes() const;
 
@@ -68,8 +68,8 @@ public:
 
     // Takes zero-filled memory for m_info.lWave bytes, with 256 frames of silence in front and behind where
     // the class loads waves, and points m_info.pWave behind the front guard. REQUIRES: no wave is present and
-    // lWave is not 0 (fatal). False when memory runs out. A frame above 64 KiB gets no guard: nothing
-    // interpolates such waves, and a hostile header must not ask for any size.
+    // lWave is not 0 (fatal). False when memory runs out. A frame above 64 KiB gets no guard:
+    // nothing interpolates such waves, and a hostile header must not make us take memory without bound.
     bool SmplMemAlloc();
 
     // Write the loaded wave as a RIFF WAVE file: chunks "fmt ", "data" and then, when there is a loop, a root
@@ -115,8 +115,8 @@ public:
     CSDBISample(uint32_t id, uint32_t parentID, LOADTYPE loadType);
     void Clear(bool constructing);
 
-    // Decodes the body. Neither its wave nor its expansion takes memory that the file did not prove: a stream
-    // is expanded first, the wave allocated then.
+    // Decodes the body. It takes memory only for bytes that the file has: a compressed wave is expanded
+    // first, and memory for the length that the record states is taken only when the stream had as much.
     bool Read(CXFile* file, unsigned long size) override;
 
     // Encodes the record; call CalcCompressSize before GetSize and Write when the wave has changed. Quirk: a
@@ -130,7 +130,7 @@ public:
     // expanded size without a wave or when compression gives nothing.
     void CalcCompressSize();
 
-    // For writers that compress once, on whichever thread: compresses the loaded wave like CalcCompressSize,
+    // For writers that compress once, on any thread: compresses the loaded wave like CalcCompressSize,
     // but keeps the stream, which Write then writes, and frees the wave. Where the stream would not be
     // smaller the wave stays and is stored raw. REQUIRES: the record is only written from here on; Clear ends
     // this.

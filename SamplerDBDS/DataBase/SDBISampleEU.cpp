@@ -3,7 +3,6 @@
 #include <cstring>
 #include <utility>
 
-#include "SamplerDBDS/DataBase/SDBOrder.h"
 #include "SamplerDBDS/DataBase/SDBRecordFields.h"
 
 namespace Kestrova {

@@ -25,8 +25,8 @@ public:
     void Clear(bool constructing);
 
     // Decodes the body straight from the file. REQUIRES: the body decodes whole within size bytes and has
-    // fewer than 1000000 loops: leaving the window and the loop count are fatal checks. A file that nobody
-    // vouches for is measured first (MeasureEnrichedSample). A wave length of 0 is false.
+    // fewer than 1000000 loops: leaving the window and the loop count are fatal checks. A body that may be
+    // damaged is measured first (MeasureEnrichedSample). A wave length of 0 is false.
     bool Read(CXFile* file, unsigned long size) override;
 
     // Encodes the record; false when no wave is loaded. Sets m_posWave.
@@ -70,8 +70,8 @@ public:
 
 // Whether the body of an enriched sample at bodyPos decodes whole: every count and length lies within
 // bodySize bytes that the file has, there are fewer than 1000000 loops and the wave is not empty. Only such a
-// body may go to CSDBISampleEU::Read. Takes no memory; reads the header alone. The file's position is left
-// anywhere.
+// body may go to CSDBISampleEU::Read. Takes no memory; reads the header alone. Where the file's
+// position is left is not told.
 bool MeasureEnrichedSample(CXFile& file, uint64_t bodyPos, uint32_t bodySize);
 
 }  // namespace Kestrova

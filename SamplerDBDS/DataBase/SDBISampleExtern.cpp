@@ -11,7 +11,7 @@
 namespace Kestrova {
 namespace {
 
-// What of a wave file has been met; as bits.
+// The kinds of chunk that have been met in a wave file, as bits.
 enum Seen : unsigned { kSeenFormat = 1, kSeenData = 2, kSeenSampler = 4, kSeenAll = 7 };
 
 unsigned SeenBit(uint32_t idChunk) {
@@ -62,7 +62,7 @@ bool TakeSampler(CWaveChunks& chunks, CSDBISampleBase& sample) {
     return true;
 }
 
-// One chunk that counts, seen for the first time.
+// Takes a chunk of a kind that is met for the first time.
 bool TakeChunk(CWaveChunks& chunks, CSDBISampleBase& sample, unsigned nSeenBefore) {
     switch (SeenBit(chunks.GetId())) {
         case kSeenFormat: return TakeFormat(chunks, sample.m_info);

@@ -1,6 +1,6 @@
 #include "SamplerDBDS/DataBase/SDBIStructure.h"
 
-#include "SamplerDBDS/DataBase/SDBOrder.h"
+#include "SamplerDBDS/DataBase/SDBFormat.h"
 #include "SamplerDBDS/DataBase/SDBRecordFields.h"
 #include "stream/DataContainer.h"
 
@@ -8,14 +8,6 @@ namespace Kestrova {
 namespace {
 
 constexpr char kSourceUnit[] = "SamplerDBDS/DataBase/SDBInterpreter";
-
-// The id of a container item, whose bytes in file order spell the four characters.
-constexpr unsigned long ItemId(const char (&sz)[5]) {
-    unsigned long id = 0;
-    for (int i = 3; i >= 0; --i) id = id << 8 | static_cast<unsigned char>(sz[i]);
-    return id;
-}
-static_assert(ItemId("FSNM") == 0x4D4E5346);
 
 bool PutText(CDataContainer& container, unsigned long id, const char* pszText) {
     return container.PutItem(id, String(pszText));
@@ -97,10 +89,12 @@ int CSDBIInfo::Compare(CSDBInterpreter&) {
 bool CSDBIInfo::PutData(CDataContainer* container) {
     if (!container) return false;
     CDataContainer& to = *container;
-    return PutText(to, ItemId("FSNM"), m_info.szName) && PutText(to, ItemId("FSDS"), m_info.szDescription) &&
-           PutNonZero(to, ItemId("FIR1"), m_info.nSampleRate) &&
-           PutNonZero(to, ItemId("FIR2"), m_info.nPerKey) && PutNonZero(to, ItemId("FIR3"), m_info.nThird) &&
-           PutNonZero(to, ItemId("FIR4"), m_info.nFourth) && PutTail(to, ItemId("FVRD"), m_pars);
+    return PutText(to, ChunkId("FSNM"), m_info.szName) &&
+           PutText(to, ChunkId("FSDS"), m_info.szDescription) &&
+           PutNonZero(to, ChunkId("FIR1"), m_info.nSampleRate) &&
+           PutNonZero(to, ChunkId("FIR2"), m_info.nPerKey) &&
+           PutNonZero(to, ChunkId("FIR3"), m_info.nThird) &&
+           PutNonZero(to, ChunkId("FIR4"), m_info.nFourth) && PutTail(to, ChunkId("FVRD"), m_pars);
 }
 
 template <class TSelf, class TCodec>

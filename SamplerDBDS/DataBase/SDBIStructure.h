@@ -51,7 +51,7 @@ public:
 
     CSDBIInfo(uint32_t id, uint32_t parentID) : CSDBIRecord(kSdbInfo, id, parentID) { Clear(true); }
 
-    // Back to the defaults; constructing tells that nothing is owned yet. So in every class below.
+    // Sets the defaults; constructing says that the record owns nothing yet. The same in every class below.
     void Clear(bool constructing);
 
     int Compare(CSDBInterpreter& other) override;  // must never be called: ends the program

@@ -13,7 +13,7 @@
 namespace Kestrova {
 namespace {
 
-// Little-endian numbers and ids, gathered for one write.
+// Little-endian numbers and ids, collected for one write.
 class CChunkBytes {
 public:
     CChunkBytes& Id(const char (&sz)[5]) { return Word(ChunkId(sz)); }
@@ -29,7 +29,7 @@ private:
     std::vector<uint8_t> m_bytes;
 };
 
-// One sample of a width to the 24-bit value in the low bits of the result.
+// Makes one sample, of whatever width, a 24-bit value in the low bits of the result.
 using ToInt24 = uint32_t (*)(const uint8_t* p);
 
 uint32_t FromUnsigned8(const uint8_t* p) { return (uint32_t{p[0]} ^ 0x80) << 16; }
@@ -37,7 +37,7 @@ uint32_t From16(const uint8_t* p) { return Word16(p) << 8; }
 uint32_t From24(const uint8_t* p) { return Word16(p) | uint32_t{p[2]} << 16; }
 uint32_t From32(const uint8_t* p) { return Word32(p) >> 8; }
 
-// Full scale is 2^23; what lies beyond is held, what is no number is silence.
+// Full scale is 2^23. Larger values become the largest there is, a value that is no number becomes 0.
 uint32_t FromFloat(const uint8_t* p) {
     float fSample;
     std::memcpy(&fSample, p, sizeof fSample);

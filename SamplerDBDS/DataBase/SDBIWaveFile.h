@@ -5,16 +5,11 @@
 
 #include <cstdint>
 
+#include "SamplerDBDS/DataBase/SDBFormat.h"
+
 namespace Kestrova {
 
 class CXFile;
-
-// A chunk id, whose bytes in file order spell the four characters.
-constexpr uint32_t ChunkId(const char (&sz)[5]) {
-    uint32_t id = 0;
-    for (int i = 3; i >= 0; --i) id = id << 8 | static_cast<unsigned char>(sz[i]);
-    return id;
-}
 
 inline constexpr uint32_t kChunkFormat = ChunkId("fmt ");
 inline constexpr uint32_t kChunkData = ChunkId("data");

@@ -7,8 +7,8 @@
 
 namespace Kestrova {
 
-// Keys are all 2^32 ids and are never removed. The hash is keyed at random for each map, so no file can be
-// written whose ids collide on purpose.
+// Any 32-bit id can be a key; keys are never removed. Each map has a random seed for its hash, so that nobody
+// can write a file whose ids all collide.
 // Threads: Find from any while none changes the map. Errors: At throws std::bad_alloc and changes nothing.
 class CSDBIdMap {
 public:

@@ -57,11 +57,12 @@ bool CSDBKeyTable::Rebuild(CXFile& file, bool& bDirty) {
 
 void CSDBKeyTable::Clear() {
     m_arEntries.clear();
-    m_file = {};
+    m_allNotes = {};
     m_arFamilies.clear();
     m_mapParents.Clear();
     m_mapIDs.Clear();
     m_nNextID = 0;
+    m_bHasTable = false;
 }
 
 bool CSDBKeyTable::ReadNotes(CXFile& file, bool& bDirty) {
@@ -69,6 +70,7 @@ bool CSDBKeyTable::ReadNotes(CXFile& file, bool& bDirty) {
     SDBNOTE note;
     if (!walk.Next(note)) return !walk.HasFailed();
     if (note.nType == kSdbQuickLoad) {
+        m_bHasTable = note.nSize % QuickLoadEntry::kBytes == 0;
         const QuickLoad result = ReadQuickLoad(file, note);
         if (result != QuickLoad::kNotUsable) return result == QuickLoad::kLoaded;
     }
@@ -83,7 +85,7 @@ bool CSDBKeyTable::ReadNotes(CXFile& file, bool& bDirty) {
 
 CSDBKeyTable::QuickLoad CSDBKeyTable::ReadQuickLoad(CXFile& file, const SDBNOTE& first) {
     if (first.nSize == 0) return QuickLoad::kLoaded;  // deliberate: such a file opens without any note
-    if (first.nSize % QuickLoadEntry::kBytes != 0) return QuickLoad::kNotUsable;
+    if (!m_bHasTable) return QuickLoad::kNotUsable;
     if (!HasWholeBody(file, first)) return QuickLoad::kFailed;
     const std::unique_ptr<uint8_t[]> pTable(new (std::nothrow) uint8_t[first.nSize]);
     if (pTable == nullptr) return QuickLoad::kNotUsable;
@@ -137,12 +139,12 @@ bool CSDBKeyTable::Append(const SDBNOTE& note) {
     }
 }
 
-// Everything that can run out of memory comes before the ring, which is not taken back.
+// Everything that can run out of memory comes before the change of the ring, because Append cannot undo that.
 void CSDBKeyTable::Link(Entry& entry) {
     CSDBNoteFamily& family = FamilyOf(entry.idParent);
     uint32_t& nLastSameID = m_mapIDs.At(entry.idNote);
     if (entry.IsLive()) {
-        m_file.Append(entry.nIndex, entry.nType);
+        m_allNotes.Append(entry.nIndex, entry.nType);
         family.Append(entry.nIndex, entry.nType);
     }
     if (nLastSameID != kNone) std::swap(entry.nNextSameID, m_arEntries[nLastSameID].nNextSameID);
@@ -151,7 +153,7 @@ void CSDBKeyTable::Link(Entry& entry) {
 }
 
 void CSDBKeyTable::Unlist(const Entry& entry) {
-    m_file.Erase(entry.nIndex, entry.nType);
+    m_allNotes.Erase(entry.nIndex, entry.nType);
     const uint32_t nFamily = m_mapParents.Find(entry.idParent);
     if (nFamily != kNone) m_arFamilies[nFamily].Erase(entry.nIndex, entry.nType);
 }
@@ -165,7 +167,8 @@ CSDBNoteFamily& CSDBKeyTable::FamilyOf(uint32_t idParent) {
     return m_arFamilies[nFamily];
 }
 
-// Makes the head of the ring the first live entry with this id. Each entry leaves its ring once at most.
+// Makes the first live entry with this id the head of its ring. An entry leaves its ring at most once, so all
+// calls together take linear time.
 void CSDBKeyTable::DropDeadHeads(Entry& last) {
     while (last.nNextSameID != last.nIndex && !m_arEntries[last.nNextSameID].IsLive())
         last.nNextSameID = m_arEntries[last.nNextSameID].nNextSameID;
@@ -192,7 +195,7 @@ const SDBNOTE* CSDBKeyTable::FindLive(uint32_t id) const {
 }
 
 const SDBNOTE* CSDBKeyTable::FindAfter(const SDBNOTE* after, uint32_t nType) const {
-    return NoteAt(m_file.FirstFrom(after != nullptr ? IndexOf(after) + 1 : 0, nType));
+    return NoteAt(m_allNotes.FirstFrom(after != nullptr ? IndexOf(after) + 1 : 0, nType));
 }
 
 const SDBNOTE* CSDBKeyTable::FindUnder(uint32_t idParent, uint32_t nType, uint32_t nFrom) const {

@@ -27,13 +27,10 @@ bool WriteZeros(CXFile& file, uint64_t nBytes) {
 
 }  // namespace
 
-// Room for the entry of the table's own note is added to what was asked for.
+// The table has an entry for its own note, too.
 bool CSDB::ReserveQuickLoad(uint32_t count) {
     const uint64_t nBytes = (uint64_t{count} + 1) * QuickLoadEntry::kBytes;
-    unsigned long long posEnd = 0;
     if (!m_bWritable || nBytes > UINT32_MAX || GetNoteCount() != 0) return false;
-    if (!m_file.SeekToEnd(posEnd) || posEnd != FileHeader::kBytes)
-        return false;  // would not be the first note
     SDBNOTE note;
     note.nType = kSdbQuickLoad;
     note.idParent = kSdbNoID;

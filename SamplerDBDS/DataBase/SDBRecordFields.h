@@ -1,18 +1,22 @@
-// SDBRecordFields.h - walkers of a record's list of fields. A record names its fields once, in file order, in
-// a function Fields(record, walker); here are the walkers that decode, encode and count such a list, or skip
-// over it. They know kinds of fields and no record. Internal to the record sources.
+// SDBRecordFields.h - what the record sources share. A record names its fields once, in file order, in a
+// function Fields(record, walker); here are the walkers that decode, encode and count such a list, or skip
+// over it, and the orders by which records are compared. They know kinds of fields and no record.
 #pragma once
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "SamplerDBDS/BaseClasses/XFileReader.h"
 #include "SamplerDBDS/DataBase/SDBRecord.h"
 #include "shared/System/kvAssert.h"
+#include "shared/System/kvCompare.h"
 
 namespace Kestrova {
+
+// --- Reading and writing ---
 
 // Passes on whether memory was had. The file is told when not: a record that cannot be read for want of
 // memory must not pass for a damaged one.
@@ -224,5 +228,31 @@ private:
 
     CBodyReader& m_reader;
 };
+
+// --- Orders ---
+
+template <class TValue>
+int Order(TValue a, TValue b) {
+    return a < b ? -1 : int{b < a};
+}
+
+// The case-insensitive order of texts, as -1, 0 or 1.
+inline int OrderTexts(const char* pszA, const char* pszB) { return Order(CompareString(pszA, pszB), 0); }
+
+// The first of the orders that is not 0; 0 when all are.
+inline int FirstDifference(std::initializer_list<int> orders) {
+    for (const int nOrder : orders)
+        if (nOrder != 0) return nOrder;
+    return 0;
+}
+
+// The other record as TRecord, which it must be: records of two classes have no order, and end the program.
+template <class TRecord>
+const TRecord& SameClass(const CSDBInterpreter& other) {
+    static constexpr char kSourceUnit[] = "SamplerDBDS/DataBase/SDBInterpreter";
+    const TRecord* pOther = dynamic_cast<const TRecord*>(&other);
+    KV_ASSERT(pOther != nullptr);
+    return *pOther;
+}
 
 }  // namespace Kestrova

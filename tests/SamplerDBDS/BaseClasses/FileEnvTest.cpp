@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
@@ -8,6 +9,7 @@
 #include "SamplerDBDS/BaseClasses/FileEnv.h"
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "tests/support/FaultyFileEnv.h"
+#include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
 namespace Kestrova {
@@ -16,6 +18,7 @@ namespace {
 using Test::Bytes;
 using Test::FaultyFileEnv;
 using Test::FileOp;
+using Test::PosixFault;
 using Test::ReadFile;
 using Test::TempDir;
 using Test::WriteFile;
@@ -80,6 +83,43 @@ TEST(FileEnvTest, PositionsUpToTheLargestOfAFileAreAllowed) {
     EXPECT_TRUE(env.CheckPosition(0, 0x7FFFFFFFFFFFFFFFULL));
     EXPECT_FALSE(env.CheckPosition(0, 0x8000000000000000ULL));
     EXPECT_EQ(EINVAL, errno);
+}
+
+class DescriptorLockTest : public testing::Test {
+protected:
+    DescriptorLockTest() : m_nFirst(OpenFolder()), m_nSecond(OpenFolder()) {}
+    ~DescriptorLockTest() override {
+        close(m_nFirst);
+        close(m_nSecond);
+    }
+    int OpenFolder() const { return open(m_dir.File(".").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
+
+    const TempDir m_dir;
+    const int m_nFirst, m_nSecond;
+};
+
+TEST_F(DescriptorLockTest, AFolderIsHeldByOneOrSharedByMany) {
+    EXPECT_EQ(LockAnswer::kHeld, TryLockDescriptor(m_nFirst, FileLock::kShared));
+    EXPECT_EQ(LockAnswer::kHeld, TryLockDescriptor(m_nSecond, FileLock::kShared));
+    EXPECT_EQ(LockAnswer::kBusy, TryLockDescriptor(m_nFirst, FileLock::kExclusive));
+    EXPECT_EQ(EWOULDBLOCK, errno);
+}
+
+TEST_F(DescriptorLockTest, AFileSystemWithoutLocksIsToldFromAFailure) {
+    for (const int nError : {ENOLCK, EOPNOTSUPP, ENOSYS}) {
+        const PosixFault fault("flock", nError);
+        EXPECT_EQ(LockAnswer::kNotSupported, TryLockDescriptor(m_nFirst, FileLock::kExclusive));
+        EXPECT_EQ(nError, errno);
+    }
+    const PosixFault fault("flock", EIO);
+    EXPECT_EQ(LockAnswer::kFailed, TryLockDescriptor(m_nFirst, FileLock::kExclusive));
+    EXPECT_EQ(EIO, errno);
+}
+
+TEST_F(DescriptorLockTest, ASignalOnlyMakesTheCallAgain) {
+    const PosixFault fault("flock", EINTR);
+    EXPECT_EQ(LockAnswer::kHeld, TryLockDescriptor(m_nFirst, FileLock::kExclusive));
+    EXPECT_EQ(2, fault.Calls());
 }
 
 // --- The environment of fault tests ---

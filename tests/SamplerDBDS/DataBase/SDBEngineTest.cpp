@@ -257,6 +257,20 @@ TEST_F(SDBEngineTest, AnInterruptedBuildIsKnownByItsFirstNote) {
     }
 }
 
+TEST_F(SDBEngineTest, AnInterruptedBuildIsHeldByAStreamThatMayWriteWhereItCan) {
+    for (const bool bWritable : {true, false}) {
+        WriteFile(m_strPath, DatabaseImage({}, kSdbFormatEnriched));
+        FaultyFileEnv env;
+        if (!bWritable) env.FailCallOf(FileOp::kOpen, 2, FaultyFileEnv::Lasting::kOnce, EACCES);
+        CXFile file;
+        ASSERT_TRUE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
+        unsigned long long posEnd = 0;
+        EXPECT_EQ(bWritable, file.SeekToEnd(posEnd) && file.SetEOF());
+        EXPECT_EQ(20u, posEnd);
+        file.Close();
+    }
+}
+
 TEST_F(SDBEngineTest, ABuildThatGoesOnIsNotInterrupted) {
     ASSERT_TRUE(m_db.Create(m_strPath.c_str(), kSdbFormatEnriched));
     CXFile file;
