@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cctype>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <set>
@@ -47,6 +48,10 @@ bool MayWrite(const String& strPath) {
     struct stat facts;
     return IsRegular(old, facts);
 }
+
+// Whether it is the place of the file that takes no other one: a folder that may not be written to, or a file
+// that is mounted there by itself.
+bool IsKeptFromReplacing(int nError) { return nError == EACCES || nError == EBUSY || nError == EXDEV; }
 
 std::string_view Trimmed(std::string_view text) {
     const auto isSpace = [](char ch) { return std::isspace(static_cast<unsigned char>(ch)) != 0; };
@@ -156,7 +161,8 @@ void IniFile::Write() const {
         content += '\n';
     }
     if (content.size() > kMaxFileSize || !MayWrite(m_strTarget)) return;  // Open would not read more
-    if (!ReplaceFile(m_strTarget, content, 0666) && errno == EACCES) OverwriteFile(m_strTarget, content);
+    if (!ReplaceFile(m_strTarget, content, 0666) && IsKeptFromReplacing(errno))
+        OverwriteFile(m_strTarget, content);
 }
 
 IniFile::Iterator IniFile::FindHeader(const char* pszSection) const {
