@@ -41,8 +41,8 @@ bool IsRegular(int nFile, struct stat& facts) {
     return nFile >= 0 && fstat(nFile, &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
-// Whoever may not write to the file may not replace it, even where the folder would let him. A file that went
-// away meanwhile is made again.
+// A user who may not write to the file may not replace it either, even where the folder allows it. A file
+// that went away meanwhile is made again.
 bool MayWrite(const String& strPath) {
     const FileDescriptor old(open(strPath, O_WRONLY | O_CREAT | O_NOFOLLOW | kSafeFlags, 0666));
     struct stat facts;
@@ -149,7 +149,7 @@ void IniFile::SplitLines(std::string_view content) {
         if (nLineEnd != std::string_view::npos) line = line.substr(0, nLineEnd + 1);
         content.remove_prefix(line.size());
         line = line.substr(0, line.find('\0'));
-        line = line.substr(0, line.find_last_not_of("\r\n") + 1);  // npos, nothing else there, is -1
+        line = line.substr(0, line.find_last_not_of("\r\n") + 1);  // none left: npos + 1 is 0
         m_lines.Push(StringOf(line));
     }
 }

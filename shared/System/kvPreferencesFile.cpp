@@ -28,7 +28,7 @@ using Json = nlohmann::json;
 constexpr char kBinaryTag[] = "$binary";
 constexpr char kTextTag[] = "$text";
 
-// Whether the lock is had; it goes with the descriptor.
+// Whether the lock was taken. Closing the descriptor releases it.
 bool Lock(int nFile, int nKind) {
     int nResult;
     do nResult = flock(nFile, nKind);
@@ -89,8 +89,8 @@ void Untag(PreferencesValue& value) {
         value.content = std::move(*text);
 }
 
-// Makes entries of the parser's events, each of which goes on when it gives true. (The library's own trees
-// are no choice: they allocate when they are destroyed, and end the process when memory is out.)
+// Makes entries of the parser's events. The parser goes on as long as they answer true. (The library's own
+// trees cannot be used: they allocate when they are destroyed, and end the process when memory is out.)
 class EntriesReader final : public nlohmann::json_sax<Json> {
 public:
     // Whether the text is a whole JSON object within the limits.
@@ -287,7 +287,7 @@ bool PreferencesFile::Read(PreferencesDictionary& entries) const {
 
 bool PreferencesFile::Write(const Change& change) const {
     if (!MakeMissingFolders(FolderPart(m_strPath), m_bShared ? 0755 : 0700)) return false;
-    // For its owner alone in any case: whoever can open the lock can keep it.
+    // For its owner alone in any case: whoever can open the file can take the lock and never release it.
     const FileDescriptor lock(open(m_strPath + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (lock < 0 || !Lock(lock, LOCK_EX)) return false;
 
@@ -303,7 +303,7 @@ bool PreferencesFile::Write(const Change& change) const {
 
 PreferencesFile::State PreferencesFile::Load(PreferencesDictionary& entries) const {
     entries.clear();
-    // Without waiting for the other end, should it be a pipe.
+    // O_NONBLOCK: if it is a pipe, its other end is not waited for.
     const FileDescriptor file(open(m_strPath, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (file < 0) return errno == ENOENT ? State::kWhole : State::kUnreadable;
     struct stat status;

@@ -24,8 +24,8 @@ int OpenToLook(const std::string& strPath) {
     return open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
-// Takes the lock, with no matter for an error: without locks the file is made all the same, and those who look
-// for left files go by its age.
+// Takes the lock. A failure does not matter: without locks the file is made all the same, and whoever looks
+// for files that were left goes by their age.
 void Lock(int nFile, int nKind) {
     while (flock(nFile, nKind) != 0 && errno == EINTR) {
     }
@@ -91,8 +91,8 @@ std::string TemporaryFile::NameOf(int n) const {
     return m_strStem + std::string(6 - strNumber.size(), '0') + strNumber;
 }
 
-// The lock comes first: nobody ever finds the name without it. A link, unlike a rename, cannot replace a file,
-// so the place itself is taken from this name.
+// The lock comes first, so that nobody ever finds the name without it. The name is not that of the place: a
+// link, unlike a rename, cannot replace a file.
 bool TemporaryFile::TakeName() {
     Lock(*m_file, LOCK_EX | LOCK_NB);
     const std::string strFile = OpenPath();

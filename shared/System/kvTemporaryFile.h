@@ -1,5 +1,5 @@
-// kvTemporaryFile.h - a file that is made whole before it takes its place, and what is left of such files when
-// their process is killed.
+// kvTemporaryFile.h - a file that is made whole before it takes its place, and what is left of such files
+// when their process is killed.
 #pragma once
 
 #include <sys/types.h>
@@ -15,9 +15,9 @@ namespace Kestrova {
 
 // A file in the making, in the folder of the place that it is for.
 // Where the system can do that (O_TMPFILE, and /proc to name the file later) it has no name while it is made,
-// and goes when its process is killed. Elsewhere, and between the naming and the move to its place, its name is
-// a stem and six digits. Under such a name it is locked (flock), and the lock ends with the process: a file of
-// such a name that nobody has locked was left by a process that was killed, and may be removed.
+// and goes when its process is killed. Elsewhere, and between the naming and the move to its place, its name
+// is a stem and six digits. Under such a name it is locked (flock), and the lock ends with the process: what
+// nobody has locked under such a name was left by a process that was killed, and may be removed.
 // Owner:   owns the file until it is in its place.
 // Threads: one thread at a time.
 // Errors:  false with errno set. Throws std::bad_alloc; the file then goes with the object.

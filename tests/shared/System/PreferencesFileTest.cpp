@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
@@ -14,10 +13,12 @@
 #include <vector>
 
 #include "shared/System/kvPreferencesFile.h"
+#include "tests/support/FolderNames.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
 using namespace Kestrova;
+using Kestrova::Test::NamesIn;
 using Kestrova::Test::PosixFault;
 using Kestrova::Test::ReadFile;
 using Kestrova::Test::TempDir;
@@ -66,13 +67,7 @@ protected:
     }
 
     // The names in the folder.
-    std::vector<std::string> Names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(m_dir.Path()))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> Names() const { return NamesIn(m_dir.Path()); }
 
     TempDir m_dir;
     std::string m_strPath = m_dir.File("domain.json");

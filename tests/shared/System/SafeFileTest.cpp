@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "shared/System/kvSafeFile.h"
+#include "tests/support/FolderNames.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
@@ -26,12 +27,7 @@ protected:
         return {bytes.begin(), bytes.end()};
     }
 
-    Texts Names() const {
-        Texts names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_dir.Path()))
-            names.push_back(entry.path().filename().string());
-        return names;
-    }
+    std::vector<std::string> Names() const { return NamesIn(m_dir.Path()); }
 
     TempDir m_dir;
 };

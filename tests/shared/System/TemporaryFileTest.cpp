@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "shared/System/kvTemporaryFile.h"
+#include "tests/support/FolderNames.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
@@ -24,13 +25,7 @@ using Texts = std::vector<std::string>;
 class TemporaryFileTest : public ::testing::Test {
 protected:
     std::string Stem() const { return m_dir.File("file.new-"); }
-    Texts Names() const {
-        Texts names;
-        for (const auto& entry : fs::directory_iterator(m_dir.Path()))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> Names() const { return NamesIn(m_dir.Path()); }
     std::string Text(const std::string& strName) const {
         const Bytes bytes = ReadFile(m_dir.File(strName));
         return {bytes.begin(), bytes.end()};
