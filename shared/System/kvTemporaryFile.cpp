@@ -17,8 +17,8 @@
 namespace Kestrova {
 namespace {
 
-constexpr int kMostNames = 1000;         // tried one after the other; all but a few are free
-constexpr time_t kSurelyLeft = 60 * 60;  // seconds
+constexpr int kMostNames = 1000;      // tried one after the other; all but a few are free
+constexpr time_t kSurelyLeft = 3600;  // seconds
 
 int OpenToLook(const std::string& strPath) {
     return open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
