@@ -32,7 +32,7 @@ String ModuleFolder() {
     const String strPart(kBundlePart);
     if (strFolder.Right(strPart.GetLength()) != strPart) return strFolder;
     const String strBundle = strFolder.Left(strFolder.GetLength() - strPart.GetLength());
-    return strBundle.Left(strBundle.ReverseFind('/') + 1);
+    return FolderPart(strBundle);
 }
 
 // The file a link leads to; the path itself when it leads to none, or to a folder.

@@ -9,14 +9,14 @@ namespace {
 std::atomic<int> g_nSignal{0};
 static_assert(std::atomic<int>::is_always_lock_free, "set from a signal handler");
 
-// The first one counts: telling of a cancel may well meet a reader that the same Ctrl-C has ended.
+// Only the first signal is kept: the same Ctrl-C may also end the reader of our output, and SIGPIPE follow.
 void NoteSignal(int nSignal) {
     int nNone = 0;
     g_nSignal.compare_exchange_strong(nNone, nSignal);
 }
 
-// A signal that was ignored when the program started stays so (nohup). Waiting for an answer at a prompt is
-// interrupted, as it should be: no SA_RESTART.
+// A signal that was ignored when the program started stays ignored (nohup). SA_RESTART is not set, so that a
+// signal ends the wait for an answer at a prompt.
 void Handle(int nSignal, void (*pfnHandler)(int)) {
     struct sigaction action {};
     sigaction(nSignal, nullptr, &action);

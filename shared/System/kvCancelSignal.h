@@ -5,8 +5,8 @@ namespace Kestrova {
 
 // Lets SIGINT, SIGTERM and SIGHUP set the wish instead of ending the process. A write into a pipe without a
 // reader, or beyond the limit for files, no longer ends it either: the write fails. With bReaderGoneToo a
-// pipe without a reader (SIGPIPE) is a wish as well, as for a program whose output is its purpose. Signals
-// that are ignored already stay so. Call it once, before there are threads.
+// pipe without a reader (SIGPIPE) sets the wish, too: for a program whose only purpose is its output. Signals
+// that are ignored already stay ignored. Call it once, before there are threads.
 void CatchCancelSignals(bool bReaderGoneToo = false);
 
 // The first signal that came, or 0. Any thread.

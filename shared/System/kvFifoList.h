@@ -7,7 +7,7 @@
 namespace Kestrova {
 
 // First in, first out. An item T can be copied and has the links m_pNext and m_pPrevious, null while it is in
-// no list, which it opens to its list (see LinkedString).
+// no list. Its list must have access to them (see LinkedString).
 // Owner:   owns its items; one that Pop or Remove gives back belongs to the caller again.
 // Threads: none of its own: one thread at a time.
 // Errors:  a null item is a mistake of the caller and ends the process.

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cctype>
+#include <cerrno>
 #include <cstring>
 #include <optional>
 #include <set>
@@ -40,13 +41,17 @@ bool IsRegular(int nFile, struct stat& facts) {
     return nFile >= 0 && fstat(nFile, &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
-// Whoever may not write to the file may not replace it, even where the folder would let him. A file that went
-// away meanwhile is made again.
+// A user who may not write to the file may not replace it either, even where the folder allows it. A file
+// that went away meanwhile is made again.
 bool MayWrite(const String& strPath) {
     const FileDescriptor old(open(strPath, O_WRONLY | O_CREAT | O_NOFOLLOW | kSafeFlags, 0666));
     struct stat facts;
     return IsRegular(old, facts);
 }
+
+// Whether it is the place of the file that takes no other one: a folder that may not be written to, or a file
+// that is mounted there by itself.
+bool IsKeptFromReplacing(int nError) { return nError == EACCES || nError == EBUSY || nError == EXDEV; }
 
 std::string_view Trimmed(std::string_view text) {
     const auto isSpace = [](char ch) { return std::isspace(static_cast<unsigned char>(ch)) != 0; };
@@ -144,7 +149,7 @@ void IniFile::SplitLines(std::string_view content) {
         if (nLineEnd != std::string_view::npos) line = line.substr(0, nLineEnd + 1);
         content.remove_prefix(line.size());
         line = line.substr(0, line.find('\0'));
-        line = line.substr(0, line.find_last_not_of("\r\n") + 1);  // npos, nothing else there, is -1
+        line = line.substr(0, line.find_last_not_of("\r\n") + 1);  // none left: npos + 1 is 0
         m_lines.Push(StringOf(line));
     }
 }
@@ -156,7 +161,8 @@ void IniFile::Write() const {
         content += '\n';
     }
     if (content.size() > kMaxFileSize || !MayWrite(m_strTarget)) return;  // Open would not read more
-    if (!ReplaceFile(m_strTarget, content, 0666) && errno == EACCES) OverwriteFile(m_strTarget, content);
+    if (!ReplaceFile(m_strTarget, content, 0666) && IsKeptFromReplacing(errno))
+        OverwriteFile(m_strTarget, content);
 }
 
 IniFile::Iterator IniFile::FindHeader(const char* pszSection) const {

@@ -42,8 +42,11 @@ public:
 
     // Writes the lines back if the file is open, something changed and there are lines, and drops them.
     // The file is replaced by a new one that keeps its permissions and, where allowed, its owner: at any time
-    // it holds all the old lines or all the new. Of two that write, the last wins. Anything that goes wrong
-    // (no right to write to the file or its folder, a full disk, more than 4 MiB) loses the changes silently.
+    // it holds all the old lines or all the new. Where its folder takes no other file (it may not be written
+    // to, or the file is mounted there by itself), the new lines are written over the old ones instead: a
+    // loss of power, a kill or a failing disk at that moment leaves new lines with old ones behind them.
+    // Of two that write, the last wins. Anything else that goes wrong (no right to write to the file, a full
+    // disk, more than 4 MiB) loses the changes silently and leaves the old lines.
     void Close();
 
     // The section's lines without white space around them, empty ones left out; their number.

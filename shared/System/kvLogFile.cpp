@@ -30,7 +30,7 @@ std::string TimeText() {
     return strTime.substr(0, strTime.find('\n'));
 }
 
-// Leaves a conversion out that lost its end when the format was cut.
+// Takes a last conversion away that lost its end when the format was cut.
 void DropBrokenConversion(char* pszFormat) {
     static constexpr char kBeforeConversion[] = "-+ #0'*.123456789$hlLqjzt";
     for (char* pch = pszFormat; (pch = std::strchr(pch, '%')) != nullptr; ++pch) {
@@ -49,9 +49,9 @@ void DropBrokenConversion(char* pszFormat) {
     if (std::vsnprintf(pchDst, nSize, pszFormat, args) < 0) *pchDst = '\0';
 }
 
-// The file open for messages, or -1. It is emptied only when the lock says that nobody minds; another's lock
-// is not waited for. In the folder that all users share, nothing but a file is taken: what another user laid
-// there could lead anywhere.
+// The file open for messages, or -1. It is emptied only once it is locked, and fails when another process has
+// it locked. In the folder that all users share only a regular file is opened: a link or a device that
+// another user made there could lead anywhere.
 int OpenFile(const char* pszPath, bool bNew, bool bSharedFolder) {
     // Without O_NONBLOCK a pipe that lies where the file is expected could hold the program up for ever.
     const int nFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (bNew ? 0 : O_APPEND) |
@@ -66,7 +66,7 @@ int OpenFile(const char* pszPath, bool bNew, bool bSharedFolder) {
         close(nFile);
         return -1;
     }
-    if (!bRegular) return nFile;  // a terminal, say, which keeps its permissions
+    if (!bRegular) return nFile;  // such as a terminal, which keeps its permissions
     fchmod(nFile, 0666);          // whatever the umask took away; another user's file stays as it is
     return nFile;
 }

@@ -17,8 +17,8 @@ enum LogFlags : unsigned {
 
 // A log and its title.
 // Owner:   owns its file and its copy of the title.
-// Threads: messages from any thread, with no lock: each is one write of at most 258 characters, so that no
-//          other comes into it. Opening and closing while no other thread uses the log.
+// Threads: messages from any thread, with no lock: each is one write of at most 258 characters, so that
+//          two do not mix. Opening and closing while no other thread uses the log.
 // Errors:  none are told; a log that cannot be opened goes to standard output.
 class LogFile {
 public:
@@ -30,15 +30,15 @@ public:
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
-    // Takes the title and opens the file the flags (LogFlags) ask for: with permissions 0666 whatever the
-    // umask, under a shared lock, a file opened before being closed first. Its first line tells title and
-    // time.
+    // Takes the title and opens the file that the flags (LogFlags) ask for, with permissions 0666 whatever
+    // the umask is and under a shared lock. A file that was opened before is closed first. The first line
+    // tells title and time.
     //   pszTitle:    null or empty for szDefTitle
     //   pszFileName: null for no name, a file that cannot be opened
     // Anything that cannot be opened or is locked by another process, and below "/tmp/" a symbolic link or
     // what is no regular file, makes standard output the log, deliberately, so that messages are still seen.
     void openLog(const char* pszTitle, unsigned nFlags, const char* pszFileName);
-    // Tells the file the time, closes it and forgets the title.
+    // Writes the time to the file, closes it and forgets the title.
     void closeLog();
 
     // Writes the title and the message. The title and the format together are cut at 258 characters before

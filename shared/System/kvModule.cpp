@@ -27,9 +27,6 @@ bool MakeFolder(const char* pszFolder) {
     return false;
 }
 
-// Up to and including the last "/"; empty when there is none.
-String FolderPart(const String& strPath) { return strPath.Left(strPath.ReverseFind(kSeparator) + 1); }
-
 String WithoutLastSlash(const String& strPath) {
     return strPath.Right(1) == "/" ? strPath.Left(strPath.GetLength() - 1) : strPath;
 }

@@ -60,10 +60,11 @@ void MakeWinPath(char* pszPath) {
 
 void MakeWinPath(String& strPath) { ReplaceIn(strPath, kSeparator, MakeWinPath); }
 
+String FolderPart(const String& strPath) { return strPath.Left(strPath.ReverseFind(kSeparator) + 1); }
+
 long UnifiedPathParseFilePath(const char* pszPath, char* pchDst, unsigned long nSize) {
     if (pszPath == nullptr) return -1;
-    const auto nLength = static_cast<size_t>(NamePart(pszPath) - pszPath);
-    return CopyPart({pszPath, nLength}, pchDst, nSize);
+    return CopyPart(FolderPart(std::string_view(pszPath)), pchDst, nSize);
 }
 
 long UnifiedPathParseFileName(const char* pszPath, char* pchDst, unsigned long nSize) {

@@ -2,6 +2,8 @@
 // Paths are held whole, whatever their length. Nothing throws; any thread.
 #pragma once
 
+#include <string_view>
+
 #include "shared/System/kvString.h"
 
 namespace Kestrova {
@@ -15,6 +17,11 @@ void MakeWinPath(char* pszPath);
 void MakeWinPath(String& strPath);
 
 // The folder part of a unified path, up to and including the last "/"; empty when there is none.
+constexpr std::string_view FolderPart(std::string_view path) {
+    return path.substr(0, path.rfind('/') + 1);  // npos, no "/" at all, plus one is 0
+}
+String FolderPart(const String& strPath);
+// The same in a buffer of the caller.
 //   pchDst, nSize: the destination and its bytes; the text and its terminator are written when they fit
 // 0 when copied; the needed bytes when pchDst is null or nSize too small; -1 for a null path.
 long UnifiedPathParseFilePath(const char* pszPath, char* pchDst, unsigned long nSize);

@@ -1,7 +1,7 @@
 // kvPlatform.h - the standard folders of the system and the running program's own path.
-// Folders are given without a trailing "/" but as the user's environment spells them otherwise. A variable
-// that is unset, empty or no absolute path counts as unset. Nothing throws; any thread, as long as none
-// changes the environment meanwhile.
+// Folders are given as the user's environment spells them, but without a "/" at the end. A variable that is
+// empty or no absolute path counts as unset. Nothing throws; any thread, as long as none changes the
+// environment meanwhile.
 #pragma once
 
 #include <sys/types.h>

@@ -16,10 +16,10 @@ namespace Kestrova {
 // dictionary, or the path to it, that the entry's path begins in: entry "b/c" with key "a" is a/b/c.
 // Texts and keys are UTF-8. A text that is not comes back byte for byte all the same; such a key is refused.
 //
-// Nothing is kept between calls: a read sees what any process wrote last, a write is on the disk when it
-// returns. Threads: one object serves one thread; any number of objects, threads and processes may use a
-// domain. Errors:  the default (reads), 0 (writes) and at most a line in the log besides the trace. Nothing
-// throws.
+// Nothing is kept between calls: a read sees what any process wrote last, a finished write is on the disk.
+// Threads: one object serves one thread; any number of objects, threads and processes may use a domain.
+// Errors:  the default (reads) or 0 (writes), and at most a line in the log besides the trace. Nothing is
+//          thrown.
 class Preferences {
 public:
     static constexpr int kMaxParts = 64;  // of a path that is written

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -27,7 +28,7 @@ using Json = nlohmann::json;
 constexpr char kBinaryTag[] = "$binary";
 constexpr char kTextTag[] = "$text";
 
-// Whether the lock is had; it goes with the descriptor.
+// Whether the lock was taken. Closing the descriptor releases it.
 bool Lock(int nFile, int nKind) {
     int nResult;
     do nResult = flock(nFile, nKind);
@@ -88,8 +89,8 @@ void Untag(PreferencesValue& value) {
         value.content = std::move(*text);
 }
 
-// Makes entries of the parser's events, each of which goes on when it gives true. (The library's own trees
-// are no choice: they allocate when they are destroyed, and end the process when memory is out.)
+// Makes entries of the parser's events. The parser goes on as long as they answer true. (The library's own
+// trees cannot be used: they allocate when they are destroyed, and end the process when memory is out.)
 class EntriesReader final : public nlohmann::json_sax<Json> {
 public:
     // Whether the text is a whole JSON object within the limits.
@@ -236,8 +237,6 @@ std::optional<std::string> ToText(const PreferencesDictionary& entries) {
     return std::nullopt;
 }
 
-String FolderOf(const String& strPath) { return strPath.Left(strPath.ReverseFind('/') + 1); }
-
 // The file itself where the path is a link to it. A file that is not there yet is its own target.
 String TargetOf(const String& strPath) {
     FSRef target{strPath};
@@ -245,8 +244,38 @@ String TargetOf(const String& strPath) {
     return target.strPath;
 }
 
-// Gives it a second name, so that it is never missing from its place.
-bool KeepDamaged(const String& strPath) { return link(strPath, strPath + ".damaged") == 0; }
+// The name of a kept copy, the oldest being number 1.
+std::string DamagedName(const String& strPath, int nNumber) {
+    const std::string strName = strPath.c_str() + std::string(".damaged");
+    return nNumber == 1 ? strName : strName + '.' + std::to_string(nNumber);
+}
+
+bool IsThere(const std::string& strPath) {
+    struct stat ignored;
+    return lstat(strPath.c_str(), &ignored) == 0;
+}
+
+// Makes room for one more copy and gives its number, or 0 when that cannot be done. The copies move up to the
+// first numbers; when there are as many as are kept, the oldest is replaced by the second.
+int MakeRoomForDamaged(const String& strPath) {
+    std::vector<std::string> arThere;
+    for (int n = 1; n <= PreferencesFile::kMaxDamaged; ++n)
+        if (std::string strName = DamagedName(strPath, n); IsThere(strName))
+            arThere.push_back(std::move(strName));
+    if (arThere.size() == PreferencesFile::kMaxDamaged) arThere.erase(arThere.begin());
+    int nNext = 1;
+    for (const std::string& strName : arThere)
+        if (const std::string strNew = DamagedName(strPath, nNext++);
+            strNew != strName && std::rename(strName.c_str(), strNew.c_str()) != 0)
+            return 0;
+    return nNext;
+}
+
+// Gives the file a second name, so that it is never missing from its place.
+bool KeepDamaged(const String& strPath) {
+    const int nNumber = MakeRoomForDamaged(strPath);
+    return nNumber > 0 && link(strPath, DamagedName(strPath, nNumber).c_str()) == 0;
+}
 
 }  // namespace
 
@@ -257,8 +286,8 @@ bool PreferencesFile::Read(PreferencesDictionary& entries) const {
 }
 
 bool PreferencesFile::Write(const Change& change) const {
-    if (!MakeMissingFolders(FolderOf(m_strPath), m_bShared ? 0755 : 0700)) return false;
-    // For its owner alone in any case: whoever can open the lock can keep it.
+    if (!MakeMissingFolders(FolderPart(m_strPath), m_bShared ? 0755 : 0700)) return false;
+    // For its owner alone in any case: whoever can open the file can take the lock and never release it.
     const FileDescriptor lock(open(m_strPath + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (lock < 0 || !Lock(lock, LOCK_EX)) return false;
 
@@ -274,7 +303,7 @@ bool PreferencesFile::Write(const Change& change) const {
 
 PreferencesFile::State PreferencesFile::Load(PreferencesDictionary& entries) const {
     entries.clear();
-    // Without waiting for the other end, should it be a pipe.
+    // O_NONBLOCK: if it is a pipe, its other end is not waited for.
     const FileDescriptor file(open(m_strPath, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (file < 0) return errno == ENOENT ? State::kWhole : State::kUnreadable;
     struct stat status;

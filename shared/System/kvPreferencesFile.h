@@ -50,6 +50,7 @@ public:
     // More of either is no file of ours.
     static constexpr size_t kMaxBytes = 16 << 20;
     static constexpr size_t kMaxDepth = 128;  // containers in each other
+    static constexpr int kMaxDamaged = 3;     // copies of damaged files that are kept
 
     // bShared: for all users, so what is made anew is readable by all (0755, 0644); otherwise for its owner
     //          alone (0700, 0600)
@@ -60,11 +61,12 @@ public:
     bool Read(PreferencesDictionary& entries) const;
 
     using Change = std::function<void(PreferencesDictionary&)>;
-    // Reads all entries, changes them and replaces the file by one with the same permissions, where a link
-    // leads the file at its end. A damaged file stays beside it, named "<file>.damaged"; where there is one
-    // of that name already, nothing is written.
-    // false, with the file as it was, also when a key is not UTF-8 or the entries would outgrow the limits;
-    // false too when the folder could not be brought to the disk after all.
+    // Reads all entries, changes them and replaces the file by one with the same permissions; where the path
+    // is a link, the file at its end. A damaged file stays beside it, named "<file>.damaged"; the second and
+    // the third are "<file>.damaged.2" and "<file>.damaged.3". The next one becomes the third: the oldest
+    // goes, and the others move up.
+    // false, with the file as it was, also when a damaged file cannot be kept so, a key is not UTF-8 or the
+    // entries would outgrow the limits; false too when the folder could not be brought to the disk after all.
     bool Write(const Change& change) const;
 
 private:

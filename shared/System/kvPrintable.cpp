@@ -7,8 +7,8 @@
 namespace Kestrova {
 namespace {
 
-// What the second byte of a character may be, by its first; overlong forms, surrogates, what is above the
-// last character and the control characters U+0080 to U+009F are left out so.
+// What the second byte of a character may be, for each first byte. This leaves out overlong forms,
+// surrogates, what lies above the last character, and the control characters U+0080 to U+009F.
 struct LeadBytes {
     unsigned nFirst, nLast;  // of the leads
     size_t nLength;
@@ -41,8 +41,8 @@ size_t CharacterLength(std::string_view text) {
     return 0;
 }
 
-// The wide characters, which take two columns, have three bytes or more. Some of the others do as well: a
-// text measured so may be a little narrower, never wider.
+// The wide characters, which take two columns, have three bytes or more. So have some narrow ones: a text may
+// be narrower than it is measured here, but never wider.
 size_t ColumnsOf(size_t nLength) { return nLength < 3 ? 1 : 2; }
 
 }  // namespace

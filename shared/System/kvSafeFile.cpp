@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
+
+#include "shared/System/kvPath.h"
+#include "shared/System/kvTemporaryFile.h"
 
 namespace Kestrova {
 namespace {
@@ -18,6 +20,10 @@ bool WriteAll(int nFile, std::string_view content) {
         if (nWritten == 0 || (nWritten < 0 && errno != EINTR)) return false;
     }
     return true;
+}
+
+bool WriteAllAt(int nFile, off_t nPosition, std::string_view content) {
+    return content.empty() || (lseek(nFile, nPosition, SEEK_SET) >= 0 && WriteAll(nFile, content));
 }
 
 // The owner, or at least the group, is kept where that is allowed; the permissions must be.
@@ -55,24 +61,32 @@ int OpenFolder(const char* pszFolder) { return open(pszFolder, O_RDONLY | O_DIRE
 bool SyncFolder(int nFolder) { return fsync(nFolder) == 0 || errno == EINVAL; }
 
 bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode) {
-    const std::string strFolder(strPath.c_str(), static_cast<size_t>(strPath.ReverseFind('/')) + 1);
-    std::string strNew = strPath.c_str() + std::string(".new-XXXXXX");
-    const FileDescriptor file(mkostemp(strNew.data(), O_CLOEXEC));
-    if (file < 0) return false;
-    if (TakeAccess(file, strPath, nMode) && WriteAll(file, content) && fsync(file) == 0 &&
-        std::rename(strNew.c_str(), strPath) == 0) {
-        const FileDescriptor folder(OpenFolder(strFolder.c_str()));
-        return folder >= 0 && SyncFolder(folder);
-    }
-    const int nError = errno;
-    unlink(strNew.c_str());
-    errno = nError;
-    return false;
+    constexpr mode_t kOwnerOnly = 0600;  // until it has the access of the old file
+    const std::string strStem = strPath.c_str() + std::string(".new-");
+    for (const std::string& strLeft : FindTemporaryFiles(strStem)) RemoveTemporaryFile(strLeft);
+    TemporaryFile file(strStem);
+    if (!file.MakeUnnamed(kOwnerOnly) && !file.MakeNamed(kOwnerOnly)) return false;
+    if (!TakeAccess(file.Handle(), strPath, nMode) || !WriteAll(file.Handle(), content) ||
+        fsync(file.Handle()) != 0 || !file.MoveTo(strPath))
+        return false;
+    const FileDescriptor folder(OpenFolder(FolderPart(strPath)));
+    return folder >= 0 && SyncFolder(folder);
 }
 
 bool OverwriteFile(const String& strPath, std::string_view content) {
-    const FileDescriptor file(open(strPath, O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
-    return file >= 0 && WriteAll(file, content) && fsync(file) == 0;
+    const FileDescriptor file(open(strPath, O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat old;
+    if (file < 0 || fstat(file, &old) != 0) return false;
+    const size_t nOver = std::min(static_cast<size_t>(old.st_size), content.size());
+    // What needs more room comes first: while it can fail, all old bytes are still there.
+    if (!WriteAllAt(file, old.st_size, content.substr(nOver)) || fsync(file) != 0) {
+        const int nError = errno;
+        [[maybe_unused]] const bool bCut = ftruncate(file, old.st_size) == 0;
+        errno = nError;
+        return false;
+    }
+    return WriteAllAt(file, 0, content.substr(0, nOver)) && fsync(file) == 0 &&
+           ftruncate(file, static_cast<off_t>(content.size())) == 0 && fsync(file) == 0;
 }
 
 }  // namespace Kestrova

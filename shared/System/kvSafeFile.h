@@ -36,13 +36,20 @@ int OpenFolder(const char* pszFolder);
 bool SyncFolder(int nFolder);
 
 // Puts a new file in the place of one, or of none, at an absolute path free of links. It has the permissions
-// and, where that is allowed, the owner of the old one; nMode when there was none. false, with the old file
-// whole, nothing beside it and errno set, when anything fails; false too when all but the folder could be
-// brought to the disk. Throws std::bad_alloc before anything is done.
+// and, where that is allowed, the owner of the old one; nMode when there was none.
+// The new file is a TemporaryFile named "<path>.new-" and six digits. Those that killed processes left are
+// removed first. false, with the old file whole, nothing beside it and errno set, when anything fails; false
+// too when the new file is in its place but the folder could not be brought to the disk. Throws
+// std::bad_alloc, with the old file whole.
 bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode);
 
-// Writes the new content into the old file, for a folder in which no other may be made: errno EACCES of
-// ReplaceFile. A full disk leaves what there was room for.
+// Writes the new content into the old file, where no other can be put in its place: errno EACCES (the folder
+// may not be written to), EBUSY or EXDEV (the file is mounted there by itself) of ReplaceFile.
+// What makes the file longer is written first and brought to the disk, so that a full disk leaves the old
+// text. Then the old bytes are written over and brought to the disk, and only then a longer old file is cut.
+// While the old bytes are written over, a loss of power, a kill or a failing disk leaves a mixture: new text
+// at the beginning, old text behind it, and nothing tells where the one ends.
+// false with errno set.
 bool OverwriteFile(const String& strPath, std::string_view content);
 
 }  // namespace Kestrova

@@ -178,8 +178,8 @@ StringData* String::GetData() const {
 
 std::string_view String::View() const { return {m_pchData, static_cast<size_t>(GetLength())}; }
 
-// Whether a text passed in lies among our characters, so that an edit would pull it from under the reader. An
-// empty one at our terminator does not: the empty representation is where every other empty text lies too.
+// Whether a text passed in lies among our characters, so that an edit would change it while it is read. An
+// empty text at our terminator does not: all empty texts share the empty representation.
 bool String::Owns(const char* pch) const {
     return !std::less<>()(pch, m_pchData) && std::less<>()(pch, m_pchData + GetLength());
 }
@@ -367,7 +367,7 @@ String String::Right(int nCount) const {
     return Mid(GetLength() - std::clamp(nCount, 0, GetLength()), GetLength());
 }
 
-// The length of a leading run whose end a search has found, or not found: then it is the whole text.
+// The length of a leading run: up to the place that a search has found, or all of the text without one.
 int String::RunEnd(size_t nFound) const { return static_cast<int>(std::min(nFound, View().size())); }
 
 String String::SpanIncluding(const char* lpszCharSet) const {

@@ -79,7 +79,7 @@ int String::Replace(const char* lpszOld, const char* lpszNew) {
     const int64_t nNewLength = GetLength() + nCount * nGrowth;
     std::string_view text = View();
     StringData* const pOldData = AllocBeforeWrite(nNewLength);
-    if (text.data() == m_pchData && nGrowth > 0) {  // in place: the reader is given the lead the writer needs
+    if (text.data() == m_pchData && nGrowth > 0) {  // in place: moved, so that writing never passes reading
         Traits::move(m_pchData + nCount * nGrowth, text.data(), text.size());
         text = {m_pchData + nCount * nGrowth, text.size()};
     }
@@ -121,7 +121,7 @@ int String::Delete(int nIndex, int nCount) {
     const int nOldLength = GetLength();
     nIndex = std::max(nIndex, 0);
     if (nIndex >= nOldLength || nCount < 1) return nOldLength;
-    // Deliberately not clamped: a caller that asks for more than there is has lost count and is told so.
+    // Deliberately not clamped: to ask for more than there is, is a mistake of the caller.
     KV_ASSERT_TEXT(nCount <= nOldLength - nIndex, "nIndex + nCount <= (int)(GetData()->nDataLength)");
     CutOut(nIndex, nCount);
     return nOldLength;
@@ -135,7 +135,7 @@ void String::CutOut(int nIndex, int nCount) {
     SetLength(nIndex + nTail);
 }
 
-// The trims: what goes is measured before the block is made private, since a set may lie in the old one.
+// The trims. What goes is measured before the block is made private, because the set may lie in the old one.
 
 void String::TrimRight() {
     const std::string_view text = View();

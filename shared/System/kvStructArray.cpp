@@ -76,8 +76,8 @@ void CStructArray::PutElementTo(StructElem* pDst, StructElem* pSrc) {
 
 void CStructArray::Clear() { Delete(0, m_nCount); }
 
-// A record that Realloc added and nobody filled has no class yet, its first bytes are still zero: it owns
-// nothing.
+// A record that Realloc added and nobody filled owns nothing. It is no object yet: its first bytes are still
+// zero.
 void CStructArray::ClearRecord(unsigned char* pchRecord) const {
     static constexpr unsigned char kBlank[sizeof(StructElem)] = {};
     if (std::memcmp(pchRecord, kBlank, std::min<unsigned long>(m_nElemSize, sizeof kBlank)) != 0)

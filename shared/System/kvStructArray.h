@@ -14,8 +14,8 @@ public:
     virtual ~StructElem() = default;
 };
 
-// Owner: owns its memory and what its records own; a pointer into it is good until the next change of size.
-// Threads: none of its own. Errors: an operation that returns false has changed nothing.
+// Owner:   owns its memory and what its records own; a pointer into it is good until the next change of size.
+// Threads: none of its own: one thread at a time. Errors: an operation that returns false changed nothing.
 class CStructArray {
 public:
     // nElemSize: bytes of a record, the size of a class derived from StructElem (its first base)

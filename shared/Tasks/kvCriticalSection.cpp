@@ -29,8 +29,8 @@ CriticalSection::CriticalSection() {
 CriticalSection::~CriticalSection() {
     pthread_mutex_lock(&m_mutex);
     m_pMutex = nullptr;
-    // Deliberately not released first: whoever comes too late must not get in. The C library then leaves the
-    // mutex as it is, and it holds nothing that would have to be freed.
+    // Deliberately not released first: a thread that comes too late must not enter. The C library then leaves
+    // the mutex as it is; nothing is lost, because it holds nothing that must be freed.
 #ifdef __SANITIZE_THREAD__
     pthread_mutex_unlock(&m_mutex);  // ThreadSanitizer would count it among the thread's locks for ever
 #endif

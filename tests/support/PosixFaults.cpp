@@ -11,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdlib>
@@ -36,6 +37,7 @@ bool Fails(const char* pszCall) {
         const char* pszWanted = slot.pszCall;
         if (pszWanted == nullptr || std::strcmp(pszCall, pszWanted) != 0) continue;
         if (++slot.nCalls != slot.nNth) continue;
+        if (slot.nError == Kestrova::Test::kPosixKill) raise(SIGKILL);
         g_nError = slot.nError;
         return true;
     }
@@ -132,11 +134,10 @@ int __wrap_open(const char* p, int nFlags, ...);
 int __wrap_open(const char* p, int nFlags, ...) {
     va_list args;
     va_start(args, nFlags);
-    const mode_t nMode = (nFlags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
+    const mode_t nMode = (nFlags & (O_CREAT | __O_TMPFILE)) != 0 ? va_arg(args, mode_t) : 0;
     va_end(args);
     return Fails("open") ? SetErrno(-1) : __real_open(p, nFlags, nMode);
 }
-KV_WRAP(int, mkostemp, (char* p, int n), (p, n), Fails("mkostemp"), SetErrno(-1))
 KV_WRAP(ssize_t, read, (int f, void* p, size_t n), (f, p, n), Fails("read"), SetErrno<ssize_t>(-1))
 KV_WRAP(ssize_t, write, (int f, const void* p, size_t n), (f, p, n), Fails("write"),
         g_nError < 0 ? __real_write(f, p, static_cast<size_t>(-g_nError)) : SetErrno<ssize_t>(-1))
@@ -148,6 +149,10 @@ KV_WRAP(int, fsync, (int f), (f), Fails("fsync"), SetErrno(-1))
 KV_WRAP(int, flock, (int f, int n), (f, n), Fails("flock"), SetErrno(-1))
 KV_WRAP(int, rename, (const char* p, const char* q), (p, q), Fails("rename"), SetErrno(-1))
 KV_WRAP(int, link, (const char* p, const char* q), (p, q), Fails("link"), SetErrno(-1))
+KV_WRAP(int, linkat, (int f, const char* p, int g, const char* q, int n), (f, p, g, q, n), Fails("linkat"),
+        SetErrno(-1))
+KV_WRAP(int, unlink, (const char* p), (p), Fails("unlink"), SetErrno(-1))
+KV_WRAP(int, access, (const char* p, int n), (p, n), Fails("access"), SetErrno(-1))
 KV_WRAP(int, mkdir, (const char* p, mode_t n), (p, n), Fails("mkdir"), SetErrno(-1))
 KV_WRAP(ssize_t, readlink, (const char* p, char* q, size_t n), (p, q, n), Fails("readlink"),
         SetErrno<ssize_t>(-1))

@@ -3,10 +3,16 @@
 // libraries are not touched.
 #pragma once
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <ctime>
 
 namespace Kestrova::Test {
+
+// As an error: the process is killed (SIGKILL) in place of the call, as a test of what that leaves behind.
+inline constexpr int kPosixKill = -1000000;
 
 // While it lives, call number nNth (1 is the next) of the named function fails with nError, and nothing is
 // done: the pthread functions return the error, the others set errno and return null or -1 (with error 0:
@@ -35,5 +41,18 @@ public:
 private:
     size_t m_nSlot;
 };
+
+// Whether a child process that does this is killed in call number nNth of the named function.
+template <class TAct>
+bool IsKilledAt(const char* pszCall, int nNth, const TAct& act) {
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        const PosixFault fault(pszCall, kPosixKill, nNth);
+        act();
+        _exit(0);
+    }
+    int nStatus = 0;
+    return nChild > 0 && waitpid(nChild, &nStatus, 0) == nChild && WIFSIGNALED(nStatus);
+}
 
 }  // namespace Kestrova::Test

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "tools/kvbank/LeftoverReporter.h"
 #include "tools/kvbank/engine/EngineRun.h"
 #include "tools/kvbank/folder/BankFolder.h"
 #include "tools/kvbank/terminal/RateOptions.h"
@@ -57,7 +58,8 @@ int ListCommand::Run(Console& console) {
         console.Error(bank.path.string() + ": " + bank.strCause);
         worst = kExitProblem;
     }
-    return console.Finish("list", worst, {{"folder", m_strFolder}, {"banks", rows}});
+    const Json left = TellLeftovers(console, m_strFolder, FindLeftovers(m_strFolder, error));
+    return console.Finish("list", worst, {{"folder", m_strFolder}, {"banks", rows}, {"leftovers", left}});
 }
 
 }  // namespace Kestrova

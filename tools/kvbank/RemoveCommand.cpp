@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
+#include "tools/kvbank/LeftoverReporter.h"
 #include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
@@ -15,10 +16,18 @@ namespace fs = std::filesystem;
 void RemoveCommand::Describe(CLI::App& verb) {
     verb.add_option("DIR", m_strFolder, "the folder with the banks")->required();
     verb.add_option("--source", m_strSource, "the source bank they were made from; it stays")
-        ->type_name("SOURCE")
-        ->required();
+        ->type_name("SOURCE");
     AddRateOption(verb, m_arRates);
+    verb.get_option("--rates")->required(false);
     verb.add_flag("-y,--yes", m_bYes, "do not ask");
+    verb.add_flag("--leftovers", m_bLeftovers, "instead of banks: remove what interrupted runs have left")
+        ->excludes("--source")
+        ->excludes("--rates");
+    verb.parse_complete_callback([this] {
+        if (m_bLeftovers) return;
+        if (m_strSource.empty()) throw CLI::RequiredError("--source");
+        if (m_arRates.empty()) throw CLI::RequiredError("--rates");
+    });
 }
 
 // Both layouts of the rates asked for; the source is no bank of its own, and what is not whole is not for us.
@@ -38,7 +47,27 @@ bool RemoveCommand::Confirm(Console& console, const std::vector<BankFile>& banks
     return strAnswer == "y" || strAnswer == "yes";
 }
 
+// Nobody is asked: a build removes such things unasked too.
+int RemoveCommand::ClearLeftovers(Console& console) const {
+    FolderLock turn(m_strFolder);
+    if (turn.GetOutcome() == FolderLock::Outcome::Busy) {
+        console.Error(m_strFolder + ": another process keeps the folder locked");
+        return console.Finish("remove", kExitBusy);
+    }
+    if (!turn.IsHeld()) {
+        console.Error(m_strFolder + ": " + std::strerror(turn.GetError()));
+        return console.Finish("remove", kExitBadInput);
+    }
+    std::error_code error;
+    const std::vector<FoundLeftover> found = RemoveLeftovers(m_strFolder, turn, error);
+    turn.Release();
+    Json rows = Json::array();
+    const ExitCode code = TellRemoved(console, m_strFolder, found, rows);
+    return console.Finish("remove", code, {{"folder", m_strFolder}, {"leftovers", rows}});
+}
+
 int RemoveCommand::Run(Console& console) {
+    if (m_bLeftovers) return ClearLeftovers(console);
     if (!m_bYes && !console.bInIsTerminal) {
         console.Error("nobody can be asked here; give -y to remove without a question");
         return console.Finish("remove", kExitUsage);

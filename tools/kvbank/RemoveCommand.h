@@ -1,4 +1,5 @@
-// RemoveCommand.h - kvbank remove: deletes banks of a source from a folder.
+// RemoveCommand.h - kvbank remove: deletes banks of a source from a folder, or what interrupted runs have
+// left there.
 #pragma once
 
 #include <string>
@@ -17,6 +18,7 @@ public:
 
 private:
     bool IsChosen(const BankFile& bank) const;
+    int ClearLeftovers(Console& console) const;
     bool Confirm(Console& console, const std::vector<BankFile>& banks) const;
     ExitCode RemoveOne(Console& console, const BankFile& bank, Json& rows);
 
@@ -24,6 +26,7 @@ private:
     std::string m_strSource;
     std::vector<unsigned int> m_arRates;
     bool m_bYes = false;
+    bool m_bLeftovers = false;
 
     EngineRun m_run;
 };

@@ -237,11 +237,11 @@ TEST_F(IniFileWriteTest, EveryFailingCallLeavesTheOldFileWhole) {
     } kRows[] = {
         {"open", EACCES, "no right to write to the file"},
         {"fstat", EIO, "the file is unknown"},
-        {"mkostemp", ENOSPC, "no room for another file"},
         {"write", ENOSPC, "the disk is full"},
         {"write", 0, "nothing is written"},
         {"fchmod", EPERM, "the permissions cannot be kept"},
         {"fsync", EIO, "the bytes do not reach the disk"},
+        {"linkat", EIO, "the new file gets no name"},
         {"rename", EIO, "the place cannot be taken"},
     };
     for (const auto& row : kRows) {
@@ -260,18 +260,39 @@ TEST_F(IniFileWriteTest, EveryFailingCallLeavesTheOldFileWhole) {
     }
 }
 
+TEST_F(IniFileWriteTest, NoRoomForAnotherFileLeavesTheOldOneWhole) {
+    m_ini.SetItem("s", "b");
+    const PosixFault unnamed("open", ENOSPC, 2), named("open", ENOSPC, 2);  // the second call and the third
+    EXPECT_EQ("[s]\na\n", ClosedText());
+    EXPECT_EQ(3, unnamed.Calls());
+    ExpectNothingBeside();
+}
+
 TEST_F(IniFileWriteTest, WhereNoFileMayBeMadeTheOldOneIsWrittenOver) {
     m_ini.SetItem("s", "b");
-    for (const auto& [pszCall, strText] :
-         {std::pair{"mkostemp", "[s]\na\nb\n"}, {"rename", "[s]\na\nb\nc\n"}}) {
-        const PosixFault fault(pszCall, EACCES);
-        m_ini.Close();
+    const PosixFault unnamed("open", EACCES, 2), named("open", EACCES, 2);
+    EXPECT_EQ("[s]\na\nb\n", ClosedText());
+    EXPECT_EQ(4, unnamed.Calls());
+    ExpectNothingBeside();
+}
+
+TEST_F(IniFileWriteTest, WhereNoFileMayTakeThePlaceTheOldOneIsWrittenOver) {
+    for (const int nError : {EACCES, EBUSY, EXDEV}) {
+        WriteIni("[s]\na\n");
+        Open();
+        m_ini.SetItem("s", "b");
+        const PosixFault fault("rename", nError);
+        EXPECT_EQ("[s]\na\nb\n", ClosedText()) << nError;
         EXPECT_EQ(1, fault.Calls());
-        EXPECT_EQ(strText, IniText());
         ExpectNothingBeside();
-        EXPECT_EQ(1, Open());
-        m_ini.SetItem("s", "c");
     }
+}
+
+TEST_F(IniFileWriteTest, WhatAKilledWriteLeftGoesWithTheNext) {
+    WriteFile(m_dir.File("kvsmple.ini.new-aB3xYz"), "[s]\n");
+    m_ini.SetItem("s", "b");
+    EXPECT_EQ("[s]\na\nb\n", ClosedText());
+    ExpectNothingBeside();
 }
 
 TEST_F(IniFileWriteTest, ADiskThatFillsUpHalfWayLeavesTheOldFileWhole) {
@@ -299,13 +320,14 @@ TEST_F(IniFileWriteTest, AnInterruptedWriteIsRepeated) {
 }
 
 TEST_F(IniFileWriteTest, AFolderThatCannotBeSyncedHasTheNewFile) {
-    for (const char* pszCall : {"open", "fsync"}) {
+    // Calls in a write: open old file, new file, folder; fsync new file, folder.
+    for (const auto& [pszCall, nNth] : {std::pair{"open", 3}, {"fsync", 2}}) {
         WriteIni("[s]\na\n");
         Open();
         m_ini.SetItem("s", "b");
-        const PosixFault fault(pszCall, EIO, 2);
+        const PosixFault fault(pszCall, EIO, nNth);
         EXPECT_EQ("[s]\na\nb\n", ClosedText());
-        EXPECT_EQ(2, fault.Calls()) << pszCall;
+        EXPECT_EQ(nNth, fault.Calls()) << pszCall;
         ExpectNothingBeside();
     }
 }

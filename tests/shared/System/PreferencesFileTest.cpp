@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
@@ -14,10 +13,12 @@
 #include <vector>
 
 #include "shared/System/kvPreferencesFile.h"
+#include "tests/support/FolderNames.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
 using namespace Kestrova;
+using Kestrova::Test::NamesIn;
 using Kestrova::Test::PosixFault;
 using Kestrova::Test::ReadFile;
 using Kestrova::Test::TempDir;
@@ -57,20 +58,23 @@ protected:
     }
     void WriteText(const std::string& strText) const { WriteFile(m_strPath, strText); }
 
-    // The names in the folder.
-    std::vector<std::string> Names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(m_dir.Path()))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
+    // What the copies of damaged files hold, by number.
+    std::vector<std::string> DamagedTexts() const {
+        std::vector<std::string> texts;
+        for (const char* pszEnd : {".damaged", ".damaged.2", ".damaged.3", ".damaged.4"})
+            if (fs::exists(m_strPath + pszEnd)) texts.push_back(TextOf(m_strPath + pszEnd));
+        return texts;
     }
+
+    // The names in the folder.
+    std::vector<std::string> Names() const { return NamesIn(m_dir.Path()); }
 
     TempDir m_dir;
     std::string m_strPath = m_dir.File("domain.json");
 };
 
 using NameList = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
 unsigned PermissionsOf(const std::string& strPath) {
     return static_cast<unsigned>(fs::status(strPath).permissions());
@@ -224,13 +228,41 @@ TEST_F(PreferencesFileTest, AWriteKeepsADamagedFileAside) {
     }
 }
 
-TEST_F(PreferencesFileTest, ASecondDamagedFileIsNotReplaced) {
-    WriteText("first");
-    ASSERT_TRUE(PutOne());
-    WriteText("second");
+TEST_F(PreferencesFileTest, TheLastThreeDamagedFilesAreKept) {
+    const auto damage = [this](const std::string& strText) {
+        WriteText(strText);
+        EXPECT_TRUE(PutOne()) << strText;
+        EXPECT_EQ("{\n    \"one\": 1\n}\n", Text()) << strText;
+    };
+    damage("first");
+    EXPECT_EQ((NameList{"domain.json", "domain.json.damaged", "domain.json.lock"}), Names());
+    damage("second");
+    EXPECT_EQ((Texts{"first", "second"}), DamagedTexts());
+    damage("third");
+    EXPECT_EQ((Texts{"first", "second", "third"}), DamagedTexts());
+    damage("fourth");
+    EXPECT_EQ((Texts{"second", "third", "fourth"}), DamagedTexts());
+    damage("fifth");
+    EXPECT_EQ((Texts{"third", "fourth", "fifth"}), DamagedTexts());
+    EXPECT_EQ(5u, Names().size()) << "the file, its lock and three copies";
+}
+
+// The order of the numbers stays that of the damages, whatever somebody or a killed process took away.
+TEST_F(PreferencesFileTest, AGapAmongTheDamagedFilesIsClosed) {
+    WriteFile(m_strPath + ".damaged.3", "old");
+    WriteText("new");
+    EXPECT_TRUE(PutOne());
+    EXPECT_EQ((Texts{"old", "new"}), DamagedTexts());
+    EXPECT_FALSE(fs::exists(m_strPath + ".damaged.3"));
+}
+
+TEST_F(PreferencesFileTest, AKeptFileThatCannotMoveUpKeepsTheDamagedOneInItsPlace) {
+    WriteFile(m_strPath + ".damaged.2", "old");
+    WriteText("new");
+    const PosixFault fault("rename", EACCES);
     EXPECT_FALSE(PutOne());
-    EXPECT_EQ("second", Text());
-    EXPECT_EQ("first", TextOf(m_strPath + ".damaged"));
+    EXPECT_EQ("new", Text());
+    EXPECT_EQ("old", TextOf(m_strPath + ".damaged.2"));
 }
 
 TEST_F(PreferencesFileTest, WhatIsNoFileOrCannotBeReadIsRefusedAndLeftAlone) {
@@ -256,16 +288,16 @@ TEST_F(PreferencesFileTest, AFileBelowAFileIsRefused) {
 TEST_F(PreferencesFileTest, EveryFailureLeavesTheFileAndNothingElse) {
     ASSERT_TRUE(PutOne());
     const std::string strBefore = Text();
-    // Calls in a write: open lock, file, folder; fsync new file, folder.
+    // Calls in a write: open lock, file, new file, folder; fsync new file, folder.
     for (const auto& [pszCall, nNth] : {std::pair{"open", 1},
                                         {"flock", 1},
                                         {"open", 2},
                                         {"fstat", 1},
                                         {"read", 1},
-                                        {"mkostemp", 1},
                                         {"fchmod", 1},
                                         {"write", 1},
                                         {"fsync", 1},
+                                        {"linkat", 1},
                                         {"rename", 1}}) {
         const PosixFault fault(pszCall, EIO, nNth);
         EXPECT_FALSE(Put("two", 2)) << pszCall << " " << nNth;
@@ -283,7 +315,7 @@ TEST_F(PreferencesFileTest, ADamagedFileThatCannotBeKeptIsNotReplaced) {
 }
 
 TEST_F(PreferencesFileTest, AFolderThatDoesNotReachTheDiskFailsTheWrite) {
-    for (const auto& [pszCall, nNth] : {std::pair{"open", 3}, {"fsync", 2}}) {
+    for (const auto& [pszCall, nNth] : {std::pair{"open", 4}, {"fsync", 2}}) {
         const PosixFault fault(pszCall, EIO, nNth);
         EXPECT_FALSE(PutOne()) << pszCall;
         EXPECT_EQ(nNth, fault.Calls());

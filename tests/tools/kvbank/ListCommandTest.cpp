@@ -12,6 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
 // A folder with a source, a bank of it in each layout, and another source's bank.
 class FolderTest : public CommandTest {
@@ -44,8 +45,29 @@ TEST_F(ListCommandTest, ListsTheBanksOfOneSource) {
     EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "list", "exit_code": 0, "folder": "DIR", "banks": [
         {"file": "DIR/Src_0AC44.kvn", "rate": 44100, "layout": "plain", "bytes": 1187, "state": "complete"},
         {"file": "DIR/Src_0BB80.kvr", "rate": 48000, "layout": "per-key", "bytes": 3029,
-         "state": "complete"}]})"),
+         "state": "complete"}], "leftovers": []})"),
               outcome.Document());
+}
+
+TEST_F(ListCommandTest, NamesWhatKilledRunsHaveLeft) {
+    WriteFile(File("Src_15888.kvn"), std::string());
+    WriteFile(File(".kvbank-part-17"), std::string("part of a bank"));
+    fs::create_directory(File(".kvbank-dEaD00"));
+    const PrivateFolder building(Folder(), FolderLock(Folder()));
+    EXPECT_EQ(
+        "RATE    LAYOUT         SIZE  STATE        FILE\n"
+        "44100   plain        1.4 kB  complete     DIR/Other_0AC44.kvn\n"
+        "44100   plain        1.2 kB  complete     DIR/Src_0AC44.kvn\n"
+        "48000   per-key      3.0 kB  complete     DIR/Src_0BB80.kvr\n"
+        "88200   plain       0 bytes  interrupted  DIR/Src_15888.kvn\n"
+        "left by interrupted runs ('kvbank remove DIR --leftovers' removes it):\n"
+        "DIR/.kvbank-dEaD00 (private folder)\n"
+        "DIR/.kvbank-part-17 (part file)\n",
+        Run({"list", "DIR"}).strOut);
+    EXPECT_EQ(Json::parse(R"([{"file": "DIR/.kvbank-dEaD00", "kind": "private folder"},
+        {"file": "DIR/.kvbank-part-17", "kind": "part file"},
+        {"file": "DIR/Src_15888.kvn", "kind": "interrupted bank"}])"),
+              Run({"list", "DIR", "--json"}).Document()["leftovers"]);
 }
 
 TEST_F(ListCommandTest, TellsTheStateOfEveryFile) {
@@ -260,6 +282,50 @@ TEST_F(RemoveCommandTest, AfterASignalNothingMoreIsRemoved) {
     SetCancelSignal(SIGINT);
     Remove({"-r", "all", "-y"});
     EXPECT_EQ(3u, Banks().size());
+}
+
+class RemoveLeftoversTest : public CommandTest {};
+
+TEST_F(RemoveLeftoversTest, ClearsTheFolderWithoutAQuestion) {
+    WriteFile(File("Src_15888.kvn"), std::string());
+    WriteFile(File(".kvbank-part-17"), std::string("part of a bank"));
+    const PrivateFolder building(Folder(), FolderLock(Folder()));
+    const std::string strHeld = building.Path().filename().string();
+    const Outcome outcome = Run({"remove", "DIR", "--leftovers"});
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_THAT(outcome.strOut, HasSubstr("removed DIR/.kvbank-part-17\n"));
+    EXPECT_THAT(outcome.strOut, HasSubstr("removed DIR/Src_15888.kvn\n"));
+    EXPECT_THAT(outcome.strOut, HasSubstr("DIR/" + strHeld + ": stays, a run is at work on it\n"));
+    EXPECT_EQ("", outcome.strErr);
+    EXPECT_THAT(Names(), ElementsAre(strHeld));
+}
+
+TEST_F(RemoveLeftoversTest, SaysThatNothingIsLeft) {
+    EXPECT_EQ("nothing is left in DIR\n", Run({"remove", "DIR", "--leftovers"}).strOut);
+    EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "remove", "exit_code": 0, "folder": "DIR",
+        "leftovers": []})"),
+              Run({"remove", "DIR", "--leftovers", "--json"}).Document());
+}
+
+TEST_F(RemoveLeftoversTest, WhatCannotBeRemovedIsAnErrorOfOutput) {
+    fs::create_directory(File(".kvbank-dEaD00"));
+    WriteFile(File(".kvbank-dEaD00/letter.txt"), std::string("dear"));
+    const Outcome outcome = Run({"remove", "DIR", "--leftovers", "--json"});
+    EXPECT_EQ(kExitOutput, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/.kvbank-dEaD00: Directory not empty\n", outcome.strErr);
+    EXPECT_EQ(Json::parse(R"([{"file": "DIR/.kvbank-dEaD00", "kind": "private folder", "removed": false}])"),
+              outcome.Document()["leftovers"]);
+}
+
+TEST_F(RemoveLeftoversTest, AFolderThatIsNotThereIsBadInput) {
+    const Outcome outcome = Run({"remove", "DIR/none", "--leftovers"});
+    EXPECT_EQ(kExitBadInput, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/none: No such file or directory\n", outcome.strErr);
+}
+
+TEST_F(RemoveLeftoversTest, NoBanksCanBeAskedForWithIt) {
+    for (const auto& [strOption, strValue] : {std::pair{"--source", "x.kvs"}, {"-r", "all"}})
+        EXPECT_EQ(kExitUsage, Run({"remove", "DIR", "--leftovers", strOption, strValue}).nCode) << strOption;
 }
 
 }  // namespace

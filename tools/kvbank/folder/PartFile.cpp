@@ -1,11 +1,9 @@
 #include "tools/kvbank/folder/PartFile.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <string>
+#include <string_view>
 #include <utility>
 
 #include "shared/System/kvSafeFile.h"
@@ -13,43 +11,56 @@
 namespace Kestrova {
 namespace {
 
-constexpr int kMostNames = 100;  // names left by processes that died with our number
+namespace fs = std::filesystem;
 
-bool MakeNew(const std::filesystem::path& path) {
-    const int nFile = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
-    if (nFile < 0) return false;
-    close(nFile);
-    return true;
+// Short: the place's own name may be as long as names can be.
+constexpr const char* kPrefix = ".kvbank-part-";
+// The end by which a private folder knows what it may remove.
+constexpr const char* kNameInFolder = "part.kvn";
+
+fs::path FolderOf(const fs::path& place) { return place.has_parent_path() ? place.parent_path() : "."; }
+
+// Six digits, or a process number and, after "-", one more number.
+bool IsPartEnd(std::string_view end) {
+    return !end.empty() && end.find_first_not_of("0123456789-") == std::string_view::npos;
 }
 
 }  // namespace
 
-PartFile::PartFile(std::filesystem::path place) : m_place(std::move(place)) {
-    for (int i = 0; i < kMostNames; ++i) {
-        // Short: the place's own name may be as long as names can be.
-        std::string strName = ".kvbank-part-" + std::to_string(getpid());
-        if (i > 0) strName += '-' + std::to_string(i);
-        const std::filesystem::path path = m_place.parent_path() / strName;
-        if (MakeNew(path)) {
-            m_path = path;
-            return;
-        }
-        if (errno != EEXIST) return;
-    }
+PartFile::PartFile(fs::path place)
+    : m_place(std::move(place)), m_file((m_place.parent_path() / kPrefix).string()) {
+    for (const std::string& strLeft : FindIn(m_place.parent_path())) RemoveTemporaryFile(strLeft);
+    if (m_file.MakeUnnamed(0666))
+        m_path = m_file.OpenPath();
+    else
+        MakeInFolder();
 }
 
-PartFile::~PartFile() {
-    if (!m_path.empty()) unlink(m_path.c_str());
+void PartFile::MakeInFolder() {
+    const fs::path dir = FolderOf(m_place);
+    const FolderLock turn(dir);
+    if (!turn.IsHeld()) {
+        errno = turn.GetError();
+        return;
+    }
+    PrivateFolder::RemoveAbandoned(dir, turn);
+    m_pFolder = std::make_unique<PrivateFolder>(dir, turn);
+    if (!m_pFolder->Path().empty()) m_path = m_pFolder->Path() / kNameInFolder;
 }
 
 bool PartFile::Publish() {
-    if (std::rename(m_path.c_str(), m_place.c_str()) != 0) return false;
+    const bool bMoved = m_pFolder != nullptr ? std::rename(m_path.c_str(), m_place.c_str()) == 0
+                                             : m_file.MoveTo(m_place.c_str());
+    if (!bMoved) return false;
     m_path.clear();
-    const std::filesystem::path parent = m_place.parent_path();
-    const FileDescriptor folder(OpenFolder(parent.empty() ? "." : parent.c_str()));
-    // A folder that cannot be opened or synced has the new name all the same.
-    if (folder >= 0) SyncFolder(folder);
+    m_pFolder.reset();
+    const FileDescriptor folder(OpenFolder(FolderOf(m_place).c_str()));
+    if (folder < 0 || !SyncFolder(folder)) m_nSyncError = errno;
     return true;
+}
+
+std::vector<std::string> PartFile::FindIn(const fs::path& dir) {
+    return FindTemporaryFiles((dir / kPrefix).string(), IsPartEnd);
 }
 
 }  // namespace Kestrova

@@ -1,0 +1,150 @@
+#include "shared/System/kvTemporaryFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <utility>
+
+#include "shared/System/kvDirectory.h"
+#include "shared/System/kvPath.h"
+
+namespace Kestrova {
+namespace {
+
+constexpr int kMostNames = 1000;      // tried one after the other; all but a few are free
+constexpr time_t kSurelyLeft = 3600;  // seconds
+
+int OpenToLook(const std::string& strPath) {
+    return open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+}
+
+// Takes the lock. A failure does not matter: without locks the file is made all the same, and whoever looks
+// for files that were left goes by their age.
+void Lock(int nFile, int nKind) {
+    while (flock(nFile, nKind) != 0 && errno == EINTR) {
+    }
+}
+
+// Whether the path still leads to the open file.
+bool IsAt(int nFile, const std::string& strPath) {
+    struct stat file, found;
+    return fstat(nFile, &file) == 0 && lstat(strPath.c_str(), &found) == 0 && S_ISREG(found.st_mode) &&
+           file.st_dev == found.st_dev && file.st_ino == found.st_ino;
+}
+
+// Whether the lock of this kind is not to be had; else it is taken, until the file is closed.
+bool IsHeld(int nFile, int nKind) {
+    if (flock(nFile, nKind | LOCK_NB) == 0) return false;
+    struct stat status;
+    return errno == EWOULDBLOCK || fstat(nFile, &status) != 0 ||
+           std::time(nullptr) - status.st_mtime < kSurelyLeft;
+}
+
+}  // namespace
+
+TemporaryFile::~TemporaryFile() {
+    const int nError = errno;
+    if (!m_strName.empty()) unlink(m_strName.c_str());
+    m_file.reset();
+    errno = nError;
+}
+
+bool TemporaryFile::MakeUnnamed(mode_t nMode) {
+    const std::string strFolder(FolderPart(m_strStem));
+    m_file.emplace(open(strFolder.empty() ? "." : strFolder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, nMode));
+    return *m_file >= 0 && access(OpenPath().c_str(), F_OK) == 0;
+}
+
+bool TemporaryFile::MakeNamed(mode_t nMode) {
+    for (int n = 0; n < kMostNames; ++n) {
+        std::string strName = NameOf(n);
+        m_file.emplace(open(strName.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, nMode));
+        if (*m_file < 0 && errno == EEXIST) continue;
+        if (*m_file < 0) return false;
+        // Before it was locked, another process may have taken it for one that was left, and removed it.
+        Lock(*m_file, LOCK_EX);
+        if (!IsAt(*m_file, strName)) continue;
+        m_strName = std::move(strName);
+        return true;
+    }
+    errno = EEXIST;
+    return false;
+}
+
+std::string TemporaryFile::OpenPath() const { return "/proc/self/fd/" + std::to_string(*m_file); }
+
+bool TemporaryFile::MoveTo(const char* pszPlace) {
+    if (m_strName.empty() && !TakeName()) return false;
+    if (std::rename(m_strName.c_str(), pszPlace) != 0) return false;
+    m_strName.clear();
+    return true;
+}
+
+std::string TemporaryFile::NameOf(int n) const {
+    const std::string strNumber = std::to_string(n);
+    return m_strStem + std::string(6 - strNumber.size(), '0') + strNumber;
+}
+
+// The lock comes first, so that nobody ever finds the name without it. The name is not that of the place: a
+// link, unlike a rename, cannot replace a file.
+bool TemporaryFile::TakeName() {
+    Lock(*m_file, LOCK_EX | LOCK_NB);
+    const std::string strFile = OpenPath();
+    for (int n = 0; n < kMostNames; ++n) {
+        std::string strName = NameOf(n);
+        if (linkat(AT_FDCWD, strFile.c_str(), AT_FDCWD, strName.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+            m_strName = std::move(strName);
+            return true;
+        }
+        if (errno != EEXIST) return false;
+    }
+    return false;
+}
+
+bool IsTemporaryEnd(std::string_view end) {
+    const auto isOne = [](char ch) {
+        return (ch >= '0' && ch <= '9') || (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z');
+    };
+    return end.size() == 6 && std::all_of(end.begin(), end.end(), isOne);
+}
+
+std::vector<std::string> FindTemporaryFiles(const std::string& strStem, bool (*pfnIsEnd)(std::string_view)) {
+    std::vector<std::string> found;
+    const size_t nPrefixAt = FolderPart(strStem).size();
+    const std::string_view prefix = std::string_view(strStem).substr(nPrefixAt);
+    Directory folder;
+    folder.Open(nPrefixAt > 0 ? strStem.c_str() : "./", nullptr, nullptr);
+    for (tagDirObjInfo entry; folder.GetObject(&entry);) {
+        const std::string_view path(entry.strPath.c_str());
+        const std::string_view name = path.substr(FolderPart(path).size());
+        if (!name.starts_with(prefix) || !pfnIsEnd(name.substr(prefix.size()))) continue;
+        std::string strFound = strStem.substr(0, nPrefixAt).append(name);
+        struct stat status;
+        if (lstat(strFound.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+            found.push_back(std::move(strFound));
+    }
+    return found;
+}
+
+bool IsTemporaryFileHeld(const std::string& strPath) {
+    const FileDescriptor file(OpenToLook(strPath));
+    return file >= 0 && IsHeld(file, LOCK_SH);
+}
+
+int RemoveTemporaryFile(const std::string& strPath) {
+    const FileDescriptor file(OpenToLook(strPath));
+    if (file < 0) return errno == ENOENT ? 0 : errno;
+    // Of two that remove it, the slower could otherwise remove a new file of that name.
+    if (IsHeld(file, LOCK_EX)) return EBUSY;
+    // Its process may have moved it to its place meanwhile.
+    if (!IsAt(file, strPath) || unlink(strPath.c_str()) == 0 || errno == ENOENT) return 0;
+    return errno;
+}
+
+}  // namespace Kestrova

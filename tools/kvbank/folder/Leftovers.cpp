@@ -1,0 +1,76 @@
+#include "tools/kvbank/folder/Leftovers.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/folder/PartFile.h"
+#include "tools/kvbank/folder/PrivateFolder.h"
+
+namespace Kestrova {
+namespace {
+
+namespace fs = std::filesystem;
+
+void FindBanks(const fs::path& dir, std::vector<FoundLeftover>& found, std::error_code& error) {
+    for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error))
+        if (ParseAnyBankName(it->path().filename().string()) &&
+            CSDB::IsInterruptedBuild(it->path().c_str(), kSdbFormatEnriched))
+            found.push_back({.path = it->path(), .kind = LeftoverKind::Bank});
+}
+
+int ErrorOf(int nResult) { return nResult == 0 || errno == ENOENT ? 0 : errno; }
+
+// The lock keeps others from building there until the file has gone.
+int RemoveBank(const fs::path& path) {
+    CXFile held;
+    if (CSDB::HoldInterruptedBuild(path.c_str(), kSdbFormatEnriched, held))
+        return ErrorOf(unlink(path.c_str()));
+    return EBUSY;
+}
+
+// errno, or 0. What can go of the private folders has gone already, with all that was in them.
+int Remove(const FoundLeftover& leftover) {
+    switch (leftover.kind) {
+        case LeftoverKind::PrivateFolder: return ErrorOf(rmdir(leftover.path.c_str()));
+        case LeftoverKind::PartFile: return RemoveTemporaryFile(leftover.path.string());
+        case LeftoverKind::Bank: break;
+    }
+    return RemoveBank(leftover.path);
+}
+
+}  // namespace
+
+const char* KindName(LeftoverKind kind) {
+    switch (kind) {
+        case LeftoverKind::PrivateFolder: return "private folder";
+        case LeftoverKind::PartFile: return "part file";
+        case LeftoverKind::Bank: break;
+    }
+    return "interrupted bank";
+}
+
+std::vector<FoundLeftover> FindLeftovers(const fs::path& dir, std::error_code& error) {
+    std::vector<FoundLeftover> found;
+    FindBanks(dir, found, error);
+    for (const PrivateFolder::Found& folder : PrivateFolder::FindIn(dir))
+        found.push_back({folder.path, LeftoverKind::PrivateFolder, folder.bHeld});
+    for (const std::string& strPath : PartFile::FindIn(dir))
+        found.push_back({strPath, LeftoverKind::PartFile, IsTemporaryFileHeld(strPath)});
+    std::sort(found.begin(), found.end(),
+              [](const FoundLeftover& a, const FoundLeftover& b) { return a.path < b.path; });
+    return found;
+}
+
+std::vector<FoundLeftover> RemoveLeftovers(const fs::path& dir, const FolderLock& turn,
+                                           std::error_code& error) {
+    std::vector<FoundLeftover> found = FindLeftovers(dir, error);
+    PrivateFolder::RemoveAbandoned(dir, turn);
+    for (FoundLeftover& leftover : found)
+        if (!leftover.bHeld) leftover.nError = Remove(leftover);
+    return found;
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,36 @@
+// Leftovers.h - what runs that were killed have left in a folder, and its removal.
+#pragma once
+
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "tools/kvbank/folder/FolderLock.h"
+
+namespace Kestrova {
+
+enum class LeftoverKind {
+    Bank,           // an interrupted build under a bank's own name
+    PrivateFolder,  // of a build or an import, with what is in it
+    PartFile        // of an import or a demo
+};
+
+// "interrupted bank", "private folder", "part file".
+const char* KindName(LeftoverKind kind);
+
+struct FoundLeftover {
+    std::filesystem::path path;
+    LeftoverKind kind = LeftoverKind::Bank;
+    bool bHeld = false;  // a process is at work on it, or the file system has no locks that would tell
+    int nError = 0;      // errno of a removal that failed
+};
+
+// What lies in the folder, by path, of whatever source. error is set when the folder cannot be read.
+std::vector<FoundLeftover> FindLeftovers(const std::filesystem::path& dir, std::error_code& error);
+
+// Removes what nobody holds; all that was found. A file that somebody else put into a private folder stays,
+// and the folder with it. REQUIRES: turn is held, and at dir.
+std::vector<FoundLeftover> RemoveLeftovers(const std::filesystem::path& dir, const FolderLock& turn,
+                                           std::error_code& error);
+
+}  // namespace Kestrova
