@@ -6,6 +6,7 @@
 
 #include <array>
 #include <string>
+#include <utility>
 
 #include "bench/BenchWaves.h"
 #include "codec/ImpulseFilter.h"
@@ -19,6 +20,41 @@ namespace {
 using namespace Bench;
 
 constexpr size_t kWaveBytes = 6000000;
+constexpr size_t kBlockBytes = 900000;
+
+Bytes MakeFibonacciWord() {
+    std::string strBefore = "a", strWord = "ab";
+    while (strWord.size() < kBlockBytes) strBefore = std::exchange(strWord, strWord + strBefore);
+    return Bytes(strWord.begin(), strWord.begin() + kBlockBytes);
+}
+
+Bytes MakeRamp(unsigned nSlope) {
+    Bytes wave(kBlockBytes);
+    for (size_t i = 0; i < wave.size(); ++i) wave[i] = static_cast<uint8_t>((i / 2 * nSlope) >> (i % 2 * 8));
+    return wave;
+}
+
+Bytes MakeClicks(size_t nFrames) {
+    Bytes wave(kBlockBytes);
+    for (size_t i = 0; i < wave.size(); i += 2 * nFrames) wave[i] = 100;
+    return wave;
+}
+
+// The bytes behind the delta filter are these.
+Bytes Unfiltered(Bytes wave) {
+    UndoImpulse(16, wave.data(), wave.size());
+    return wave;
+}
+
+// nBytes of text again and again; each line of it says something else.
+Bytes MakeRepeatedText(size_t nBytes) {
+    std::string strText;
+    for (int i = 0; strText.size() < nBytes; ++i)
+        strText += "Line " + std::to_string(i * 7919 % 10007) + " of a text that is read again and again. ";
+    Bytes wave(kBlockBytes);
+    for (size_t i = 0; i < wave.size(); ++i) wave[i] = static_cast<uint8_t>(strText[i % nBytes]);
+    return wave;
+}
 
 struct Material {
     const char* pszName;
@@ -33,8 +69,22 @@ constexpr Material kMaterials[] = {
     {"zeros, 16-bit", 16, [] { return Bytes(kWaveBytes); }},
     {"period of 1000 frames, 16-bit", 16, [] { return MakePeriodic(kWaveBytes, 2000); }},
     {"TimGM6mb, 16-bit", 16, [] { return ReadSoundFontSamples(kWaveBytes); }},
+    // One block each: what takes longest to sort, beside a note for comparison.
+    {"block of a note", 16, [] { return MakeNote(kBlockBytes / 2, 16, 1, 3); }},
+    {"block of zeros", 16, [] { return Bytes(kBlockBytes); }},
+    {"block, ramp of slope 1", 16, [] { return MakeRamp(1); }},
+    {"block, ramp of slope 0x1234", 16, [] { return MakeRamp(0x1234); }},
+    {"block, filtered period of 2 bytes", 16, [] { return Unfiltered(MakePeriodic(kBlockBytes, 2)); }},
+    {"block, period of 3 bytes", 16, [] { return MakePeriodic(kBlockBytes, 3); }},
+    {"block, period of 100 bytes", 16, [] { return MakePeriodic(kBlockBytes, 100); }},
+    {"block, period of 1000 bytes", 16, [] { return MakePeriodic(kBlockBytes, 1000); }},
+    {"block, period of 5000 bytes", 16, [] { return MakePeriodic(kBlockBytes, 5000); }},
+    {"block, Fibonacci word", 16, MakeFibonacciWord},
+    {"block, clicks 3 frames apart", 16, [] { return MakeClicks(3); }},
+    {"block, repeated text of 2000 bytes", 16, [] { return MakeRepeatedText(2000); }},
+    {"block, repeated text of 20000 bytes", 16, [] { return MakeRepeatedText(20000); }},
 };
-constexpr int64_t kMaterialCount = std::size(kMaterials);
+constexpr int64_t kMaterialCount = std::size(kMaterials), kFirstBlock = 7;
 
 const Bytes& WaveOf(int64_t nMaterial) {
     static std::array<Bytes, kMaterialCount> waves;
@@ -123,13 +173,21 @@ void BM_ExpandLibbz2(benchmark::State& state) {
 }
 
 void ForEachMaterial(benchmark::internal::Benchmark* pBenchmark) {
-    pBenchmark->ArgName("material")->DenseRange(0, kMaterialCount - 1)->Unit(benchmark::kMillisecond);
+    pBenchmark->ArgName("material")->DenseRange(0, kFirstBlock - 1)->Unit(benchmark::kMillisecond);
+}
+
+void ForEachBlock(benchmark::internal::Benchmark* pBenchmark) {
+    pBenchmark->ArgName("material")
+        ->DenseRange(kFirstBlock, kMaterialCount - 1)
+        ->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(BM_Expand)->Apply(ForEachMaterial);
 BENCHMARK(BM_ExpandLibbz2)->Apply(ForEachMaterial);
 BENCHMARK(BM_Compress)->Apply(ForEachMaterial);
 BENCHMARK(BM_CompressLibbz2)->Apply(ForEachMaterial);
+BENCHMARK(BM_Compress)->Name("BM_CompressBlock")->Apply(ForEachBlock);
+BENCHMARK(BM_CompressLibbz2)->Name("BM_CompressBlockLibbz2")->Apply(ForEachBlock);
 
 }  // namespace
 }  // namespace Kestrova

@@ -6,13 +6,13 @@
 
 #include "codec/BitStream.h"
 #include "codec/RandomTable.h"
+#include "codec/RotationSort.h"
 
 namespace Kestrova {
 namespace {
 
 using WaveFormat::kByteValues;
 
-constexpr uint32_t kWorkPerByte = 150;       // comparison steps of the first attempt
 constexpr uint32_t kSimpleSortBlock = 4000;  // a last index below this is not worth the buckets
 constexpr int32_t kSimpleSortRange = 20, kSimpleSortDepth = 10;
 constexpr size_t kMaxRanges = 1000;
@@ -52,19 +52,25 @@ private:
     size_t m_nCount = 0;
 };
 
-BlockSorter::BlockSorter(BlockSortArrays& arrays)
-    : m_block(arrays.block + 1), m_quadrant(arrays.quadrant), m_order(arrays.order), m_radix(arrays.radix) {}
+BlockSorter::BlockSorter(BlockSortArrays& arrays, uint32_t nWorkPerByte)
+    : m_block(arrays.block + 1),
+      m_quadrant(arrays.quadrant),
+      m_order(arrays.order),
+      m_radix(arrays.radix),
+      m_scratch(arrays.equals.tie),
+      m_equals(arrays.equals),
+      m_nWorkPerByte(nWorkPerByte) {}
 
 bool BlockSorter::doReversibleTransformation(uint32_t nCount, bool (&used)[kByteValues]) {
     m_nCount = nCount;
     m_nWork = 0;
-    m_nWorkLimit = uint64_t{kWorkPerByte} * (nCount - 1);
-    m_bFirstAttempt = true;
+    m_nWorkLimit = uint64_t{m_nWorkPerByte} * (nCount - 1);
+    m_eRanges = Ranges::kCompared;
     m_bRandomised = m_bError = false;
     sortIt();
-    if (m_nWork > m_nWorkLimit && m_bFirstAttempt) {
+    if (IsOverLimit() && !m_bError) {
         randomiseBlock(used);
-        sortIt();
+        SortRandomised();
     }
     return !m_bError && FindOrigin();
 }
@@ -73,9 +79,19 @@ void BlockSorter::randomiseBlock(bool (&used)[kByteValues]) {
     RandomiseBytes(m_block, m_nCount);
     std::fill(std::begin(used), std::end(used), false);
     for (uint32_t i = 0; i < m_nCount; ++i) used[m_block[i]] = true;
-    m_nWork = m_nWorkLimit = 0;
-    m_bFirstAttempt = false;
     m_bRandomised = true;
+}
+
+void BlockSorter::SortRandomised() {
+    m_nWork = 0;  // and stays so: only the first attempt counts
+    m_eRanges = Ranges::kUntouched;
+    sortIt();
+    if (m_bError) return;
+    const uint32_t nCopies = SortRotations(std::span<const uint8_t>(m_block, m_nCount), m_order, m_scratch);
+    if (nCopies == 1) return;
+    m_equals.Start(m_order, m_nCount, nCopies);
+    m_eRanges = Ranges::kComparedByTables;
+    sortIt();
 }
 
 bool BlockSorter::FindOrigin() {
@@ -134,6 +150,8 @@ void BlockSorter::SortGroups() {
         if (!SortBucketsOf(group)) return;
         done[group] = true;
         RankGroup(group);
+        if (m_eRanges == Ranges::kComparedByTables)
+            m_equals.TakeRanks(m_block, m_quadrant, done, GroupSize(group) > kMaxRank);
         DeriveBucketsEndingIn(group, done);
     }
 }
@@ -228,8 +246,16 @@ void BlockSorter::vswap(int32_t i1, int32_t i2, int32_t n) {
     std::swap_ranges(m_order + i1, m_order + i1 + n, m_order + i2);
 }
 
-// Shell sort. After every three insertions it looks whether the work limit has been passed.
 void BlockSorter::simpleSort(int32_t lo, int32_t hi, int32_t depth) {
+    if (m_eRanges == Ranges::kCompared)
+        ShellSort(lo, hi, depth, [this](uint32_t i1, uint32_t i2) { return fullGtU(i1, i2); });
+    else if (m_eRanges == Ranges::kComparedByTables)
+        ShellSort(lo, hi, depth, [this](uint32_t i1, uint32_t i2) { return m_equals.IsGreater(i1, i2); });
+}
+
+// After every three insertions it looks whether the work limit has been passed.
+template <class TGreater>
+void BlockSorter::ShellSort(int32_t lo, int32_t hi, int32_t depth, TGreater isGreater) {
     const int32_t nSize = hi - lo + 1;
     if (nSize < 2) return;
     size_t nSteps = 0;
@@ -238,28 +264,31 @@ void BlockSorter::simpleSort(int32_t lo, int32_t hi, int32_t depth) {
         const int32_t step = incs[--nSteps];
         for (int32_t i = lo + step; i <= hi;) {
             const int32_t iEnd = std::min(i + 3, hi + 1);
-            for (; i < iEnd; ++i) InsertDown(i, lo + step, step, depth);
+            for (; i < iEnd; ++i) InsertDown(i, lo + step, step, depth, isGreater);
             if (MustGiveUp()) return;
         }
     }
 }
 
-void BlockSorter::InsertDown(int32_t iPlace, int32_t iLowest, int32_t step, int32_t depth) {
+template <class TGreater>
+void BlockSorter::InsertDown(int32_t iPlace, int32_t iLowest, int32_t step, int32_t depth,
+                             TGreater isGreater) {
     const uint32_t value = m_order[iPlace];
     const auto nDepth = static_cast<uint32_t>(depth);
-    while (iPlace >= iLowest && fullGtU(m_order[iPlace - step] + nDepth, value + nDepth)) {
+    while (iPlace >= iLowest && isGreater(m_order[iPlace - step] + nDepth, value + nDepth)) {
         m_order[iPlace] = m_order[iPlace - step];
         iPlace -= step;
     }
     m_order[iPlace] = value;
 }
 
-// True when the rotation at i1 sorts behind the one at i2. The first 6 bytes decide most comparisons.
+// True when the rotation at i1 sorts behind the one at i2. The head decides most comparisons.
 bool BlockSorter::fullGtU(uint32_t i1, uint32_t i2) {
-    constexpr uint32_t kDirect = 6;
-    const uint64_t head1 = LoadBigEndian64(m_block + i1) >> 16, head2 = LoadBigEndian64(m_block + i2) >> 16;
+    constexpr unsigned kOtherBits = 64 - 8 * kHeadBytes;
+    const uint64_t head1 = LoadBigEndian64(m_block + i1) >> kOtherBits;
+    const uint64_t head2 = LoadBigEndian64(m_block + i2) >> kOtherBits;
     if (head1 != head2) return head1 > head2;
-    return RestGreater(i1 + kDirect, i2 + kDirect);
+    return RestGreater(i1 + kHeadBytes, i2 + kHeadBytes);
 }
 
 // Four positions per step of work, byte and rank by turns, until all positions have been compared. Equal

@@ -1,13 +1,10 @@
 // BlockSort.h - the Burrows-Wheeler transform of a block, both ways.
 #pragma once
 
-#include <span>
-
+#include "codec/EqualRotations.h"
 #include "codec/WaveFormat.h"
 
 namespace Kestrova {
-
-inline constexpr uint32_t kOvershootBytes = 20;  // copied behind a block, so that comparing needs no wrapping
 
 // The large arrays of a sort, part of the compressor's working storage.
 struct BlockSortArrays {
@@ -15,14 +12,23 @@ struct BlockSortArrays {
     uint16_t quadrant[WaveFormat::kBlockSize + kOvershootBytes];  // ranks found so far, per position
     uint32_t order[WaveFormat::kBlockSize];                       // starts of the rotations in sorted order
     uint32_t radix[0x10000 + 1];                                  // first place of each two-byte bucket
+    EqualRotationsArrays equals;                                  // of the second attempt
 };
 
 // Sorts the rotations of one block. Which steps are taken in which order decides when the work limit is
 // reached, and with it the bytes of the stream: an "improvement" of a step must keep their order.
+//
+// The second attempt has no work limit. The order of different rotations is the same whatever steps lead to
+// it, so a sort in linear time finds it. Two more things depend on the steps: whether the stack of ranges
+// overflows, and the order of equal rotations. For these the steps are taken again: for the first without any
+// comparison of rotations, for the second, which only a block that repeats exactly needs, with comparisons
+// from tables.
 class BlockSorter {
 public:
-    // Does not own the arrays.
-    explicit BlockSorter(BlockSortArrays& arrays);
+    static constexpr uint32_t kWorkPerByte = 150;  // comparison steps of the first attempt
+
+    // Does not own the arrays. Another work limit than the format's is for tests.
+    explicit BlockSorter(BlockSortArrays& arrays, uint32_t nWorkPerByte = kWorkPerByte);
 
     // Sorts the nCount (1 or more) bytes from arrays.block[1] on into arrays.order. A block that takes too
     // long is randomised, in place and in `used`, and sorted anew. False: the stack of ranges overflowed.
@@ -37,8 +43,11 @@ private:
         int32_t depth;   // leading bytes that are equal in all of them
     };
     class RangeStack;
+    // What is done with ranges that are not divided any further.
+    enum class Ranges { kCompared, kUntouched, kComparedByTables };
 
     void randomiseBlock(bool (&used)[WaveFormat::kByteValues]);
+    void SortRandomised();
     bool FindOrigin();
 
     void sortIt();
@@ -57,7 +66,10 @@ private:
     uint8_t PivotOf(Range range) const;
     void vswap(int32_t i1, int32_t i2, int32_t n);
     void simpleSort(int32_t lo, int32_t hi, int32_t depth);
-    void InsertDown(int32_t iPlace, int32_t iLowest, int32_t step, int32_t depth);
+    template <class TGreater>
+    void ShellSort(int32_t lo, int32_t hi, int32_t depth, TGreater isGreater);
+    template <class TGreater>
+    void InsertDown(int32_t iPlace, int32_t iLowest, int32_t step, int32_t depth, TGreater isGreater);
     bool fullGtU(uint32_t i1, uint32_t i2);
     bool RestGreater(uint32_t i1, uint32_t i2);
     bool AreEqual(uint32_t i1, uint32_t i2, uint32_t nStride) const;
@@ -66,16 +78,21 @@ private:
 
     uint32_t Wrapped(uint32_t i) const { return i < m_nCount ? i : i - m_nCount; }
 
-    bool MustGiveUp() const { return m_bError || (m_nWork > m_nWorkLimit && m_bFirstAttempt); }
+    bool IsOverLimit() const { return m_nWork > m_nWorkLimit; }
+    bool MustGiveUp() const { return m_bError || IsOverLimit(); }
 
     uint8_t* const m_block;  // [-1] is the copy of the last byte
     uint16_t* const m_quadrant;
     uint32_t* const m_order;
     uint32_t* const m_radix;
+    uint32_t* const m_scratch;
+    EqualRotations m_equals;
+    const uint32_t m_nWorkPerByte;
     uint32_t m_nCount = 0;
     uint32_t m_iOrigin = 0;
     uint64_t m_nWork = 0, m_nWorkLimit = 0;
-    bool m_bFirstAttempt = true, m_bRandomised = false, m_bError = false;
+    Ranges m_eRanges = Ranges::kCompared;
+    bool m_bRandomised = false, m_bError = false;
 };
 
 // The large arrays of the inverse, part of the expander's working storage.

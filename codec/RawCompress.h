@@ -7,7 +7,9 @@ class StreamBuffer;
 
 // All work happens in the constructor; the object holds nothing afterwards.
 // Threads: none of its own; several may compress at once from and to buffers of their own.
-// Memory:  about 7 MB of working storage during the call.
+// Memory:  18 MB of working storage during the call. Most waves touch 7 MB of it; a block that has to be
+//          sorted a second time touches up to 4 MB more, and the rest only if it then repeats exactly.
+// Time:    bounded for each block of 900000 bytes, whatever it holds; bench/README.md has the worst cases.
 class CRawCompress {
 public:
     // Appends the compressed stream of the samples in `in` to `out`.

@@ -35,6 +35,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"tools", {}},
     {"tools/kvbank/terminal", {"shared/System", "bank"}},
     {"tools/kvbank/folder", {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
+    {"tools/kvbank/sums", {"shared/System"}},
     {"tools/kvbank/engine",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal",
       "tools/kvbank/folder"}},
@@ -47,7 +48,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"tools/kvbank",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import",
       "import/soundfont", "tools/kvbank/terminal", "tools/kvbank/folder", "tools/kvbank/engine",
-      "tools/kvbank/build", "tools/kvbank/verify", "tools/kvbank/demo"}},
+      "tools/kvbank/build", "tools/kvbank/sums", "tools/kvbank/verify", "tools/kvbank/demo"}},
     {"app", {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
     {"app/qt", {"shared/System", "app"}},
 };

@@ -8,6 +8,8 @@
 #include "codec/BlockSort.h"
 #include "codec/RandomTable.h"
 #include "tests/codec/CodecTestSupport.h"
+#include "tests/codec/PlainBlockSort.h"
+#include "tests/support/Vectors.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -15,8 +17,8 @@ namespace {
 // One block through the sorter and back.
 class Sorting {
 public:
-    explicit Sorting(const Bytes& bytes)
-        : m_nCount(static_cast<uint32_t>(bytes.size())), m_sorter(*m_arrays) {
+    explicit Sorting(const Bytes& bytes, uint32_t nWorkPerByte = BlockSorter::kWorkPerByte)
+        : m_nCount(static_cast<uint32_t>(bytes.size())), m_sorter(*m_arrays, nWorkPerByte) {
         std::copy(bytes.begin(), bytes.end(), Block());
         for (const uint8_t ch : bytes) used[ch] = true;
         bSorted = m_sorter.doReversibleTransformation(m_nCount, used);
@@ -62,7 +64,7 @@ public:
     bool bSorted = false;
 
 private:
-    std::unique_ptr<BlockSortArrays> m_arrays = std::make_unique<BlockSortArrays>();
+    std::unique_ptr<BlockSortArrays> m_arrays = std::make_unique_for_overwrite<BlockSortArrays>();
     uint32_t m_nCount;
     BlockSorter m_sorter;
 };
@@ -160,6 +162,100 @@ TEST(BlockSorterTest, AnOverflowOfTheRangeStackIsAnError) { EXPECT_FALSE(Sorting
 
 TEST(BlockSorterTest, AnOverflowFailsTheWholeCompression) {
     EXPECT_EQ(Bytes(), Compress(Unfiltered(StackOverflow(), 16), 16));
+}
+
+Bytes Randomised(Bytes bytes) {
+    RandomiseBytes(bytes.data(), bytes.size());
+    return bytes;
+}
+
+Bytes Repeated(const Bytes& unit, size_t nCopies) {
+    Bytes bytes;
+    while (nCopies-- > 0) bytes.insert(bytes.end(), unit.begin(), unit.end());
+    return bytes;
+}
+
+// Without any work allowed, a block that randomising turns into this one meets the second attempt. It gives
+// the order of the plain sort, equal rotations included. False: the first attempt had nothing to compare.
+bool SecondAttemptIsThePlainSort(const Bytes& bytes) {
+    Sorting sorting(Randomised(bytes), 0);
+    if (!sorting.Sorter().IsRandomised()) return false;
+    const auto plain = PlainBlockSort(bytes);
+    EXPECT_TRUE(plain.has_value());
+    EXPECT_TRUE(sorting.bSorted);
+    EXPECT_TRUE(sorting.Order() == plain) << bytes.size();
+    EXPECT_EQ(bytes, sorting.BlockBytes());
+    EXPECT_EQ(0u, sorting.Order()[sorting.Sorter().GetOrigin()]);
+    return true;
+}
+
+TEST(SecondAttemptTest, IsThePlainSortForRepeatsOfEveryShortText) {
+    size_t nTexts = 0;
+    for (const auto& [nLetters, nLongest] : {std::pair{2u, 8u}, {3u, 5u}})
+        for (size_t n = 1, nOfLength = nLetters; n <= nLongest; ++n, nOfLength *= nLetters)
+            for (size_t iText = 0; iText < nOfLength; ++iText)
+                for (const size_t nCopies : {1u, 2u, 3u, 8u})
+                    nTexts += SecondAttemptIsThePlainSort(Repeated(TextNumber(iText, n, nLetters), nCopies));
+    EXPECT_GT(nTexts, 900u);
+}
+
+TEST(SecondAttemptTest, IsThePlainSortForSmallBlocks) {
+    for (const size_t n : {100u, 617u, 618u})
+        for (const size_t nPeriod : {2u, 5u, 40u, 50u}) {
+            EXPECT_TRUE(SecondAttemptIsThePlainSort(Periodic(n, nPeriod)));
+            EXPECT_TRUE(SecondAttemptIsThePlainSort(Randomised(Periodic(n, nPeriod))));
+        }
+}
+
+TEST(SecondAttemptTest, IsThePlainSortForLargeBlocksThatRepeat) {
+    for (const size_t nUnit : {2u, 11u, 300u, 2001u})
+        for (const unsigned nValues : {2u, 3u, 256u})
+            EXPECT_TRUE(SecondAttemptIsThePlainSort(Repeated(FewValues(nUnit, nValues), 4001 / nUnit + 1)))
+                << nUnit << " " << nValues;
+}
+
+TEST(SecondAttemptTest, IsThePlainSortForLargeBlocksThatNearlyRepeat) {
+    for (const size_t n : {4001u, 6000u})
+        for (const size_t nPeriod : {2u, 7u, 100u, 1000u})
+            EXPECT_TRUE(SecondAttemptIsThePlainSort(Randomised(Periodic(n, nPeriod)))) << n << " " << nPeriod;
+}
+
+struct SharedRanks {
+    Bytes unit;
+    size_t nCopies;
+    uint32_t iOrigin;
+    const char* pszSha256;  // of the order
+};
+
+// Groups of more than 65534 positions, where several share a rank and equal rotations are told apart by ranks
+// farther on, or not at all. The plain sort takes too long for them here, so its answers are kept.
+TEST(SecondAttemptTest, IsThePlainSortWhereEqualRotationsShareRanks) {
+    const SharedRanks rows[] = {
+        {{'a', 'a', 'b', 'b', 'c'},
+         35000,
+         34996,
+         "251c69b2dc3d96dfcebd3c30bbbd3640556ae0476f8075a5832a53facb08d6ff"},
+        {{'a', 'b', 'b', 'a', 'b', 'c', 'b', 'c', 'a', 'c'},
+         20000,
+         19999,
+         "eb90b4d2d1e005c65d46f033c99db1988020c3860ea774a733ef213db8581bd3"},
+        {FewValues(70000, 2), 2, 106850, "ce0b3b02175411f7a692404bda84e0a811d49c1ee8acfa4b0083d50e862c5295"},
+    };
+    for (const SharedRanks& row : rows) {
+        const Sorting sorting(Randomised(Repeated(row.unit, row.nCopies)), 0);
+        const std::vector<uint32_t> order = sorting.Order();
+        const auto* pOrder = reinterpret_cast<const uint8_t*>(order.data());
+        EXPECT_TRUE(sorting.bSorted && sorting.Sorter().IsRandomised());
+        EXPECT_EQ(row.iOrigin, sorting.Sorter().GetOrigin());
+        EXPECT_EQ(row.pszSha256, Sha256(Bytes(pOrder, pOrder + order.size() * sizeof(uint32_t))));
+    }
+}
+
+TEST(SecondAttemptTest, AnOverflowOfTheRangeStackIsAnError) {
+    ASSERT_EQ(std::nullopt, PlainBlockSort(StackOverflow()));
+    const Sorting sorting(Randomised(StackOverflow()), 0);
+    EXPECT_TRUE(sorting.Sorter().IsRandomised());
+    EXPECT_FALSE(sorting.bSorted);
 }
 
 TEST(UnsortBlockTest, BytesThatNoSortHasMadeAreFollowedForward) {

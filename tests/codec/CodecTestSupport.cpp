@@ -76,6 +76,15 @@ Bytes Periodic(size_t n, size_t nPeriod, uint32_t nSeed) {
     return wave;
 }
 
+Bytes TextNumber(size_t iText, size_t n, unsigned nLetters) {
+    Bytes text(n);
+    for (uint8_t& ch : text) {
+        ch = static_cast<uint8_t>('a' + iText % nLetters);
+        iText /= nLetters;
+    }
+    return text;
+}
+
 std::optional<Bytes> BlackBoxExpand(const Bytes& stream, size_t nMaxSize) {
     Bytes file{'B', 'Z', 'h', '9'};
     file.insert(file.end(), stream.begin(), stream.end());

@@ -23,6 +23,9 @@ Bytes Noise(size_t n, uint32_t nSeed = 1);
 Bytes NoiseWithoutRuns(size_t n, uint32_t nSeed = 1);
 Bytes Periodic(size_t n, size_t nPeriod, uint32_t nSeed = 1);
 
+// One of the nLetters to the power of n texts of n bytes over so many letters.
+Bytes TextNumber(size_t iText, size_t n, unsigned nLetters);
+
 // The filtered bytes of a stream of ours as the black box decodes them; nothing when it refuses the stream.
 std::optional<Bytes> BlackBoxExpand(const Bytes& stream, size_t nMaxSize);
 // A stream of ours, made by the black box from filtered bytes.

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
+#include <utility>
 
+#include "codec/RandomTable.h"
 #include "codec/RawCompress.h"
 #include "tests/codec/CodecTestSupport.h"
 #include "tests/support/Vectors.h"
@@ -130,6 +133,44 @@ TEST(RawCompressTest, RepetitiveBlocksAreRandomisedAndComeBack) {
     }
     EXPECT_TRUE(IsRandomised(CompressFiltered(Periodic(60000, 100))));
     EXPECT_FALSE(IsRandomised(CompressFiltered(Noise(100000))));
+}
+
+Bytes Ramp(size_t n, unsigned nSlope) {
+    Bytes wave(n);
+    for (size_t i = 0; i < n; ++i) wave[i] = static_cast<uint8_t>((i / 2 * nSlope) >> (8 * (i % 2)));
+    return wave;
+}
+
+Bytes Clicks(size_t n, size_t nDistance) {
+    Bytes wave(n);
+    for (size_t i = 0; i < n; i += nDistance) wave[i] = 100;
+    return wave;
+}
+
+Bytes FibonacciWord(size_t n) {
+    Bytes word{1, 2};
+    for (size_t nBefore = 1; word.size() < n;) {
+        const size_t nCopied = std::exchange(nBefore, word.size());
+        word.resize(word.size() + nCopied);
+        std::copy_n(word.begin(), nCopied, word.end() - static_cast<std::ptrdiff_t>(nCopied));
+    }
+    word.resize(n);
+    return word;
+}
+
+// Without a bound on the second sort some of these took a quarter of a minute.
+TEST(RawCompressTest, FullBlocksThatRepeatComeBack) {
+    constexpr size_t kSize = 899000;
+    Bytes equalRotations = Periodic(kSize, 4);
+    RandomiseBytes(equalRotations.data(), equalRotations.size());
+    for (const Bytes& wave :
+         {Ramp(kSize, 1), Clicks(kSize, 6), Unfiltered(FibonacciWord(kSize), 16),
+          Unfiltered(Periodic(kSize, 2), 16), Periodic(kSize, 1000), Unfiltered(equalRotations, 16)}) {
+        const Bytes stream = Compress(wave, 16);
+        EXPECT_TRUE(IsRandomised(stream));
+        EXPECT_EQ(1u, CountBlocks(stream));
+        EXPECT_TRUE(wave == Expand(stream, 16, wave.size()));
+    }
 }
 
 // ---- outcomes ----

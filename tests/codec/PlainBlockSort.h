@@ -1,0 +1,14 @@
+// PlainBlockSort.h - the block sort as it is defined: step by step, comparing byte by byte, without a limit.
+#pragma once
+
+#include <optional>
+
+#include "tests/support/TempDir.h"
+
+namespace Kestrova::Test {
+
+// The starts of the block's rotations in sorted order, equal ones in the order that the steps give them;
+// nothing when the stack of ranges overflows. Its time can grow with the square of the block's size.
+std::optional<std::vector<uint32_t>> PlainBlockSort(const Bytes& block);
+
+}  // namespace Kestrova::Test

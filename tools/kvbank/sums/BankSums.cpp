@@ -1,0 +1,112 @@
+#include "tools/kvbank/sums/BankSums.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "shared/System/kvSafeFile.h"
+#include "tools/kvbank/sums/Sha256.h"
+#include "tools/kvbank/sums/SumsLine.h"
+
+namespace Kestrova {
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = SumsOutcome::Kind;
+
+constexpr size_t kPieceBytes = 0x40000;
+constexpr size_t kMostSumsBytes = 4096;  // a name of 255 bytes, all of them escaped, takes 577
+
+std::string NameOf(const std::string& strPath) { return fs::path(strPath).filename().string(); }
+
+SumsOutcome Failure(const std::string& strPath) { return {Kind::Failed, strPath, std::strerror(errno)}; }
+
+ssize_t ReadPiece(int nFile, std::vector<char>& piece) {
+    for (;;) {
+        const ssize_t nBytes = read(nFile, piece.data(), piece.size());
+        if (nBytes >= 0 || errno != EINTR) return nBytes;
+    }
+}
+
+SumsOutcome SumOpenFile(const std::string& strBank, int nFile, const SumsProgress& progress,
+                        std::string& strSum) {
+    Sha256 sum;
+    std::vector<char> piece(kPieceBytes);
+    uint64_t nDone = 0;
+    for (;;) {
+        const ssize_t nBytes = ReadPiece(nFile, piece);
+        if (nBytes < 0) return Failure(strBank);
+        if (nBytes == 0) break;
+        sum.Add(piece.data(), static_cast<size_t>(nBytes));
+        nDone += static_cast<uint64_t>(nBytes);
+        if (!progress(nDone)) return {Kind::Cancelled, strBank, "cancelled"};
+    }
+    strSum = sum.Finish();
+    if (strSum.empty()) return {Kind::Failed, strBank, "the system's library gives no SHA-256 sum"};
+    return {};
+}
+
+// nMode: the permissions of the bank
+SumsOutcome SumFile(const std::string& strBank, const SumsProgress& progress, std::string& strSum,
+                    mode_t& nMode) {
+    const FileDescriptor file(open(strBank.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status;
+    if (file < 0 || fstat(file, &status) != 0) return Failure(strBank);
+    nMode = status.st_mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
+    return SumOpenFile(strBank, file, progress, strSum);
+}
+
+SumsOutcome ReadSums(const std::string& strBank, std::string& strSum) {
+    const std::string strPath = SumsPath(strBank);
+    const FileDescriptor file(open(strPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (file < 0 && errno == ENOENT) return {Kind::NoFile, strPath, ""};
+    std::string strText;
+    if (file < 0 || !ReadToEnd(file, kMostSumsBytes, strText)) return Failure(strPath);
+    const std::optional<SumsLine> line = ParseSumsLine(strText);
+    if (!line) return {Kind::NotOurs, strPath, "not a line of sha256sum"};
+    if (line->strName != NameOf(strBank)) return {Kind::NotOurs, strPath, "it is of " + line->strName};
+    strSum = line->strSum;
+    return {};
+}
+
+}  // namespace
+
+std::string SumsPath(const std::string& strBank) { return strBank + ".sha256"; }
+
+SumsOutcome WriteSums(const std::string& strBank, const SumsProgress& progress) {
+    SumsLine line{.strSum = {}, .strName = NameOf(strBank)};
+    mode_t nMode = 0;
+    if (SumsOutcome outcome = SumFile(strBank, progress, line.strSum, nMode); outcome.kind != Kind::Done)
+        return outcome;
+    const std::string strPath = SumsPath(strBank);
+    std::error_code error;
+    const fs::path absolute = fs::absolute(strPath, error);
+    if (error) return {Kind::Failed, strPath, error.message()};
+    return ReplaceFile(absolute.c_str(), FormatSumsLine(line), nMode) ? SumsOutcome{} : Failure(strPath);
+}
+
+SumsOutcome CheckSums(const std::string& strBank, const SumsProgress& progress) {
+    std::string strExpected, strSum;
+    mode_t nMode = 0;
+    if (SumsOutcome outcome = ReadSums(strBank, strExpected); outcome.kind != Kind::Done) return outcome;
+    if (SumsOutcome outcome = SumFile(strBank, progress, strSum, nMode); outcome.kind != Kind::Done)
+        return outcome;
+    if (strSum == strExpected) return {};
+    return {Kind::Differs, strBank, "its bytes are not those that " + NameOf(SumsPath(strBank)) + " is of"};
+}
+
+SumsOutcome RemoveSums(const std::string& strBank) {
+    const std::string strPath = SumsPath(strBank);
+    if (unlink(strPath.c_str()) != 0)
+        return errno == ENOENT ? SumsOutcome{Kind::NoFile, strPath, ""} : Failure(strPath);
+    const fs::path parent = fs::path(strBank).parent_path();
+    const FileDescriptor folder(OpenFolder(parent.empty() ? "." : parent.c_str()));
+    return folder >= 0 && SyncFolder(folder) ? SumsOutcome{} : Failure(strPath);
+}
+
+}  // namespace Kestrova

@@ -1,0 +1,43 @@
+// BankSums.h - the sums file of a bank: its SHA-256 sum in NAME.sha256 beside it, as `sha256sum -c` reads it.
+// A bank holds no checksum of its own, so only this file tells that a byte of a wave has changed.
+//
+// A sums file never stands beside a bank it does not belong to: whoever replaces or removes a bank removes
+// its sums file first, and writes a new one when the new bank is in its place. A crash in between leaves
+// none.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace Kestrova {
+
+struct SumsOutcome {
+    enum class Kind {
+        Done,     // written, right, or removed
+        NoFile,   // there is no sums file
+        Differs,  // the bank is not the one that was summed
+        NotOurs,  // the sums file is none, or names another file
+        Failed,   // the system refused; strCause is its reason
+        Cancelled,
+    };
+    Kind kind = Kind::Done;
+    std::string strPath = {};   // the file that the cause is about
+    std::string strCause = {};  // empty when done, or when there is no sums file
+};
+
+// Is told how many bytes have been read so far; false cancels.
+using SumsProgress = std::function<bool(uint64_t nBytes)>;
+
+std::string SumsPath(const std::string& strBank);
+
+// Reads the whole bank and writes its sums file, in place of an older one, as a whole or not at all.
+SumsOutcome WriteSums(const std::string& strBank, const SumsProgress& progress);
+
+// Compares the bank with its sums file, if there is one.
+SumsOutcome CheckSums(const std::string& strBank, const SumsProgress& progress);
+
+// Removes the bank's sums file, and waits until the disk has the change.
+SumsOutcome RemoveSums(const std::string& strBank);
+
+}  // namespace Kestrova
