@@ -27,12 +27,12 @@ enum BankResult : unsigned int {
 };
 
 // Which of the two files of a job a failure lies in.
-enum class BankFile : uint8_t { None, Source, Target };
+enum class BankSide : uint8_t { None, Source, Target };
 
 // A result with its cause. A failed step makes one where it fails, and every caller hands it on unchanged.
 struct BankOutcome {
     BankResult result = kBankDone;
-    BankFile file = BankFile::None;
+    BankSide side = BankSide::None;
     uint8_t nType = kSdbAny;    // of the source's record to blame
     uint32_t id = kSdbNoID;     // of that record; kSdbNoID when none is
     const char* pszCause = "";  // a text of the program's, never null; empty when the result says it all
@@ -45,20 +45,20 @@ inline constexpr const char* kCauseNoMemory = "there is not enough memory";
 
 // A failure in one of the files. Want of memory, which the system tells as ENOMEM, has a result of its own,
 // wherever it was met.
-inline BankOutcome FileFault(BankFile file, BankResult result, uint8_t nType, uint32_t id,
+inline BankOutcome FileFault(BankSide side, BankResult result, uint8_t nType, uint32_t id,
                              const char* pszCause, int nError) {
-    if (nError == ENOMEM) return {kBankNoMemory, file, nType, id, kCauseNoMemory, nError};
-    return {result, file, nType, id, pszCause, nError};
+    if (nError == ENOMEM) return {kBankNoMemory, side, nType, id, kCauseNoMemory, nError};
+    return {result, side, nType, id, pszCause, nError};
 }
 
 inline BankOutcome SourceFault(BankResult result, uint8_t nType, uint32_t id, const char* pszCause,
                                int nError = 0) {
-    return FileFault(BankFile::Source, result, nType, id, pszCause, nError);
+    return FileFault(BankSide::Source, result, nType, id, pszCause, nError);
 }
 
 inline BankOutcome TargetFault(BankResult result, uint8_t nType, uint32_t id, const char* pszCause,
                                int nError = 0) {
-    return FileFault(BankFile::Target, result, nType, id, pszCause, nError);
+    return FileFault(BankSide::Target, result, nType, id, pszCause, nError);
 }
 
 // The outcome of a step that may throw for want of memory; nothing else is thrown in the engine.

@@ -64,10 +64,10 @@ BankOutcome CDBEUCreate::StartAnalysis(const char* pszPath) {
     if (pszPath == nullptr || *pszPath == '\0') return {.result = kBankBadArgument};
     if (!m_bWorker) return {.result = kBankNoWorker};  // nobody would ever end the analysis
     const BankOutcome opened = CatchWantOfMemory([&] { return m_source.Open(pszPath); });
-    if (!m_source.Database().IsOpen()) m_bAnalysed = 0;
+    // A name that banks cannot be named after leaves the source before open, and its analysis standing.
+    if (opened.result != kBankBadArgument || !m_source.Database().IsOpen()) m_bAnalysed = 0;
     if (opened.result == kBankSourceNotOpened) m_nStatus = kBankSourceNotOpened;
     if (!opened.IsDone()) return opened;
-    m_bAnalysed = 0;
     m_nStatus = kBankDone;  // before the worker can fail
     StartJob(kAnalysing, kAnalyzeFunction);
     return {};

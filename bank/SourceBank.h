@@ -11,7 +11,7 @@
 namespace Kestrova {
 
 // Threads: one at a time; the database may be read by others meanwhile.
-// Errors:  an outcome. Open may throw std::bad_alloc; the source then counts as closed.
+// Errors:  an outcome. Open may throw std::bad_alloc; there is no base name then.
 // The file is only ever read.
 class SourceBank {
 public:

@@ -69,7 +69,7 @@ protected:
     void ExpectRefusal(const FaultyFileEnv& env, const BankOutcome& outcome, int nError) {
         SCOPED_TRACE(testing::Message() << "result " << outcome.result << ": " << outcome.pszCause);
         EXPECT_EQ(nError, outcome.nError);
-        const bool bSource = outcome.file == BankFile::Source;
+        const bool bSource = outcome.side == BankSide::Source;
         EXPECT_TRUE(env.HasStruck(bSource ? m_strSource : m_bank.string()));
         if (bSource)
             EXPECT_TRUE(outcome.result == kBankSourceNotOpened || outcome.result == kBankReadFailed);
@@ -79,7 +79,7 @@ protected:
         EXPECT_FALSE(fs::exists(m_bank));
     }
     void ExpectFullDisk(const BankOutcome& outcome) {
-        EXPECT_EQ(BankFile::Target, outcome.file);
+        EXPECT_EQ(BankSide::Target, outcome.side);
         EXPECT_EQ(ENOSPC, outcome.nError);
         EXPECT_FALSE(fs::exists(m_bank));
     }

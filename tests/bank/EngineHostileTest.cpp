@@ -208,7 +208,7 @@ TEST_F(EngineHostileTest, ARecordUnderAParentThatTheBankHasNotIsInconsistent) {
         notes.insert(notes.begin(), {0, row.nType, row.id, 500, row.strBody});
         EXPECT_EQ(kBankSourceInconsistent, RunNotes(notes));
         const BankOutcome& fault = m_driver.Engine().GetFault();
-        EXPECT_EQ(BankFile::Source, fault.file);
+        EXPECT_EQ(BankSide::Source, fault.side);
         EXPECT_EQ(row.nType, fault.nType);
         EXPECT_EQ(row.id, fault.id);
         EXPECT_STREQ("the record it lies under is not in the bank", fault.pszCause);

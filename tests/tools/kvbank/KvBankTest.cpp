@@ -119,6 +119,13 @@ TEST(ExitCodeTest, EveryEngineResultHasACodeAndAText) {
     }
 }
 
+TEST(ExitCodeTest, WhatTheSystemRefusesToDoWithTheBanksFileIsAFailureOfTheOutput) {
+    EXPECT_EQ(kExitOutput, ExitCodeOf(TargetFault(kBankConversionFailed, kSdbQuickLoad, kSdbNoID, "", EIO)));
+    EXPECT_EQ(kExitBadInput, ExitCodeOf(SourceFault(kBankConversionFailed, kSdbQuickLoad, kSdbNoID, "")));
+    EXPECT_EQ(kExitBadInput, ExitCodeOf(SourceFault(kBankReadFailed, kSdbAny, kSdbNoID, "", EIO)));
+    EXPECT_EQ(kExitNoMemory, ExitCodeOf(TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "", ENOMEM)));
+}
+
 TEST(RecordNamesTest, EveryTypeHasAName) {
     static constexpr struct {
         uint8_t nType;

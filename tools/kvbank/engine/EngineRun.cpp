@@ -16,13 +16,13 @@ namespace {
 constexpr auto kBetweenLooks = std::chrono::milliseconds(100);
 
 // What is wrong with a source, if anything.
-struct SourceFault {
+struct OpeningFault {
     ExitCode code = kExitDone;
     std::string strCause;
 };
 
 // What can be told without opening it.
-SourceFault FaultOf(const std::string& strSource) {
+OpeningFault FaultOf(const std::string& strSource) {
     std::error_code error;
     if (!std::filesystem::exists(strSource, error))
         return {kExitBadInput, error ? error.message() : std::strerror(ENOENT)};
@@ -37,7 +37,7 @@ SourceFault FaultOf(const std::string& strSource) {
 
 ExitCode EngineRun::Open(Console& console, const std::string& strSource,
                          BankResult (EngineRun::*pfnOpen)(const std::string&)) {
-    SourceFault fault = FaultOf(strSource);
+    OpeningFault fault = FaultOf(strSource);
     if (fault.code == kExitDone) {
         const BankResult result = (this->*pfnOpen)(strSource);
         if (result == kBankDone) return kExitDone;
@@ -120,7 +120,7 @@ std::string EngineRun::Cause(const BankOutcome& outcome) const {
 std::string EngineRun::Explain(BankResult result, bool bNumber) {
     const BankOutcome outcome = OutcomeOf(result);
     // A whole bank's file needs no further name: the message begins with it.
-    const bool bNamed = outcome.file != BankFile::Target || outcome.nType != kSdbAny;
+    const bool bNamed = outcome.side != BankSide::Target || outcome.nType != kSdbAny;
     std::string strText = *outcome.pszCause == '\0' ? Cause(outcome)
                           : bNamed                  ? NameOf(outcome) + ": " + outcome.pszCause
                                                     : outcome.pszCause;

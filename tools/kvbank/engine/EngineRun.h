@@ -47,7 +47,7 @@ public:
     // The exit code of a job or start that ended with the result.
     ExitCode ExitCodeFor(BankResult result) const { return ExitCodeOf(OutcomeOf(result)); }
     // Whether the bank's file, not the source, is what a message about the result must name.
-    bool IsTargetToBlame(BankResult result) const { return OutcomeOf(result).file == BankFile::Target; }
+    bool IsTargetToBlame(BankResult result) const { return OutcomeOf(result).side == BankSide::Target; }
 
 private:
     static int OnCallback(int nCode, unsigned int nValue, unsigned long nUser);

@@ -34,7 +34,7 @@ ExitCode ExitCodeOf(BankResult result) {
 }
 
 ExitCode ExitCodeOf(const BankOutcome& outcome) {
-    const bool bRefused = outcome.file == BankFile::Target && outcome.nError != 0;
+    const bool bRefused = outcome.side == BankSide::Target && outcome.nError != 0;
     return bRefused && outcome.result != kBankNoMemory ? kExitOutput : ExitCodeOf(outcome.result);
 }
 

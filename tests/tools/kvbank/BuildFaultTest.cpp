@@ -1,0 +1,90 @@
+// A build whose files the system refuses to write or read: the file that is named, the reason, the exit code.
+#include <cerrno>
+#include <cstring>
+#include <set>
+
+#include "tests/support/FaultyFileEnv.h"
+#include "tests/support/TestDatabase.h"
+#include "tests/tools/kvbank/CommandFixture.h"
+
+namespace Kestrova::Test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::StartsWith;
+
+using Lasting = FaultyFileEnv::Lasting;
+
+class BuildFaultTest : public CommandTest {
+protected:
+    // Waves of many pieces, copied as they are.
+    void LargeSource() const {
+        Source({.samples = {{.nRate = 48000, .nFrames = 90000}, {.nRate = 48000, .nFrames = 90000}}});
+    }
+    Outcome Build() const { return Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "48000"}); }
+
+    // Fails the first, second, third ... call of a kind in a build until one has no such call, and returns
+    // what the failed ones said, each text once. All of them end with the code and leave no file.
+    std::set<std::string> Walk(FileOp op, Lasting lasting, int nError, const std::set<int>& codes) const {
+        std::set<std::string> texts;
+        for (int nNth = 1;; ++nNth) {
+            SCOPED_TRACE(testing::Message() << "call " << nNth << ", error " << nError);
+            FaultyFileEnv env;
+            env.FailCallOf(op, nNth, lasting, nError);
+            const Outcome outcome = Build();
+            if (outcome.nCode == 0) {
+                EXPECT_THAT(Names(), ElementsAre("Src.kvs", k48000));
+                std::filesystem::remove(File(k48000));
+            } else {
+                EXPECT_TRUE(codes.count(outcome.nCode)) << outcome.nCode;
+                EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
+                texts.insert(outcome.strErr);
+            }
+            if (!env.FaultHit() || HasFailure()) return texts;
+        }
+    }
+};
+
+TEST_F(BuildFaultTest, ARefusedWriteIsSaidOfTheBankWithTheSystemsReason) {
+    LargeSource();
+    const std::string strBank = "kvbank: DIR/Src_0BB80.kvn: 48000 Hz: ";
+    for (const int nError : {ENOSPC, EIO, EFBIG}) {
+        const std::string strReason = std::string(": ") + std::strerror(nError) + "\n";
+        EXPECT_THAT(Walk(FileOp::kWrite, Lasting::kForGood, nError, {kExitOutput}),
+                    ElementsAre(strBank + "quick-load table: it cannot be written" + strReason,
+                                strBank + "sample 2 \"Sample 0\": it cannot be written" + strReason,
+                                strBank + "sample 3 \"Sample 1\": it cannot be written" + strReason,
+                                strBank + "the bank cannot be committed" + strReason,
+                                strBank + "the bank cannot be written" + strReason,
+                                strBank + "the bank file cannot be created" + strReason));
+        EXPECT_THAT(Walk(FileOp::kSync, Lasting::kForGood, nError, {kExitOutput}),
+                    ElementsAre(strBank + "the bank cannot be committed" + strReason));
+        EXPECT_THAT(Walk(FileOp::kTruncate, Lasting::kForGood, nError, {kExitOutput}),
+                    ElementsAre(strBank + "the bank cannot be committed" + strReason,
+                                strBank + "the bank file cannot be created" + strReason));
+    }
+}
+
+TEST_F(BuildFaultTest, ARefusedReadIsSaidOfTheFileThatWasRead) {
+    LargeSource();
+    EXPECT_THAT(Walk(FileOp::kRead, Lasting::kOnce, EIO, {kExitBadInput, kExitOutput}), ElementsAre());
+}
+
+TEST_F(BuildFaultTest, ARecordOfTheSourceUnderAParentTheBankHasNotIsItsFault) {
+    Source();
+    std::vector<NoteFields> notes = NotesOf(ReadFile(File("Src.kvs")));
+    ASSERT_EQ(kSdbPreset, notes[1].nType);
+    notes[1].idParent = notes.back().id;
+    WriteFile(File("Src.kvs"), DatabaseImage(notes));
+    const Outcome outcome = Build();
+    EXPECT_EQ(kExitBadInput, outcome.nCode);
+    EXPECT_EQ(
+        "kvbank: DIR/Src.kvs: 48000 Hz: preset 1 \"Preset 0\": the record it lies under is not in the "
+        "bank\n",
+        outcome.strErr);
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
+}
+
+}  // namespace
+}  // namespace Kestrova::Test
