@@ -1,6 +1,7 @@
 #include "shared/System/kvPath.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,10 +31,7 @@ void ReplaceIn(String& strPath, char chOld, void (*pfnReplace)(char*)) {
 }
 
 // Where the name of a unified path begins.
-const char* NamePart(const char* pszPath) {
-    const char* pszSlash = std::strrchr(pszPath, kSeparator);
-    return pszSlash == nullptr ? pszPath : pszSlash + 1;
-}
+const char* NamePart(const char* pszPath) { return pszPath + FolderOfPath(pszPath).size(); }
 
 long CopyPart(std::string_view part, char* pchDst, unsigned long nSize) {
     const unsigned long nNeeded = part.size() + 1;
@@ -62,13 +60,16 @@ void MakeWinPath(String& strPath) { ReplaceIn(strPath, kSeparator, MakeWinPath);
 
 long UnifiedPathParseFilePath(const char* pszPath, char* pchDst, unsigned long nSize) {
     if (pszPath == nullptr) return -1;
-    const auto nLength = static_cast<size_t>(NamePart(pszPath) - pszPath);
-    return CopyPart({pszPath, nLength}, pchDst, nSize);
+    return CopyPart(FolderOfPath(pszPath), pchDst, nSize);
 }
 
 long UnifiedPathParseFileName(const char* pszPath, char* pchDst, unsigned long nSize) {
     if (pszPath == nullptr) return -1;
     return CopyPart(NamePart(pszPath), pchDst, nSize);
+}
+
+std::string_view FolderOfPath(std::string_view path) {
+    return path.substr(0, path.rfind(kSeparator) + 1);  // nothing without a slash: npos + 1 is 0
 }
 
 int FullPathMakeFSRef(const char* pszPath, FSRef& ref) {
@@ -101,6 +102,13 @@ int FullPathResolveAlias(const char* pszPath, bool& bIsFolder, unsigned long& nS
     }
     if (pchDst != nullptr) std::memcpy(pchDst, ref.strPath.c_str(), nNeeded);
     return 0;
+}
+
+bool GetFreeSpace(const char* pszPath, uint64_t& nBytes) {
+    struct statvfs volume {};
+    if (statvfs(pszPath, &volume) != 0) return false;
+    nBytes = uint64_t{volume.f_bavail} * volume.f_frsize;
+    return true;
 }
 
 bool DeleteThisFile(const char* pszPath) { return pszPath != nullptr && std::remove(pszPath) == 0; }

@@ -2,6 +2,9 @@
 // Paths are held whole, whatever their length. Nothing throws; any thread.
 #pragma once
 
+#include <cstdint>
+#include <string_view>
+
 #include "shared/System/kvString.h"
 
 namespace Kestrova {
@@ -20,6 +23,9 @@ void MakeWinPath(String& strPath);
 long UnifiedPathParseFilePath(const char* pszPath, char* pchDst, unsigned long nSize);
 // The name part, after the last "/" (the whole text when there is none), by the same rules.
 long UnifiedPathParseFileName(const char* pszPath, char* pchDst, unsigned long nSize);
+
+// The folder part as above, as a view of the path.
+std::string_view FolderOfPath(std::string_view path);
 
 // An existing file or folder, by its absolute path free of links, "." and "..".
 struct FSRef {
@@ -42,6 +48,9 @@ int FullPathMakeFSSpec(const char* pszPath, FSSpec& spec);
 //   pchDst:    gets the absolute path and its terminator; null copies nothing
 // 0; -50 for a null path; -92 when nSize is too small; else the negative errno.
 int FullPathResolveAlias(const char* pszPath, bool& bIsFolder, unsigned long& nSize, char* pchDst);
+
+// The bytes that the user may still write to the file system that holds the path. False with errno set.
+bool GetFreeSpace(const char* pszPath, uint64_t& nBytes);
 
 // Removes a file (with the C library's remove, so an empty folder too); true on success.
 bool DeleteThisFile(const char* pszPath);

@@ -271,6 +271,21 @@ TEST(DeleteThisTest, OnlyAnEmptyFolderIsRemoved) {
     EXPECT_FALSE(DeleteThisDir(nullptr));
 }
 
+TEST(FolderOfPathTest, ItEndsWithTheLastSlash) {
+    EXPECT_EQ("/a/b/", FolderOfPath("/a/b/c.kvn"));
+    EXPECT_EQ("/a/", FolderOfPath("/a/"));
+    EXPECT_EQ("/", FolderOfPath("/a"));
+    EXPECT_EQ("", FolderOfPath("a.kvn"));
+    EXPECT_EQ("", FolderOfPath(""));
+}
+
+TEST(GetFreeSpaceTest, WhatIsNotThereTellsWhy) {
+    uint64_t nBytes = 0;
+    EXPECT_TRUE(GetFreeSpace("/", nBytes));
+    EXPECT_FALSE(GetFreeSpace("/nowhere/at/all", nBytes));
+    EXPECT_EQ(ENOENT, errno);
+}
+
 TEST(PosixErrorTest, TheErrorsTextOrItsNumberIsPrinted) {
     testing::internal::CaptureStderr();
     PrintPosixError("open", ENOENT);
