@@ -17,6 +17,8 @@ namespace Kestrova::Test {
 // thread; calls are counted on all threads.
 class PosixFault {
 public:
+    static constexpr int kEveryCall = 0;  // in place of nNth: every call fails
+
     PosixFault(const char* pszCall, int nError, int nNth = 1);
     ~PosixFault();
     PosixFault(const PosixFault&) = delete;

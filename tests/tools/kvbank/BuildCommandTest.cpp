@@ -251,7 +251,7 @@ TEST_F(BuildCommandTest, AFullDiskLeavesNothingNewAndTheOldBank) {
         env.FillDiskAfter(nRoom);
         const Outcome outcome = Build("48000,96000", {"-f"});
         EXPECT_EQ(kExitOutput, outcome.nCode) << nRoom;
-        EXPECT_THAT(outcome.strErr, ::testing::StartsWith("kvbank: DIR/Src.kvs: 48000 Hz: "));
+        EXPECT_THAT(outcome.strErr, ::testing::StartsWith("kvbank: DIR/Src_0BB80.kvn: 48000 Hz: "));
         if (nRoom < 20) {
             EXPECT_THAT(outcome.strErr,
                         HasSubstr("the bank file cannot be created: No space left on device"));

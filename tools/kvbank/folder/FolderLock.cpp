@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{20};
 
+// Of a file system that has no locks.
+bool MeansNoLocks(int nError) { return nError == ENOLCK || nError == EOPNOTSUPP || nError == ENOSYS; }
+
 }  // namespace
 
 FolderLock::FolderLock(const std::filesystem::path& folder, std::chrono::milliseconds wait)
@@ -35,6 +38,7 @@ void FolderLock::Take(std::chrono::milliseconds wait) {
     const auto end = std::chrono::steady_clock::now() + wait;
     while (flock(m_nFolder, LOCK_EX | LOCK_NB) != 0) {
         m_nError = errno;
+        if (MeansNoLocks(m_nError)) m_outcome = Outcome::NoLocks;
         if (m_nError != EWOULDBLOCK && m_nError != EINTR) return;
         m_outcome = CancelSignal() != 0 ? Outcome::Cancelled : Outcome::Busy;
         if (m_outcome == Outcome::Cancelled || std::chrono::steady_clock::now() >= end) return;
@@ -45,9 +49,11 @@ void FolderLock::Take(std::chrono::milliseconds wait) {
 
 bool FolderLock::Sync() const { return SyncFolder(m_nFolder); }
 
-bool FolderLock::IsHeldByAnother(const std::filesystem::path& folder) {
-    const FileDescriptor looker(OpenFolder(folder.c_str()));
-    return looker < 0 || flock(looker, LOCK_SH | LOCK_NB) != 0;
+Hold FolderLock::Ask(const std::filesystem::path& folder) {
+    const FileDescriptor asked(OpenFolder(folder.c_str()));
+    if (asked < 0) return Hold::Unknown;
+    if (flock(asked, LOCK_SH | LOCK_NB) == 0) return Hold::Free;
+    return errno == EWOULDBLOCK ? Hold::Held : Hold::Unknown;
 }
 
 }  // namespace Kestrova
