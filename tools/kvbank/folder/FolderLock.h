@@ -18,8 +18,8 @@ enum class Hold {
 
 // The exclusive advisory lock (flock) of a folder, from construction to destruction or Release. Nothing waits
 // for ever: a wait ends with its time or with a signal to cancel.
-// Some network and cluster file systems have no such locks. The work goes on without one there, and who does
-// it must warn the user.
+// Some network and cluster file systems have no such locks. The work goes on without one there, and whoever
+// does it must warn the user.
 // Threads: any. A second lock of the same process waits as another's would.
 class FolderLock {
 public:

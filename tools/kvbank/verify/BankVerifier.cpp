@@ -143,7 +143,7 @@ void BankVerifier::LearnInformation() {
     CheckName();
 }
 
-// Banks are found by their names, so a name must not belie the bank.
+// Banks are found by their names, so that what a name says must be true.
 void BankVerifier::CheckName() {
     const std::optional<BankFileName> name =
         ParseAnyBankName(std::filesystem::path(m_scan.Path()).filename().string());
