@@ -1,8 +1,6 @@
 // The desktop's functions on Qt: windows and controls.
 #include "app/GuiPlatform.h"
 
-#include <sys/statvfs.h>
-
 #include <QApplication>
 #include <QScreen>
 #include <algorithm>
@@ -11,6 +9,7 @@
 
 #include "app/qt/ManagerControls.h"
 #include "app/qt/ManagerWindow.h"
+#include "shared/System/kvPath.h"
 
 namespace Kestrova {
 
@@ -114,9 +113,8 @@ void GuiGetWindowRect(GuiType mode, Rect* pRect) {
 }
 
 int UtilGetFreeDiskSpace(const char* pszPath) {
-    struct statvfs volume {};
-    if (pszPath == nullptr || statvfs(pszPath, &volume) != 0) return 0;
-    const uint64_t nBytes = uint64_t{volume.f_bavail} * volume.f_frsize;
+    uint64_t nBytes = 0;
+    if (pszPath == nullptr || !GetFreeSpace(pszPath, nBytes)) return 0;
     return static_cast<int>(std::min<uint64_t>((nBytes + 0xFFFFF) >> 20, std::numeric_limits<int>::max()));
 }
 

@@ -1,6 +1,7 @@
 #include "shared/System/kvPath.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,10 +31,7 @@ void ReplaceIn(String& strPath, char chOld, void (*pfnReplace)(char*)) {
 }
 
 // Where the name of a unified path begins.
-const char* NamePart(const char* pszPath) {
-    const char* pszSlash = std::strrchr(pszPath, kSeparator);
-    return pszSlash == nullptr ? pszPath : pszSlash + 1;
-}
+const char* NamePart(const char* pszPath) { return pszPath + FolderPart(std::string_view(pszPath)).size(); }
 
 long CopyPart(std::string_view part, char* pchDst, unsigned long nSize) {
     const unsigned long nNeeded = part.size() + 1;
@@ -102,6 +100,13 @@ int FullPathResolveAlias(const char* pszPath, bool& bIsFolder, unsigned long& nS
     }
     if (pchDst != nullptr) std::memcpy(pchDst, ref.strPath.c_str(), nNeeded);
     return 0;
+}
+
+bool GetFreeSpace(const char* pszPath, uint64_t& nBytes) {
+    struct statvfs volume {};
+    if (statvfs(pszPath, &volume) != 0) return false;
+    nBytes = uint64_t{volume.f_bavail} * volume.f_frsize;
+    return true;
 }
 
 bool DeleteThisFile(const char* pszPath) { return pszPath != nullptr && std::remove(pszPath) == 0; }

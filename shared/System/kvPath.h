@@ -2,6 +2,7 @@
 // Paths are held whole, whatever their length. Nothing throws; any thread.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include "shared/System/kvString.h"
@@ -49,6 +50,9 @@ int FullPathMakeFSSpec(const char* pszPath, FSSpec& spec);
 //   pchDst:    gets the absolute path and its terminator; null copies nothing
 // 0; -50 for a null path; -92 when nSize is too small; else the negative errno.
 int FullPathResolveAlias(const char* pszPath, bool& bIsFolder, unsigned long& nSize, char* pchDst);
+
+// The bytes that the user may still write to the file system that holds the path. False with errno set.
+bool GetFreeSpace(const char* pszPath, uint64_t& nBytes);
 
 // Removes a file (with the C library's remove, so an empty folder too); true on success.
 bool DeleteThisFile(const char* pszPath);

@@ -36,7 +36,8 @@ bool Fails(const char* pszCall) {
     for (Slot& slot : g_slots) {
         const char* pszWanted = slot.pszCall;
         if (pszWanted == nullptr || std::strcmp(pszCall, pszWanted) != 0) continue;
-        if (++slot.nCalls != slot.nNth) continue;
+        const int nCall = ++slot.nCalls;
+        if (slot.nNth != Kestrova::Test::PosixFault::kEveryCall && nCall != slot.nNth) continue;
         if (slot.nError == Kestrova::Test::kPosixKill) raise(SIGKILL);
         g_nError = slot.nError;
         return true;
@@ -146,6 +147,7 @@ KV_WRAP(int, fchown, (int f, uid_t u, gid_t g), (f, u, g), Fails("fchown"), SetE
 KV_WRAP(int, fchmod, (int f, mode_t n), (f, n), Fails("fchmod"), SetErrno(-1))
 KV_WRAP(int, ftruncate, (int f, off_t n), (f, n), Fails("ftruncate"), SetErrno(-1))
 KV_WRAP(int, fsync, (int f), (f), Fails("fsync"), SetErrno(-1))
+KV_WRAP(int, rmdir, (const char* p), (p), Fails("rmdir"), SetErrno(-1))
 KV_WRAP(int, flock, (int f, int n), (f, n), Fails("flock"), SetErrno(-1))
 KV_WRAP(int, rename, (const char* p, const char* q), (p, q), Fails("rename"), SetErrno(-1))
 KV_WRAP(int, link, (const char* p, const char* q), (p, q), Fails("link"), SetErrno(-1))

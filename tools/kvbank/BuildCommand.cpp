@@ -5,11 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
 
-#include "tools/kvbank/build/BuildRun.h"
+#include "shared/System/kvCancelSignal.h"
+#include "shared/System/kvPath.h"
 #include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
@@ -34,10 +36,21 @@ int WhyNotWritable(const std::string& strFolder) {
     return faccessat(AT_FDCWD, there.c_str(), nReading | W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-bool Builds(const std::vector<BuildPlan>& plans) {
-    return std::any_of(plans.begin(), plans.end(),
-                       [](const BuildPlan& plan) { return plan.finding.action == BuildAction::Build; });
+// "--wait" alone is "true" to the parser: for as long as it takes.
+constexpr const char* kNoLimit = "true";
+constexpr std::chrono::seconds kForEver = std::chrono::hours(24 * 365 * 100);
+
+std::chrono::seconds ParseWait(const std::string& strWait) {
+    if (strWait == kNoLimit) return kForEver;
+    uint32_t nSeconds = 0;
+    const char* const pEnd = strWait.data() + strWait.size();
+    const auto [pStop, error] = std::from_chars(strWait.data(), pEnd, nSeconds);
+    if (error != std::errc() || pStop != pEnd)
+        throw CLI::ValidationError("'" + strWait + "': give a number of seconds, or none");
+    return std::min<std::chrono::seconds>(std::chrono::seconds(nSeconds), kForEver);
 }
+
+ExitCode Graver(ExitCode a, ExitCode b) { return std::max(a, b); }
 
 }  // namespace
 
@@ -52,76 +65,86 @@ void BuildCommand::Describe(CLI::App& verb) {
                     "of the conversion: 0 linear, 2 cubic, up to 7 (default), the best")
         ->check(CLI::Range(0, kHighestQuality))
         ->type_name("0..7");
-    verb.add_flag("-f,--force", m_options.bForce, "build anew banks that are there");
+    verb.add_flag("-f,--force", m_options.bForce, "build anew banks that are there, stale ones too");
     verb.add_flag("-n,--dry-run", m_options.bDryRun, "only say what would be done");
+    verb.add_flag("--ignore-space", m_options.bIgnoreSpace, "build though the space seems not to suffice");
+    verb.add_flag("--wait", m_strWait,
+                  "wait while another build is at these banks; --wait=SECONDS: at most so long")
+        ->each([this](const std::string& strWait) { m_options.wait = ParseWait(strWait); });
 }
 
 int BuildCommand::Run(Console& console) {
-    Json report = {{"source", m_options.strSource},
-                   {"folder", m_options.strFolder},
-                   {"layout", LayoutName(m_options.layout)},
-                   {"dry_run", m_options.bDryRun}};
-    std::vector<BuildPlan> plans;
-    ExitCode code = m_run.OpenSource(console, m_options.strSource);
-    if (code == kExitDone) code = Plan(console, plans);
-    if (code != kExitDone) return console.Finish("build", code, report);
-    code = CheckSpace(console, plans, report);
-    report["banks"] = Json::array();
-    if (code == kExitDone && Builds(plans)) code = PrepareFolder(console);
-    if (code == kExitDone) code = BuildRun(console, m_run, m_options).Run(plans, report["banks"]);
-    return console.Finish("build", code, report);
+    m_options.bEngineNumbers = console.bVerbose || console.bJson;
+    BuildReporter reporter(console, m_options);
+    if (const ExitCode code = m_run.OpenSource(console, m_options.strSource); code != kExitDone)
+        return reporter.Finish(code);
+    BankOrigin origin(m_run.Engine(), m_options.strSource);
+    BuildRun run(m_run, origin, m_options, reporter);
+    ExitCode code = Build(run, reporter);
+    if (reporter.TellLeft(run.End())) code = Graver(code, kExitProblem);
+    return reporter.Finish(code);
 }
 
-// Looks at the folder, if it is there. Interrupted builds in it are removed.
-ExitCode BuildCommand::Plan(Console& console, std::vector<BuildPlan>& plans) {
-    std::error_code ignored;
-    if (m_options.bDryRun || !fs::exists(m_options.strFolder, ignored)) {
-        plans = MakePlans(m_options, m_run.Engine());
-        return kExitDone;
+ExitCode BuildCommand::Build(BuildRun& run, BuildReporter& reporter) {
+    BuildRun::Survey survey = run.Look();
+    if (survey.fault.code != kExitDone) {
+        reporter.Tell(survey.fault);
+        return survey.fault.code;
     }
-    FolderLock turn(m_options.strFolder, m_options.turnWait);
-    if (!turn.IsHeld()) return SayNoTurn(console, turn, m_options);
-    const unsigned nRemoved = RemoveLeftovers(turn);
-    plans = MakePlans(m_options, m_run.Engine());
-    turn.Release();
-    if (nRemoved > 0) console.Say("removed what " + Counted(nRemoved, "interrupted build") + " had left");
-    return kExitDone;
+    reporter.TellRemoved(survey.nRemoved, survey.left);
+    const ExitCode space = CheckSpace(survey.plans, reporter);
+    reporter.BeginBanks();
+    if (space != kExitDone) return space;
+    BuildFault fault;
+    if (std::any_of(survey.plans.begin(), survey.plans.end(),
+                    [this](const BuildPlan& plan) { return MayBuild(plan); })) {
+        fault = PrepareFolder();
+        if (fault.code == kExitDone && !m_options.bDryRun) fault = run.Reserve(survey.plans);
+    }
+    if (fault.code == kExitDone) return BuildAll(run, survey.plans, reporter);
+    reporter.Tell(fault);
+    return fault.code;
 }
 
-unsigned BuildCommand::RemoveLeftovers(const FolderLock& turn) {
-    unsigned nRemoved = 0;
-    m_run.Engine().SetDstDir(m_options.strFolder.c_str());
-    m_run.Engine().RemoveInterrupted(nRemoved);
-    return nRemoved + PrivateFolder::RemoveAbandoned(m_options.strFolder, turn);
+// A bank that is waited for may have to be built in the end.
+bool BuildCommand::MayBuild(const BuildPlan& plan) const {
+    const BuildAction action = plan.finding.action;
+    return action == BuildAction::Build || (action == BuildAction::Busy && m_options.wait);
 }
 
-ExitCode BuildCommand::CheckSpace(Console& console, const std::vector<BuildPlan>& plans, Json& report) const {
-    uint64_t nNeeded = 0;
+ExitCode BuildCommand::CheckSpace(const std::vector<BuildPlan>& plans, BuildReporter& reporter) const {
+    uint64_t nNeeded = 0, nFree = 0;
     for (const BuildPlan& plan : plans)
-        if (plan.finding.action == BuildAction::Build) nNeeded += PredictedBytes(plan);
-    std::error_code error;
-    const fs::space_info space = fs::space(ExistingAncestor(m_options.strFolder), error);
-    if (error) {
-        console.Error(m_options.strFolder + ": " + error.message());
+        if (MayBuild(plan)) nNeeded += PredictedBytes(plan);
+    if (!GetFreeSpace(ExistingAncestor(m_options.strFolder).c_str(), nFree)) {
+        reporter.Tell(BuildFault{kExitOutput, m_options.strFolder, std::strerror(errno)});
         return kExitOutput;
     }
-    report["bytes_needed"] = nNeeded;
-    report["bytes_free"] = static_cast<uint64_t>(space.available);
-    if (nNeeded <= space.available) return kExitDone;
-    console.Error(m_options.strFolder + ": " + ReadableSize(nNeeded) + " are needed, " +
-                  ReadableSize(space.available) + " are free");
-    return kExitNoSpace;
+    reporter.TellSpace(nNeeded, nFree);
+    return nNeeded <= nFree || m_options.bIgnoreSpace ? kExitDone : kExitNoSpace;
 }
 
 // Makes the folder, or in a dry run only finds out whether it could be made and written to.
-ExitCode BuildCommand::PrepareFolder(Console& console) const {
+BuildFault BuildCommand::PrepareFolder() const {
     int nError = WhyNotWritable(m_options.strFolder);
     std::error_code error;
     if (nError == 0 && !m_options.bDryRun) fs::create_directories(m_options.strFolder, error);
     if (error) nError = error.value();
-    if (nError == 0) return kExitDone;
-    console.Error(m_options.strFolder + ": " + std::strerror(nError));
-    return kExitOutput;
+    if (nError == 0) return {};
+    return {kExitOutput, m_options.strFolder, std::strerror(nError)};
+}
+
+// The first failure is the end; a bank that is busy, stale or in the way is not.
+ExitCode BuildCommand::BuildAll(BuildRun& run, const std::vector<BuildPlan>& plans,
+                                BuildReporter& reporter) const {
+    ExitCode worst = kExitDone;
+    for (const BuildPlan& plan : plans) {
+        const BuildOutcome outcome = run.BuildOne(plan);
+        reporter.Tell(plan, outcome);
+        worst = Graver(worst, outcome.code);
+        if (outcome.bStops || CancelSignal() != 0) break;
+    }
+    return worst;
 }
 
 }  // namespace Kestrova

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/build/BuildPlan.h"
-#include "tools/kvbank/engine/EngineRun.h"
+#include "tools/kvbank/build/BuildReporter.h"
+#include "tools/kvbank/build/BuildRun.h"
 
 namespace Kestrova {
 
@@ -18,12 +18,14 @@ public:
     int Run(Console& console) override;
 
 private:
-    ExitCode Plan(Console& console, std::vector<BuildPlan>& plans);
-    unsigned RemoveLeftovers(const FolderLock& turn);
-    ExitCode CheckSpace(Console& console, const std::vector<BuildPlan>& plans, Json& report) const;
-    ExitCode PrepareFolder(Console& console) const;
+    ExitCode Build(BuildRun& run, BuildReporter& reporter);
+    ExitCode CheckSpace(const std::vector<BuildPlan>& plans, BuildReporter& reporter) const;
+    BuildFault PrepareFolder() const;
+    ExitCode BuildAll(BuildRun& run, const std::vector<BuildPlan>& plans, BuildReporter& reporter) const;
+    bool MayBuild(const BuildPlan& plan) const;
 
     BuildOptions m_options;
+    std::string m_strWait;  // of --wait, as written
     EngineRun m_run;
 };
 

@@ -1,11 +1,10 @@
 // InfoCommand.h - kvbank info: what a bank or source bank holds, and how large its banks would be.
 #pragma once
 
-#include <map>
 #include <string>
-#include <vector>
 
 #include "tools/kvbank/Command.h"
+#include "tools/kvbank/InfoReporter.h"
 #include "tools/kvbank/engine/EngineRun.h"
 
 namespace Kestrova {
@@ -16,11 +15,9 @@ public:
     int Run(Console& console) override;
 
 private:
-    ExitCode TellFile(Console& console, Json& report);
-    void TellRecords(Console& console, CSDB& database, Json& report) const;
-    void TellInformation(Console& console, CSDB& database, Json& report) const;
-    void TellSamples(Console& console, Json& report);
-    void TellPredictions(Console& console, Json& report);
+    ExitCode TellFile(InfoReporter& reporter) const;
+    ExitCode TellAnalysis(InfoReporter& reporter, bool bNumber);
+    SourceFacts FactsOfSource();
 
     std::string m_strFile;
 

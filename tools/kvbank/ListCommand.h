@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/kvbank/Command.h"
 
@@ -15,6 +16,7 @@ public:
 private:
     std::string m_strFolder;
     std::string m_strSource;
+    std::vector<unsigned int> m_arRates;  // none: all
 };
 
 }  // namespace Kestrova

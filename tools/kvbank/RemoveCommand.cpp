@@ -7,6 +7,7 @@
 
 #include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/LeftoverReporter.h"
+#include "tools/kvbank/compare/BankOrigin.h"
 #include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
@@ -19,7 +20,8 @@ void RemoveCommand::Describe(CLI::App& verb) {
         ->type_name("SOURCE");
     AddRateOption(verb, m_arRates);
     verb.get_option("--rates")->required(false);
-    verb.add_flag("-y,--yes", m_bYes, "do not ask");
+    verb.add_flag("-y,--yes", m_bYes, "do not ask, but leave stale banks, which do not stem from the source");
+    verb.add_flag("-f,--force", m_bForce, "remove stale banks like the others");
     verb.add_flag("--leftovers", m_bLeftovers, "instead of banks: remove what interrupted runs have left")
         ->excludes("--source")
         ->excludes("--rates");
@@ -33,18 +35,14 @@ void RemoveCommand::Describe(CLI::App& verb) {
 // Both layouts of the rates asked for; the source is no bank of its own, and what is not whole is not for us.
 bool RemoveCommand::IsChosen(const BankFile& bank) const {
     std::error_code ignored;
-    return std::find(m_arRates.begin(), m_arRates.end(), bank.nRate) != m_arRates.end() &&
-           !bank.bInPrivateFolder && !fs::equivalent(bank.path, m_strSource, ignored);
+    return !bank.bInPrivateFolder && !fs::equivalent(bank.path, m_strSource, ignored);
 }
 
-bool RemoveCommand::Confirm(Console& console, const std::vector<BankFile>& banks) const {
-    if (m_bYes) return true;
-    for (const BankFile& bank : banks) console.err << Printable(bank.path.string()) << '\n';
-    console.err << "Remove " << Counted(banks.size(), "bank") << "? [y/N] " << std::flush;
-    std::string strAnswer;
-    if (!std::getline(console.in, strAnswer)) return false;
-    for (char& c : strAnswer) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return strAnswer == "y" || strAnswer == "yes";
+std::vector<BankFile> RemoveCommand::FindBanks(std::error_code& error) {
+    std::vector<BankFile> banks = ListBanks(m_strFolder, m_run.Engine().GetBaseName(), error, m_arRates);
+    std::erase_if(banks, [this](const BankFile& bank) { return !IsChosen(bank); });
+    BankOrigin(m_run.Engine(), m_strSource).Check(banks);
+    return banks;
 }
 
 // Nobody is asked: a build removes such things unasked too.
@@ -54,7 +52,7 @@ int RemoveCommand::ClearLeftovers(Console& console) const {
         console.Error(m_strFolder + ": another process keeps the folder locked");
         return console.Finish("remove", kExitBusy);
     }
-    if (!turn.IsHeld()) {
+    if (!turn.IsTurn()) {
         console.Error(m_strFolder + ": " + std::strerror(turn.GetError()));
         return console.Finish("remove", kExitBadInput);
     }
@@ -68,51 +66,68 @@ int RemoveCommand::ClearLeftovers(Console& console) const {
 
 int RemoveCommand::Run(Console& console) {
     if (m_bLeftovers) return ClearLeftovers(console);
-    if (!m_bYes && !console.bInIsTerminal) {
+    const bool bMayAsk = console.bInIsTerminal;
+    if (!m_bYes && !bMayAsk) {
         console.Error("nobody can be asked here; give -y to remove without a question");
         return console.Finish("remove", kExitUsage);
     }
     if (const ExitCode code = m_run.OpenNames(console, m_strSource); code != kExitDone)
         return console.Finish("remove", code);
     std::error_code error;
-    std::vector<BankFile> banks = ListBanks(m_strFolder, m_run.Engine().GetBaseName(), error);
+    std::vector<BankFile> banks = FindBanks(error);
     if (error) {
         console.Error(m_strFolder + ": " + error.message());
         return console.Finish("remove", kExitBadInput);
     }
-    std::erase_if(banks, [this](const BankFile& bank) { return !IsChosen(bank); });
-    Json report = {{"folder", m_strFolder}};
-    Json rows = Json::array();
-    ExitCode worst = kExitDone;
-    if (banks.empty()) {
-        console.Say("no such banks in " + m_strFolder);
-    } else if (!Confirm(console, banks)) {
-        report["declined"] = true;
-        console.Say("nothing was removed");
-    } else {
-        for (const BankFile& bank : banks) {
-            if (CancelSignal() != 0) break;
-            if (const ExitCode code = RemoveOne(console, bank, rows); code != kExitDone) worst = code;
-        }
-    }
-    report["banks"] = rows;
-    return console.Finish("remove", worst, report);
+    RemoveReporter reporter(console, m_strFolder);
+    const ExitCode code = Remove(reporter, banks, bMayAsk);
+    return reporter.Finish(code);
 }
 
-ExitCode RemoveCommand::RemoveOne(Console& console, const BankFile& bank, Json& rows) {
-    const std::string strPath = bank.path.string();
-    m_run.Engine().RemoveDB(strPath.c_str());
-    const int nError = errno;
-    std::error_code ignored;
-    const bool bGone = !fs::exists(fs::symlink_status(bank.path, ignored));
-    rows.push_back({{"file", strPath}, {"removed", bGone}});
-    if (bGone) {
-        console.Say("removed " + Printable(strPath));
+ExitCode RemoveCommand::Remove(RemoveReporter& reporter, std::vector<BankFile>& banks, bool bMayAsk) {
+    if (banks.empty()) {
+        reporter.TellNone();
         return kExitDone;
     }
-    const bool bBusy = CSDB::IsHeld(strPath.c_str());
-    console.Error(strPath + ": " + (bBusy ? "another process is building it" : std::strerror(nError)));
-    return bBusy ? kExitBusy : kExitOutput;
+    ExitCode worst = KeepsStale(reporter, banks, bMayAsk) ? kExitProblem : kExitDone;
+    const bool bDeclined = banks.empty() ? worst == kExitDone : !m_bYes && !reporter.Ask(banks);
+    if (bDeclined) {
+        reporter.TellDeclined();
+        return kExitDone;
+    }
+    for (const BankFile& bank : banks) {
+        if (CancelSignal() != 0) break;
+        const RemovedBank removed = RemoveOne(bank);
+        reporter.Tell(removed);
+        if (removed.code != kExitDone) worst = removed.code;
+    }
+    return worst;
+}
+
+// Takes stale banks, which are another source's, from the list, unless they may go: -y does not count for
+// them, and where nobody can be asked they stay. Answers whether any stays without having been asked for.
+bool RemoveCommand::KeepsStale(RemoveReporter& reporter, std::vector<BankFile>& banks, bool bMayAsk) const {
+    const auto isStale = [](const BankFile& bank) { return bank.state == BankState::Stale; };
+    std::vector<BankFile> stale;
+    std::copy_if(banks.begin(), banks.end(), std::back_inserter(stale), isStale);
+    if (m_bForce || stale.empty() || (bMayAsk && !m_bYes)) return false;
+    if (bMayAsk && reporter.Ask(stale)) return false;
+    std::erase_if(banks, isStale);
+    if (bMayAsk) return false;
+    for (const BankFile& bank : stale) reporter.TellKept(bank);
+    return true;
+}
+
+RemovedBank RemoveCommand::RemoveOne(const BankFile& bank) {
+    RemovedBank removed{.strPath = bank.path.string()};
+    m_run.Engine().RemoveDB(removed.strPath.c_str());
+    const int nError = errno;
+    std::error_code ignored;
+    if (!fs::exists(fs::symlink_status(bank.path, ignored))) return removed;
+    const bool bBusy = CSDB::IsHeld(removed.strPath.c_str());
+    removed.code = bBusy ? kExitBusy : kExitOutput;
+    removed.strCause = bBusy ? "another process is building it" : std::strerror(nError);
+    return removed;
 }
 
 }  // namespace Kestrova

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
+#include "tools/kvbank/RemoveReporter.h"
 #include "tools/kvbank/engine/EngineRun.h"
 #include "tools/kvbank/folder/BankFolder.h"
 
@@ -19,13 +20,16 @@ public:
 private:
     bool IsChosen(const BankFile& bank) const;
     int ClearLeftovers(Console& console) const;
-    bool Confirm(Console& console, const std::vector<BankFile>& banks) const;
-    ExitCode RemoveOne(Console& console, const BankFile& bank, Json& rows);
+    std::vector<BankFile> FindBanks(std::error_code& error);
+    ExitCode Remove(RemoveReporter& reporter, std::vector<BankFile>& banks, bool bMayAsk);
+    bool KeepsStale(RemoveReporter& reporter, std::vector<BankFile>& banks, bool bMayAsk) const;
+    RemovedBank RemoveOne(const BankFile& bank);
 
     std::string m_strFolder;
     std::string m_strSource;
     std::vector<unsigned int> m_arRates;
     bool m_bYes = false;
+    bool m_bForce = false;
     bool m_bLeftovers = false;
 
     EngineRun m_run;

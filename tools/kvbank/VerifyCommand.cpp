@@ -6,34 +6,9 @@
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
-#include "tools/kvbank/terminal/Progress.h"
 #include "tools/kvbank/verify/BankVerifier.h"
 
 namespace Kestrova {
-namespace {
-
-// Shows the bytes done, and tells whether the work is to go on.
-auto Watch(Progress& progress, uint64_t nTotal) {
-    return [&progress, nTotal](uint64_t nBytes) {
-        progress.Show(nTotal == 0 ? 0 : static_cast<double>(nBytes) / static_cast<double>(nTotal), nBytes);
-        return CancelSignal() == 0;
-    };
-}
-
-std::string NameOf(const std::string& strPath) { return std::filesystem::path(strPath).filename().string(); }
-
-Json ProblemRows(const ProblemList& problems) {
-    Json rows = Json::array();
-    for (const BankProblem& problem : problems.Kept()) {
-        Json row = Json::object();
-        if (!problem.strRecord.empty()) row["record"] = problem.strRecord;
-        row["cause"] = problem.strCause;
-        rows.push_back(row);
-    }
-    return rows;
-}
-
-}  // namespace
 
 void VerifyCommand::Describe(CLI::App& verb) {
     verb.add_option("FILE", m_files, "banks, or with no --source also source banks")->required();
@@ -45,94 +20,77 @@ void VerifyCommand::Describe(CLI::App& verb) {
 }
 
 int VerifyCommand::Run(Console& console) {
-    Json report = Json::object();
-    if (!m_strSource.empty()) report["source"] = m_strSource;
+    VerifyReporter reporter(console, m_strSource);
     ExitCode worst = OpenSource(console);
-    if (worst != kExitDone) return console.Finish("verify", worst, report);
-    Json rows = Json::array();
+    if (worst != kExitDone) return reporter.Finish(worst);
+    reporter.BeginFiles();
     for (const std::string& strFile : m_files) {
-        Json row = {{"file", strFile}};
-        worst = std::max(worst, VerifyFile(console, strFile, row));
-        rows.push_back(row);
+        const VerifiedFile file = VerifyFile(strFile, reporter);
+        reporter.Tell(file);
+        worst = std::max(worst, file.code);
         if (CancelSignal() != 0) break;
     }
-    report["files"] = rows;
-    return console.Finish("verify", worst, report);
+    return reporter.Finish(worst);
 }
 
 ExitCode VerifyCommand::OpenSource(Console& console) {
     if (m_strSource.empty()) return kExitDone;
     if (const ExitCode code = m_run.OpenSource(console, m_strSource); code != kExitDone) return code;
-    m_pComparison = std::make_unique<SourceComparison>(m_run.Engine(), m_strSource, m_nQuality);
+    m_pComparison =
+        std::make_unique<SourceComparison>(m_run.Engine(), m_strSource, SampleDepth::Waves, m_nQuality);
     return kExitDone;
 }
 
-ExitCode VerifyCommand::VerifyFile(Console& console, const std::string& strFile, Json& row) {
+VerifiedFile VerifyCommand::VerifyFile(const std::string& strFile, VerifyReporter& reporter) {
+    VerifiedFile file{.strPath = strFile};
     NoteScan scan;
-    if (const ExitCode code = OpenFile(console, strFile, scan); code != kExitDone) return code;
-    row["kind"] = scan.IsEnriched() ? "enriched" : "plain";
-    row["bytes"] = scan.FileSize();
-    row["records"] = scan.Notes().size();
-    ProblemList problems;
-    if (FindProblems(console, scan, problems, row)) return Tell(console, scan, problems, row);
-    console.Error(strFile + ": cancelled");
-    return kExitProblem;
+    if (!OpenFile(strFile, scan, file)) return file;
+    file.bOpened = true;
+    file.bEnriched = scan.IsEnriched();
+    file.nBytes = scan.FileSize();
+    file.nRecords = scan.Notes().size();
+    if (FindProblems(scan, file, reporter)) {
+        file.code = file.problems.Count() == 0 ? kExitDone : kExitProblem;
+    } else {
+        file.code = kExitProblem;
+        file.strCause = DescribeResult(kBankCancelled);
+    }
+    return file;
 }
 
-ExitCode VerifyCommand::OpenFile(Console& console, const std::string& strFile, NoteScan& scan) const {
+bool VerifyCommand::OpenFile(const std::string& strFile, NoteScan& scan, VerifiedFile& file) const {
     if (CSDB::IsHeld(strFile.c_str())) {
-        console.Error(strFile + ": another process is building it");
-        return kExitBusy;
+        file.code = kExitBusy;
+        file.strCause = "another process is building it";
+        return false;
     }
     errno = 0;
-    switch (scan.Open(strFile)) {
-        case NoteScan::Outcome::Scanned: return kExitDone;
-        case NoteScan::Outcome::NotABank: console.Error(strFile + ": not a bank"); break;
-        case NoteScan::Outcome::Unreadable: console.Error(strFile + ": " + std::strerror(errno)); break;
-    }
-    return kExitBadInput;
+    const NoteScan::Outcome outcome = scan.Open(strFile);
+    if (outcome == NoteScan::Outcome::Scanned) return true;
+    file.code = kExitBadInput;
+    file.strCause = outcome == NoteScan::Outcome::NotABank ? "not a bank" : std::strerror(errno);
+    return false;
 }
 
 // False when it was cancelled.
-bool VerifyCommand::FindProblems(Console& console, NoteScan& scan, ProblemList& problems, Json& row) {
-    BankVerifier verifier(scan, problems);
-    {
-        Progress progress(console, NameOf(scan.Path()), scan.FileSize());
-        if (!verifier.Run(Watch(progress, scan.FileSize()))) return false;
-    }
-    if (verifier.GetRate() != 0) row["rate"] = verifier.GetRate();
-    return Compare(console, scan, verifier.GetRate(), verifier.IsPerKey(), problems, row);
+bool VerifyCommand::FindProblems(NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter) {
+    BankVerifier verifier(scan, file.problems);
+    if (!verifier.Run(reporter.Watch(scan.Path(), "", scan.FileSize()))) return false;
+    file.nRate = verifier.GetRate();
+    return Compare(scan, verifier.IsPerKey(), file, reporter);
 }
 
-bool VerifyCommand::Compare(Console& console, NoteScan& scan, uint32_t nRate, bool bPerKey,
-                            ProblemList& problems, Json& row) {
+bool VerifyCommand::Compare(NoteScan& scan, bool bPerKey, VerifiedFile& file, VerifyReporter& reporter) {
     std::error_code ignored;
     const bool bIsSource = std::filesystem::equivalent(scan.Path(), m_strSource, ignored);
     if (!m_pComparison || bIsSource) return true;
-    row["compared"] = true;
+    file.bCompared = true;
     if (!scan.IsEnriched()) {
-        problems.Add("it is a source bank and was not built from another");
+        file.problems.Add(kIsASource);
         return true;
     }
-    Progress progress(console, NameOf(scan.Path()) + " and its source", scan.FileSize());
-    return m_pComparison->Run(scan, nRate, bPerKey, problems, Watch(progress, scan.FileSize()));
-}
-
-ExitCode VerifyCommand::Tell(Console& console, const NoteScan& scan, const ProblemList& problems,
-                             Json& row) const {
-    row["good"] = problems.Count() == 0;
-    row["problem_count"] = problems.Count();
-    row["problems"] = ProblemRows(problems);
-    for (const BankProblem& problem : problems.Kept())
-        console.Error(
-            scan.Path() + ": " +
-            (problem.strRecord.empty() ? problem.strCause : problem.strRecord + ": " + problem.strCause));
-    if (const uint64_t nMore = problems.Count() - problems.Kept().size(); nMore > 0)
-        console.Error(scan.Path() + ": and " + Counted(nMore, "more problem"));
-    if (problems.Count() > 0) return kExitProblem;
-    console.Say(scan.Path() + ": good, " + Counted(scan.Notes().size(), "record") + ", " +
-                ReadableSize(scan.FileSize()) + (row.contains("compared") ? ", as its source gives it" : ""));
-    return kExitDone;
+    return m_pComparison->Run(scan, file.nRate, bPerKey, file.problems,
+                              reporter.Watch(scan.Path(), " and its source", scan.FileSize()));
 }
 
 }  // namespace Kestrova

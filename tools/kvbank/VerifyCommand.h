@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
+#include "tools/kvbank/VerifyReporter.h"
+#include "tools/kvbank/compare/NoteScan.h"
+#include "tools/kvbank/compare/SourceComparison.h"
 #include "tools/kvbank/engine/EngineRun.h"
-#include "tools/kvbank/verify/NoteScan.h"
-#include "tools/kvbank/verify/ProblemList.h"
-#include "tools/kvbank/verify/SourceComparison.h"
 
 namespace Kestrova {
 
@@ -20,12 +20,10 @@ public:
 
 private:
     ExitCode OpenSource(Console& console);
-    ExitCode VerifyFile(Console& console, const std::string& strFile, Json& row);
-    ExitCode OpenFile(Console& console, const std::string& strFile, NoteScan& scan) const;
-    bool FindProblems(Console& console, NoteScan& scan, ProblemList& problems, Json& row);
-    bool Compare(Console& console, NoteScan& scan, uint32_t nRate, bool bPerKey, ProblemList& problems,
-                 Json& row);
-    ExitCode Tell(Console& console, const NoteScan& scan, const ProblemList& problems, Json& row) const;
+    VerifiedFile VerifyFile(const std::string& strFile, VerifyReporter& reporter);
+    bool OpenFile(const std::string& strFile, NoteScan& scan, VerifiedFile& file) const;
+    bool FindProblems(NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter);
+    bool Compare(NoteScan& scan, bool bPerKey, VerifiedFile& file, VerifyReporter& reporter);
 
     std::vector<std::string> m_files;
     std::string m_strSource;

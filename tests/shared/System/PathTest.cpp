@@ -271,6 +271,21 @@ TEST(DeleteThisTest, OnlyAnEmptyFolderIsRemoved) {
     EXPECT_FALSE(DeleteThisDir(nullptr));
 }
 
+TEST(FolderPartTest, ItEndsWithTheLastSlash) {
+    EXPECT_EQ("/a/b/", FolderPart("/a/b/c.kvn"));
+    EXPECT_EQ("/a/", FolderPart("/a/"));
+    EXPECT_EQ("/", FolderPart("/a"));
+    EXPECT_EQ("", FolderPart("a.kvn"));
+    EXPECT_EQ("", FolderPart(""));
+}
+
+TEST(GetFreeSpaceTest, WhatIsNotThereTellsWhy) {
+    uint64_t nBytes = 0;
+    EXPECT_TRUE(GetFreeSpace("/", nBytes));
+    EXPECT_FALSE(GetFreeSpace("/nowhere/at/all", nBytes));
+    EXPECT_EQ(ENOENT, errno);
+}
+
 TEST(PosixErrorTest, TheErrorsTextOrItsNumberIsPrinted) {
     testing::internal::CaptureStderr();
     PrintPosixError("open", ENOENT);

@@ -5,6 +5,7 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/Unprivileged.h"
+#include "tools/kvbank/build/BuildReporter.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -41,7 +42,8 @@ TEST_F(BuildFolderTest, ABankInTheOtherLayoutIsNamed) {
 
 TEST_F(BuildFolderTest, OfBanksInBothLayoutsTheOneAskedForIsNamed) {
     ASSERT_EQ(0, Build().nCode);
-    fs::copy_file(File(k44100), File(k44100PerKey));
+    ASSERT_EQ(0, Build({"--layout", "per-key"}, "DIR/other").nCode);
+    fs::copy_file(File("other/Src_0AC44.kvr"), File(k44100PerKey));
     for (const char* pszLayout : {"plain", "per-key"})
         EXPECT_EQ("44100 Hz: there already; -f builds it anew\n", Build({"--layout", pszLayout}).strOut);
 }
@@ -64,6 +66,91 @@ TEST_F(BuildFolderTest, AForeignFileUnderABanksNameIsInTheWay) {
         EXPECT_EQ(0, Run({"verify", "DIR/Src_0AC44.kvn"}).nCode);
         fs::remove(File(k44100));
     }
+}
+
+// Whatever is wrong with it, it was a bank and is none any more.
+TEST_F(BuildFolderTest, ADamagedBankIsBuiltAnew) {
+    ASSERT_EQ(0, Build().nCode);
+    const Bytes good = ReadFile(File(k44100));
+    WriteFile(File(k44100), WithoutLast(good, 1));
+    EXPECT_EQ(
+        "44100 Hz: would be built as Src_0AC44.kvn, about 1.0 MB, in place of a damaged one: it is cut "
+        "short, "
+        "1186 of 1187 bytes are there\n",
+        Build({"-n"}).strOut);
+    const Outcome outcome = Build();
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_EQ(
+        "DIR/Src_0AC44.kvn: was damaged: it is cut short, 1186 of 1187 bytes are there; built anew\n"
+        "44100 Hz: DIR/Src_0AC44.kvn, 1.2 kB in TIME\n",
+        outcome.strOut);
+    EXPECT_EQ(0, Run({"verify", "DIR/Src_0AC44.kvn", "--source", "DIR/Src.kvs"}).nCode);
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100));
+    WriteFile(File(k44100), WithoutLast(good, 1));
+    const Json row = Build({"--json"}).Document()["banks"][0];
+    EXPECT_EQ("built", row["action"]);
+    EXPECT_EQ("it is cut short, 1186 of 1187 bytes are there", row["replaces_damaged"]);
+}
+
+TEST_F(BuildFolderTest, ABankCutAnywhereIsBuiltAnew) {
+    ASSERT_EQ(0, Build().nCode);
+    const Bytes good = ReadFile(File(k44100));
+    for (std::ptrdiff_t nLength = 0; nLength < static_cast<std::ptrdiff_t>(good.size()); nLength += 29) {
+        WriteFile(File(k44100), Bytes(good.begin(), good.begin() + nLength));
+        EXPECT_EQ(0, Build().nCode) << nLength;
+        EXPECT_EQ(good.size(), fs::file_size(File(k44100))) << nLength;
+    }
+}
+
+TEST_F(BuildFolderTest, ADamagedBankOfTheOtherLayoutGoesWithTheBuild) {
+    ASSERT_EQ(0, Build({"--layout", "per-key"}).nCode);
+    WriteFile(File(k44100PerKey), WithoutLast(ReadFile(File(k44100PerKey)), 1));
+    EXPECT_EQ(0, Build().nCode);
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100));
+}
+
+// A whole bank in the other layout is not given up for a damaged one.
+TEST_F(BuildFolderTest, ADamagedBankBesideAWholeOneIsLeft) {
+    ASSERT_EQ(0, Build().nCode);
+    WriteFile(File(k44100PerKey), WithoutLast(ReadFile(File(k44100)), 1));
+    EXPECT_THAT(Build({"--layout", "per-key"}).strOut,
+                ::testing::HasSubstr("there already, but in the plain layout"));
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100, k44100PerKey));
+}
+
+// It may be somebody's source.
+TEST_F(BuildFolderTest, ADamagedDatabaseOfTheOtherKindIsInTheWay) {
+    WriteFile(File(k44100), WithoutLast(ReadFile(File("Src.kvs")), 1));
+    const Outcome outcome = Build();
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_EQ(
+        "kvbank: DIR/Src_0AC44.kvn: in the way: it is cut short, 556 of 557 bytes are there; -f builds the "
+        "bank in its place\n",
+        outcome.strErr);
+}
+
+TEST_F(BuildFolderTest, ABankOfAnotherSourceIsReplacedByForceAlone) {
+    ASSERT_EQ(0, Build().nCode);
+    const Bytes before = ReadFile(File(k44100));
+    Source({.nPresets = 2}, "Src.v2.kvs");
+    const std::vector<std::string> arguments = {"build", "DIR/Src.v2.kvs", "-d", "DIR", "-r", "44100"};
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_EQ("", outcome.strOut);
+    EXPECT_EQ(
+        "kvbank: DIR/Src_0AC44.kvn: stale, it does not stem from this source: sample 3 \"Sample 0\": the "
+        "source gives a preset here; -f builds the bank in its place\n",
+        outcome.strErr);
+    EXPECT_EQ(before, ReadFile(File(k44100)));
+    std::vector<std::string> withJson = arguments;
+    withJson.push_back("--json");
+    const Json row = Run(withJson).Document()["banks"][0];
+    EXPECT_EQ("stale", row["action"]);
+    EXPECT_EQ("sample 3 \"Sample 0\": the source gives a preset here", row["cause"]);
+    std::vector<std::string> withForce = arguments;
+    withForce.push_back("-f");
+    EXPECT_EQ(0, Run(withForce).nCode);
+    EXPECT_EQ(kExitProblem, Build().nCode) << "now it is the other's";
 }
 
 TEST_F(BuildFolderTest, ALinkThatLeadsToNothingIsInTheWay) {
@@ -169,10 +256,9 @@ TEST_F(BuildFolderTest, ABanksNameThatIsTooLongIsSaid) {
     Source({}, strSource);
     const Outcome outcome = Run({"build", "DIR/" + strSource, "-d", "DIR", "-r", "44100"});
     EXPECT_EQ(kExitOutput, outcome.nCode);
-    EXPECT_EQ(
-        "kvbank: DIR/" + std::string(246, 'x') +
-            "_0AC44.kvn: 44100 Hz: the bank file cannot be created: File name too long\n",
-        outcome.strErr);
+    EXPECT_EQ("kvbank: DIR/" + std::string(246, 'x') +
+                  "_0AC44.kvn: 44100 Hz: the bank file cannot be created: File name too long\n",
+              outcome.strErr);
 }
 
 // A sample of 1 Hz that says it expands to 4 GiB needs hundreds of terabytes.
@@ -181,8 +267,50 @@ TEST_F(BuildFolderTest, TooLittleSpaceMakesNoFolder) {
     std::vector<NoteFields> notes = NotesOf(ReadFile(File("Src.kvs")));
     notes[2].strBody.replace(50, 4, "\xFF\xFF\xFF\xFF");  // the expanded length
     WriteFile(File("Src.kvs"), DatabaseImage(notes));
-    EXPECT_EQ(kExitNoSpace, Build({}, "DIR/new/er").nCode);
+    const Outcome outcome = Build({}, "DIR/new/er");
+    EXPECT_EQ(kExitNoSpace, outcome.nCode);
+    EXPECT_THAT(outcome.strErr, ::testing::EndsWith(" are free\n"));
     EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
+    const Outcome ignored = Build({"-n", "--ignore-space"}, "DIR/new/er");
+    EXPECT_EQ(0, ignored.nCode);
+    EXPECT_THAT(ignored.strErr, ::testing::StartsWith("kvbank: warning: DIR/new/er: "));
+}
+
+// The megabytes of both would read alike.
+TEST(BuildReporterTest, SizesThatReadAlikeAreGivenToTheByte) {
+    std::istringstream in;
+    std::ostringstream out, err;
+    Console console(in, out, err);
+    BuildOptions options;
+    options.strFolder = "banks";
+    BuildReporter reporter(console, options);
+    reporter.TellSpace(1048576, 1048575);
+    reporter.TellSpace(3000000, 1000000);
+    reporter.TellSpace(1, 1);
+    EXPECT_EQ(
+        "kvbank: banks: 1048576 bytes are needed, 1048575 bytes are free\n"
+        "kvbank: banks: 3.0 MB are needed, 1.0 MB are free\n",
+        err.str());
+}
+
+TEST_F(BuildFolderTest, WhatABuildCannotRemoveOfItsOwnIsSaid) {
+    Outcome outcome;
+    {
+        const PosixFault fault("rmdir", EBUSY);
+        outcome = Build();
+    }
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_THAT(outcome.strErr, ::testing::MatchesRegex("kvbank: DIR/\\.kvbank-......: what a build left "
+                                                        "here cannot be removed: Device or resource busy\n"));
+    EXPECT_TRUE(fs::exists(File(k44100)));
+    {
+        const PosixFault fault("rmdir", EACCES);
+        outcome = Build();
+    }
+    EXPECT_EQ(0, outcome.nCode) << "of a build before";
+    EXPECT_THAT(outcome.strErr, ::testing::HasSubstr("warning: DIR/.kvbank-"));
+    EXPECT_EQ(0, Build().nCode);
+    EXPECT_THAT(Names(), ElementsAre("Src.kvs", k44100));
 }
 
 }  // namespace

@@ -107,6 +107,24 @@ TEST_F(InfoCommandTest, JsonNamesAFileSoThatAScriptFindsItAgain) {
                 StartsWith("File       DIR/a?\xF0\x9F\x8E\xB9?.kvs\n"));
 }
 
+TEST_F(InfoCommandTest, ADamagedBankIsToldAsSuch) {
+    Source();
+    ASSERT_EQ(0, Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "44100"}).nCode);
+    const Bytes good = ReadFile(File(k44100));
+    WriteFile(File(k48000), good);
+    const std::string strCause = "its name gives another sample rate than its information record, 44100 Hz";
+    Outcome outcome = Run({"info", "DIR/Src_0BB80.kvn"});
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/Src_0BB80.kvn: damaged: " + strCause + "\n", outcome.strErr);
+    EXPECT_EQ(strCause, Run({"info", "DIR/Src_0BB80.kvn", "--json"}).Document()["damage"]);
+    EXPECT_FALSE(Run({"info", "DIR/Src_0AC44.kvn", "--json"}).Document().contains("damage"));
+
+    WriteFile(File(k44100), Bytes(good.begin(), good.begin() + 100));
+    outcome = Run({"info", "DIR/Src_0AC44.kvn"});
+    EXPECT_EQ(kExitBadInput, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/Src_0AC44.kvn: damaged: its quick-load table is cut short\n", outcome.strErr);
+}
+
 TEST_F(InfoCommandTest, WhatIsNoBankIsBadInput) {
     WriteFile(File("x.kvs"), std::string("a letter that is longer than a header"));
     WriteFile(File("y.kvs"), std::string("QXDB"));

@@ -1,8 +1,11 @@
 // kvbank list and kvbank remove.
 #include <csignal>
 
+#include "tests/support/PosixFaults.h"
+#include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/Unprivileged.h"
+#include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/folder/BankFolder.h"
 #include "tools/kvbank/folder/PrivateFolder.h"
 
@@ -94,7 +97,7 @@ TEST_F(ListCommandTest, TellsTheStateOfEveryFile) {
                     "Src_2EE00.kvn being built, private", "Src_2EE00.kvr interrupted, private"));
 }
 
-// Lookers share the lock they ask for; that is no build.
+// Two that ask share the lock they ask for; that is no build.
 TEST_F(ListCommandTest, AnothersLookIsNoBuild) {
     CXFile looker;
     ASSERT_TRUE(looker.Open(File(k44100).c_str(), 0));
@@ -152,6 +155,61 @@ TEST_F(ListCommandTest, ABankOfAnotherUserIsUnreadable) {
 TEST_F(ListCommandTest, ASourceWhoseAnalysisFailsStillNamesItsBanks) {
     Source({.samples = {{.nRate = 0}}});
     EXPECT_EQ(0, Run({"list", "DIR", "--source", "DIR/Src.kvs"}).nCode);
+}
+
+TEST_F(ListCommandTest, ADamagedBankIsListedWithTheCause) {
+    WriteFile(File(k44100), WithoutLast(ReadFile(File(k44100)), 1));
+    const Outcome outcome = Run({"list", "DIR", "--source", "DIR/Src.kvs", "-r", "44100"});
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_EQ(
+        "RATE    LAYOUT         SIZE  STATE        FILE\n"
+        "44100   plain        1.2 kB  damaged      DIR/Src_0AC44.kvn\n",
+        outcome.strOut);
+    EXPECT_EQ("kvbank: DIR/Src_0AC44.kvn: damaged: it is cut short, 1186 of 1187 bytes are there\n",
+              outcome.strErr);
+    EXPECT_EQ(Json::parse(R"({"file": "DIR/Src_0AC44.kvn", "rate": 44100, "layout": "plain", "bytes": 1186,
+        "state": "damaged", "cause": "it is cut short, 1186 of 1187 bytes are there"})"),
+              Run({"list", "DIR", "--json", "-r", "44100"}).Document()["banks"][1]);
+}
+
+TEST_F(ListCommandTest, ABankNamedAfterAnotherRateIsDamaged) {
+    fs::rename(File(k44100), File(k48000));
+    fs::rename(File(k48000PerKey), File("Src_17700.kvn"));
+    EXPECT_EQ(
+        "kvbank: DIR/Src_0BB80.kvn: damaged: its name gives another sample rate than its information record, "
+        "44100 Hz\n"
+        "kvbank: DIR/Src_17700.kvn: damaged: its name gives another sample rate than its information record, "
+        "48000 Hz\n",
+        Run({"list", "DIR"}).strErr);
+    fs::rename(File("Src_17700.kvn"), File(k48000));
+    EXPECT_EQ(
+        "kvbank: DIR/Src_0BB80.kvn: damaged: its name gives another layout than its information record\n",
+        Run({"list", "DIR"}).strErr);
+}
+
+// Both sources file their banks under one name.
+TEST_F(ListCommandTest, ABankOfAnotherSourceIsStale) {
+    Source({.nPresets = 5}, "Src.v2.kvs");
+    const Outcome outcome = Run({"list", "DIR", "--source", "DIR/Src.v2.kvs", "--json"});
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    for (const Json& row : outcome.Document()["banks"]) {
+        EXPECT_EQ("stale", row["state"]);
+        EXPECT_EQ("sample 3 \"Sample 0\": the source gives a preset here", row["cause"]);
+    }
+    EXPECT_EQ(2u, outcome.Document()["banks"].size());
+    EXPECT_EQ(0, Run({"list", "DIR", "--source", "DIR/Src.kvs"}).nCode);
+    EXPECT_EQ(0, Run({"list", "DIR"}).nCode) << "nobody asked";
+}
+
+TEST_F(ListCommandTest, WhereThereAreNoLocksNobodyIsSaidToBuild) {
+    const PrivateFolder building(Folder(), FolderLock(Folder()));
+    fs::copy(File(k44100), building.Path() / "Src_2EE00.kvn");
+    const PosixFault fault("flock", ENOLCK, PosixFault::kEveryCall);
+    std::error_code error;
+    const std::vector<BankFile> banks = ListBanks(Folder(), "Src", error, {192000});
+    ASSERT_EQ(1u, banks.size());
+    EXPECT_EQ(BankState::Unfinished, banks[0].state);
+    EXPECT_STREQ("unfinished", StateName(banks[0].state));
 }
 
 TEST_F(ListCommandTest, NamesThatWouldDisturbATerminalAreMadePrintable) {
@@ -264,6 +322,58 @@ TEST_F(RemoveCommandTest, TheSourceStaysEvenWhenItBearsABanksName) {
     EXPECT_EQ(0, outcome.nCode);
     EXPECT_EQ("no such banks in DIR\n", outcome.strOut);
     EXPECT_TRUE(fs::exists(File("Own_0AC44.kvn")));
+}
+
+// The banks of another source with the same base name.
+class RemoveStaleTest : public RemoveCommandTest {
+protected:
+    RemoveStaleTest() { Source({.nPresets = 5}, "Src.v2.kvs"); }
+    Outcome RemoveV2(std::vector<std::string> options, const std::string& strAnswer = "",
+                     bool bTerminal = false) const {
+        std::vector<std::string> arguments = {"remove", "DIR", "--source", "DIR/Src.v2.kvs", "-r", "44100"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return Run(arguments, strAnswer, bTerminal);
+    }
+};
+
+TEST_F(RemoveStaleTest, InAPipeAStaleBankNeedsForce) {
+    const Outcome outcome = RemoveV2({"-y", "--json"});
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_EQ(
+        "kvbank: DIR/Src_0AC44.kvn: stale, it does not stem from this source: sample 3 \"Sample 0\": the "
+        "source gives a preset here; left as it is, -f removes it too\n",
+        outcome.strErr);
+    EXPECT_EQ(Json::parse(R"([{"file": "DIR/Src_0AC44.kvn", "removed": false, "state": "stale",
+                               "cause": "sample 3 \"Sample 0\": the source gives a preset here"}])"),
+              outcome.Document()["banks"]);
+    EXPECT_TRUE(fs::exists(File(k44100)));
+    EXPECT_EQ(0, RemoveV2({"-y", "-f"}).nCode);
+    EXPECT_FALSE(fs::exists(File(k44100)));
+}
+
+TEST_F(RemoveStaleTest, AtATerminalTheQuestionNamesItAsStale) {
+    const std::string strAsked =
+        "DIR/Src_0AC44.kvn (stale, it does not stem from this source: sample 3 \"Sample 0\": the source "
+        "gives a "
+        "preset here)\nRemove 1 bank? [y/N] ";
+    for (const std::vector<std::string>& options : {std::vector<std::string>(), {"-y"}}) {
+        const Outcome outcome = RemoveV2(options, "n\n", true);
+        EXPECT_EQ(0, outcome.nCode);
+        EXPECT_EQ(strAsked, outcome.strErr);
+        EXPECT_EQ("nothing was removed\n", outcome.strOut);
+        EXPECT_TRUE(fs::exists(File(k44100)));
+    }
+    EXPECT_EQ("", RemoveV2({"-y", "-f", "-q"}, "", true).strErr) << "asks nothing";
+    EXPECT_FALSE(fs::exists(File(k44100)));
+}
+
+TEST_F(RemoveStaleTest, AYesTakesIt) {
+    EXPECT_EQ("removed DIR/Src_0AC44.kvn\n", RemoveV2({}, "y\n", true).strOut);
+}
+
+TEST_F(RemoveCommandTest, ADamagedBankGoesLikeAnother) {
+    WriteFile(File(k44100), WithoutLast(ReadFile(File(k44100)), 1));
+    EXPECT_EQ("removed DIR/Src_0AC44.kvn\n", Remove({"-r", "44100", "-y"}).strOut);
 }
 
 TEST_F(RemoveCommandTest, PrivateFoldersOfBuildsAreNotItsBusiness) {

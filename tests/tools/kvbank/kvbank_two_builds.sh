@@ -39,4 +39,31 @@ case $second in
 esac
 [ "$(ls -A "$dir/banks")" = Demo_2EE00.kvr ] || fail "two builds left $(ls -A "$dir/banks")"
 "$kvbank" verify "$dir/banks/Demo_2EE00.kvr" --source "$dir/Demo.kvs" -q || fail "the bank of two builds"
+
+# Races: of two that want the same banks one builds them all. Without --wait the other is told so, or finds
+# them there when it comes late; with --wait it always finds them there.
+race() {
+    rm -rf "$dir/race"
+    mkdir "$dir/race"
+    "$kvbank" build "$dir/Demo.kvs" -d "$dir/race" -r 44100,48000,88200 --json "$@" >"$dir/first" 2>/dev/null &
+    first=$!
+    "$kvbank" build "$dir/Demo.kvs" -d "$dir/race" -r 44100,48000,88200 --json "$@" >"$dir/second" 2>/dev/null
+    codes=$?
+    wait $first
+    codes="$? $codes"
+    built=$(cat "$dir/first" "$dir/second" | grep -c '"action": "built"')
+    [ "$built" -eq 3 ] || fail "race $*: $built banks were built, with exit codes $codes"
+    grep -q '"action": "built"' "$dir/first" && grep -q '"action": "built"' "$dir/second" &&
+        fail "race $*: each built some of the banks"
+    [ "$(ls -A "$dir/race" | wc -l)" -eq 3 ] || fail "race $*: it left $(ls -A "$dir/race")"
+}
+for i in 1 2 3 4 5 6 7 8 9 10; do
+    race
+    case $codes in
+        "0 0" | "0 7" | "7 0") ;;
+        *) fail "a race ended with $codes" ;;
+    esac
+    race --wait
+    [ "$codes" = "0 0" ] || fail "a race with --wait ended with $codes"
+done
 echo "all well"

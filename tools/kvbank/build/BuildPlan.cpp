@@ -1,7 +1,6 @@
 #include "tools/kvbank/build/BuildPlan.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace Kestrova {
 namespace {
@@ -15,34 +14,62 @@ bool SameFile(const fs::path& a, const fs::path& b) {
     return fs::equivalent(a, b, ignored);
 }
 
-// The banks of the rate that count: what builds that died have left does not.
+const BankFile* FirstIn(const std::vector<BankFile>& banks, BankState state) {
+    const auto pFound = std::find_if(banks.begin(), banks.end(),
+                                     [state](const BankFile& bank) { return bank.state == state; });
+    return pFound == banks.end() ? nullptr : &*pFound;
+}
+
+// What may be built anew without a question: it was a bank and is one no more. Deliberate: a damaged database
+// of the plain kind stays, for it may be somebody's source.
+bool IsReplaceable(const BankFile& bank) { return bank.state == BankState::Damaged && bank.bEnriched; }
+
+// The banks of the rate that count: what builds that died have left does not, nor does what is in a private
+// folder of which nobody can tell whether its build still runs.
 std::vector<BankFile> FindBanks(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate,
                                 const fs::path& own) {
     std::error_code ignored;  // a folder that cannot be read cannot be locked either
-    std::vector<BankFile> banks = ListBanks(options.strFolder, engine.GetBaseName(), ignored, nRate);
+    std::vector<BankFile> banks = ListBanks(options.strFolder, engine.GetBaseName(), ignored, {nRate});
     std::erase_if(banks, [&](const BankFile& bank) {
-        return bank.state == BankState::Interrupted || bank.path.parent_path() == own;
+        return bank.state == BankState::Interrupted || bank.state == BankState::Unfinished ||
+               bank.path.parent_path() == own;
     });
     return banks;
 }
 
+BuildAction ActionFor(const BankFile& bank) {
+    switch (bank.state) {
+        case BankState::Complete: return BuildAction::SkipExisting;
+        case BankState::Stale: return BuildAction::Stale;
+        default: return BuildAction::InTheWay;
+    }
+}
+
+// Of several the one in the layout asked for decides.
+const BankFile& Deciding(const std::vector<BankFile>& banks, BankLayout layout) {
+    const auto pAskedFor = std::find_if(banks.begin(), banks.end(),
+                                        [layout](const BankFile& bank) { return bank.layout == layout; });
+    return pAskedFor != banks.end() ? *pAskedFor : banks.front();
+}
+
 }  // namespace
 
-BuildFinding LookAt(const BuildOptions& options, const CDBEUCreate& engine, const BuildPlan& plan,
-                    const fs::path& own) {
+BuildFinding LookAt(const BuildOptions& options, const CDBEUCreate& engine, BankOrigin& origin,
+                    const BuildPlan& plan, const fs::path& own) {
     const fs::path target = fs::path(options.strFolder) / plan.strName;
     if (SameFile(target, options.strSource)) return {.action = BuildAction::SkipSource};
     if (const char* const pszKind = WhyNoFile(target))
         return {BuildAction::InTheWay, {.path = target, .strCause = pszKind}};
-    const std::vector<BankFile> banks = FindBanks(options, engine, plan.nRate, own);
-    const auto pBusy = std::find_if(banks.begin(), banks.end(),
-                                    [](const BankFile& bank) { return bank.state == BankState::BeingBuilt; });
-    if (pBusy != banks.end()) return {BuildAction::Busy, *pBusy};
+    std::vector<BankFile> banks = FindBanks(options, engine, plan.nRate, own);
+    if (const BankFile* const pBusy = FirstIn(banks, BankState::BeingBuilt))
+        return {BuildAction::Busy, *pBusy};
     if (options.bForce || banks.empty()) return {};
-    const auto pAskedFor = std::find_if(banks.begin(), banks.end(),
-                                        [&](const BankFile& bank) { return bank.layout == options.layout; });
-    const BankFile& bank = pAskedFor != banks.end() ? *pAskedFor : banks.front();
-    return {bank.state == BankState::Complete ? BuildAction::SkipExisting : BuildAction::InTheWay, bank};
+    const BankFile first = Deciding(banks, options.layout);
+    std::erase_if(banks, IsReplaceable);
+    if (banks.empty()) return {BuildAction::Build, first};
+    BankFile bank = Deciding(banks, options.layout);
+    origin.Check(bank);
+    return {ActionFor(bank), bank};
 }
 
 std::vector<BuildPlan> MakePlans(const BuildOptions& options, const CDBEUCreate& engine) {
@@ -51,23 +78,10 @@ std::vector<BuildPlan> MakePlans(const BuildOptions& options, const CDBEUCreate&
         BuildPlan plan;
         plan.nRate = nRate;
         plan.strName = MakeBankFileName("", engine.GetBaseName(), nRate, options.layout).substr(1);
-        plan.finding = LookAt(options, engine, plan);
         engine.Prediction(nRate, options.layout == BankLayout::PerKey, plan.nMegabytes);
         plans.push_back(plan);
     }
     return plans;
-}
-
-ExitCode SayNoTurn(Console& console, const FolderLock& turn, const BuildOptions& options) {
-    switch (turn.GetOutcome()) {
-        case FolderLock::Outcome::Cancelled:
-            console.Error(options.strSource + ": " + DescribeResult(kBankCancelled));
-            return kExitProblem;
-        case FolderLock::Outcome::Busy:
-            console.Error(options.strFolder + ": another process keeps the folder locked");
-            return kExitBusy;
-        default: console.Error(options.strFolder + ": " + std::strerror(turn.GetError())); return kExitOutput;
-    }
 }
 
 uint64_t PredictedBytes(const BuildPlan& plan) { return plan.nMegabytes * kBytesPerMegabyte; }

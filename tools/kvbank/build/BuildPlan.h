@@ -1,14 +1,16 @@
 // BuildPlan.h - what is asked of a build, and what there is to do about each bank.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "bank/DBEUCreate.h"
+#include "tools/kvbank/compare/BankOrigin.h"
 #include "tools/kvbank/folder/BankFolder.h"
 #include "tools/kvbank/folder/FolderLock.h"
-#include "tools/kvbank/terminal/Console.h"
 
 namespace Kestrova {
 
@@ -20,13 +22,17 @@ struct BuildOptions {
     int nQuality = kHighestQuality;
     bool bForce = false;
     bool bDryRun = false;
+    bool bIgnoreSpace = false;
+    bool bEngineNumbers = false;  // causes end with the engine's number
     std::chrono::milliseconds turnWait = kTurnWait;
+    std::optional<std::chrono::seconds> wait;  // how long other builds are waited for; none: not at all
 };
 
 enum class BuildAction {
     Build,
     SkipExisting,
     SkipSource,
+    Stale,    // a bank of another source has the place
     Busy,     // another process is building the bank, in whatever layout
     InTheWay  // a file that is no usable bank has its name, or something that is no file
 };
@@ -34,7 +40,7 @@ enum class BuildAction {
 // What a look into the folder gives.
 struct BuildFinding {
     BuildAction action = BuildAction::Build;
-    BankFile bank = {};  // that decides it; not set for Build and SkipSource
+    BankFile bank = {};  // that decides it; of Build: the damaged one that is built anew, if any
 };
 
 // One bank.
@@ -46,15 +52,12 @@ struct BuildPlan {
 };
 
 // Looks into the folder for what has the bank's place, its other layout's, or the mark of a build; marks in
-// the folder `own` are the caller's.
-BuildFinding LookAt(const BuildOptions& options, const CDBEUCreate& engine, const BuildPlan& plan,
-                    const std::filesystem::path& own = {});
+// the folder `own` are the caller's. REQUIRES: origin is of the source in the options.
+BuildFinding LookAt(const BuildOptions& options, const CDBEUCreate& engine, BankOrigin& origin,
+                    const BuildPlan& plan, const std::filesystem::path& own = {});
 
-// One for each rate. REQUIRES: the engine has analysed the source.
+// One for each rate, without a finding. REQUIRES: the engine has analysed the source.
 std::vector<BuildPlan> MakePlans(const BuildOptions& options, const CDBEUCreate& engine);
-
-// Says why the folder's lock could not be had. Nothing is done without it.
-ExitCode SayNoTurn(Console& console, const FolderLock& turn, const BuildOptions& options);
 
 // Predicted sizes as bytes.
 uint64_t PredictedBytes(const BuildPlan& plan);

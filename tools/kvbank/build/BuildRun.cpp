@@ -3,17 +3,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <thread>
 
 #include "shared/System/kvCancelSignal.h"
-#include "tools/kvbank/terminal/Progress.h"
-#include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string RateText(const BuildPlan& plan) { return std::to_string(plan.nRate) + " Hz"; }
+constexpr std::chrono::milliseconds kBetweenLooks{100};
+constexpr const char* kIsLocked = "another process keeps the folder locked";
+constexpr const char* kIsBuilding = "another process is building it";
 
 uint64_t FileSize(const fs::path& path) {
     std::error_code error;
@@ -21,58 +22,171 @@ uint64_t FileSize(const fs::path& path) {
     return error ? 0 : nSize;
 }
 
+std::string RateText(const BuildPlan& plan) { return std::to_string(plan.nRate) + " Hz: "; }
+
+BuildFault OutputFault(const std::string& strPath, const std::string& strCause) {
+    return {kExitOutput, strPath, strCause};
+}
+
+const BankFile* BusyOf(const BuildFinding& finding) {
+    return finding.action == BuildAction::Busy ? &finding.bank : nullptr;
+}
+
 }  // namespace
 
-fs::path BuildRun::Place(const std::string& strName) const { return fs::path(m_options.strFolder) / strName; }
-
-BuildFinding BuildRun::Look(const BuildPlan& plan) const {
-    return LookAt(m_options, m_run.Engine(), plan, m_pFolder ? m_pFolder->Path() : fs::path());
-}
-
-ExitCode BuildRun::Run(const std::vector<BuildPlan>& plans, Json& rows) {
-    ExitCode worst = kExitDone;
-    for (const BuildPlan& plan : plans) {
-        Json row = {{"rate", plan.nRate}, {"file", plan.strName}, {"predicted_mib", plan.nMegabytes}};
-        const bool bBuilds = plan.finding.action == BuildAction::Build && !m_options.bDryRun;
-        worst = std::max(worst, bBuilds ? BuildOne(plan, row) : Tell(plan, plan.finding, row));
-        rows.push_back(row);
-        if (m_bStopped || CancelSignal() != 0) break;
+ExitCode ExitCodeOf(BuildAction action) {
+    switch (action) {
+        case BuildAction::Busy: return kExitBusy;
+        case BuildAction::Stale:
+        case BuildAction::InTheWay: return kExitProblem;
+        default: return kExitDone;
     }
-    return worst;
 }
 
-ExitCode BuildRun::BuildOne(const BuildPlan& plan, Json& row) {
-    row["action"] = "failed";
-    m_start = Clock::now();
-    if (const std::optional<ExitCode> end = Begin(plan, row)) return *end;
-    const BankResult result = Await(plan);
-    const ExitCode code = result == kBankDone ? Publish(plan, row) : StopWith(result, plan, row);
+std::string BuildRun::Place(const std::string& strName) const {
+    return (fs::path(m_options.strFolder) / strName).string();
+}
+
+// --- Turns.
+
+BuildFinding BuildRun::FindingOf(const BuildPlan& plan) {
+    return LookAt(m_options, m_run.Engine(), m_origin, plan, m_pFolder ? m_pFolder->Path() : fs::path());
+}
+
+// Tells on the first call what is waited for, then sleeps a moment; false when nobody is to wait any more.
+bool BuildRun::Wait(const std::string& strWhy) {
+    if (!m_waitEnd) {
+        m_waitEnd = Clock::now() + *m_options.wait;
+        m_watcher.OnWait(strWhy);
+    }
+    if (CancelSignal() != 0 || Clock::now() >= *m_waitEnd) return false;
+    std::this_thread::sleep_for(kBetweenLooks);
+    return true;
+}
+
+// A turn, and in it the look. Where waiting is asked for, the turn is given up and taken again as long as
+// another has the lock, or the look finds a bank that another is building. The last turn stays.
+BuildRun::Turn BuildRun::TakeTurn(const BusyLook& look) {
+    for (bool bWaits = m_options.wait.has_value();;) {
+        auto pTurn = std::make_unique<FolderLock>(m_options.strFolder, m_options.turnWait);
+        const FolderLock::Outcome outcome = pTurn->GetOutcome();
+        if (outcome == FolderLock::Outcome::NoLocks) m_watcher.OnNoLocks(pTurn->GetError());
+        const BankFile* const pBusy = pTurn->IsTurn() ? look() : nullptr;
+        if (!bWaits || (pBusy == nullptr && outcome != FolderLock::Outcome::Busy)) return pTurn;
+        const std::string strWhy = pBusy != nullptr ? pBusy->path.filename().string() + ": " + kIsBuilding
+                                                    : m_options.strFolder + ": " + kIsLocked;
+        pTurn->Release();
+        bWaits = Wait(strWhy);
+    }
+}
+
+BuildRun::Turn BuildRun::TurnFor(const BuildPlan& plan, BuildFinding& finding) {
+    return TakeTurn([&]() -> const BankFile* {
+        finding = FindingOf(plan);
+        return BusyOf(finding);
+    });
+}
+
+// Nothing is done without a turn.
+BuildFault BuildRun::WhyNoTurn(const FolderLock& turn) const {
+    switch (turn.GetOutcome()) {
+        case FolderLock::Outcome::Cancelled: return Cancelled();
+        case FolderLock::Outcome::Busy: return {kExitBusy, m_options.strFolder, kIsLocked};
+        default: return OutputFault(m_options.strFolder, std::strerror(turn.GetError()));
+    }
+}
+
+BuildFault BuildRun::Cancelled() const {
+    return {kExitProblem, m_options.strSource, DescribeResult(kBankCancelled)};
+}
+
+// --- Before the first bank.
+
+BuildRun::Survey BuildRun::Look() {
+    Survey survey;
+    survey.plans = MakePlans(m_options, m_run.Engine());
+    const auto lookAtAll = [&] {
+        for (BuildPlan& plan : survey.plans) plan.finding = FindingOf(plan);
+    };
+    std::error_code ignored;
+    if (m_options.bDryRun || !fs::exists(m_options.strFolder, ignored)) {
+        lookAtAll();
+        return survey;
+    }
+    const Turn pTurn = TakeTurn([]() -> const BankFile* { return nullptr; });
+    if (!pTurn->IsTurn()) {
+        survey.fault = WhyNoTurn(*pTurn);
+        return survey;
+    }
+    m_run.Engine().SetDstDir(m_options.strFolder.c_str());
+    m_run.Engine().RemoveInterrupted(survey.nRemoved);
+    PrivateFolder::Cleaned cleaned = PrivateFolder::RemoveAbandoned(m_options.strFolder, *pTurn);
+    survey.nRemoved += cleaned.nFolders;
+    survey.left = std::move(cleaned.left);
+    lookAtAll();
+    return survey;
+}
+
+BuildFault BuildRun::Reserve(std::vector<BuildPlan>& plans) {
+    const Turn pTurn = TakeTurn([&] {
+        const BankFile* pBusy = nullptr;
+        for (BuildPlan& plan : plans) {
+            plan.finding = FindingOf(plan);
+            if (pBusy == nullptr) pBusy = BusyOf(plan.finding);
+        }
+        return pBusy;
+    });
+    if (CancelSignal() != 0) return Cancelled();
+    return pTurn->IsTurn() ? Mark(plans, *pTurn) : WhyNoTurn(*pTurn);
+}
+
+BuildFault BuildRun::Mark(const std::vector<BuildPlan>& plans, const FolderLock& turn) {
+    for (const BuildPlan& plan : plans) {
+        if (plan.finding.action != BuildAction::Build) continue;
+        if (!m_pFolder) m_pFolder = std::make_unique<PrivateFolder>(m_options.strFolder, turn);
+        if (m_pFolder->Path().empty()) return OutputFault(m_options.strFolder, std::strerror(errno));
+        if (!m_pFolder->Mark(plan.strName, turn)) {
+            const std::string strError = std::strerror(errno);
+            return OutputFault(Place(plan.strName),
+                               RateText(plan) + DescribeResult(kBankTargetNotCreated) + ": " + strError);
+        }
+    }
+    return {};
+}
+
+std::vector<Leftover> BuildRun::End() { return m_pFolder ? m_pFolder->Remove() : std::vector<Leftover>(); }
+
+// --- One bank.
+
+BuildOutcome BuildRun::BuildOne(const BuildPlan& plan) {
+    BuildOutcome outcome;
+    outcome.finding = plan.finding;
+    outcome.code = ExitCodeOf(plan.finding.action);
+    if (plan.finding.action != BuildAction::Build || m_options.bDryRun) return outcome;
+    const Clock::time_point start = Clock::now();
+    if (Begin(plan, outcome)) {
+        const BankResult result = Await(plan);
+        if (result == kBankDone)
+            Publish(plan, outcome);
+        else
+            FailIn(result, plan, outcome);
+    }
     m_pFolder->Discard(plan.strName);  // left there it would say that the bank is still being built
-    return code;
+    outcome.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    return outcome;
 }
 
 // Starts the engine, unless the bank is not to be built after all.
-std::optional<ExitCode> BuildRun::Begin(const BuildPlan& plan, Json& row) {
-    FolderLock turn(m_options.strFolder, m_options.turnWait);
-    if (!turn.IsHeld()) return StopWithoutTurn(turn, row);
-    const BuildFinding finding = Look(plan);
-    int nError = 0;
-    BankResult result = kBankDone;
-    if (finding.action == BuildAction::Build && MakeFolder(turn, nError)) result = Start(plan, turn);
-    turn.Release();
-    if (finding.action != BuildAction::Build) return Tell(plan, finding, row);
-    if (nError != 0) return Stop(m_options.strFolder, std::strerror(nError));
-    if (result != kBankDone) return StopWith(result, plan, row);
-    return std::nullopt;
+bool BuildRun::Begin(const BuildPlan& plan, BuildOutcome& outcome) {
+    const Turn pTurn = TurnFor(plan, outcome.finding);
+    if (!pTurn->IsTurn()) return FailWithoutTurn(*pTurn, outcome);
+    outcome.code = ExitCodeOf(outcome.finding.action);
+    if (outcome.finding.action != BuildAction::Build) return false;
+    const BankResult result = Start(plan, *pTurn);
+    return result == kBankDone || FailIn(result, plan, outcome);
 }
 
-bool BuildRun::MakeFolder(const FolderLock& turn, int& nError) {
-    if (!m_pFolder) m_pFolder = std::make_unique<PrivateFolder>(m_options.strFolder, turn);
-    nError = m_pFolder->Path().empty() ? errno : 0;
-    return nError == 0;
-}
-
-// The file that the engine makes in the private folder is the mark, so a turn must last until that is there.
+// The engine puts its own file in the place of the mark, so a turn must last until that is there.
 BankResult BuildRun::Start(const BuildPlan& plan, const FolderLock&) {
     m_run.Engine().SetDstDir(m_pFolder->Path().c_str());
     return m_run.Start(plan.nRate, m_options.layout, m_options.nQuality);
@@ -80,31 +194,32 @@ BankResult BuildRun::Start(const BuildPlan& plan, const FolderLock&) {
 
 BankResult BuildRun::Await(const BuildPlan& plan) {
     const fs::path made = m_pFolder->Path() / plan.strName;
-    const uint64_t nPredicted = PredictedBytes(plan);
-    Progress progress(m_console, RateText(plan), nPredicted);
-    return m_run.Finish([&] {
-        const uint64_t nBytes = FileSize(made);
-        progress.Show(nPredicted == 0 ? 0 : static_cast<double>(nBytes) / static_cast<double>(nPredicted),
-                      nBytes);
-    });
+    return m_run.Finish([&] { m_watcher.OnProgress(plan, FileSize(made)); });
 }
 
-ExitCode BuildRun::Publish(const BuildPlan& plan, Json& row) {
-    FolderLock turn(m_options.strFolder, m_options.turnWait);
-    if (!turn.IsHeld()) return StopWithoutTurn(turn, row);
-    const BuildFinding finding = Look(plan);
-    const bool bMoved = finding.action == BuildAction::Build && m_pFolder->Publish(plan.strName, turn);
-    const bool bSynced = bMoved && turn.Sync();
-    const int nError = errno;
-    if (bSynced) RemoveOtherLayout(plan, turn);
-    turn.Release();
-    if (finding.action != BuildAction::Build) return Tell(plan, finding, row);
-    if (!bMoved) return Stop(Place(plan.strName), std::strerror(nError));
-    TellBuilt(plan, row);
-    if (bSynced) return kExitDone;
-    return Stop(Place(plan.strName),
-                std::string("the bank is in its place, but may not outlast a loss of power: ") +
-                    std::strerror(nError));
+void BuildRun::Publish(const BuildPlan& plan, BuildOutcome& outcome) {
+    const Turn pTurn = TurnFor(plan, outcome.finding);
+    if (!pTurn->IsTurn()) {
+        FailWithoutTurn(*pTurn, outcome);
+        return;
+    }
+    outcome.code = ExitCodeOf(outcome.finding.action);
+    if (outcome.finding.action != BuildAction::Build) return;
+    const std::string strPlace = Place(plan.strName);
+    if (!m_pFolder->Publish(plan.strName, *pTurn)) {
+        Fail(OutputFault(strPlace, std::strerror(errno)), outcome);
+        return;
+    }
+    outcome.nBytes = FileSize(strPlace);
+    if (pTurn->Sync()) {
+        RemoveOtherLayout(plan, *pTurn);
+    } else {
+        const std::string strError = std::strerror(errno);
+        Fail(OutputFault(strPlace,
+                         "the bank is in its place, but may not outlast a loss of power: " + strError),
+             outcome);
+    }
+    outcome.end = BuildOutcome::End::Built;
 }
 
 void BuildRun::RemoveOtherLayout(const BuildPlan& plan, const FolderLock&) {
@@ -112,71 +227,28 @@ void BuildRun::RemoveOtherLayout(const BuildPlan& plan, const FolderLock&) {
     m_run.Engine().RemoveDB(plan.nRate, m_options.layout == BankLayout::Plain ? 2 : 1);
 }
 
-ExitCode BuildRun::Tell(const BuildPlan& plan, const BuildFinding& finding, Json& row) {
-    switch (finding.action) {
-        case BuildAction::Build:
-            row["action"] = "would be built";
-            m_console.Say(RateText(plan) + ": would be built as " + plan.strName + ", about " +
-                          ReadableSize(PredictedBytes(plan)));
-            return kExitDone;
-        case BuildAction::SkipExisting: TellExisting(plan, finding.bank, row); return kExitDone;
-        case BuildAction::SkipSource:
-            row["action"] = "is the source";
-            m_console.Say(RateText(plan) + ": " + plan.strName + " is the source itself; left as it is");
-            return kExitDone;
-        case BuildAction::Busy:
-            row["action"] = "busy";
-            m_console.Error(finding.bank.path.filename().string() + ": another process is building it");
-            return kExitBusy;
-        case BuildAction::InTheWay: break;
-    }
-    row["action"] = "in the way";
-    row["cause"] = finding.bank.strCause;
-    const bool bFile = WhyNoFile(finding.bank.path) == nullptr;
-    m_console.Error(finding.bank.path.string() + ": in the way: " + finding.bank.strCause +
-                    (bFile ? "; -f builds the bank in its place" : ""));
-    return kExitProblem;
+// These answer false: the bank is not built.
+bool BuildRun::Fail(const BuildFault& fault, BuildOutcome& outcome) {
+    outcome.end = BuildOutcome::End::Failed;
+    outcome.fault = fault;
+    outcome.code = fault.code;
+    outcome.bStops = true;
+    return false;
 }
 
-void BuildRun::TellExisting(const BuildPlan& plan, const BankFile& bank, Json& row) {
-    row["action"] = "skipped";
-    row["found_layout"] = LayoutName(bank.layout);
-    if (bank.layout == m_options.layout)
-        m_console.Say(RateText(plan) + ": there already; -f builds it anew");
-    else
-        m_console.Say(RateText(plan) + ": there already, but in the " + LayoutName(bank.layout) +
-                      " layout (" + bank.path.filename().string() + "); -f builds the " +
-                      LayoutName(m_options.layout) + " one in its place");
+// What cannot be written is the bank's fault, all else the source's.
+bool BuildRun::FailIn(BankResult result, const BuildPlan& plan, BuildOutcome& outcome) {
+    outcome.result = result;
+    return Fail(
+        {m_run.ExitCodeFor(result), m_run.IsTargetToBlame(result) ? Place(plan.strName) : m_options.strSource,
+         RateText(plan) + m_run.Explain(result, m_options.bEngineNumbers)},
+        outcome);
 }
 
-void BuildRun::TellBuilt(const BuildPlan& plan, Json& row) {
-    const fs::path place = Place(plan.strName);
-    const uint64_t nSize = FileSize(place);
-    const double seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
-    row["action"] = "built";
-    row["bytes"] = nSize;
-    row["seconds"] = seconds;
-    m_console.Say(RateText(plan) + ": " + place.string() + ", " + ReadableSize(nSize) + " in " +
-                  ReadableTime(seconds));
-}
-
-ExitCode BuildRun::StopWithoutTurn(const FolderLock& turn, Json& row) {
-    m_bStopped = true;
-    if (turn.GetOutcome() == FolderLock::Outcome::Busy) row["action"] = "busy";
-    return SayNoTurn(m_console, turn, m_options);
-}
-
-ExitCode BuildRun::StopWith(BankResult result, const BuildPlan& plan, Json& row) {
-    row["engine_result"] = static_cast<int>(result);
-    Stop(m_run.IsTargetToBlame(result) ? Place(plan.strName) : fs::path(m_options.strSource),
-         RateText(plan) + ": " + m_run.Explain(result, m_console.bVerbose || m_console.bJson));
-    return m_run.ExitCodeFor(result);
-}
-
-ExitCode BuildRun::Stop(const fs::path& path, const std::string& strCause) {
-    m_bStopped = true;
-    m_console.Error(path.string() + ": " + strCause);
-    return kExitOutput;
+bool BuildRun::FailWithoutTurn(const FolderLock& turn, BuildOutcome& outcome) {
+    Fail(WhyNoTurn(turn), outcome);
+    if (turn.GetOutcome() == FolderLock::Outcome::Busy) outcome.end = BuildOutcome::End::Busy;
+    return false;
 }
 
 }  // namespace Kestrova

@@ -1,7 +1,9 @@
-// BuildRun.h - carries out the plans of a build, bank by bank.
+// BuildRun.h - carries out the plans of a build, bank by bank. It says nothing: outcomes are values, which a
+// reporter tells.
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,46 +15,108 @@
 
 namespace Kestrova {
 
-// Each bank is looked for again in a turn at the folder, in which it is marked as being built, and once more
-// in the turn in which it takes its place: what others have done meanwhile stays. No turn lasts while a bank
-// is filled.
+// What failed: the file or folder, why, and the exit code it makes.
+struct BuildFault {
+    ExitCode code = kExitDone;  // done: nothing failed
+    std::string strPath;
+    std::string strCause;
+};
+
+// What became of one bank.
+struct BuildOutcome {
+    enum class End {
+        NotBegun,  // the finding tells why, or that it would be built (a dry run)
+        Built,     // in its place; the fault tells what may be wrong all the same
+        Busy,      // the folder stayed locked; the fault tells so
+        Failed     // the fault tells why
+    };
+    End end = End::NotBegun;
+    ExitCode code = kExitDone;
+    BuildFinding finding;
+    BuildFault fault;
+    BankResult result = kBankDone;  // of the engine
+    uint64_t nBytes = 0;            // of the bank
+    double seconds = 0;
+    bool bStops = false;  // no further bank is begun
+};
+
+// Is told how a build goes on.
+class BuildWatcher {
+public:
+    virtual ~BuildWatcher() = default;
+    // At most ten times a second while a bank is filled: the bytes its file has.
+    virtual void OnProgress(const BuildPlan& plan, uint64_t nBytes) = 0;
+    // Once in a run: others are waited for, for this reason.
+    virtual void OnWait(const std::string& strWhy) = 0;
+    // Whenever a turn goes without a lock, with the system's error.
+    virtual void OnNoLocks(int nError) = 0;
+};
+
+// In one turn at the folder all banks that are to be built are looked for and marked as being built: of two
+// builds that want the same banks the first has them all. Each is looked for again when its building begins
+// and once more in the turn in which it takes its place: what others have done meanwhile stays. No turn lasts
+// while a bank is filled.
 class BuildRun {
 public:
-    // All three must outlive the run.
-    BuildRun(Console& console, EngineRun& run, const BuildOptions& options)
-        : m_console(console), m_run(run), m_options(options) {}
+    // All four must outlive the run. run: has analysed the source.
+    BuildRun(EngineRun& run, BankOrigin& origin, const BuildOptions& options, BuildWatcher& watcher)
+        : m_run(run), m_origin(origin), m_options(options), m_watcher(watcher) {}
 
-    // Tells each bank on the console and in `rows`; the gravest exit code. The first failure is the end, a
-    // bank that is busy or in the way is not. REQUIRES: unless it is a dry run, the folder is there.
-    ExitCode Run(const std::vector<BuildPlan>& plans, Json& rows);
+    // Removes what interrupted builds have left, unless it is a dry run, and looks at the folder for the
+    // first time, if it is there.
+    struct Survey {
+        BuildFault fault;
+        std::vector<BuildPlan> plans;
+        unsigned nRemoved = 0;
+        std::vector<Leftover> left;  // what could not be removed
+    };
+    Survey Look();
+
+    // Marks the banks that are to be built. The plans have new findings afterwards.
+    // REQUIRES: it is no dry run, and the folder is there.
+    BuildFault Reserve(std::vector<BuildPlan>& plans);
+
+    // Builds the bank, if that is what its plan says and it is no dry run. REQUIRES: unless it is a dry run,
+    // the plan was reserved.
+    BuildOutcome BuildOne(const BuildPlan& plan);
+
+    // Removes the private folder; what could not be removed.
+    std::vector<Leftover> End();
 
 private:
     using Clock = std::chrono::steady_clock;
+    using Turn = std::unique_ptr<FolderLock>;
+    // Looks at the folder in a turn; what another process is building, or null.
+    using BusyLook = std::function<const BankFile*()>;
 
-    ExitCode BuildOne(const BuildPlan& plan, Json& row);
-    std::optional<ExitCode> Begin(const BuildPlan& plan, Json& row);
-    bool MakeFolder(const FolderLock& turn, int& nError);
+    Turn TakeTurn(const BusyLook& look);
+    bool Wait(const std::string& strWhy);
+    BuildFault WhyNoTurn(const FolderLock& turn) const;
+    BuildFault Cancelled() const;
+    BuildFinding FindingOf(const BuildPlan& plan);
+    Turn TurnFor(const BuildPlan& plan, BuildFinding& finding);
+    BuildFault Mark(const std::vector<BuildPlan>& plans, const FolderLock& turn);
+
+    bool Begin(const BuildPlan& plan, BuildOutcome& outcome);
     BankResult Start(const BuildPlan& plan, const FolderLock& turn);
     BankResult Await(const BuildPlan& plan);
-    ExitCode Publish(const BuildPlan& plan, Json& row);
+    void Publish(const BuildPlan& plan, BuildOutcome& outcome);
     void RemoveOtherLayout(const BuildPlan& plan, const FolderLock& turn);
+    bool Fail(const BuildFault& fault, BuildOutcome& outcome);
+    bool FailIn(BankResult result, const BuildPlan& plan, BuildOutcome& outcome);
+    bool FailWithoutTurn(const FolderLock& turn, BuildOutcome& outcome);
 
-    ExitCode Tell(const BuildPlan& plan, const BuildFinding& finding, Json& row);
-    void TellExisting(const BuildPlan& plan, const BankFile& bank, Json& row);
-    void TellBuilt(const BuildPlan& plan, Json& row);
-    ExitCode StopWithoutTurn(const FolderLock& turn, Json& row);
-    ExitCode StopWith(BankResult result, const BuildPlan& plan, Json& row);
-    ExitCode Stop(const std::filesystem::path& path, const std::string& strCause);
+    std::string Place(const std::string& strName) const;
 
-    std::filesystem::path Place(const std::string& strName) const;
-    BuildFinding Look(const BuildPlan& plan) const;
-
-    Console& m_console;
     EngineRun& m_run;
+    BankOrigin& m_origin;
     const BuildOptions& m_options;
-    std::unique_ptr<PrivateFolder> m_pFolder;  // made with the first bank that is built
-    Clock::time_point m_start;                 // of the bank being built
-    bool m_bStopped = false;
+    BuildWatcher& m_watcher;
+    std::unique_ptr<PrivateFolder> m_pFolder;    // made with the first marks
+    std::optional<Clock::time_point> m_waitEnd;  // set when the waiting for others begins
 };
+
+// What a build that stays away from a bank exits with.
+ExitCode ExitCodeOf(BuildAction action);
 
 }  // namespace Kestrova

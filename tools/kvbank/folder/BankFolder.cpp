@@ -6,14 +6,13 @@
 #include <system_error>
 
 #include "bank/BankRates.h"
+#include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr size_t kSuffixLength = std::string_view("_0AC44.kvn").size();
 
 // errno of opening the file and reading from it, 0 when that can be done.
 int ReadError(const fs::path& path) {
@@ -24,8 +23,22 @@ int ReadError(const fs::path& path) {
     return file.GetLastError();
 }
 
-void TellState(BankFile& bank) {
+// The state of a whole file that nobody holds.
+void TellContent(BankFile& bank) {
     CSDB database;
+    if (OpenEitherKind(database, bank.path)) {
+        bank.bEnriched = database.GetFormat() == kSdbFormatEnriched;
+        bank.strCause = WhyDamaged(database, ParseAnyBankName(bank.path.filename().string()));
+        bank.state = bank.strCause.empty() ? BankState::Complete : BankState::Damaged;
+        return;
+    }
+    bank.strCause = WhyDamagedUnopened(bank.path);
+    bank.bEnriched = !bank.strCause.empty();
+    bank.state = bank.bEnriched ? BankState::Damaged : BankState::NotABank;
+    if (!bank.bEnriched) bank.strCause = WhyNoBank(bank.path);
+}
+
+void TellState(BankFile& bank) {
     if (const int nError = ReadError(bank.path); nError != 0) {
         bank.state = BankState::Unreadable;
         bank.strCause = std::strerror(nError);
@@ -33,14 +46,24 @@ void TellState(BankFile& bank) {
         bank.state = BankState::BeingBuilt;
     } else if (CSDB::IsInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched)) {
         bank.state = BankState::Interrupted;
-    } else if (!OpenEitherKind(database, bank.path)) {
-        bank.state = BankState::NotABank;
-        bank.strCause = WhyNoBank(bank.path);
+    } else if (CSDB::IsUnfinishedBuild(bank.path.c_str(), kSdbFormatEnriched)) {
+        bank.state = BankState::Unfinished;  // without locks nobody can tell whether its build still runs
+    } else {
+        TellContent(bank);
+    }
+}
+
+// A bank in a private folder was never put in its place, even when its file is whole.
+BankState PrivateState(Hold hold) {
+    switch (hold) {
+        case Hold::Held: return BankState::BeingBuilt;
+        case Hold::Free: return BankState::Interrupted;
+        default: return BankState::Unfinished;
     }
 }
 
 // Appends the files with their names' meaning and their size; their states are still to be told.
-void FindFiles(const fs::path& dir, std::string_view baseName, unsigned int nRate,
+void FindFiles(const fs::path& dir, std::string_view baseName, const std::vector<unsigned int>& arRates,
                std::vector<BankFile>& banks, std::error_code& error) {
     for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error)) {
         const std::string strName = it->path().filename().string();
@@ -49,7 +72,8 @@ void FindFiles(const fs::path& dir, std::string_view baseName, unsigned int nRat
         if (!name || WhyNoFile(it->path()) != nullptr) continue;
         BankFile bank{.path = it->path(), .layout = name->layout};
         bank.nRate = static_cast<unsigned int>(iSPS[static_cast<size_t>(name->nRateIndex)]);
-        if (nRate != 0 && bank.nRate != nRate) continue;
+        if (!arRates.empty() && std::find(arRates.begin(), arRates.end(), bank.nRate) == arRates.end())
+            continue;
         std::error_code noSize;
         const uintmax_t nBytes = it->file_size(noSize);
         if (!noSize) bank.nBytes = nBytes;
@@ -62,12 +86,20 @@ void FindFiles(const fs::path& dir, std::string_view baseName, unsigned int nRat
 const char* StateName(BankState state) {
     switch (state) {
         case BankState::Complete: return "complete";
+        case BankState::Stale: return "stale";
+        case BankState::Damaged: return "damaged";
         case BankState::BeingBuilt: return "being built";
         case BankState::Interrupted: return "interrupted";
+        case BankState::Unfinished: return "unfinished";
         case BankState::Unreadable: return "unreadable";
         case BankState::NotABank: break;
     }
     return "not a bank";
+}
+
+bool IsWrong(const BankFile& bank) {
+    return bank.state == BankState::Stale || bank.state == BankState::Damaged ||
+           bank.state == BankState::Unreadable;
 }
 
 const char* WhyNoFile(const fs::path& path) {
@@ -92,23 +124,17 @@ std::string WhyNoBank(const fs::path& path) {
     return nError == 0 ? "not a bank" : std::strerror(nError);
 }
 
-std::optional<BankFileName> ParseAnyBankName(std::string_view name) {
-    if (name.size() <= kSuffixLength) return std::nullopt;
-    return ParseBankFileName(name, name.substr(0, name.size() - kSuffixLength));
-}
-
 std::vector<BankFile> ListBanks(const fs::path& dir, std::string_view baseName, std::error_code& error,
-                                unsigned int nRate) {
+                                const std::vector<unsigned int>& arRates) {
     std::vector<BankFile> banks;
-    FindFiles(dir, baseName, nRate, banks, error);
+    FindFiles(dir, baseName, arRates, banks, error);
     for (BankFile& bank : banks) TellState(bank);
-    // A bank in a private folder was never put in its place, even when its file is whole.
     for (const PrivateFolder::Found& found : PrivateFolder::FindIn(dir)) {
         const size_t nFirst = banks.size();
         std::error_code ignored;
-        FindFiles(found.path, baseName, nRate, banks, ignored);
+        FindFiles(found.path, baseName, arRates, banks, ignored);
         for (size_t i = nFirst; i < banks.size(); ++i) {
-            banks[i].state = found.bHeld ? BankState::BeingBuilt : BankState::Interrupted;
+            banks[i].state = PrivateState(found.hold);
             banks[i].bInPrivateFolder = true;
         }
     }

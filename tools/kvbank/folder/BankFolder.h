@@ -2,7 +2,6 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,10 +13,13 @@ namespace Kestrova {
 
 enum class BankState {
     Complete,
+    Stale,        // whole, but does not stem from the source given; told where there is one (BankOrigin)
+    Damaged,      // sizes beyond the file, another rate inside than in the name ... (BankCheck)
     BeingBuilt,   // another process holds it
     Interrupted,  // what a build that died has left; the next one removes it
-    NotABank,     // bears the name, but cannot be opened as a database
-    Unreadable    // strCause tells why; also a link that leads to nothing
+    Unfinished,   // in the private folder of a build, and the file system cannot tell whether that still runs
+    NotABank,     // bears the name, but is something else
+    Unreadable    // the system's reason is the cause; also a link that leads to nothing
 };
 
 const char* StateName(BankState state);
@@ -28,9 +30,13 @@ struct BankFile {
     BankLayout layout = BankLayout::Plain;
     uint64_t nBytes = 0;
     BankState state = BankState::Complete;
-    std::string strCause = {};      // of a file that is no usable bank, else empty
+    std::string strCause = {};      // of a stale, damaged, foreign or unreadable file, else empty
     bool bInPrivateFolder = false;  // of a build; not yet, or never to be, in its place
+    bool bEnriched = false;         // of the kind that banks are; a source bank may be of the other
 };
+
+// A bank whose state is told with its cause, as something that is wrong.
+bool IsWrong(const BankFile& bank);
 
 // "it is a folder", "a device", ...: what is at the path, null when that is a file or nothing.
 const char* WhyNoFile(const std::filesystem::path& path);
@@ -41,13 +47,10 @@ bool OpenEitherKind(CSDB& database, const std::filesystem::path& path);
 // Why a file cannot be opened as a database: the system's reason when it cannot be read, else "not a bank".
 std::string WhyNoBank(const std::filesystem::path& path);
 
-// Understands a file name as a bank of whatever source.
-std::optional<BankFileName> ParseAnyBankName(std::string_view name);
-
-// The files of the folder that bear a bank's name, of one source when a base name is given and of one rate
-// when that is not 0, those in the private folders of builds included; by name. error is set when the folder
-// cannot be read.
+// The files of the folder that bear a bank's name, of one source when a base name is given and of some rates
+// when these are given, those in the private folders of builds included; by name. error is set when the
+// folder cannot be read.
 std::vector<BankFile> ListBanks(const std::filesystem::path& dir, std::string_view baseName,
-                                std::error_code& error, unsigned int nRate = 0);
+                                std::error_code& error, const std::vector<unsigned int>& arRates = {});
 
 }  // namespace Kestrova

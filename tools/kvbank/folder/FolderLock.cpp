@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <thread>
 
+#include "SamplerDBDS/BaseClasses/FileEnv.h"
 #include "shared/System/kvCancelSignal.h"
 #include "shared/System/kvSafeFile.h"
 
@@ -35,6 +36,7 @@ void FolderLock::Take(std::chrono::milliseconds wait) {
     const auto end = std::chrono::steady_clock::now() + wait;
     while (flock(m_nFolder, LOCK_EX | LOCK_NB) != 0) {
         m_nError = errno;
+        if (LockAnswerOf(m_nError) == LockAnswer::kNotSupported) m_outcome = Outcome::NoLocks;
         if (m_nError != EWOULDBLOCK && m_nError != EINTR) return;
         m_outcome = CancelSignal() != 0 ? Outcome::Cancelled : Outcome::Busy;
         if (m_outcome == Outcome::Cancelled || std::chrono::steady_clock::now() >= end) return;
@@ -45,9 +47,11 @@ void FolderLock::Take(std::chrono::milliseconds wait) {
 
 bool FolderLock::Sync() const { return SyncFolder(m_nFolder); }
 
-bool FolderLock::IsHeldByAnother(const std::filesystem::path& folder) {
-    const FileDescriptor looker(OpenFolder(folder.c_str()));
-    return looker < 0 || flock(looker, LOCK_SH | LOCK_NB) != 0;
+Hold FolderLock::Ask(const std::filesystem::path& folder) {
+    const FileDescriptor asked(OpenFolder(folder.c_str()));
+    if (asked < 0) return Hold::Unknown;
+    if (flock(asked, LOCK_SH | LOCK_NB) == 0) return Hold::Free;
+    return errno == EWOULDBLOCK ? Hold::Held : Hold::Unknown;
 }
 
 }  // namespace Kestrova

@@ -9,13 +9,23 @@ namespace Kestrova {
 // How long a turn is waited for: holders keep it for moments only.
 inline constexpr std::chrono::milliseconds kTurnWait{5000};
 
+// Whether somebody holds the lock of a folder.
+enum class Hold {
+    Free,
+    Held,
+    Unknown  // the folder cannot be opened, or its file system has no locks
+};
+
 // The exclusive advisory lock (flock) of a folder, from construction to destruction or Release. Nothing waits
 // for ever: a wait ends with its time or with a signal to cancel.
+// Some network and cluster file systems have no such locks. The work goes on without one there, and whoever
+// does it must warn the user.
 // Threads: any. A second lock of the same process waits as another's would.
 class FolderLock {
 public:
     enum class Outcome {
         Held,
+        NoLocks,    // this file system has none; GetError tells how it says so
         Busy,       // another held it all the time
         Cancelled,  // a signal came while waiting
         Failed      // GetError tells why
@@ -27,6 +37,8 @@ public:
     FolderLock& operator=(const FolderLock&) = delete;
 
     bool IsHeld() const { return m_outcome == Outcome::Held; }
+    // Whether the holder may go to work: the lock is held, or there are none here.
+    bool IsTurn() const { return IsHeld() || m_outcome == Outcome::NoLocks; }
     Outcome GetOutcome() const { return m_outcome; }
     int GetError() const { return m_nError; }  // errno of a failure
 
@@ -37,9 +49,9 @@ public:
     // Waits until the disk has the names in the folder. False with errno set.
     bool Sync() const;
 
-    // True when another open folder, of any process, has the lock, and for a folder that cannot be opened.
-    // Lookers do not see each other.
-    static bool IsHeldByAnother(const std::filesystem::path& folder);
+    // Whether another open folder, of any process, has the lock. Two processes that ask at the same time do
+    // not disturb each other.
+    static Hold Ask(const std::filesystem::path& folder);
 
 private:
     void Take(std::chrono::milliseconds wait);

@@ -56,7 +56,7 @@ std::vector<FoundLeftover> FindLeftovers(const fs::path& dir, std::error_code& e
     std::vector<FoundLeftover> found;
     FindBanks(dir, found, error);
     for (const PrivateFolder::Found& folder : PrivateFolder::FindIn(dir))
-        found.push_back({folder.path, LeftoverKind::PrivateFolder, folder.bHeld});
+        found.push_back({folder.path, LeftoverKind::PrivateFolder, folder.hold != Hold::Free});
     for (const std::string& strPath : PartFile::FindIn(dir))
         found.push_back({strPath, LeftoverKind::PartFile, IsTemporaryFileHeld(strPath)});
     std::sort(found.begin(), found.end(),

@@ -11,39 +11,60 @@
 
 namespace Kestrova {
 
+// A file or folder of a build that could not be removed.
+struct Leftover {
+    std::filesystem::path path;
+    int nError = 0;  // errno
+};
+
 // A bank's file in a private folder that a process holds is the mark that the bank is being built. The mark
 // ends with the process, however that ends, because its lock does.
 // Locks: a turn at dir comes first, then the private folder's own lock, for which nobody waits with a turn
 //        but the folder's maker. What is made or removed here is so within a turn, or by the holder.
+// On a file system without locks a mark says nothing to others: they can work, but do not see each other.
 class PrivateFolder {
 public:
     // Makes and locks the folder inside dir. On failure the path is empty and errno tells why.
-    // REQUIRES: turn is held, and at dir: until it is locked a new folder looks abandoned.
+    // REQUIRES: the turn is one, and at dir: until it is locked a new folder looks abandoned.
     PrivateFolder(const std::filesystem::path& dir, const FolderLock& turn);
-    ~PrivateFolder();  // with all that is still in it
+    ~PrivateFolder();  // with all that is still in it; what cannot be removed stays
     PrivateFolder(const PrivateFolder&) = delete;
     PrivateFolder& operator=(const PrivateFolder&) = delete;
 
     const std::filesystem::path& Path() const { return m_path; }
 
+    // Makes an empty file of the bank's name, the mark of a bank whose turn to be built comes later. False
+    // with errno set. REQUIRES: the turn is one, and at dir.
+    bool Mark(const std::string& strName, const FolderLock& turn);
+
     // Moves a file of the folder to its place in dir, replacing one of that name; FolderLock::Sync then
     // brings that to the disk. False with errno set; the old file then stays.
-    // REQUIRES: turn is held, and at dir.
+    // REQUIRES: the turn is one, and at dir.
     bool Publish(const std::string& strName, const FolderLock& turn);
 
-    // Removes a file of the folder, if it is there: its bank is no longer being built.
-    void Discard(const std::string& strName);
+    // Removes a file of the folder, if it is there: its bank is no longer being built. False with errno set
+    // when it is still there.
+    bool Discard(const std::string& strName);
 
-    // The private folders in dir that a process holds, and those left by builds that died.
+    // Removes the folder with its banks before the object goes; what could not be removed. Nothing else can
+    // be done with the object then.
+    std::vector<Leftover> Remove();
+
+    // The private folders in dir, and whether a process holds each. Those that nobody holds were left by
+    // builds that died.
     struct Found {
         std::filesystem::path path;
-        bool bHeld = false;
+        Hold hold = Hold::Free;
     };
     static std::vector<Found> FindIn(const std::filesystem::path& dir);
 
-    // Removes those in dir that no process holds any more; how many there were.
-    // REQUIRES: turn is held, and at dir.
-    static unsigned RemoveAbandoned(const std::filesystem::path& dir, const FolderLock& turn);
+    // Removes those in dir that no process holds any more. What the file system cannot tell is left alone.
+    // REQUIRES: the turn is one, and at dir.
+    struct Cleaned {
+        unsigned nFolders = 0;  // removed
+        std::vector<Leftover> left;
+    };
+    static Cleaned RemoveAbandoned(const std::filesystem::path& dir, const FolderLock& turn);
 
 private:
     std::filesystem::path m_dir;

@@ -54,7 +54,12 @@ void Console::Warn(const std::string& strLine) {
 
 int Console::Finish(const char* pszCommand, ExitCode code, const Json& report) {
     if (bJson) {
-        Json document = {{"schema", 1}, {"command", pszCommand}, {"exit_code", static_cast<int>(code)}};
+        // Field by field: a list of them would be destroyed, for which the library takes memory and ends the
+        // process when there is none.
+        Json document;
+        document["schema"] = 1;
+        document["command"] = pszCommand;
+        document["exit_code"] = static_cast<int>(code);
         document.update(report);
         if (!m_errors.empty()) document["errors"] = m_errors;
         if (!m_warnings.empty()) document["warnings"] = m_warnings;

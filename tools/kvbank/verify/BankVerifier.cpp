@@ -6,11 +6,11 @@
 #include <new>
 #include <optional>
 
-#include "bank/BankRates.h"
 #include "bank/DBEUCreate.h"
 #include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
-#include "tools/kvbank/folder/BankFolder.h"
+#include "shared/System/kvPath.h"
+#include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/verify/SampleCheck.h"
 
 namespace Kestrova {
@@ -41,7 +41,7 @@ class SampleJudge {
 public:
     SampleJudge(NoteScan& scan, std::vector<const SDBNOTE*> arSamples, unsigned nHelpers)
         : m_scan(scan),
-          m_strFolder(scan.Path().substr(0, scan.Path().find_last_of('/') + 1)),
+          m_strFolder(FolderPart(scan.Path())),
           m_arSamples(std::move(arSamples)),
           m_arFiles(std::max(nHelpers, 1u)) {
         for (CXFile& file : m_arFiles) file.Open(scan.Path().c_str(), 0);
@@ -143,16 +143,12 @@ void BankVerifier::LearnInformation() {
     CheckName();
 }
 
-// Banks are found by their names, so a name must not belie the bank.
+// Banks are found by their names, so that what a name says must be true.
 void BankVerifier::CheckName() {
     const std::optional<BankFileName> name =
         ParseAnyBankName(std::filesystem::path(m_scan.Path()).filename().string());
-    if (!m_scan.IsEnriched() || m_nRate == 0 || !name) return;
-    if (static_cast<uint32_t>(iSPS[static_cast<size_t>(name->nRateIndex)]) != m_nRate)
-        m_problems.Add("its name gives another sample rate than its information record, " +
-                       std::to_string(m_nRate) + " Hz");
-    if ((name->layout == BankLayout::PerKey) != m_bPerKey)
-        m_problems.Add("its name gives another layout than its information record");
+    if (!m_scan.IsEnriched() || !name) return;
+    for (const std::string& strCause : FalseParts(*name, m_nRate, m_bPerKey)) m_problems.Add(strCause);
 }
 
 void BankVerifier::LearnStructure() {

@@ -7,7 +7,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "tools/kvbank/verify/ProblemList.h"
+#include "tools/kvbank/compare/ProblemList.h"
 
 namespace Kestrova {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/kvbank/verify/NoteScan.h"
+#include "tools/kvbank/compare/NoteScan.h"
 
 namespace Kestrova {
 

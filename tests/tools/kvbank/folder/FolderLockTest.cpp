@@ -34,10 +34,10 @@ protected:
 TEST_F(FolderLockTest, OneAtATimeHoldsIt) {
     FolderLock first(m_dir.Path(), kNoWait);
     EXPECT_TRUE(first.IsHeld());
-    EXPECT_TRUE(FolderLock::IsHeldByAnother(m_dir.Path()));
+    EXPECT_EQ(Hold::Held, FolderLock::Ask(m_dir.Path()));
     EXPECT_EQ(FolderLock::Outcome::Busy, Try());
     first.Release();
-    EXPECT_FALSE(FolderLock::IsHeldByAnother(m_dir.Path()));
+    EXPECT_EQ(Hold::Free, FolderLock::Ask(m_dir.Path()));
     EXPECT_EQ(FolderLock::Outcome::Held, Try());
     EXPECT_EQ(FolderLock::Outcome::Held, Try()) << "the one before has gone with its object";
 }
@@ -79,19 +79,33 @@ TEST_F(FolderLockTest, WhatCannotBeLockedTellsWhy) {
     WriteFile(m_dir.File("file"), std::string());
     EXPECT_EQ(ENOTDIR, FolderLock(m_dir.File("file")).GetError());
 
-    const PosixFault fault("flock", ENOLCK);
-    const FolderLock unlockable(m_dir.Path(), kForEver);
-    EXPECT_EQ(FolderLock::Outcome::Failed, unlockable.GetOutcome());
-    EXPECT_EQ(ENOLCK, unlockable.GetError());
-    EXPECT_FALSE(unlockable.IsHeld());
+    const PosixFault fault("flock", EIO);
+    const FolderLock broken(m_dir.Path(), kForEver);
+    EXPECT_EQ(FolderLock::Outcome::Failed, broken.GetOutcome());
+    EXPECT_EQ(EIO, broken.GetError());
+    EXPECT_FALSE(broken.IsTurn());
 }
 
-TEST_F(FolderLockTest, LookersDoNotSeeEachOther) {
-    const int nLooker = open(m_dir.Path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    ASSERT_EQ(0, flock(nLooker, LOCK_SH | LOCK_NB));
-    EXPECT_FALSE(FolderLock::IsHeldByAnother(m_dir.Path()));
-    close(nLooker);
-    EXPECT_TRUE(FolderLock::IsHeldByAnother(m_dir.File("none"))) << "who knows";
+// Some network and cluster file systems have no locks: the work goes on without.
+TEST_F(FolderLockTest, WhereThereAreNoLocksATurnIsHadWithoutOne) {
+    for (const int nError : {ENOLCK, EOPNOTSUPP, ENOSYS}) {
+        const PosixFault fault("flock", nError, PosixFault::kEveryCall);
+        const FolderLock turn(m_dir.Path(), kForEver);
+        EXPECT_EQ(FolderLock::Outcome::NoLocks, turn.GetOutcome());
+        EXPECT_EQ(nError, turn.GetError());
+        EXPECT_TRUE(turn.IsTurn());
+        EXPECT_FALSE(turn.IsHeld());
+        EXPECT_TRUE(turn.Sync());
+        EXPECT_EQ(Hold::Unknown, FolderLock::Ask(m_dir.Path())) << "nobody is said to hold it";
+    }
+}
+
+TEST_F(FolderLockTest, TwoThatAskDoNotDisturbEachOther) {
+    const int nFirst = open(m_dir.Path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(0, flock(nFirst, LOCK_SH | LOCK_NB));
+    EXPECT_EQ(Hold::Free, FolderLock::Ask(m_dir.Path()));
+    close(nFirst);
+    EXPECT_EQ(Hold::Unknown, FolderLock::Ask(m_dir.File("none")));
 }
 
 TEST_F(FolderLockTest, AFileSystemThatSyncsNoFoldersIsWell) {

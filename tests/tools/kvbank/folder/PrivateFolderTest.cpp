@@ -39,12 +39,12 @@ TEST(PrivateFolderTest, TellsHeldFoldersFromAbandonedOnes) {
     WriteFile(dir.Path() / ".kvbank-file", std::string());
     int nHeld = 0, nAbandoned = 0;
     for (const PrivateFolder::Found& found : PrivateFolder::FindIn(dir.Path())) {
-        EXPECT_EQ(found.path == folder.Path(), found.bHeld);
-        ++(found.bHeld ? nHeld : nAbandoned);
+        EXPECT_EQ(found.path == folder.Path() ? Hold::Held : Hold::Free, found.hold);
+        ++(found.hold == Hold::Held ? nHeld : nAbandoned);
     }
     EXPECT_EQ(1, nHeld);
     EXPECT_EQ(1, nAbandoned);
-    EXPECT_EQ(1u, PrivateFolder::RemoveAbandoned(dir.Path(), turn));
+    EXPECT_EQ(1u, PrivateFolder::RemoveAbandoned(dir.Path(), turn).nFolders);
     EXPECT_TRUE(fs::exists(folder.Path()));
     EXPECT_TRUE(fs::exists(dir.Path() / ".kvbank-file"));
 }
@@ -59,11 +59,28 @@ TEST(PrivateFolderTest, AFolderThatCannotBeMadeHasNoPath) {
 TEST(PrivateFolderTest, AFolderThatCannotBeLockedIsNotKept) {
     const TempDir dir;
     const FolderLock turn(dir.Path());
-    const PosixFault fault("flock", ENOLCK);
+    const PosixFault fault("flock", EIO);
     const PrivateFolder folder(dir.Path(), turn);
-    EXPECT_EQ(ENOLCK, errno);
+    EXPECT_EQ(EIO, errno);
     EXPECT_TRUE(folder.Path().empty());
     EXPECT_TRUE(fs::is_empty(dir.Path()));
+}
+
+// Of what cannot be asked nobody knows whether its build still runs.
+TEST(PrivateFolderTest, WhereThereAreNoLocksNothingIsTakenForAbandoned) {
+    const TempDir dir;
+    fs::create_directory(dir.Path() / ".kvbank-old");
+    const PosixFault fault("flock", EOPNOTSUPP, PosixFault::kEveryCall);
+    const FolderLock turn(dir.Path());
+    const PrivateFolder folder(dir.Path(), turn);
+    EXPECT_FALSE(folder.Path().empty());
+    const std::vector<PrivateFolder::Found> found = PrivateFolder::FindIn(dir.Path());
+    EXPECT_EQ(2u, found.size());
+    for (const PrivateFolder::Found& one : found) EXPECT_EQ(Hold::Unknown, one.hold);
+    const PrivateFolder::Cleaned cleaned = PrivateFolder::RemoveAbandoned(dir.Path(), turn);
+    EXPECT_EQ(0u, cleaned.nFolders);
+    EXPECT_TRUE(cleaned.left.empty());
+    EXPECT_TRUE(fs::exists(dir.Path() / ".kvbank-old"));
 }
 
 TEST(PrivateFolderTest, ADiscardedFileIsGone) {
@@ -81,12 +98,41 @@ TEST(PrivateFolderTest, OtherUsersMayLookIntoIt) {
     EXPECT_EQ(fs::perms(0755), fs::status(folder.Path()).permissions());
 }
 
-TEST(PrivateFolderTest, OnlyFoldersThatWentAreCounted) {
+TEST(PrivateFolderTest, AMarkIsAnEmptyFileThatDoesNotReplaceOne) {
+    const TempDir dir;
+    const FolderLock turn(dir.Path());
+    PrivateFolder folder(dir.Path(), turn);
+    EXPECT_TRUE(folder.Mark("a.kvn", turn));
+    EXPECT_EQ(0u, fs::file_size(folder.Path() / "a.kvn"));
+    EXPECT_FALSE(folder.Mark("a.kvn", turn));
+    EXPECT_EQ(EEXIST, errno);
+}
+
+TEST(PrivateFolderTest, FoldersThatStayAreToldAndNotCounted) {
     const TempDir dir;
     fs::create_directory(dir.Path() / ".kvbank-old");
     WriteFile(dir.Path() / ".kvbank-old" / "letter.txt", std::string("dear"));
-    EXPECT_EQ(0u, PrivateFolder::RemoveAbandoned(dir.Path(), FolderLock(dir.Path())));
+    const PrivateFolder::Cleaned cleaned = PrivateFolder::RemoveAbandoned(dir.Path(), FolderLock(dir.Path()));
+    EXPECT_EQ(0u, cleaned.nFolders);
+    ASSERT_EQ(1u, cleaned.left.size());
+    EXPECT_EQ(dir.Path() / ".kvbank-old", cleaned.left[0].path);
+    EXPECT_EQ(ENOTEMPTY, cleaned.left[0].nError);
     EXPECT_TRUE(fs::exists(dir.Path() / ".kvbank-old" / "letter.txt"));
+}
+
+// What is still in a folder is told, not that the folder is not empty.
+TEST(PrivateFolderTest, WhatCannotBeRemovedIsTold) {
+    const TempDir dir;
+    const FolderLock turn(dir.Path());
+    PrivateFolder folder(dir.Path(), turn);
+    const fs::path path = folder.Path();
+    fs::create_directories(path / "a.kvn");
+    const std::vector<Leftover> left = folder.Remove();
+    ASSERT_EQ(1u, left.size());
+    EXPECT_EQ(path / "a.kvn", left[0].path);
+    EXPECT_EQ(EISDIR, left[0].nError);
+    EXPECT_TRUE(folder.Remove().empty()) << "once is enough";
+    fs::remove_all(path);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/support/Vectors.h"
 #include "tests/tools/kvbank/CommandFixture.h"
+#include "tests/tools/kvbank/compare/RichSource.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -12,17 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using Notes = std::vector<NoteFields>;
-
-SourceSpec Rich() {
-    SourceSpec spec;
-    spec.nPresets = 2;
-    spec.samples = {{.nFrames = 300, .loops = {{1, 10, 250, 0}}},
-                    {.nRate = 48000, .nFormat = 24, .nChannels = 2, .nFrames = 200},
-                    {.nRate = 22050}};
-    spec.programs = {{.regions = {{.nLow = 60, .nHigh = 62, .layers = {0, 1}}, {.nLow = 70, .nHigh = 70}}},
-                     {.bSplit = false, .regions = {{.nLow = 0, .nHigh = 127, .layers = {2, 0}}}}};
-    return spec;
-}
 
 class SourceComparisonTest : public CommandTest {
 protected:

@@ -1,12 +1,14 @@
-#include "tools/kvbank/verify/SourceComparison.h"
+#include "tools/kvbank/compare/SourceComparison.h"
 
 #include <iterator>
 #include <new>
+#include <type_traits>
 
 #include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
-#include "bank/SampleMaker.h"
-#include "tools/kvbank/verify/RecordDifference.h"
+#include "shared/System/kvPath.h"
+#include "tools/kvbank/compare/RecordDifference.h"
+#include "tools/kvbank/compare/SampleHeader.h"
 
 namespace Kestrova {
 namespace {
@@ -14,12 +16,11 @@ namespace {
 // A source that uses ids more than once could lead the walk through the same records again and again.
 constexpr uint64_t kReadsBesideRecords = 65536;
 
-std::string FolderOf(const std::string& strPath) { return strPath.substr(0, strPath.find_last_of('/') + 1); }
-
 }  // namespace
 
-SourceComparison::SourceComparison(const CDBEUCreate& engine, const std::string& strSource, int nQuality)
-    : m_engine(engine), m_strFolder(FolderOf(strSource)), m_nQuality(nQuality) {
+SourceComparison::SourceComparison(const CDBEUCreate& engine, const std::string& strSource, SampleDepth depth,
+                                   int nQuality)
+    : m_engine(engine), m_strFolder(FolderPart(strSource)), m_depth(depth), m_nQuality(nQuality) {
     m_source.Open(strSource.c_str(), engine.IsSourceEnriched() ? kSdbFormatEnriched : kSdbFormatPlain, false);
 }
 
@@ -27,17 +28,22 @@ bool SourceComparison::Run(NoteScan& bank, uint32_t nRate, bool bPerKey, Problem
                            const Observer& observer) {
     m_bPerKey = bPerKey;
     Begin(bank, problems, observer);
-    const auto compareSamples = m_engine.IsSourceEnriched()
-                                    ? &SourceComparison::CompareSamples<CSDBISampleEUWave>
-                                    : &SourceComparison::CompareSamples<CSDBISampleWave>;
     if (!m_source.IsOpen())
         problems.Add("the source cannot be opened any more");
     else if (!IsBuildableRate(nRate))
         problems.Add("it states no sample rate that a bank can have");
-    else if (CompareInfo(nRate, bPerKey) && ComparePresets() && (this->*compareSamples)(nRate) &&
-             CompareBanks())
+    else if (CompareInfo(nRate, bPerKey) && ComparePresets() &&
+             (this->*ChooseCompareSamples())({nRate, m_nQuality, bPerKey}) && CompareBanks())
         End();
     return !m_bStopped;
+}
+
+SourceComparison::CompareSamplesFunction SourceComparison::ChooseCompareSamples() const {
+    if (m_depth == SampleDepth::Waves)
+        return m_engine.IsSourceEnriched() ? &SourceComparison::CompareWaves<CSDBISampleEUWave>
+                                           : &SourceComparison::CompareWaves<CSDBISampleWave>;
+    return m_engine.IsSourceEnriched() ? &SourceComparison::CompareHeaders<CSDBISampleEUInfo>
+                                       : &SourceComparison::CompareHeaders<CSDBISampleInfo>;
 }
 
 void SourceComparison::Begin(NoteScan& bank, ProblemList& problems, const Observer& observer) {
@@ -75,6 +81,19 @@ bool SourceComparison::ReadSource(CSDBInterpreter& record) {
                 (m_nReadsLeft > 0 ? " cannot be read whole" : " is used more than once"));
 }
 
+template <class TSourceInfo>
+bool SourceComparison::ReadSourceHeader(TSourceInfo& sample) {
+    const SDBNOTE* const pNote = m_source.GetNoteByID(sample.GetID());
+    bool bRead = pNote != nullptr && pNote->nType == kSdbSample;
+    if constexpr (std::is_base_of_v<CSDBISampleEU, TSourceInfo>)
+        bRead = bRead && MeasureEnrichedSample(m_source.GetFile(), pNote->PosBody(), pNote->nSize);
+    else
+        sample.SetExtFolder(m_strFolder.c_str());
+    if (bRead && m_source.ReadWholeNote(&sample)) return true;
+    return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, sample.GetID()) +
+                " cannot be read whole");
+}
+
 // The bank's next record; null, and the cause told, when it is not of the type the source gives.
 const SDBNOTE* SourceComparison::NextOfType(uint8_t nType) {
     if (m_nNext == m_pBank->Notes().size()) {
@@ -108,14 +127,21 @@ bool SourceComparison::Expect(TRecord& expected, uint32_t& idNew, TRecord* pActu
     return Told(*pNote, expected, bRead ? Difference(actual, expected) : "its body");
 }
 
-bool SourceComparison::ExpectSample(CSDBISampleEUWave& expected, uint32_t& idNew) {
+template <class TSample, class TDifference>
+bool SourceComparison::ExpectSample(TSample& expected, uint32_t& idNew, TDifference difference) {
     const SDBNOTE* const pNote = NextOfType(kSdbSample);
     if (pNote == nullptr) return false;
-    CSDBISampleEUWave actual(pNote->idNote, pNote->idParent);
+    TSample actual(pNote->idNote, pNote->idParent);
     idNew = pNote->idNote;
     const bool bRead = MeasureEnrichedSample(m_pBank->File(), pNote->PosBody(), pNote->nSize) &&
                        m_pBank->Read(*pNote, actual);
-    return Told(*pNote, expected, bRead ? Difference(actual, expected) : "its body");
+    if (m_depth == SampleDepth::Headers) expected.m_info.lWave = actual.m_info.lWave;
+    return Told(*pNote, expected, bRead ? difference(actual, expected) : "its body");
+}
+
+uint32_t& SourceComparison::NewIdOf(uint32_t idOld, int nKey) {
+    NewIds& ids = m_newIds[idOld];
+    return nKey == kEveryKey ? ids.idSingle : ids.byKey[nKey];
 }
 
 bool SourceComparison::CompareInfo(uint32_t nRate, bool bPerKey) {
@@ -141,11 +167,11 @@ bool SourceComparison::ComparePresets() {
 }
 
 template <class TSource>
-bool SourceComparison::CompareSamples(uint32_t nRate) {
+bool SourceComparison::CompareWaves(const SampleTarget& target) {
     const tagSampleEntry* const arSamples = m_engine.GetSamples();
     const unsigned nHelpers = HelperThreadCount();
     SampleMaker<TSource> maker(m_source, arSamples, m_engine.GetAnalysis().nSamples, m_strFolder.c_str(),
-                               {nRate, m_nQuality, m_bPerKey}, nHelpers);
+                               target, nHelpers);
     OrderedPipeline<MadeSample> pipeline(
         maker.GetCount(), nHelpers, nHelpers + 1,
         [&maker](size_t nJob, unsigned nHelper) { return maker.Make(nJob, nHelper); });
@@ -156,10 +182,33 @@ bool SourceComparison::CompareSamples(uint32_t nRate) {
         if (!made.outcome.IsDone())
             return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, idOld) + ": " +
                         made.outcome.pszCause);
-        NewIds& ids = m_newIds[idOld];
-        if (!ExpectSample(*made.pRecord, made.nKey == kEveryKey ? ids.idSingle : ids.byKey[made.nKey]))
-            return false;
+        const auto difference = [](const auto& a, const auto& b) { return Difference(a, b); };
+        if (!ExpectSample(*made.pRecord, NewIdOf(idOld, made.nKey), difference)) return false;
     }
+    return true;
+}
+
+template <class TSourceInfo>
+bool SourceComparison::CompareHeaders(const SampleTarget& target) {
+    for (uint32_t i = 0; i < m_engine.GetAnalysis().nSamples; ++i)
+        if (!CompareHeadersOf<TSourceInfo>(m_engine.GetSamples()[i], target)) return false;
+    return true;
+}
+
+// One source sample with its copies in the bank.
+template <class TSourceInfo>
+bool SourceComparison::CompareHeadersOf(const tagSampleEntry& entry, const SampleTarget& target) {
+    TSourceInfo source(entry.id, kSdbNoID);
+    if (!ReadSourceHeader(source)) return false;
+    const auto compare = [&](int nKey) {
+        CSDBISampleEUInfo expected(kSdbNoID, kSdbNoID);
+        if (!MakeSampleHeader(source, target, nKey, expected)) throw std::bad_alloc();
+        const auto difference = [](const auto& a, const auto& b) { return HeaderDifference(a, b); };
+        return ExpectSample(expected, NewIdOf(entry.id, nKey), difference);
+    };
+    if (!target.bPerKey || entry.playedKeys.none()) return compare(kEveryKey);
+    for (int nKey = 0; nKey < kKeyCount; ++nKey)
+        if (entry.playedKeys[static_cast<size_t>(nKey)] && !compare(nKey)) return false;
     return true;
 }
 

@@ -1,4 +1,4 @@
-#include "tools/kvbank/verify/NoteScan.h"
+#include "tools/kvbank/compare/NoteScan.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -7,14 +7,22 @@
 #include <vector>
 
 #include "bank/DBEUCreate.h"
-#include "tools/kvbank/verify/ProblemList.h"
+#include "bank/SampleMaker.h"
+#include "tools/kvbank/compare/ProblemList.h"
 
 namespace Kestrova {
 
-class CSDBISampleEUWave;
+// The problem of a bank that is a source itself.
+inline constexpr const char* kIsASource = "it is a source bank and was not built from another";
 
-// Rebuilds every sample, on helper threads, and walks the source's structure in the order a build writes it,
-// with the bank's records beside it in file order. It ends at the first record that is out of step.
+// How much of the samples is compared.
+enum class SampleDepth {
+    Headers,  // everything but the waves, which are neither read nor decoded
+    Waves     // every sample is rebuilt, on helper threads
+};
+
+// Walks the source's structure in the order a build writes it, with the bank's records beside it in file
+// order. It ends at the first record that is out of step.
 // Threads: one, with helpers of its own. Throws std::bad_alloc.
 class SourceComparison {
 public:
@@ -22,7 +30,11 @@ public:
     using Observer = std::function<bool(uint64_t nBytes)>;
 
     // engine: has analysed the source at strSource; both databases are only read.
-    SourceComparison(const CDBEUCreate& engine, const std::string& strSource, int nQuality);
+    // nQuality: of the conversion of waves.
+    SourceComparison(const CDBEUCreate& engine, const std::string& strSource, SampleDepth depth,
+                     int nQuality = kHighestQuality);
+
+    bool IsSourceOpen() const { return m_source.IsOpen(); }
 
     // Compares a bank that states this rate and layout, and adds what differs to the list; false when it was
     // stopped.
@@ -40,8 +52,14 @@ private:
     // Each of these is false when the comparison is over: stopped, or out of step.
     bool CompareInfo(uint32_t nRate, bool bPerKey);
     bool ComparePresets();
+    using CompareSamplesFunction = bool (SourceComparison::*)(const SampleTarget& target);
+    CompareSamplesFunction ChooseCompareSamples() const;
     template <class TSource>
-    bool CompareSamples(uint32_t nRate);
+    bool CompareWaves(const SampleTarget& target);
+    template <class TSourceInfo>
+    bool CompareHeaders(const SampleTarget& target);
+    template <class TSourceInfo>
+    bool CompareHeadersOf(const tagSampleEntry& entry, const SampleTarget& target);
     bool CompareBanks();
     bool ComparePrograms(uint32_t idOldBank, uint32_t idNewBank);
     bool CompareRegions(uint32_t idOldProgram, uint32_t idNewProgram, bool bSplit);
@@ -50,16 +68,21 @@ private:
     template <class TVisit>
     bool ForEachChild(uint32_t idParent, uint8_t nType, TVisit visit);
     bool ReadSource(CSDBInterpreter& record);
+    template <class TSourceInfo>
+    bool ReadSourceHeader(TSourceInfo& sample);
     const SDBNOTE* NextOfType(uint8_t nType);
     template <class TRecord>
     bool Expect(TRecord& expected, uint32_t& idNew, TRecord* pActual = nullptr);
-    bool ExpectSample(CSDBISampleEUWave& expected, uint32_t& idNew);
+    template <class TSample, class TDifference>
+    bool ExpectSample(TSample& expected, uint32_t& idNew, TDifference difference);
+    uint32_t& NewIdOf(uint32_t idOld, int nKey);
     bool Told(const SDBNOTE& note, CSDBInterpreter& expected, const char* pszDifference);
     uint32_t NewSampleId(uint32_t idOld, int nKey) const;
     bool Stop(const std::string& strCause);
 
     const CDBEUCreate& m_engine;
     const std::string m_strFolder;  // of the source
+    const SampleDepth m_depth;
     const int m_nQuality;
     CSDB m_source;
 

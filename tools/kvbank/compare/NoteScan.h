@@ -1,5 +1,5 @@
-// NoteScan.h - a database file as it stands: the headers of its notes, read one after the other, without
-// belief in its quick-load table.
+// NoteScan.h - a database file as it stands: the headers of its notes, read one after the other, whatever its
+// quick-load table says.
 #pragma once
 
 #include <string>

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/kvbank/compare/NoteScan.h"
 #include "tools/kvbank/engine/RecordNames.h"
-#include "tools/kvbank/verify/NoteScan.h"
 
 namespace Kestrova {
 
@@ -14,6 +14,11 @@ struct BankProblem {
     std::string strRecord;  // "sample 12 \"Piano C4\""; empty: the file itself
     std::string strCause;
 };
+
+// Both in one line.
+inline std::string TextOf(const BankProblem& problem) {
+    return problem.strRecord.empty() ? problem.strCause : problem.strRecord + ": " + problem.strCause;
+}
 
 class ProblemList {
 public:

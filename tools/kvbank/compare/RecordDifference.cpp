@@ -1,4 +1,4 @@
-#include "tools/kvbank/verify/RecordDifference.h"
+#include "tools/kvbank/compare/RecordDifference.h"
 
 #include <cstring>
 #include <initializer_list>
@@ -98,7 +98,7 @@ const char* Difference(const CSDBILayer& a, const CSDBILayer& b) {
                     {Same(a.m_pars, b.m_pars), kTail}});
 }
 
-const char* Difference(const CSDBISampleBase& a, const CSDBISampleBase& b) {
+const char* HeaderDifference(const CSDBISampleBase& a, const CSDBISampleBase& b) {
     return FirstOf({{Same(a.m_info.szName, b.m_info.szName), kName},
                     {a.m_info.nSampleRate == b.m_info.nSampleRate, "its sample rate"},
                     {a.m_info.nFormat == b.m_info.nFormat, "its sample format"},
@@ -109,8 +109,12 @@ const char* Difference(const CSDBISampleBase& a, const CSDBISampleBase& b) {
                     {a.m_info.nFurther == b.m_info.nFurther, "its further word"},
                     {Same(a.m_params, b.m_params), kBlock},
                     {SameLoops(a, b), "its loop list"},
-                    {Same(a.m_pars, b.m_pars), kTail},
-                    {SameWave(a, b), "its wave"}});
+                    {Same(a.m_pars, b.m_pars), kTail}});
+}
+
+const char* Difference(const CSDBISampleBase& a, const CSDBISampleBase& b) {
+    const char* const pszHeader = HeaderDifference(a, b);
+    return pszHeader != nullptr || SameWave(a, b) ? pszHeader : "its wave";
 }
 
 }  // namespace Kestrova

@@ -14,5 +14,7 @@ const char* Difference(const CSDBIProgram& a, const CSDBIProgram& b);
 const char* Difference(const CSDBIRegion& a, const CSDBIRegion& b);
 const char* Difference(const CSDBILayer& a, const CSDBILayer& b);
 const char* Difference(const CSDBISampleBase& a, const CSDBISampleBase& b);
+// The same of everything but the waves, which need not be loaded.
+const char* HeaderDifference(const CSDBISampleBase& a, const CSDBISampleBase& b);
 
 }  // namespace Kestrova

@@ -1,0 +1,51 @@
+// VerifyReporter.h - tells what a check of database files found, for a person and as JSON.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "tools/kvbank/compare/ProblemList.h"
+#include "tools/kvbank/terminal/Console.h"
+#include "tools/kvbank/terminal/Progress.h"
+
+namespace Kestrova {
+
+// What was found in one file.
+struct VerifiedFile {
+    std::string strPath;
+    ExitCode code = kExitDone;
+    std::string strCause = {};  // not empty: it was not checked to its end, and why
+    bool bOpened = false;       // the fields that follow are set
+    bool bEnriched = false;
+    bool bCompared = false;  // with its source
+    uint64_t nBytes = 0;
+    uint64_t nRecords = 0;
+    uint32_t nRate = 0;  // 0: it states none
+    ProblemList problems = {};
+};
+
+class VerifyReporter {
+public:
+    // The console must outlive the reporter. An empty source: there is none.
+    VerifyReporter(Console& console, const std::string& strSource);
+
+    // From now on there is a list of files, even if it stays empty.
+    void BeginFiles() { m_report["files"] = Json::array(); }
+
+    // An observer that shows how many bytes of a file are done, and stops the work when a signal came. The
+    // bar goes with the last copy of the observer.
+    std::function<bool(uint64_t)> Watch(const std::string& strPath, const std::string& strMore,
+                                        uint64_t nTotal);
+
+    void Tell(const VerifiedFile& file);
+    int Finish(ExitCode code) { return m_console.Finish("verify", code, m_report); }
+
+private:
+    void TellProblems(const VerifiedFile& file);
+
+    Console& m_console;
+    Json m_report = Json::object();
+};
+
+}  // namespace Kestrova

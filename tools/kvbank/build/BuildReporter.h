@@ -1,0 +1,49 @@
+// BuildReporter.h - tells the user, and the JSON document, how a build goes on and what came of it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/kvbank/build/BuildRun.h"
+#include "tools/kvbank/terminal/Console.h"
+#include "tools/kvbank/terminal/Progress.h"
+
+namespace Kestrova {
+
+class BuildReporter : public BuildWatcher {
+public:
+    // Both must outlive the reporter.
+    BuildReporter(Console& console, const BuildOptions& options);
+
+    void OnProgress(const BuildPlan& plan, uint64_t nBytes) override;
+    void OnWait(const std::string& strWhy) override;
+    void OnNoLocks(int nError) override;
+
+    void Tell(const BuildFault& fault);
+    void TellRemoved(unsigned nRemoved, const std::vector<Leftover>& left);
+    // The predicted bytes and those that are free, and what follows when these are fewer.
+    void TellSpace(uint64_t nNeeded, uint64_t nFree);
+    // From now on there is a list of banks, even if it stays empty.
+    void BeginBanks() { m_report["banks"] = Json::array(); }
+    void Tell(const BuildPlan& plan, const BuildOutcome& outcome);
+    // Of our own run; true when there is something to tell.
+    bool TellLeft(const std::vector<Leftover>& left);
+
+    int Finish(ExitCode code) { return m_console.Finish("build", code, m_report); }
+
+private:
+    void TellNotBegun(const BuildPlan& plan, const BuildFinding& finding, Json& row);
+    void TellWouldBuild(const BuildPlan& plan, const BankFile& damaged, Json& row);
+    void TellExisting(const BuildPlan& plan, const BankFile& bank, Json& row);
+    void TellInTheWay(const BankFile& bank, Json& row);
+    void TellBuilt(const BuildPlan& plan, const BuildOutcome& outcome, Json& row);
+
+    Console& m_console;
+    const BuildOptions& m_options;
+    Json m_report;
+    std::unique_ptr<Progress> m_pProgress;  // of the bank being filled
+    bool m_bToldNoLocks = false;
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,38 @@
+#include "tools/kvbank/compare/BankOrigin.h"
+
+#include <filesystem>
+
+namespace Kestrova {
+
+BankOrigin::BankOrigin(const CDBEUCreate& engine, const std::string& strSource)
+    : m_strSource(strSource),
+      m_comparison(engine, strSource, SampleDepth::Headers),
+      m_bKnown(engine.GetStatus() == kBankDone && m_comparison.IsSourceOpen()) {}
+
+void BankOrigin::Check(BankFile& bank) {
+    std::error_code ignored;
+    if (!m_bKnown || bank.state != BankState::Complete ||
+        std::filesystem::equivalent(bank.path, m_strSource, ignored))
+        return;
+    NoteScan scan;
+    ProblemList problems;
+    if (scan.Open(bank.path.string()) != NoteScan::Outcome::Scanned) {
+        bank.state = BankState::Unreadable;
+        bank.strCause = WhyNoBank(bank.path);
+        return;
+    }
+    if (!scan.IsEnriched())
+        problems.Add(kIsASource);
+    else
+        m_comparison.Run(scan, bank.nRate, bank.layout == BankLayout::PerKey, problems,
+                         [](uint64_t) { return true; });
+    if (problems.Count() == 0) return;
+    bank.state = BankState::Stale;
+    bank.strCause = TextOf(problems.Kept().front());
+}
+
+void BankOrigin::Check(std::vector<BankFile>& banks) {
+    for (BankFile& bank : banks) Check(bank);
+}
+
+}  // namespace Kestrova
