@@ -152,10 +152,11 @@ bool IsLikeAPath(const std::string& strQuoted, const Names& paths) {
     return paths.count(strQuoted.substr(0, nSlash)) == 1;
 }
 
+// A unit may be named without the endings of its files.
 bool Exists(const std::string& strQuoted, const Names& paths) {
     std::string strPath = strQuoted;
     if (strPath.back() == '/') strPath.pop_back();
-    const std::regex pattern("(.*/)?" + PatternOf(strPath));
+    const std::regex pattern("(.*/)?" + PatternOf(strPath) + R"((\.\w+)?)");
     return std::any_of(paths.begin(), paths.end(),
                        [&](const std::string& strOne) { return std::regex_match(strOne, pattern); });
 }
@@ -197,6 +198,7 @@ TEST(DocsReadingTest, AStarStandsForAnyTextOfOneName) {
     const Names paths = {"bank/BankFileName.cpp", "tests/bank/BankFileNameTest.cpp", "bank"};
     EXPECT_TRUE(Exists("BankFileName.*", paths));
     EXPECT_TRUE(Exists("bank/", paths));
+    EXPECT_TRUE(Exists("bank/BankFileName", paths));
     EXPECT_TRUE(Exists("tests/*/BankFileNameTest.cpp", paths));
     EXPECT_FALSE(Exists("FileName.cpp", paths));
     EXPECT_FALSE(Exists("tests/*.cpp", paths));
