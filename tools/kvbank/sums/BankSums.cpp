@@ -51,14 +51,9 @@ SumsOutcome SumOpenFile(const std::string& strBank, int nFile, const SumsProgres
     return {};
 }
 
-// nMode: the permissions of the bank
-SumsOutcome SumFile(const std::string& strBank, const SumsProgress& progress, std::string& strSum,
-                    mode_t& nMode) {
-    const FileDescriptor file(open(strBank.c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat status;
-    if (file < 0 || fstat(file, &status) != 0) return Failure(strBank);
-    nMode = status.st_mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
-    return SumOpenFile(strBank, file, progress, strSum);
+// The same file, whatever it is called.
+bool IsSameFile(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 SumsOutcome ReadSums(const std::string& strBank, std::string& strSum) {
@@ -78,24 +73,40 @@ SumsOutcome ReadSums(const std::string& strBank, std::string& strSum) {
 
 std::string SumsPath(const std::string& strBank) { return strBank + ".sha256"; }
 
-SumsOutcome WriteSums(const std::string& strBank, const SumsProgress& progress) {
-    SumsLine line{.strSum = {}, .strName = NameOf(strBank)};
-    mode_t nMode = 0;
-    if (SumsOutcome outcome = SumFile(strBank, progress, line.strSum, nMode); outcome.kind != Kind::Done)
-        return outcome;
+SumsOutcome SumBank(const std::string& strFile, const SumsProgress& progress, std::string& strSum) {
+    const FileDescriptor file(open(strFile.c_str(), O_RDONLY | O_CLOEXEC));
+    return file < 0 ? Failure(strFile) : SumOpenFile(strFile, file, progress, strSum);
+}
+
+SumsOutcome PutSums(const std::string& strBank, const std::string& strSum) {
+    struct stat bank;
+    if (stat(strBank.c_str(), &bank) != 0) return Failure(strBank);
     const std::string strPath = SumsPath(strBank);
     std::error_code error;
     const fs::path absolute = fs::absolute(strPath, error);
     if (error) return {Kind::Failed, strPath, error.message()};
+    const SumsLine line{.strSum = strSum, .strName = NameOf(strBank)};
+    // Whoever may read the bank may read its sum.
+    const mode_t nMode = bank.st_mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
     return ReplaceFile(absolute.c_str(), FormatSumsLine(line), nMode) ? SumsOutcome{} : Failure(strPath);
+}
+
+SumsOutcome WriteSums(const std::string& strBank, const SumsProgress& progress) {
+    const FileDescriptor file(open(strBank.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat summed, there;
+    if (file < 0 || fstat(file, &summed) != 0) return Failure(strBank);
+    std::string strSum;
+    if (SumsOutcome outcome = SumOpenFile(strBank, file, progress, strSum); outcome.kind != Kind::Done)
+        return outcome;
+    if (stat(strBank.c_str(), &there) != 0) return Failure(strBank);
+    if (!IsSameFile(summed, there)) return {Kind::Failed, strBank, "another file has taken its place"};
+    return PutSums(strBank, strSum);
 }
 
 SumsOutcome CheckSums(const std::string& strBank, const SumsProgress& progress) {
     std::string strExpected, strSum;
-    mode_t nMode = 0;
     if (SumsOutcome outcome = ReadSums(strBank, strExpected); outcome.kind != Kind::Done) return outcome;
-    if (SumsOutcome outcome = SumFile(strBank, progress, strSum, nMode); outcome.kind != Kind::Done)
-        return outcome;
+    if (SumsOutcome outcome = SumBank(strBank, progress, strSum); outcome.kind != Kind::Done) return outcome;
     if (strSum == strExpected) return {};
     return {Kind::Differs, strBank, "its bytes are not those that " + NameOf(SumsPath(strBank)) + " is of"};
 }

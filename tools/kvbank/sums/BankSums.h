@@ -31,7 +31,13 @@ using SumsProgress = std::function<bool(uint64_t nBytes)>;
 
 std::string SumsPath(const std::string& strBank);
 
-// Reads the whole bank and writes its sums file, in place of an older one, as a whole or not at all.
+// Reads the whole file, which need not be in its place yet.
+SumsOutcome SumBank(const std::string& strFile, const SumsProgress& progress, std::string& strSum);
+
+// Writes the sums file of a bank whose sum is known, in place of an older one, as a whole or not at all.
+SumsOutcome PutSums(const std::string& strBank, const std::string& strSum);
+
+// Both for a bank in its place. Nothing is written when another bank has taken that place meanwhile.
 SumsOutcome WriteSums(const std::string& strBank, const SumsProgress& progress);
 
 // Compares the bank with its sums file, if there is one.

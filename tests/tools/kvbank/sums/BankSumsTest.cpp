@@ -149,6 +149,29 @@ TEST_F(BankSumsTest, AreReplacedAndRemoved) {
     EXPECT_TRUE(fs::exists(m_strBank));
 }
 
+TEST_F(BankSumsTest, OfABankThatIsNotInItsPlaceYetAreWrittenOnceItIs) {
+    const std::string strMade = m_dir.File("made");
+    fs::rename(m_strBank, strMade);
+    std::string strSum;
+    EXPECT_THAT(SumBank(strMade, GoOn, strSum), FieldsAre(Kind::Done, "", ""));
+    EXPECT_EQ(kSumOfAbc, strSum);
+    EXPECT_THAT(PutSums(m_strBank, strSum), FieldsAre(Kind::Failed, m_strBank, std::strerror(ENOENT)));
+    fs::rename(strMade, m_strBank);
+    EXPECT_THAT(PutSums(m_strBank, strSum), FieldsAre(Kind::Done, "", ""));
+    EXPECT_EQ(Kind::Done, Check().kind);
+}
+
+TEST_F(BankSumsTest, AreNotWrittenBesideABankThatCameMeanwhile) {
+    const auto replace = [this](uint64_t) {
+        WriteFile(m_dir.File("new"), std::string("abc"));
+        fs::rename(m_dir.File("new"), m_strBank);
+        return true;
+    };
+    EXPECT_THAT(WriteSums(m_strBank, replace),
+                FieldsAre(Kind::Failed, m_strBank, "another file has taken its place"));
+    EXPECT_FALSE(fs::exists(m_strSums));
+}
+
 TEST_F(BankSumsTest, CanBeCancelled) {
     const auto stop = [](uint64_t) { return false; };
     EXPECT_THAT(WriteSums(m_strBank, stop), FieldsAre(Kind::Cancelled, m_strBank, "cancelled"));
