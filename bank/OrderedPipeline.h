@@ -2,8 +2,10 @@
 #pragma once
 
 #include <condition_variable>
+#include <exception>
 #include <functional>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -14,9 +16,11 @@ namespace Kestrova {
 
 // Items 0 to nCount - 1, each made once by make(index, helper), where helper (below HelperLimit) tells which
 // thread is at work, so that it can use things of its own. At most nAhead items are made and not yet taken.
-// With no helpers, or when the system gives no thread, Take makes each item itself, as helper 0.
-// Threads: make runs on the helpers and must not throw; the rest belongs to one thread.
-// Owner:   an item is the taker's; those never taken go with the pipeline, which waits for its helpers.
+// Where the system gives no thread, or no memory for one, fewer helpers make the same items; without any,
+// Take makes each item itself, as helper 0. Threads: make runs on the helpers; the rest belongs to one
+// thread. Owner:   an item is the taker's; those never taken go with the pipeline, which waits for its
+// helpers. Errors:  what make throws for an item, Take throws for it. The constructor may throw
+// std::bad_alloc.
 template <class TItem>
 class OrderedPipeline {
 public:
@@ -24,12 +28,13 @@ public:
 
     OrderedPipeline(size_t nCount, unsigned nHelpers, size_t nAhead, Make make)
         : m_nCount(nCount), m_nAhead(nAhead), m_make(std::move(make)), m_arSlots(nAhead) {
-        m_arHelpers.reserve(nHelpers);
         try {
             for (unsigned nHelper = 0; nHelper < nHelpers && nHelper < nCount; ++nHelper)
                 m_arHelpers.emplace_back([this, nHelper] { Help(nHelper); });
         } catch (const std::system_error&) {
-            // Fewer helpers make the same items.
+            // no further thread
+        } catch (const std::bad_alloc&) {
+            // no memory for one
         }
     }
 
@@ -48,17 +53,35 @@ public:
     TItem Take() {
         if (m_arHelpers.empty()) return m_make(m_nTaken++, 0);
         std::unique_lock guard(m_lock);
-        std::optional<TItem>& slot = m_arSlots[m_nTaken % m_nAhead];
-        m_made.wait(guard, [&slot] { return slot.has_value(); });
-        TItem item = std::move(*slot);
-        slot.reset();
+        Slot& slot = m_arSlots[m_nTaken % m_nAhead];
+        m_made.wait(guard, [&slot] { return slot.item.has_value() || slot.pThrown != nullptr; });
+        Slot taken = std::exchange(slot, {});
         ++m_nTaken;
         guard.unlock();
         m_roomOrStop.notify_all();
-        return item;
+        return std::move(taken).Get();
     }
 
 private:
+    // An item that was made, or what was thrown instead; empty until then.
+    struct Slot {
+        std::optional<TItem> item;
+        std::exception_ptr pThrown;
+
+        TItem Get() && {
+            if (pThrown != nullptr) std::rethrow_exception(pThrown);
+            return std::move(*item);
+        }
+    };
+
+    Slot MakeSlot(size_t nIndex, unsigned nHelper) const {
+        try {
+            return {m_make(nIndex, nHelper), nullptr};
+        } catch (...) {
+            return {std::nullopt, std::current_exception()};
+        }
+    }
+
     void Help(unsigned nHelper) {
         std::unique_lock guard(m_lock);
         for (;;) {
@@ -66,9 +89,9 @@ private:
             if (m_bStop || m_nStarted == m_nCount) return;
             const size_t nIndex = m_nStarted++;
             guard.unlock();
-            TItem item = m_make(nIndex, nHelper);
+            Slot slot = MakeSlot(nIndex, nHelper);
             guard.lock();
-            m_arSlots[nIndex % m_nAhead] = std::move(item);
+            m_arSlots[nIndex % m_nAhead] = std::move(slot);
             m_made.notify_one();
         }
     }
@@ -80,7 +103,7 @@ private:
     std::mutex m_lock;  // guards what follows
     std::condition_variable m_made;
     std::condition_variable m_roomOrStop;
-    std::vector<std::optional<TItem>> m_arSlots;  // item i waits at i modulo nAhead
+    std::vector<Slot> m_arSlots;  // item i waits at i modulo nAhead
     size_t m_nStarted = 0;
     size_t m_nTaken = 0;
     bool m_bStop = false;

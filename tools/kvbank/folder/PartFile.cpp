@@ -47,8 +47,7 @@ bool PartFile::Publish() {
     m_path.clear();
     const std::filesystem::path parent = m_place.parent_path();
     const FileDescriptor folder(OpenFolder(parent.empty() ? "." : parent.c_str()));
-    // A folder that cannot be opened or synced has the new name all the same.
-    if (folder >= 0) SyncFolder(folder);
+    if (folder < 0 || !SyncFolder(folder)) m_nSyncError = errno;
     return true;
 }
 

@@ -20,10 +20,14 @@ public:
     // Moves the file to its place and waits until the disk has the change. REQUIRES: its bytes are on the
     // disk and it is closed. False with errno set; what was at the place then stays.
     bool Publish();
+    // errno when the file is in its place and the disk could not be waited for: it may then not outlast a
+    // loss of power. Else 0.
+    int GetSyncError() const { return m_nSyncError; }
 
 private:
     std::filesystem::path m_place;
     std::filesystem::path m_path;
+    int m_nSyncError = 0;
 };
 
 }  // namespace Kestrova
