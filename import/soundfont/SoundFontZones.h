@@ -95,7 +95,7 @@ struct MergedZones {
 MergedZones MergeInstrumentZones(std::span<const FontZone> zones);
 MergedZones MergePresetZones(std::span<const FontZone> zones);
 
-// The values that sound where a preset's zone meets an instrument's: their sum.
+// The values that a preset's zone and an instrument's zone give together: their sum.
 GenValues AddValues(const MergedZone& presetZone, const MergedZone& instrumentZone);
 
 }  // namespace Kestrova

@@ -46,7 +46,7 @@ Lines RegionLines(const PlannedProgram& program) {
     return lines;
 }
 
-TEST(SoundFontPlannerTest, RegionsAreTheDistinctMeetingsOfZonesInOrderOfTheirRanges) {
+TEST(SoundFontPlannerTest, RegionsAreTheDistinctRangesOfPairsOfZonesInOrder) {
     FontSpec spec = LetterFont(3);
     spec.instruments = {{"First",
                          {Zone(0, {Keys(60, 80)}), Zone(1, {Keys(0, 59), Velocities(0, 63)}),
