@@ -1,5 +1,5 @@
-// ImportReport.h - what an import joined, copied, repaired, dropped and left out, by name: data, which a
-// reporter tells.
+// ImportReport.h - what an import joined, copied, repaired, dropped, accepted and left out, by name. This is
+// data: each program tells it in its own way.
 #pragma once
 
 #include <array>
@@ -15,8 +15,10 @@ enum class ImportEvent {
     Joined,    // two mono samples became one of two channels
     Copied,    // a sample was written again, for a use with another root key, tune, loop or range of frames
     Repaired,  // a value was changed to make it usable
-    Dropped,   // something the font holds is not in the bank
-    LeftOut,   // a setting that no record expresses
+    Dropped,   // something the file holds is not in the bank
+    Accepted,  // the format forbids it, and it was taken as it is meant, without loss
+    LeftOut,   // a setting that no record expresses; counted by its uses in the file
+    LeftOutKind,  // a kind of such settings, as "filters"; counted by the layers that have any of them
     Count
 };
 
@@ -34,11 +36,11 @@ public:
 
     const std::vector<Entry>& Of(ImportEvent event) const { return m_lists[static_cast<size_t>(event)]; }
 
-    // What --strict forbids: anything repaired or dropped.
+    // Anything repaired or dropped.
     bool HasLosses() const;
 
-    // Records that were joined, copied or left out; or how many different things were repaired and dropped,
-    // however often each was met.
+    // How many different things were repaired or dropped, however often each was met; of the other events how
+    // often they were noted.
     uint64_t CountOf(ImportEvent event) const;
 
 private:

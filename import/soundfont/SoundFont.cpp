@@ -44,7 +44,7 @@ constexpr uint64_t kFramesPerPiece = 16384;
 constexpr uint16_t kMajorVersion = 2;
 constexpr uint16_t kMinorVersionOf24Bits = 4;
 
-// Up to the first zero byte, without the blanks that fill old files' names.
+// Up to the first zero byte, without the blanks that old files fill names with.
 std::string TextOf(const uint8_t* p, size_t n) {
     std::string strText(p, std::find(p, p + n, uint8_t{0}));
     strText.erase(strText.find_last_not_of(' ') + 1);
@@ -52,6 +52,11 @@ std::string TextOf(const uint8_t* p, size_t n) {
 }
 
 std::string Quoted(FontChunk chunk) { return std::string{'"'} + SoundFontChunks::NameOf(chunk) + '"'; }
+
+ImportOutcome OutOfOrder(const char* pszIndexes, FontChunk chunk) {
+    return Refused(std::string("the ") + pszIndexes + " indexes of its chunk " + Quoted(chunk) +
+                   " are out of order");
+}
 
 // Sets owners[i].*pList to the part of items from firsts[i] to firsts[i + 1]; false when the firsts fall or
 // reach beyond the items.
@@ -67,16 +72,25 @@ bool Share(const std::vector<uint16_t>& firsts, const std::vector<TItem>& items,
 
 }  // namespace
 
-bool SoundFont::Fail(const std::string& strError) {
-    m_strError = strError;
-    return false;
+ImportOutcome SoundFont::Open(const std::string& strPath) {
+    return CatchNoMemory([&] {
+        errno = 0;
+        return m_file.Open(strPath.c_str(), 0) ? ReadAll() : UnreadableByErrno();
+    });
 }
 
-bool SoundFont::Open(const std::string& strPath) {
-    if (!m_file.Open(strPath.c_str(), 0)) return Fail(std::strerror(errno));
-    return m_chunks.Find(m_file, m_strError) && ReadVersion() && ReadText(FontChunk::Name, m_strName) &&
-           ReadText(FontChunk::Copyright, m_strCopyright) && FindWaves() && ReadPresets() &&
-           ReadInstruments() && ReadSamples();
+ImportOutcome SoundFont::ReadAll() {
+    ImportOutcome outcome = m_chunks.Find(m_file);
+    if (m_chunks.IsHeaderCounted()) m_notes.push_back("the size of its RIFF chunk is 8 bytes too large");
+    for (const auto step : {&SoundFont::ReadVersion, &SoundFont::ReadTexts, &SoundFont::FindWaves,
+                            &SoundFont::ReadPresets, &SoundFont::ReadInstruments, &SoundFont::ReadSamples})
+        if (outcome.IsDone()) outcome = (this->*step)();
+    return outcome;
+}
+
+ImportOutcome SoundFont::ReadAt(uint64_t pos, void* p, size_t n) const {
+    errno = 0;
+    return m_file.ReadAtPos(pos, p, n) ? ImportOutcome() : UnreadableByErrno();
 }
 
 std::string SoundFont::GetVersion() const {
@@ -85,32 +99,38 @@ std::string SoundFont::GetVersion() const {
     return text.data();
 }
 
-bool SoundFont::ReadVersion() {
+ImportOutcome SoundFont::ReadVersion() {
     const std::optional<ChunkBody>& body = m_chunks[FontChunk::Version];
-    if (!body || body->nSize != 4 || !m_file.ReadAtPos(body->pos, &m_nMajor, 2) ||
-        !m_file.ReadAtPos(body->pos + 2, &m_nMinor, 2))
-        return Fail("it does not tell its SoundFont version");
-    if (m_nMajor != kMajorVersion) return Fail("SoundFont " + GetVersion() + " is not a version we know");
-    return true;
+    if (!body || body->nSize != 4) return Refused("it does not tell its SoundFont version");
+    ImportOutcome outcome = ReadAt(body->pos, &m_nMajor, 2);
+    if (outcome.IsDone()) outcome = ReadAt(body->pos + 2, &m_nMinor, 2);
+    if (outcome.IsDone() && m_nMajor != kMajorVersion)
+        return Refused("its SoundFont version is " + GetVersion() +
+                       "; only version 2 (2.01 to 2.04) is taken");
+    return outcome;
 }
 
-bool SoundFont::ReadText(FontChunk chunk, std::string& strText) {
-    if (!m_chunks[chunk]) return true;
+ImportOutcome SoundFont::ReadText(FontChunk chunk, std::string& strText) {
+    if (!m_chunks[chunk]) return {};
     std::array<uint8_t, kMostTextBytes> text{};
     const size_t nBytes = std::min(m_chunks[chunk]->nSize, kMostTextBytes);
-    if (!m_file.ReadAtPos(m_chunks[chunk]->pos, text.data(), nBytes))
-        return Fail("its chunk " + Quoted(chunk) + " cannot be read");
+    ImportOutcome outcome = ReadAt(m_chunks[chunk]->pos, text.data(), nBytes);
     strText = TextOf(text.data(), nBytes);
-    return true;
+    return outcome;
+}
+
+ImportOutcome SoundFont::ReadTexts() {
+    ImportOutcome outcome = ReadText(FontChunk::Name, m_strName);
+    return outcome.IsDone() ? ReadText(FontChunk::Copyright, m_strCopyright) : outcome;
 }
 
 // The low bytes of 24-bit frames are taken only where version and size are exactly as they must be: with low
 // bytes of other frames the waves would be noise.
-bool SoundFont::FindWaves() {
-    if (!m_chunks[FontChunk::Wave16]) return Fail("it has no waves");
+ImportOutcome SoundFont::FindWaves() {
+    if (!m_chunks[FontChunk::Wave16]) return Refused("it has no waves");
     m_nFrames = m_chunks[FontChunk::Wave16]->nSize / 2;
     const std::optional<ChunkBody>& low = m_chunks[FontChunk::Wave24];
-    if (!low) return true;
+    if (!low) return {};
     const uint64_t nWanted = m_nFrames + (m_nFrames & 1);
     if (m_nMinor < kMinorVersionOf24Bits)
         m_strWarning = "24-bit part in a font of version " + GetVersion() + ": 16 bits are used";
@@ -119,35 +139,54 @@ bool SoundFont::FindWaves() {
                        std::to_string(nWanted) + ": 16 bits are used";
     else
         m_bWave24 = true;
-    return true;
+    return {};
 }
 
 // Whole rows, the terminal one among them.
-bool SoundFont::ReadTable(FontChunk chunk, size_t nRowBytes, std::vector<uint8_t>& rows) {
+ImportOutcome SoundFont::ReadTable(FontChunk chunk, size_t nRowBytes, std::vector<uint8_t>& rows) {
     const std::optional<ChunkBody>& body = m_chunks[chunk];
-    if (!body || body->nSize == 0) return Fail("it has no chunk " + Quoted(chunk));
+    if (!body) return Refused("it has no chunk " + Quoted(chunk));
+    if (body->nSize == 0) return Refused("its chunk " + Quoted(chunk) + " is empty");
     if (body->nSize % nRowBytes != 0)
-        return Fail("its chunk " + Quoted(chunk) + " does not hold whole records");
-    if (body->nSize / nRowBytes > kMostRows) return Fail("its chunk " + Quoted(chunk) + " is too long");
+        return Refused("its chunk " + Quoted(chunk) + " does not hold whole records");
+    if (body->nSize / nRowBytes > kMostRows) return Refused("its chunk " + Quoted(chunk) + " is too long");
     rows.resize(body->nSize);
-    return m_file.ReadAtPos(body->pos, rows.data(), rows.size()) ||
-           Fail("its chunk " + Quoted(chunk) + " cannot be read");
+    return ReadAt(body->pos, rows.data(), rows.size());
 }
 
-bool SoundFont::ReadZones(const OwnerChunks& chunks, ZoneTable& table) {
-    std::vector<uint8_t> bags, generators, modulators;
-    if (!ReadTable(chunks.bags, BagRow::kBytes, bags) ||
-        !ReadTable(chunks.generators, GeneratorRow::kBytes, generators) ||
-        !ReadTable(chunks.modulators, ModulatorRow::kBytes, modulators))
-        return false;
-    table.generators.resize(generators.size() / GeneratorRow::kBytes - 1);
-    for (size_t i = 0; i < table.generators.size(); ++i) {
-        const uint8_t* const pRow = generators.data() + i * GeneratorRow::kBytes;
-        GetField<GeneratorRow::kOperator>(pRow, table.generators[i].nOperator);
-        GetField<GeneratorRow::kAmount>(pRow, table.generators[i].nAmount);
+// Modulators are only counted. Some programs write a font that has none without even the terminal record.
+ImportOutcome SoundFont::ReadModulators(FontChunk chunk, size_t& nModulators) {
+    if (m_chunks[chunk] && m_chunks[chunk]->nSize == 0) {
+        m_notes.push_back("its chunk " + Quoted(chunk) + " is empty, without even the terminal record");
+        return {};
     }
+    std::vector<uint8_t> rows;
+    ImportOutcome outcome = ReadTable(chunk, ModulatorRow::kBytes, rows);
+    if (outcome.IsDone()) nModulators = rows.size() / ModulatorRow::kBytes - 1;
+    return outcome;
+}
+
+ImportOutcome SoundFont::ReadGenerators(FontChunk chunk, std::vector<FontGenerator>& generators) {
+    std::vector<uint8_t> rows;
+    if (ImportOutcome outcome = ReadTable(chunk, GeneratorRow::kBytes, rows); !outcome.IsDone())
+        return outcome;
+    generators.resize(rows.size() / GeneratorRow::kBytes - 1);
+    for (size_t i = 0; i < generators.size(); ++i) {
+        const uint8_t* const pRow = rows.data() + i * GeneratorRow::kBytes;
+        GetField<GeneratorRow::kOperator>(pRow, generators[i].nOperator);
+        GetField<GeneratorRow::kAmount>(pRow, generators[i].nAmount);
+    }
+    return {};
+}
+
+ImportOutcome SoundFont::ReadZones(const OwnerChunks& chunks, ZoneTable& table) {
+    std::vector<uint8_t> bags;
+    size_t nModulators = 0;
+    ImportOutcome outcome = ReadTable(chunks.bags, BagRow::kBytes, bags);
+    if (outcome.IsDone()) outcome = ReadGenerators(chunks.generators, table.generators);
+    if (outcome.IsDone()) outcome = ReadModulators(chunks.modulators, nModulators);
+    if (!outcome.IsDone()) return outcome;
     const size_t nBags = bags.size() / BagRow::kBytes;
-    const size_t nModulators = modulators.size() / ModulatorRow::kBytes - 1;
     std::vector<uint16_t> firstGenerators(nBags), firstModulators(nBags);
     for (size_t i = 0; i < nBags; ++i) {
         GetField<BagRow::kFirstGenerator>(bags.data() + i * BagRow::kBytes, firstGenerators[i]);
@@ -156,19 +195,22 @@ bool SoundFont::ReadZones(const OwnerChunks& chunks, ZoneTable& table) {
     table.zones.resize(nBags - 1);
     for (size_t i = 0; i + 1 < nBags; ++i) {
         if (firstModulators[i] > firstModulators[i + 1] || firstModulators[i + 1] > nModulators)
-            return Fail("the modulator indexes of its chunk " + Quoted(chunks.bags) + " are out of order");
+            return OutOfOrder("modulator", chunks.bags);
         table.zones[i].nModulators = uint32_t{firstModulators[i + 1]} - firstModulators[i];
     }
-    return Share(firstGenerators, table.generators, table.zones, &FontZone::generators) ||
-           Fail("the generator indexes of its chunk " + Quoted(chunks.bags) + " are out of order");
+    const bool bShared = Share(firstGenerators, table.generators, table.zones, &FontZone::generators);
+    return bShared ? ImportOutcome() : OutOfOrder("generator", chunks.bags);
 }
 
 // The rows of presets or instruments: name and zones of each, and what else `decode` takes from a row.
 template <class TOwner>
-bool SoundFont::ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, ZoneTable& table,
-                           std::vector<TOwner>& owners, void (*decode)(const uint8_t* pRow, TOwner& owner)) {
+ImportOutcome SoundFont::ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, ZoneTable& table,
+                                    std::vector<TOwner>& owners,
+                                    void (*decode)(const uint8_t* pRow, TOwner& owner)) {
     std::vector<uint8_t> rows;
-    if (!ReadTable(chunks.owners, layout.nBytes, rows) || !ReadZones(chunks, table)) return false;
+    ImportOutcome outcome = ReadTable(chunks.owners, layout.nBytes, rows);
+    if (outcome.IsDone()) outcome = ReadZones(chunks, table);
+    if (!outcome.IsDone()) return outcome;
     const size_t nRows = rows.size() / layout.nBytes;
     std::vector<uint16_t> firsts(nRows);
     owners.resize(nRows - 1);
@@ -179,11 +221,11 @@ bool SoundFont::ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, Z
         owners[i].strName = TextOf(pRow, kNameBytes);
         decode(pRow, owners[i]);
     }
-    return Share(firsts, table.zones, owners, &TOwner::zones) ||
-           Fail("the zone indexes of its chunk " + Quoted(chunks.owners) + " are out of order");
+    const bool bShared = Share(firsts, table.zones, owners, &TOwner::zones);
+    return bShared ? ImportOutcome() : OutOfOrder("zone", chunks.owners);
 }
 
-bool SoundFont::ReadPresets() {
+ImportOutcome SoundFont::ReadPresets() {
     static constexpr OwnerChunks kChunks = {FontChunk::PresetHeaders, FontChunk::PresetBags,
                                             FontChunk::PresetModulators, FontChunk::PresetGenerators};
     return ReadOwners<FontPreset>(kChunks, {PresetRow::kBytes, PresetRow::kFirstBag.offset}, m_presetZones,
@@ -193,7 +235,7 @@ bool SoundFont::ReadPresets() {
                                   });
 }
 
-bool SoundFont::ReadInstruments() {
+ImportOutcome SoundFont::ReadInstruments() {
     static constexpr OwnerChunks kChunks = {FontChunk::Instruments, FontChunk::InstrumentBags,
                                             FontChunk::InstrumentModulators, FontChunk::InstrumentGenerators};
     return ReadOwners<FontInstrument>(kChunks, {InstrumentRow::kBytes, InstrumentRow::kFirstBag.offset},
@@ -201,9 +243,11 @@ bool SoundFont::ReadInstruments() {
                                       [](const uint8_t*, FontInstrument&) {});
 }
 
-bool SoundFont::ReadSamples() {
+ImportOutcome SoundFont::ReadSamples() {
     std::vector<uint8_t> rows;
-    if (!ReadTable(FontChunk::SampleHeaders, SampleRow::kBytes, rows)) return false;
+    if (ImportOutcome outcome = ReadTable(FontChunk::SampleHeaders, SampleRow::kBytes, rows);
+        !outcome.IsDone())
+        return outcome;
     m_samples.resize(rows.size() / SampleRow::kBytes - 1);
     for (size_t i = 0; i < m_samples.size(); ++i) {
         const uint8_t* const pRow = rows.data() + i * SampleRow::kBytes;
@@ -219,17 +263,19 @@ bool SoundFont::ReadSamples() {
         GetField<SampleRow::kLink>(pRow, sample.nLink);
         GetField<SampleRow::kType>(pRow, sample.nType);
     }
-    return true;
+    return {};
 }
 
-bool SoundFont::ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, size_t nStride) const {
+ImportOutcome SoundFont::ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, size_t nStride) const {
     std::array<uint8_t, kFramesPerPiece * 2> high;
     std::array<uint8_t, kFramesPerPiece> low;
     while (nFrames > 0) {
         const uint64_t nPiece = std::min(nFrames, kFramesPerPiece);
-        if (!m_file.ReadAtPos(m_chunks[FontChunk::Wave16]->pos + nFirst * 2, high.data(), nPiece * 2) ||
-            (m_bWave24 && !m_file.ReadAtPos(m_chunks[FontChunk::Wave24]->pos + nFirst, low.data(), nPiece)))
-            return false;
+        ImportOutcome outcome =
+            ReadAt(m_chunks[FontChunk::Wave16]->pos + nFirst * 2, high.data(), nPiece * 2);
+        if (outcome.IsDone() && m_bWave24)
+            outcome = ReadAt(m_chunks[FontChunk::Wave24]->pos + nFirst, low.data(), nPiece);
+        if (!outcome.IsDone()) return outcome;
         for (size_t i = 0; i < nPiece; ++i, pOut += nStride) {
             uint8_t* pByte = pOut;
             if (m_bWave24) *pByte++ = low[i];
@@ -239,7 +285,7 @@ bool SoundFont::ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, siz
         nFirst += nPiece;
         nFrames -= nPiece;
     }
-    return true;
+    return {};
 }
 
 }  // namespace Kestrova

@@ -1,4 +1,4 @@
-// SoundFont.h - a SoundFont 2 file (2.01 to 2.04) as plain structures, and its waves by ranges.
+// SoundFont.h - a SoundFont file of version 2 (2.01 to 2.04) as plain structures, and its waves by ranges.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
+#include "import/ImportOutcome.h"
 #include "import/soundfont/SoundFontChunks.h"
 
 namespace Kestrova {
@@ -50,21 +51,22 @@ struct FontSample {
     uint16_t nType = 0;
 };
 
-// One open file. The terminal record of each table is gone from the lists, zones and generators are within
-// their tables and belong to one owner each; which numbers they hold is not judged here.
-// Threads: Open once; then any thread may read.
-// Owner:   owns all lists; spans into them live as long as the object.
+// One open file. The lists are without the terminal record that ends each table of the file. Zones and
+// generators lie within their tables and belong to one owner each; which numbers they hold is not judged
+// here. Threads: Open once; then any thread may read. Owner:   owns all lists; spans into them live as long
+// as the object. Errors:  outcomes; nothing is thrown.
 class SoundFont {
 public:
     SoundFont() = default;
     SoundFont(const SoundFont&) = delete;
     SoundFont& operator=(const SoundFont&) = delete;
 
-    // Reads all but the waves, and keeps the file open for those. False: GetError tells why.
-    bool Open(const std::string& strPath);
-    const std::string& GetError() const { return m_strError; }
-    // What was passed over in a font that is used all the same: its 24-bit part. Empty: nothing.
+    // Reads all but the waves, and keeps the file open for those.
+    ImportOutcome Open(const std::string& strPath);
+    // Why the font's 24-bit part is not used; empty when it is, or there is none.
     const std::string& GetWarning() const { return m_strWarning; }
+    // What the format forbids and is taken all the same, without loss; a sentence each.
+    const std::vector<std::string>& GetNotes() const { return m_notes; }
 
     const std::string& GetName() const { return m_strName; }
     const std::string& GetCopyright() const { return m_strCopyright; }
@@ -76,8 +78,8 @@ public:
     uint32_t GetBits() const { return m_bWave24 ? 24 : 16; }
     uint64_t GetFrames() const { return m_nFrames; }
     // Reads frames nFirst to nFirst + nFrames - 1 as packed little-endian numbers of GetBits() bits, nStride
-    // bytes from one to the next. REQUIRES: they lie within GetFrames(). False: the file cannot be read.
-    bool ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, size_t nStride) const;
+    // bytes from one to the next. REQUIRES: they lie within GetFrames().
+    ImportOutcome ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, size_t nStride) const;
 
 private:
     struct ZoneTable {
@@ -91,23 +93,27 @@ private:
         size_t nBytes, nFirstBag;  // of a row, and where in it the index of its first zone stands
     };
 
-    bool Fail(const std::string& strError);
-    bool ReadVersion();
-    bool ReadText(FontChunk chunk, std::string& strText);
-    bool FindWaves();
-    bool ReadTable(FontChunk chunk, size_t nRowBytes, std::vector<uint8_t>& rows);
-    bool ReadZones(const OwnerChunks& chunks, ZoneTable& table);
-    bool ReadPresets();
-    bool ReadInstruments();
-    bool ReadSamples();
+    ImportOutcome ReadAt(uint64_t pos, void* p, size_t n) const;
+    ImportOutcome ReadAll();
+    ImportOutcome ReadVersion();
+    ImportOutcome ReadText(FontChunk chunk, std::string& strText);
+    ImportOutcome ReadTexts();
+    ImportOutcome FindWaves();
+    ImportOutcome ReadTable(FontChunk chunk, size_t nRowBytes, std::vector<uint8_t>& rows);
+    ImportOutcome ReadModulators(FontChunk chunk, size_t& nModulators);
+    ImportOutcome ReadGenerators(FontChunk chunk, std::vector<FontGenerator>& generators);
+    ImportOutcome ReadZones(const OwnerChunks& chunks, ZoneTable& table);
+    ImportOutcome ReadPresets();
+    ImportOutcome ReadInstruments();
+    ImportOutcome ReadSamples();
     template <class TOwner>
-    bool ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, ZoneTable& table,
-                    std::vector<TOwner>& owners, void (*decode)(const uint8_t* pRow, TOwner& owner));
+    ImportOutcome ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, ZoneTable& table,
+                             std::vector<TOwner>& owners, void (*decode)(const uint8_t* pRow, TOwner& owner));
 
     mutable CXFile m_file;  // its stream lock makes reads from many threads safe
     SoundFontChunks m_chunks;
-    std::string m_strError;
     std::string m_strWarning;
+    std::vector<std::string> m_notes;
     uint16_t m_nMajor = 0;
     uint16_t m_nMinor = 0;
     std::string m_strName;

@@ -1,7 +1,7 @@
 #include "import/soundfont/SoundFontChunks.h"
 
 #include <cerrno>
-#include <cstring>
+#include <string>
 #include <string_view>
 
 #include "shared/System/kvPrintable.h"
@@ -42,51 +42,51 @@ struct Header {
     uint64_t posNext() const { return posEnd() + (body.nSize & 1); }  // bodies are padded to even sizes
 };
 
+ImportOutcome Read(CXFile& file, uint64_t pos, void* p) {
+    errno = 0;
+    return file.ReadAtPos(pos, p, kTagBytes) ? ImportOutcome() : UnreadableByErrno();
+}
+
+ImportOutcome ReadTag(CXFile& file, uint64_t pos, std::string& strTag) {
+    strTag.resize(kTagBytes);
+    return Read(file, pos, strTag.data());
+}
+
+ImportOutcome ReadHeader(CXFile& file, uint64_t pos, Header& header) {
+    uint32_t nSize = 0;
+    ImportOutcome outcome = ReadTag(file, pos, header.strTag);
+    if (outcome.IsDone()) outcome = Read(file, pos + kTagBytes, &nSize);
+    header.body = {pos + kHeaderBytes, nSize};
+    return outcome;
+}
+
+ImportOutcome CutShort(const Header& header, uint64_t posEnd) {
+    return Refused("its chunk \"" + Printable(header.strTag) + "\" is cut short: it claims " +
+                   std::to_string(header.body.nSize) + " bytes, there are " +
+                   std::to_string(posEnd - header.body.pos));
+}
+
 // The chunks between two positions, in order.
 class ChunkWalk {
 public:
-    ChunkWalk(CXFile& file, uint64_t pos, uint64_t posEnd, std::string& strError)
-        : m_file(file), m_pos(pos), m_posEnd(posEnd), m_strError(strError) {}
+    ChunkWalk(CXFile& file, uint64_t pos, uint64_t posEnd) : m_file(file), m_pos(pos), m_posEnd(posEnd) {}
 
-    // False at the end, where fewer bytes than a header's are left, and for a chunk that reaches beyond it.
+    // False at the end, where fewer bytes than a header's are left, and when the outcome is not done: a
+    // chunk cannot be read or reaches beyond the end.
     bool Next(Header& header) {
         if (m_pos > m_posEnd || m_posEnd - m_pos < kHeaderBytes) return false;
-        if (!ReadTag(m_pos, header.strTag) || !ReadSize(header)) return false;
-        if (header.posEnd() > m_posEnd) {
-            m_strError = "its chunk \"" + Printable(header.strTag) + "\" is cut short: it claims " +
-                         std::to_string(header.body.nSize) + " bytes, there are " +
-                         std::to_string(m_posEnd - header.body.pos);
-            return false;
-        }
+        m_outcome = ReadHeader(m_file, m_pos, header);
+        if (m_outcome.IsDone() && header.posEnd() > m_posEnd) m_outcome = CutShort(header, m_posEnd);
         m_pos = header.posNext();
-        return true;
+        return m_outcome.IsDone();
     }
-
-    bool ReadTag(uint64_t pos, std::string& strTag) {
-        strTag.resize(kTagBytes);
-        return Read(pos, strTag.data());
-    }
+    const ImportOutcome& Outcome() const { return m_outcome; }
 
 private:
-    bool ReadSize(Header& header) {
-        uint32_t nSize = 0;
-        header.body.pos = m_pos + kHeaderBytes;
-        if (!Read(m_pos + kTagBytes, &nSize)) return false;
-        header.body.nSize = nSize;
-        return true;
-    }
-
-    bool Read(uint64_t pos, void* p) {
-        errno = 0;
-        if (m_file.ReadAtPos(pos, p, kTagBytes)) return true;
-        m_strError = errno != 0 ? std::strerror(errno) : "it is cut short";
-        return false;
-    }
-
     CXFile& m_file;
     uint64_t m_pos;
     const uint64_t m_posEnd;
-    std::string& m_strError;
+    ImportOutcome m_outcome;
 };
 
 size_t IndexOf(std::string_view list, std::string_view tag) {
@@ -99,37 +99,44 @@ size_t IndexOf(std::string_view list, std::string_view tag) {
 
 const char* SoundFontChunks::NameOf(FontChunk chunk) { return kChunks[static_cast<size_t>(chunk)].pszTag; }
 
-bool SoundFontChunks::Find(CXFile& file, std::string& strError) {
+ImportOutcome SoundFontChunks::Find(CXFile& file) {
     unsigned long long nFileSize = 0;
-    if (!file.GetSize(nFileSize)) {
-        strError = std::strerror(errno);
-        return false;
-    }
-    Header riff, list, chunk;
+    errno = 0;
+    if (!file.GetSize(nFileSize)) return UnreadableByErrno();
+    const ImportOutcome kNoFont = Refused("it is not a SoundFont file");
+    if (nFileSize < kHeaderBytes) return kNoFont;
+    Header riff;
     std::string strForm;
-    ChunkWalk whole(file, 0, nFileSize, strError);
-    if (!whole.Next(riff) || riff.strTag != "RIFF" || riff.body.nSize < kTagBytes ||
-        !whole.ReadTag(riff.body.pos, strForm) || strForm != "sfbk") {
-        if (strError.empty() || riff.strTag != "RIFF") strError = "it is not a SoundFont file";
-        return false;
-    }
-    ChunkWalk lists(file, riff.body.pos + kTagBytes, riff.posEnd(), strError);
-    while (lists.Next(list)) {
+    ImportOutcome outcome = ReadHeader(file, 0, riff);
+    if (!outcome.IsDone()) return outcome;
+    if (riff.strTag != "RIFF") return kNoFont;
+    m_bHeaderCounted = riff.posEnd() == nFileSize + kHeaderBytes;
+    if (m_bHeaderCounted) riff.body.nSize -= kHeaderBytes;
+    if (riff.posEnd() > nFileSize) return CutShort(riff, nFileSize);
+    if (riff.body.nSize < kTagBytes) return kNoFont;
+    outcome = ReadTag(file, riff.body.pos, strForm);
+    if (!outcome.IsDone()) return outcome;
+    if (strForm != "sfbk") return kNoFont;
+    ChunkWalk lists(file, riff.body.pos + kTagBytes, riff.posEnd());
+    for (Header list; lists.Next(list);) {
         if (list.strTag != "LIST" || list.body.nSize < kTagBytes) continue;
-        if (!lists.ReadTag(list.body.pos, strForm)) return false;
-        ChunkWalk chunks(file, list.body.pos + kTagBytes, list.posEnd(), strError);
-        while (chunks.Next(chunk)) {
-            const size_t nIndex = IndexOf(strForm, chunk.strTag);
-            if (nIndex == kChunks.size()) continue;
-            if (m_arChunks[nIndex]) {
-                strError = "its chunk \"" + chunk.strTag + "\" is there twice";
-                return false;
-            }
-            m_arChunks[nIndex] = chunk.body;
-        }
-        if (!strError.empty()) return false;
+        outcome = FindInList(file, list.body);
+        if (!outcome.IsDone()) return outcome;
     }
-    return strError.empty();
+    return lists.Outcome();
+}
+
+ImportOutcome SoundFontChunks::FindInList(CXFile& file, const ChunkBody& list) {
+    std::string strList;
+    if (ImportOutcome outcome = ReadTag(file, list.pos, strList); !outcome.IsDone()) return outcome;
+    ChunkWalk chunks(file, list.pos + kTagBytes, list.pos + list.nSize);
+    for (Header chunk; chunks.Next(chunk);) {
+        const size_t nIndex = IndexOf(strList, chunk.strTag);
+        if (nIndex == kChunks.size()) continue;
+        if (m_arChunks[nIndex]) return Refused("its chunk \"" + chunk.strTag + "\" is there twice");
+        m_arChunks[nIndex] = chunk.body;
+    }
+    return chunks.Outcome();
 }
 
 }  // namespace Kestrova

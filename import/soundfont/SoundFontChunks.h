@@ -1,13 +1,13 @@
-// SoundFontChunks.h - the RIFF chunks of a SoundFont file: where each lies, before anything in it is
-// believed.
+// SoundFontChunks.h - where the RIFF chunks of a SoundFont file lie. What they hold is not looked at here,
+// but for the names of lists.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <string>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
+#include "import/ImportOutcome.h"
 
 namespace Kestrova {
 
@@ -40,8 +40,12 @@ struct ChunkBody {
 // within the file's RIFF chunk, and that within the file. Nothing is read or allocated by a declared size.
 class SoundFontChunks {
 public:
-    // Walks the file's chunks. False: `strError` says why it is no SoundFont file, or not a whole one.
-    bool Find(CXFile& file, std::string& strError);
+    // Walks the file's chunks. The outcome says why it is no SoundFont file, or not a whole one.
+    ImportOutcome Find(CXFile& file);
+
+    // Some programs count the header of the RIFF chunk, 8 bytes, in its size. Such a size counts as the
+    // file's end.
+    bool IsHeaderCounted() const { return m_bHeaderCounted; }
 
     const std::optional<ChunkBody>& operator[](FontChunk chunk) const {
         return m_arChunks[static_cast<size_t>(chunk)];
@@ -50,7 +54,10 @@ public:
     static const char* NameOf(FontChunk chunk);  // its four characters
 
 private:
+    ImportOutcome FindInList(CXFile& file, const ChunkBody& list);
+
     std::array<std::optional<ChunkBody>, static_cast<size_t>(FontChunk::Count)> m_arChunks;
+    bool m_bHeaderCounted = false;
 };
 
 }  // namespace Kestrova

@@ -31,22 +31,22 @@ bool Hold(int64_t& n, int64_t nEnd) {
 
 int FloorDivide(int n, int nDivisor) { return n / nDivisor - (n % nDivisor < 0 ? 1 : 0); }
 
-bool IsOneKey(const FontRange& keys) { return keys.nLow == keys.nHigh; }
+bool IsOneKey(const MidiRange& keys) { return keys.nLow == keys.nHigh; }
 
-// In cents, the pitch at which the wave plays unchanged, for a record whose keys are 100 cents apart. In a
-// range of one key the font's own distance between keys, and a fixed key number, come out exactly.
-int UnchangedPitch(const FontRange& keys, int nRoot, int nTune, const GenValues& values) {
+// The pitch, in cents, at which the wave plays unchanged, for a record whose keys are 100 cents apart. In a
+// range of one key the font's own distance between keys and a fixed key number are expressed exactly.
+int UnchangedPitch(const MidiRange& keys, int nRoot, int nTune, const GenValues& values) {
     if (!IsOneKey(keys)) return nRoot * kCentsPerKey - nTune;
     const int nKey = values[kGenKey] >= 0 ? values[kGenKey] : keys.nLow;
     return keys.nLow * kCentsPerKey - (nKey - nRoot) * values[kGenScaleTuning] - nTune;
 }
 
-// What is left of the values once ranges, waves and tuning hold the rest.
-GenValues LeftOutOf(const GenValues& values, const FontRange& keys) {
+// The values that neither ranges nor waves nor tuning hold; the others at their defaults.
+GenValues LeftOutOf(const GenValues& values, const MidiRange& keys) {
     GenValues leftOut{};
     for (size_t n = 0; n < kGenCount; ++n) {
         const bool bTuned = IsOneKey(keys) && (n == kGenKey || n == kGenScaleTuning);
-        const bool bLeftOut = InfoOf(n).use == GenUse::LeftOut && n != kGenPan && !bTuned;
+        const bool bLeftOut = IsLeftOut(InfoOf(n).use) && n != kGenPan && !bTuned;
         leftOut[n] = bLeftOut ? values[n] : InfoOf(n).nDefault;
     }
     return leftOut;
@@ -59,8 +59,7 @@ std::string SampleText(const FontSample& sample) { return "sample \"" + sample.s
 VoiceMaker::VoiceMaker(const SoundFont& font, ImportReport& report)
     : m_font(font), m_report(report), m_headers(font.GetSamples().size()) {}
 
-std::optional<FontVoice> VoiceMaker::Make(const VoiceRange& range, uint32_t nSample,
-                                          const GenValues& values) {
+std::optional<FontVoice> VoiceMaker::Make(const PlayRange& range, uint32_t nSample, const GenValues& values) {
     const Header& header = HeaderOf(nSample);
     if (!header.bUsable) return std::nullopt;
     const std::optional<WavePart> part = PartOf(nSample, values);

@@ -1,4 +1,5 @@
-// SoundFontVoice.h - one sample sounding in one range, in a bank's terms: frames, root key, tune and loop.
+// SoundFontVoice.h - one sample as it sounds in one range, in a bank's terms: frames, root key, tune and
+// loop.
 #pragma once
 
 #include <compare>
@@ -6,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "import/ImportPlan.h"
 #include "import/ImportReport.h"
 #include "import/soundfont/SoundFont.h"
 #include "import/soundfont/SoundFontZones.h"
@@ -20,31 +22,15 @@ struct WavePart {
     auto operator<=>(const WavePart&) const = default;
 };
 
-// What a sample record says about its wave.
-struct WaveTune {
-    uint32_t nRate = 0;     // Hz
-    uint32_t nRootKey = 0;  // 0 to 127; with the fine tune the pitch at which the wave plays unchanged
-    int32_t nFineTune = 0;  // cents above the root key, -49 to 50
-    bool bLoop = false;
-    uint64_t nLoopStart = 0;  // frames from the wave's start
-    uint64_t nLoopEnd = 0;    // the last frame played
-    auto operator<=>(const WaveTune&) const = default;
-};
-
-// Where a preset's zone and an instrument's zone meet.
-struct VoiceRange {
-    FontRange keys;
-    FontRange velocities;
-    auto operator<=>(const VoiceRange&) const = default;
-};
-
+// What a preset's zone and an instrument's zone give together.
 struct FontVoice {
-    VoiceRange range;
+    PlayRange range;  // where both sound
     WavePart part;
     WaveTune tune;
-    GenValues leftOut{};  // the values no record expresses, without pan; at their defaults where expressed
-    int32_t nPan = 0;     // -500 left to 500 right
-    bool bUntilRelease = false;  // the font leaves the loop when the key is released; a bank does not
+    // The values that no record expresses, but for pan; those that a record expresses are at their defaults.
+    GenValues leftOut{};
+    int32_t nPan = 0;            // -500 left to 500 right
+    bool bUntilRelease = false;  // the font leaves the loop when the key is released; a bank cannot
     uint32_t nModulators = 0;
 };
 
@@ -65,7 +51,7 @@ public:
     VoiceMaker(const SoundFont& font, ImportReport& report);
 
     // REQUIRES: nSample is one of the font's. None: the voice is dropped.
-    std::optional<FontVoice> Make(const VoiceRange& range, uint32_t nSample, const GenValues& values);
+    std::optional<FontVoice> Make(const PlayRange& range, uint32_t nSample, const GenValues& values);
 
 private:
     struct Header {

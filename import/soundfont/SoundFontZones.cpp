@@ -1,7 +1,5 @@
 #include "import/soundfont/SoundFontZones.h"
 
-#include <algorithm>
-
 namespace Kestrova {
 namespace {
 
@@ -16,50 +14,50 @@ constexpr std::array<GenInfo, kGenCount> kGenerators = {{
     {"startloopAddrsOffset", 0, GenUse::Carried, false},
     {"endloopAddrsOffset", 0, GenUse::Carried, false},
     {"startAddrsCoarseOffset", 0, GenUse::Carried, false},
-    {"modLfoToPitch", 0, GenUse::LeftOut, true},
-    {"vibLfoToPitch", 0, GenUse::LeftOut, true},
-    {"modEnvToPitch", 0, GenUse::LeftOut, true},
-    {"initialFilterFc", 13500, GenUse::LeftOut, true},
-    {"initialFilterQ", 0, GenUse::LeftOut, true},
-    {"modLfoToFilterFc", 0, GenUse::LeftOut, true},
-    {"modEnvToFilterFc", 0, GenUse::LeftOut, true},
+    {"modLfoToPitch", 0, GenUse::Oscillator, true},
+    {"vibLfoToPitch", 0, GenUse::Oscillator, true},
+    {"modEnvToPitch", 0, GenUse::Envelope, true},
+    {"initialFilterFc", 13500, GenUse::Filter, true},
+    {"initialFilterQ", 0, GenUse::Filter, true},
+    {"modLfoToFilterFc", 0, GenUse::Filter, true},
+    {"modEnvToFilterFc", 0, GenUse::Filter, true},
     {"endAddrsCoarseOffset", 0, GenUse::Carried, false},
-    {"modLfoToVolume", 0, GenUse::LeftOut, true},
+    {"modLfoToVolume", 0, GenUse::Oscillator, true},
     kNothing,
-    {"chorusEffectsSend", 0, GenUse::LeftOut, true},
-    {"reverbEffectsSend", 0, GenUse::LeftOut, true},
-    {"pan", 0, GenUse::LeftOut, true},
+    {"chorusEffectsSend", 0, GenUse::EffectSend, true},
+    {"reverbEffectsSend", 0, GenUse::EffectSend, true},
+    {"pan", 0, GenUse::Pan, true},
     kNothing,
     kNothing,
     kNothing,
-    {"delayModLFO", -12000, GenUse::LeftOut, true},
-    {"freqModLFO", 0, GenUse::LeftOut, true},
-    {"delayVibLFO", -12000, GenUse::LeftOut, true},
-    {"freqVibLFO", 0, GenUse::LeftOut, true},
-    {"delayModEnv", -12000, GenUse::LeftOut, true},
-    {"attackModEnv", -12000, GenUse::LeftOut, true},
-    {"holdModEnv", -12000, GenUse::LeftOut, true},
-    {"decayModEnv", -12000, GenUse::LeftOut, true},
-    {"sustainModEnv", 0, GenUse::LeftOut, true},
-    {"releaseModEnv", -12000, GenUse::LeftOut, true},
-    {"keynumToModEnvHold", 0, GenUse::LeftOut, true},
-    {"keynumToModEnvDecay", 0, GenUse::LeftOut, true},
-    {"delayVolEnv", -12000, GenUse::LeftOut, true},
-    {"attackVolEnv", -12000, GenUse::LeftOut, true},
-    {"holdVolEnv", -12000, GenUse::LeftOut, true},
-    {"decayVolEnv", -12000, GenUse::LeftOut, true},
-    {"sustainVolEnv", 0, GenUse::LeftOut, true},
-    {"releaseVolEnv", -12000, GenUse::LeftOut, true},
-    {"keynumToVolEnvHold", 0, GenUse::LeftOut, true},
-    {"keynumToVolEnvDecay", 0, GenUse::LeftOut, true},
+    {"delayModLFO", -12000, GenUse::Oscillator, true},
+    {"freqModLFO", 0, GenUse::Oscillator, true},
+    {"delayVibLFO", -12000, GenUse::Oscillator, true},
+    {"freqVibLFO", 0, GenUse::Oscillator, true},
+    {"delayModEnv", -12000, GenUse::Envelope, true},
+    {"attackModEnv", -12000, GenUse::Envelope, true},
+    {"holdModEnv", -12000, GenUse::Envelope, true},
+    {"decayModEnv", -12000, GenUse::Envelope, true},
+    {"sustainModEnv", 0, GenUse::Envelope, true},
+    {"releaseModEnv", -12000, GenUse::Envelope, true},
+    {"keynumToModEnvHold", 0, GenUse::Envelope, true},
+    {"keynumToModEnvDecay", 0, GenUse::Envelope, true},
+    {"delayVolEnv", -12000, GenUse::Envelope, true},
+    {"attackVolEnv", -12000, GenUse::Envelope, true},
+    {"holdVolEnv", -12000, GenUse::Envelope, true},
+    {"decayVolEnv", -12000, GenUse::Envelope, true},
+    {"sustainVolEnv", 0, GenUse::Envelope, true},
+    {"releaseVolEnv", -12000, GenUse::Envelope, true},
+    {"keynumToVolEnvHold", 0, GenUse::Envelope, true},
+    {"keynumToVolEnvDecay", 0, GenUse::Envelope, true},
     {"instrument", 0, GenUse::Carried, false},
     kNothing,
     {"keyRange", 0, GenUse::Carried, false},
     {"velRange", 0, GenUse::Carried, false},
     {"startloopAddrsCoarseOffset", 0, GenUse::Carried, false},
-    {"keynum", -1, GenUse::LeftOut, false},
-    {"velocity", -1, GenUse::LeftOut, false},
-    {"initialAttenuation", 0, GenUse::LeftOut, true},
+    {"keynum", -1, GenUse::FixedKey, false},
+    {"velocity", -1, GenUse::FixedVelocity, false},
+    {"initialAttenuation", 0, GenUse::Attenuation, true},
     kNothing,
     {"endloopAddrsCoarseOffset", 0, GenUse::Carried, false},
     {"coarseTune", 0, GenUse::Carried, true},
@@ -67,14 +65,30 @@ constexpr std::array<GenInfo, kGenCount> kGenerators = {{
     {"sampleID", 0, GenUse::Carried, false},
     {"sampleModes", 0, GenUse::Carried, false},
     kNothing,
-    {"scaleTuning", 100, GenUse::LeftOut, true},
-    {"exclusiveClass", 0, GenUse::LeftOut, false},
+    {"scaleTuning", 100, GenUse::ScaleTuning, true},
+    {"exclusiveClass", 0, GenUse::ExclusiveClass, false},
     {"overridingRootKey", -1, GenUse::Carried, false},
     kNothing,
     kNothing,
 }};
 
-// The generators of one zone as they stand, those it has.
+// By GenUse; empty where nothing is left out.
+constexpr std::array<const char*, kGenUseCount> kUseNames = {"",
+                                                             "",
+                                                             "oscillators",
+                                                             "envelopes",
+                                                             "filters",
+                                                             "effect sends",
+                                                             "pan",
+                                                             "fixed keys",
+                                                             "fixed velocities",
+                                                             "attenuation",
+                                                             "scale tuning",
+                                                             "exclusive classes",
+                                                             "ends of loops at release",
+                                                             "modulators"};
+
+// The generators that one zone has, as they stand.
 struct RawZone {
     std::array<uint16_t, kGenCount> amounts{};
     std::bitset<kGenCount> has;
@@ -100,9 +114,9 @@ RawZone UnderlaidWith(const RawZone& global, RawZone zone) {
     return zone;
 }
 
-FontRange RangeOf(const RawZone& raw, FontGen gen, uint32_t& nCutRanges) {
+MidiRange RangeOf(const RawZone& raw, FontGen gen, uint32_t& nCutRanges) {
     if (!raw.has[gen]) return {};
-    const FontRange range = {raw.amounts[gen] & 0xFF, raw.amounts[gen] >> 8};
+    const MidiRange range = {raw.amounts[gen] & 0xFF, raw.amounts[gen] >> 8};
     if (range.nHigh <= kHighest || range.IsEmpty()) return range;
     ++nCutRanges;
     return {range.nLow, kHighest};
@@ -122,8 +136,8 @@ MergedZones Merge(std::span<const FontZone> zones, FontGen target, GenValues (*v
         }
         const RawZone raw = UnderlaidWith(global, own);
         MergedZone zone;
-        zone.keys = RangeOf(raw, kGenKeyRange, merged.nCutRanges);
-        zone.velocities = RangeOf(raw, kGenVelocityRange, merged.nCutRanges);
+        zone.range.keys = RangeOf(raw, kGenKeyRange, merged.nCutRanges);
+        zone.range.velocities = RangeOf(raw, kGenVelocityRange, merged.nCutRanges);
         zone.nTarget = raw.amounts[target];
         zone.nModulators = raw.nModulators;
         zone.values = valuesOf(raw);
@@ -148,11 +162,11 @@ GenValues AddedValues(const RawZone& raw) {
 
 }  // namespace
 
-const GenInfo& InfoOf(size_t nGen) { return kGenerators[nGen]; }
+bool IsLeftOut(GenUse use) { return use > GenUse::Carried; }
 
-FontRange Intersect(const FontRange& a, const FontRange& b) {
-    return {std::max(a.nLow, b.nLow), std::min(a.nHigh, b.nHigh)};
-}
+const char* LeftOutName(GenUse use) { return kUseNames[static_cast<size_t>(use)]; }
+
+const GenInfo& InfoOf(size_t nGen) { return kGenerators[nGen]; }
 
 MergedZones MergeInstrumentZones(std::span<const FontZone> zones) {
     return Merge(zones, kGenSample, AbsoluteValues);

@@ -1,13 +1,13 @@
-// SoundFontZones.h - what sounds in a preset: its zones, those of its instruments, and their generators put
-// together. Modulators are counted, not carried.
+// SoundFontZones.h - the zones of presets and instruments, each with the values of its generators. Modulators
+// are counted, not carried.
 #pragma once
 
 #include <array>
 #include <bitset>
-#include <compare>
 #include <cstdint>
 #include <vector>
 
+#include "import/ImportPlan.h"
 #include "import/soundfont/SoundFont.h"
 
 namespace Kestrova {
@@ -36,11 +36,31 @@ enum FontGen : uint16_t {
     kGenCount = 61
 };
 
+// What an import does with a generator: what it is for, where no record of a bank expresses it.
 enum class GenUse : uint8_t {
     Unused,   // means nothing; whatever it holds is passed over
     Carried,  // reaches the bank: as a range, in a wave or in its tuning
-    LeftOut   // no record expresses it
+    // Left out:
+    Oscillator,
+    Envelope,
+    Filter,
+    EffectSend,
+    Pan,
+    FixedKey,
+    FixedVelocity,
+    Attenuation,
+    ScaleTuning,
+    ExclusiveClass,
+    // Left out too, and no generator of their own:
+    ReleaseLoop,  // a loop that is left when the key is released
+    Modulator,
+    Count
 };
+inline constexpr size_t kGenUseCount = static_cast<size_t>(GenUse::Count);
+
+bool IsLeftOut(GenUse use);
+// "filters": what is left out, in the plural. REQUIRES: IsLeftOut(use).
+const char* LeftOutName(GenUse use);
 
 struct GenInfo {
     const char* pszName;
@@ -55,20 +75,9 @@ const GenInfo& InfoOf(size_t nGen);
 // A value of every generator.
 using GenValues = std::array<int32_t, kGenCount>;
 
-// Keys or velocities, both ends included.
-struct FontRange {
-    int nLow = 0;
-    int nHigh = 127;
-    bool IsEmpty() const { return nLow > nHigh; }
-    auto operator<=>(const FontRange&) const = default;
-};
-
-FontRange Intersect(const FontRange& a, const FontRange& b);
-
 // One zone with what it takes from its list's global zone.
 struct MergedZone {
-    FontRange keys;
-    FontRange velocities;
+    PlayRange range;
     uint32_t nTarget = 0;  // the sample of an instrument's zone, the instrument of a preset's
     GenValues values{};    // of an instrument's zone: absolute; of a preset's: what it adds
     uint32_t nModulators = 0;
@@ -86,7 +95,7 @@ struct MergedZones {
 MergedZones MergeInstrumentZones(std::span<const FontZone> zones);
 MergedZones MergePresetZones(std::span<const FontZone> zones);
 
-// The values that sound where a preset's zone meets an instrument's: their sum.
+// The values that a preset's zone and an instrument's zone give together: their sum.
 GenValues AddValues(const MergedZone& presetZone, const MergedZone& instrumentZone);
 
 }  // namespace Kestrova

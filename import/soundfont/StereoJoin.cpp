@@ -13,7 +13,7 @@ constexpr int kHalfwayPan = 250;
 
 enum class Side { None, Left, Right };
 
-// A voice as one rule sees it: which half, and of what. Halves of equal keys belong together.
+// What a rule finds in a voice: which half it is, and a key that is equal for halves that belong together.
 struct Half {
     Side side = Side::None;
     std::string strKey;

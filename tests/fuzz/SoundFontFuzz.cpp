@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "import/soundfont/SoundFontPlan.h"
+#include "import/soundfont/SoundFontPlanner.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -14,16 +14,19 @@ using namespace Kestrova;
 
 void CheckPart(const SoundFont& font, const WavePart& part) {
     if (part.nFrames == 0 || part.nStart + part.nFrames > font.GetFrames()) std::abort();
-    std::vector<uint8_t> bytes(part.nFrames * font.GetBits() / 8);
-    if (!font.ReadFrames(part.nStart, part.nFrames, bytes.data(), font.GetBits() / 8)) std::abort();
 }
 
-void CheckWave(const SoundFont& font, const PlannedWave& wave) {
+void CheckParts(const SoundFont& font, const FontWave& wave) {
     CheckPart(font, wave.left);
     if (wave.right) CheckPart(font, *wave.right);
+}
+
+void CheckWave(const IWaveReader& reader, size_t nWave, const PlannedWave& wave) {
+    std::vector<uint8_t> bytes(wave.nFrames * wave.FrameBytes());
+    if (!reader.ReadFrames(nWave, 0, wave.nFrames, bytes.data()).IsDone()) std::abort();
     const WaveTune& tune = wave.tune;
     if (tune.nRate == 0 || tune.nRootKey > 127 || tune.nFineTune < -49 || tune.nFineTune > 50) std::abort();
-    if (tune.bLoop && (tune.nLoopStart > tune.nLoopEnd || tune.nLoopEnd >= wave.Frames())) std::abort();
+    if (tune.bLoop && (tune.nLoopStart > tune.nLoopEnd || tune.nLoopEnd >= wave.nFrames)) std::abort();
 }
 
 }  // namespace
@@ -32,12 +35,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     static const Test::TempDir dir;
     Test::WriteFile(dir.File("font.sf2"), Test::Bytes(p, p + n));
     SoundFont font;
-    if (!font.Open(dir.File("font.sf2"))) return 0;
+    if (!font.Open(dir.File("font.sf2")).IsDone()) return 0;
     ImportReport report;
-    ImportPlan plan;
-    if (!SoundFontPlanner(font, report).Make({}, plan)) return 0;
-    for (const PlannedWave& wave : plan.waves) CheckWave(font, wave);
-    for (const PlannedProgram& program : plan.programs)
+    SoundFontPlan plan;
+    if (!SoundFontPlanner(font, report).Make({}, plan).IsDone()) return 0;
+    for (const FontWave& wave : plan.waves) CheckParts(font, wave);
+    const SoundFontWaves reader(font, plan.waves);
+    for (size_t i = 0; i < plan.bank.waves.size(); ++i) CheckWave(reader, i, plan.bank.waves[i]);
+    for (const PlannedProgram& program : plan.bank.programs)
         for (const PlannedRegion& region : program.regions)
             if (region.layers.empty()) std::abort();
     return 0;

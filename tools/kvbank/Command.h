@@ -15,14 +15,14 @@ class Command {
 public:
     virtual ~Command() = default;
     virtual void Describe(CLI::App& verb) = 0;
-    // The exit code. Errors of the user's or the files' are said on the console. What is thrown (for lack of
-    // memory) unwinds it and becomes an exit code.
+    // The exit code. Mistakes of the user and failures of files are said on the console. It may throw, for
+    // want of memory; RunKvBank makes an exit code of that.
     virtual int Run(Console& console) = 0;
 };
 
-// The whole program but for the process around it: parses, runs one verb, answers the exit code.
-// The arguments do not hold the program's name. Nothing is thrown: no memory and mistakes of ours are exit
-// codes too, and with --json whatever ends the run but help and version is told in one document.
+// The whole program without what belongs to the process, such as signals: parses, runs one verb, answers the
+// exit code. The arguments do not hold the program's name. Nothing is thrown: want of memory and internal
+// errors are exit codes too. With --json every run but those for help and version ends with one document.
 int RunKvBank(std::vector<std::string> arguments, Console& console);
 
 }  // namespace Kestrova

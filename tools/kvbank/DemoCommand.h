@@ -4,6 +4,8 @@
 #include <string>
 
 #include "tools/kvbank/Command.h"
+#include "tools/kvbank/demo/DemoInstrument.h"
+#include "tools/kvbank/terminal/Ending.h"
 
 namespace Kestrova {
 
@@ -13,7 +15,7 @@ public:
     int Run(Console& console) override;
 
 private:
-    ExitCode Write(Console& console, Json& report) const;
+    Ending Write(DemoFacts& facts) const;
 
     std::string m_strFile;
     bool m_bForce = false;

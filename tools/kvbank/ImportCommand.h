@@ -7,23 +7,28 @@
 
 #include "import/ImportReport.h"
 #include "import/soundfont/SoundFont.h"
-#include "import/soundfont/SoundFontPlan.h"
+#include "import/soundfont/SoundFontPlanner.h"
 #include "tools/kvbank/Command.h"
+#include "tools/kvbank/ImportReporter.h"
 
 namespace Kestrova {
 
+// Steps return how they ended; the reporter prints.
 class ImportCommand : public Command {
 public:
     void Describe(CLI::App& verb) override;
     int Run(Console& console) override;
 
 private:
-    ExitCode CheckOutput(Console& console) const;
-    ExitCode CheckPresets(Console& console) const;
-    ExitCode ListPresets(Console& console, Json& report) const;
-    ExitCode Import(Console& console, Json& report);
-    ExitCode MakePlan(Console& console, ImportPlan& plan);
-    ExitCode WriteBank(Console& console, const ImportPlan& plan, Json& report) const;
+    Ending List(ImportReporter& reporter);
+    Ending Import(ImportReporter& reporter);
+    Ending CheckOutput() const;
+    Ending OpenFont(ImportReporter& reporter);
+    Ending CheckPresets() const;
+    std::vector<PresetFacts> ChosenPresets() const;
+    Ending CheckPlan(const SoundFontPlan& plan) const;
+    Ending WriteBank(const SoundFontPlan& plan, const ImportReporter& reporter, WrittenBank& bank) const;
+    Ending EndingOf(const ImportOutcome& outcome) const;
 
     std::string m_strFont;
     std::string m_strOutput;

@@ -1,23 +1,32 @@
 #include "tools/kvbank/ImportReporter.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
 
 namespace Kestrova {
 namespace {
 
+constexpr size_t kMostKindsTold = 3;  // without -v
+
 struct EventRow {
     const char* pszName;  // in lines
-    const char* pszKey;   // in the JSON document
-    bool bAlwaysSaid;
+    const char* pszKey;   // in the JSON document; null: not there
+    bool bTold;           // in lines of its own
+    bool bToldAlways;     // not only with -v
 };
 
 // By ImportEvent.
 constexpr std::array<EventRow, static_cast<size_t>(ImportEvent::Count)> kEvents = {{
-    {"joined", "joined", false},
-    {"copied", "copied", false},
-    {"repaired", "repaired", true},
-    {"dropped", "dropped", true},
-    {"not carried", "not_carried", false},
+    {"joined", "joined", true, false},
+    {"copied", "copied", true, false},
+    {"repaired", "repaired", true, true},
+    {"dropped", "dropped", true, true},
+    {"accepted", "accepted", true, true},
+    {"not carried", "not_carried", true, false},
+    {"not carried", nullptr, false, false},  // told in one line, by TellNotCarried
 }};
 
 std::string LineOf(const EventRow& row, const ImportReport::Entry& entry) {
@@ -27,12 +36,27 @@ std::string LineOf(const EventRow& row, const ImportReport::Entry& entry) {
     return strLine;
 }
 
+Json RowsOf(const std::vector<ImportReport::Entry>& entries) {
+    Json rows = Json::array();
+    for (const ImportReport::Entry& entry : entries) {
+        Json row = {{"what", entry.strWhat}};
+        if (!entry.strCause.empty()) row["cause"] = entry.strCause;
+        row["times"] = entry.nTimes;
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+std::string PresetRow(const std::string& strNumber, const std::string& strZones, const std::string& strName) {
+    char columns[32];
+    std::snprintf(columns, sizeof columns, "%-9s %5s  ", strNumber.c_str(), strZones.c_str());
+    return columns + strName;
+}
+
 }  // namespace
 
-void SayEntries(const ImportReport& report, Console& console) {
-    for (size_t i = 0; i < kEvents.size(); ++i)
-        for (const ImportReport::Entry& entry : report.Of(static_cast<ImportEvent>(i)))
-            if (kEvents[i].bAlwaysSaid || console.bVerbose) console.Say(LineOf(kEvents[i], entry));
+std::string PresetText(uint16_t nBank, uint16_t nProgram) {
+    return std::to_string(nBank) + ":" + std::to_string(nProgram);
 }
 
 std::string SummaryOf(const ImportReport& report) {
@@ -44,17 +68,77 @@ std::string SummaryOf(const ImportReport& report) {
     return strText;
 }
 
-void AddToDocument(const ImportReport& report, Json& document) {
-    for (size_t i = 0; i < kEvents.size(); ++i) {
-        Json rows = Json::array();
-        for (const ImportReport::Entry& entry : report.Of(static_cast<ImportEvent>(i))) {
-            Json row = {{"what", entry.strWhat}};
-            if (!entry.strCause.empty()) row["cause"] = entry.strCause;
-            row["times"] = entry.nTimes;
-            rows.push_back(row);
-        }
-        document[kEvents[i].pszKey] = rows;
+ImportReporter::ImportReporter(Console& console, std::string strFont, std::string strOutput)
+    : m_console(console), m_strFont(std::move(strFont)), m_strOutput(std::move(strOutput)) {
+    m_document["font"] = m_strFont;
+    if (!m_strOutput.empty()) m_document["output"] = m_strOutput;
+}
+
+void ImportReporter::TellFont(const ImportFacts& facts) {
+    if (!facts.strWarning.empty()) m_console.Warn(m_strFont + ": " + facts.strWarning);
+    m_document["name"] = facts.strName;
+    m_document["version"] = facts.strVersion;
+    m_document["bits"] = facts.nBits;
+}
+
+void ImportReporter::TellPresets(const std::vector<PresetFacts>& presets) {
+    m_document["presets"] = Json::array();
+    m_console.Say(PresetRow("PRESET", "ZONES", "NAME"));
+    for (const PresetFacts& preset : presets) {
+        m_console.Say(PresetRow(PresetText(preset.nBank, preset.nProgram), std::to_string(preset.nZones),
+                                preset.strName));
+        m_document["presets"].push_back({{"bank", preset.nBank},
+                                         {"program", preset.nProgram},
+                                         {"name", preset.strName},
+                                         {"zones", preset.nZones}});
     }
+}
+
+void ImportReporter::TellReport(const ImportReport& report) {
+    for (size_t i = 0; i < kEvents.size(); ++i) {
+        const EventRow& row = kEvents[i];
+        const std::vector<ImportReport::Entry>& entries = report.Of(static_cast<ImportEvent>(i));
+        if (row.pszKey != nullptr) m_document[row.pszKey] = RowsOf(entries);
+        if (!row.bTold || !(row.bToldAlways || m_console.bVerbose)) continue;
+        for (const ImportReport::Entry& entry : entries) m_console.Say(LineOf(row, entry));
+    }
+}
+
+void ImportReporter::TellBank(const WrittenBank& bank, const ImportPlan& plan, const ImportReport& report) {
+    m_document["counts"] = {{"presets", plan.programs.size()},  {"banks", plan.CountBanks()},
+                            {"programs", plan.programs.size()}, {"regions", plan.CountRegions()},
+                            {"layers", plan.CountLayers()},     {"samples", plan.waves.size()}};
+    m_document["bytes"] = bank.nBytes;
+    m_document["seconds"] = bank.seconds;
+    m_console.Say(m_strOutput + ": " + Counted(plan.CountBanks(), "bank") + ", " +
+                  Counted(plan.programs.size(), "preset") + ", " + Counted(plan.CountRegions(), "region") +
+                  ", " + Counted(plan.CountLayers(), "layer") + ", " + Counted(plan.waves.size(), "sample") +
+                  "; " + SummaryOf(report));
+    m_console.Say(m_strOutput + ": " + ReadableSize(bank.nBytes) + " in " + ReadableTime(bank.seconds));
+    TellNotCarried(report);
+}
+
+void ImportReporter::TellNotCarried(const ImportReport& report) {
+    std::vector<ImportReport::Entry> kinds = report.Of(ImportEvent::LeftOutKind);
+    if (kinds.empty()) return;
+    std::stable_sort(kinds.begin(), kinds.end(),
+                     [](const auto& a, const auto& b) { return a.nTimes > b.nTimes; });
+    const size_t nTold = m_console.bVerbose ? kinds.size() : std::min(kinds.size(), kMostKindsTold);
+    std::string strLine;
+    for (size_t i = 0; i < nTold; ++i)
+        strLine += (i == 0 ? "" : ", ") + kinds[i].strWhat + " on " + Grouped(kinds[i].nTimes) +
+                   (kinds[i].nTimes == 1 ? " layer" : " layers");
+    if (nTold < kinds.size()) strLine += "; -v names " + std::to_string(kinds.size() - nTold) + " more";
+    m_console.Say(m_strOutput + ": not carried: " + strLine);
+}
+
+Progress ImportReporter::MakeBar() const {
+    return Progress(m_console, std::filesystem::path(m_strOutput).filename().string(), 0);
+}
+
+int ImportReporter::Finish(const Ending& ending) {
+    if (!ending.IsDone()) m_console.Error(ending.strError);
+    return m_console.Finish("import", ending.code, m_document);
 }
 
 }  // namespace Kestrova

@@ -1,18 +1,70 @@
-// ImportReporter.h - tells what an import did: as lines for a person and as a JSON document.
+// ImportReporter.h - tells what an import found and did: as lines for a person, and as a JSON document.
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "import/ImportPlan.h"
 #include "import/ImportReport.h"
 #include "tools/kvbank/terminal/Console.h"
+#include "tools/kvbank/terminal/Ending.h"
+#include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova {
 
-// A line for each repair and drop; joined, copied and left out too with -v.
-void SayEntries(const ImportReport& report, Console& console);
+// What there is to tell of a source file.
+struct ImportFacts {
+    std::string strName;
+    std::string strVersion;
+    uint32_t nBits = 0;
+    std::string strWarning;  // empty: none
+};
+
+struct PresetFacts {
+    uint16_t nBank = 0;
+    uint16_t nProgram = 0;
+    std::string strName;
+    size_t nZones = 0;
+};
+
+// The bank that was written.
+struct WrittenBank {
+    uint64_t nBytes = 0;
+    double seconds = 0;
+};
+
+// "0:12": bank and program of a preset.
+std::string PresetText(uint16_t nBank, uint16_t nProgram);
+
 // "3 joined, 2 copied, 1 repaired, 0 dropped".
 std::string SummaryOf(const ImportReport& report);
-// The lists under their names.
-void AddToDocument(const ImportReport& report, Json& document);
+
+// Each Tell says its lines at once and keeps its part of the document; Finish ends both.
+class ImportReporter {
+public:
+    // strOutput is empty where nothing is to be written.
+    ImportReporter(Console& console, std::string strFont, std::string strOutput);
+
+    void TellFont(const ImportFacts& facts);
+    void TellPresets(const std::vector<PresetFacts>& presets);
+    // A line for everything repaired, dropped and accepted; with -v also for what was joined, copied and left
+    // out.
+    void TellReport(const ImportReport& report);
+    // Two lines on the bank, and one on what is not carried over.
+    void TellBank(const WrittenBank& bank, const ImportPlan& plan, const ImportReport& report);
+
+    // A progress bar for the bank in the making.
+    Progress MakeBar() const;
+
+    int Finish(const Ending& ending);  // the exit code
+
+private:
+    void TellNotCarried(const ImportReport& report);
+
+    Console& m_console;
+    const std::string m_strFont;
+    const std::string m_strOutput;
+    Json m_document;
+};
 
 }  // namespace Kestrova

@@ -11,6 +11,7 @@
 #include "tools/kvbank/ListCommand.h"
 #include "tools/kvbank/RemoveCommand.h"
 #include "tools/kvbank/VerifyCommand.h"
+#include "tools/kvbank/terminal/NearestWord.h"
 
 namespace Kestrova {
 namespace {
@@ -29,13 +30,16 @@ std::unique_ptr<Command> Make() {
 constexpr std::array kVerbs = {
     Verb{"build", "make the banks of a source", Make<BuildCommand>},
     Verb{"demo", "write a small synthesised instrument as a source", Make<DemoCommand>},
-    Verb{"import", "make a source of a SoundFont file", Make<ImportCommand>},
+    Verb{"import", "make a source of a SoundFont file (2.01 to 2.04)", Make<ImportCommand>},
     Verb{"info", "tell what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
     Verb{"remove", "remove banks of a source from a folder", Make<RemoveCommand>},
     Verb{"verify", "check banks, also against their source", Make<VerifyCommand>},
 };
 
+constexpr const char* kHelpVerb = "help";
+
+constexpr const char* kHelpHint = "'kvbank help VERB' tells the options of a verb.\n\n";
 constexpr const char* kFooter =
     "Exit codes: 0 done; 1 done, but something is wrong; 2 usage; 3 input unreadable or not a bank;\n"
     "4 output failed; 5 not enough space; 6 something would be lost (--strict); 7 busy; 8 out of memory;\n"
@@ -48,27 +52,62 @@ void AddGlobalOptions(CLI::App& app, Console& console) {
     app.add_flag("--json", console.bJson, "write one JSON document to standard output");
 }
 
-// Known before anything can fail. (Behind "--" it would be a name.)
+// Looked for before the parser, which can fail, comes to it. Behind "--" it would be a name.
 bool AsksForJson(const std::vector<std::string>& arguments) {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
     return std::find(arguments.begin(), end, "--json") != end;
 }
 
-// An empty name is a mistake in a script, and no option has a use for one.
+// Makes "help VERB" to "VERB --help", so that the parser answers both alike.
+void TurnHelpIntoOption(std::vector<std::string>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    const auto verb =
+        std::find_if(arguments.begin(), end, [](const std::string& str) { return !str.starts_with('-'); });
+    if (verb == end || *verb != kHelpVerb) return;
+    std::rotate(verb, verb + 1, end);
+    *(end - 1) = "--help";
+}
+
+// An empty value is a mistake in a script: no option or argument has a use for one.
 void RefuseEmptyValues(const CLI::App& verb) {
     for (const CLI::Option* const pOption : verb.get_options())
         for (const std::string& strValue : pOption->results())
             if (strValue.empty()) throw CLI::ValidationError(pOption->get_name(), "the value is empty");
 }
 
-// The word that has no place is the likelier cause than what the parser misses for lack of it.
+void AddLongNames(const CLI::App& app, std::vector<std::string>& names) {
+    for (const CLI::Option* const pOption : app.get_options())
+        for (const std::string& strName : pOption->get_lnames()) names.push_back("--" + strName);
+}
+
+// "; did you mean 'build'?", or nothing when no known word is near.
+std::string Suggestion(const std::string& strWord, const std::vector<std::string>& known) {
+    const std::string strNearest = NearestWord(strWord, known);
+    return strNearest.empty() ? "" : "; did you mean '" + strNearest + "'?";
+}
+
+std::string UnknownOption(const CLI::App& app, const std::string& strWord) {
+    std::vector<std::string> options;
+    for (const CLI::App* const pVerb : app.get_subcommands()) AddLongNames(*pVerb, options);
+    AddLongNames(app, options);
+    const std::string strName = strWord.substr(0, strWord.find('='));
+    return "unknown option '" + strWord + "'" + Suggestion(strName, options);
+}
+
+std::string UnknownVerb(const std::string& strWord) {
+    std::vector<std::string> verbs = {kHelpVerb};
+    for (const Verb& verb : kVerbs) verbs.push_back(verb.pszName);
+    return "unknown verb '" + strWord + "'" + Suggestion(strWord, verbs);
+}
+
+// Where there is a word that the parser did not understand, that word is the mistake to tell. What the parser
+// itself says may only follow from it: a mistyped option, for one, lets its value be missed.
 std::string WhyNotParsed(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> words = app.remaining(true);
-    if (words.empty()) return error.what();
-    const char* const pszKind = words.front().starts_with('-')  ? "unknown option '"
-                                : app.get_subcommands().empty() ? "unknown verb '"
-                                                                : "unexpected argument '";
-    return pszKind + words.front() + "'";
+    const bool bVerbKnown = !app.get_subcommands().empty();
+    if (words.empty()) return bVerbKnown ? error.what() : "a verb is required";
+    if (words.front().starts_with('-')) return UnknownOption(app, words.front());
+    return bVerbKnown ? "unexpected argument '" + words.front() + "'" : UnknownVerb(words.front());
 }
 
 int FailToParse(Console& console, const CLI::App& app, const CLI::ParseError& error, const char* pszVerb) {
@@ -79,25 +118,30 @@ int FailToParse(Console& console, const CLI::App& app, const CLI::ParseError& er
     return console.Finish(pszVerb, kExitUsage);
 }
 
-// Tells in pszVerb which one it is as soon as that is known.
+// Sets pszVerb as soon as the verb is known.
 int ParseAndRun(std::vector<std::string> arguments, Console& console, const char*& pszVerb) {
     CLI::App app("Makes, lists, checks and removes the banks of a sampled instrument.", "kvbank");
     app.require_subcommand(1);
     app.fallthrough();
+    app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.footer(kFooter);
     AddGlobalOptions(app, console);
     std::array<std::unique_ptr<Command>, kVerbs.size()> commands;
     for (size_t i = 0; i < kVerbs.size(); ++i) {
         commands[i] = kVerbs[i].make();
         CLI::App& verb = *app.add_subcommand(kVerbs[i].pszName, kVerbs[i].pszSummary);
+        verb.group("Verbs");
         verb.preparse_callback([&pszVerb, i](size_t) { pszVerb = kVerbs[i].pszName; });
         commands[i]->Describe(verb);
     }
+    app.footer(kHelpHint + std::string(kFooter));  // each verb has taken the one without
     try {
         std::reverse(arguments.begin(), arguments.end());  // the order the parser takes them in
         app.parse(std::move(arguments));
         RefuseEmptyValues(*app.get_subcommands().front());
     } catch (const CLI::Success& wish) {  // for help or the version
+        if (app.get_subcommands().empty() && !app.remaining().empty())
+            return FailToParse(console, app, wish, pszVerb);
         app.exit(wish, console.out, console.err);
         return console.Flush(kExitDone);
     } catch (const CLI::ParseError& error) {
@@ -108,7 +152,7 @@ int ParseAndRun(std::vector<std::string> arguments, Console& console, const char
     return kExitInternal;
 }
 
-// With no memory left even for this, the code has to do.
+// Where not even this has the memory it needs, the exit code alone tells the failure.
 int Fail(Console& console, const char* pszVerb, ExitCode code, const char* pszKind, const char* pszCause) {
     try {
         console.Error(std::string(pszKind) + pszCause);
@@ -124,6 +168,7 @@ int RunKvBank(std::vector<std::string> arguments, Console& console) {
     const char* pszVerb = "";
     console.bJson = AsksForJson(arguments);
     try {
+        TurnHelpIntoOption(arguments);
         return ParseAndRun(std::move(arguments), console, pszVerb);
     } catch (const std::bad_alloc&) {
         return Fail(console, pszVerb, kExitNoMemory, "out of memory", "");

@@ -2,15 +2,18 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <exception>
 #include <iostream>
 
 #include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/Command.h"
+#include "tools/kvbank/terminal/OutOfMemory.h"
 
 namespace {
 
-// A standard stream that was closed before the start would lend its number to the first file opened, and
-// texts would go into that. Its place is taken by something that fails as a closed stream does.
+// When a standard stream was closed before the start, the system would give its number to the first file that
+// is opened, and texts would go into that file. So the number is taken by a handle that fails as a closed
+// stream does.
 void FillStandardPlaces() {
     for (const int nPlace : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(nPlace, F_GETFD) == -1) open("/dev/null", nPlace == STDIN_FILENO ? O_WRONLY : O_RDONLY);
@@ -27,6 +30,7 @@ unsigned ErrorColumns() {
 int main(int argc, char** argv) {
     using namespace Kestrova;
     FillStandardPlaces();
+    std::set_terminate(EndWithoutMemory);
     CatchCancelSignals(true);
     Console console(std::cin, std::cout, std::cerr);
     console.bInIsTerminal = isatty(STDIN_FILENO) != 0;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "import/soundfont/SoundFontPlan.h"
+#include "import/soundfont/SoundFontPlanner.h"
 #include "tests/support/SoundFontMaker.h"
 
 namespace Kestrova::Test {
@@ -15,19 +15,25 @@ class FontPlan {
 public:
     explicit FontPlan(const FontSpec& spec, const std::set<PresetNumber>& chosen = {}) {
         WriteFile(m_dir.File("font.sf2"), MakeFont(spec));
-        EXPECT_TRUE(m_font.Open(m_dir.File("font.sf2"))) << m_font.GetError();
-        m_bMade = SoundFontPlanner(m_font, m_report).Make(chosen, m_plan);
+        const ImportOutcome opened = m_font.Open(m_dir.File("font.sf2"));
+        EXPECT_TRUE(opened.IsDone()) << opened.strCause;
+        m_outcome = SoundFontPlanner(m_font, m_report).Make(chosen, m_plan);
     }
 
-    bool IsMade() const { return m_bMade; }
+    const ImportOutcome& Outcome() const { return m_outcome; }
     const SoundFont& Font() const { return m_font; }
-    const ImportPlan& Plan() const { return m_plan; }
+    const ImportPlan& Plan() const { return m_plan.bank; }
+    const std::vector<FontWave>& Parts() const { return m_plan.waves; }
     const ImportReport& Report() const { return m_report; }
 
     // The only wave; a failure when there is another number of them.
     PlannedWave OnlyWave() const {
-        EXPECT_EQ(1u, m_plan.waves.size());
-        return m_plan.waves.empty() ? PlannedWave() : m_plan.waves[0];
+        EXPECT_EQ(1u, Plan().waves.size());
+        return Plan().waves.empty() ? PlannedWave() : Plan().waves[0];
+    }
+    FontWave OnlyPart() const {
+        EXPECT_EQ(1u, Parts().size());
+        return Parts().empty() ? FontWave() : Parts()[0];
     }
     // "sample "A": it has no frames x2"
     std::vector<std::string> Entries(ImportEvent event) const {
@@ -45,8 +51,8 @@ private:
     TempDir m_dir;
     SoundFont m_font;
     ImportReport m_report;
-    ImportPlan m_plan;
-    bool m_bMade = false;
+    SoundFontPlan m_plan;
+    ImportOutcome m_outcome;
 };
 
 using Lines = std::vector<std::string>;

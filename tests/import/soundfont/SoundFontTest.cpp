@@ -7,7 +7,7 @@
 
 #include "import/ImportReport.h"
 #include "import/soundfont/SoundFont.h"
-#include "import/soundfont/SoundFontPlan.h"
+#include "import/soundfont/SoundFontPlanner.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/SoundFontMaker.h"
 
@@ -18,19 +18,20 @@ using Chunks = std::vector<FontChunkBytes>;
 
 class SoundFontTest : public ::testing::Test {
 protected:
-    bool Open(const Bytes& bytes) {
+    void Open(const Bytes& bytes) {
         WriteFile(Path(), bytes);
-        return m_font.Open(Path());
+        const ImportOutcome outcome = m_font.Open(Path());
+        ASSERT_TRUE(outcome.IsDone()) << outcome.strCause;
     }
     static std::string ErrorOf(const Bytes& bytes) {
         const TempDir dir;
         WriteFile(dir.File("font.sf2"), bytes);
         SoundFont font;
-        return font.Open(dir.File("font.sf2")) ? "" : font.GetError();
+        return font.Open(dir.File("font.sf2")).strCause;
     }
     Bytes Frames(uint64_t nFirst, uint64_t nFrames) {
         Bytes bytes(nFrames * m_font.GetBits() / 8);
-        EXPECT_TRUE(m_font.ReadFrames(nFirst, nFrames, bytes.data(), m_font.GetBits() / 8));
+        EXPECT_TRUE(m_font.ReadFrames(nFirst, nFrames, bytes.data(), m_font.GetBits() / 8).IsDone());
         return bytes;
     }
     std::string Path() const { return m_dir.File("font.sf2"); }
@@ -45,7 +46,7 @@ TEST_F(SoundFontTest, ListsComeWithoutTheirTerminalRecords) {
     spec.strCopyright = "(c) us";
     spec.presets[0] = {"Grand  ", 12, 128, {{{{kGenInstrument, 0}}, 3}, {{{kGenInstrument, 0}}, 0}}};
     spec.samples[0] = {"Wave", 1, 99, 2, 98, 22050, 61, -7, 5, 4};
-    ASSERT_TRUE(Open(MakeFont(spec))) << m_font.GetError();
+    ASSERT_NO_FATAL_FAILURE(Open(MakeFont(spec)));
     EXPECT_EQ("2.04", m_font.GetVersion());
     EXPECT_EQ("Test font", m_font.GetName());
     EXPECT_EQ("(c) us", m_font.GetCopyright());
@@ -79,10 +80,10 @@ TEST_F(SoundFontTest, ListsComeWithoutTheirTerminalRecords) {
 TEST_F(SoundFontTest, WavesAreReadByRangesInLittleEndianOrder) {
     FontSpec spec = SimpleFont();
     spec.wave = {0x0102, 0x0304, -2};
-    ASSERT_TRUE(Open(MakeFont(spec)));
+    ASSERT_NO_FATAL_FAILURE(Open(MakeFont(spec)));
     EXPECT_EQ((Bytes{0x04, 0x03, 0xFE, 0xFF}), Frames(1, 2));
     Bytes spread(6, 0xAA);
-    ASSERT_TRUE(m_font.ReadFrames(1, 2, spread.data(), 4));
+    ASSERT_TRUE(m_font.ReadFrames(1, 2, spread.data(), 4).IsDone());
     EXPECT_EQ((Bytes{0x04, 0x03, 0xAA, 0xAA, 0xFE, 0xFF}), spread);
 }
 
@@ -92,7 +93,7 @@ TEST_F(SoundFontTest, LongWavesComeInPieces) {
     spec.nMinor = 4;
     spec.low = Bytes(40000);
     for (size_t i = 0; i < spec.low->size(); ++i) (*spec.low)[i] = static_cast<uint8_t>(i * 7);
-    ASSERT_TRUE(Open(MakeFont(spec)));
+    ASSERT_NO_FATAL_FAILURE(Open(MakeFont(spec)));
     const Bytes frames = Frames(1, 39999);
     for (size_t i = 0; i < 39999; ++i) {
         const auto nWave = static_cast<uint16_t>(spec.wave[i + 1]);
@@ -128,7 +129,7 @@ TEST_F(SoundFontTest, LowBytesAreTakenOnlyWhereVersionAndSizeAreRight) {
         spec.low = Bytes(c.nLowBytes, 0x77);
         WriteFile(Path(), MakeFont(spec));
         SoundFont font;
-        ASSERT_TRUE(font.Open(Path())) << font.GetError();
+        ASSERT_TRUE(font.Open(Path()).IsDone());
         EXPECT_EQ(c.nBits, font.GetBits());
         EXPECT_EQ(c.pszWarning, font.GetWarning());
     }
@@ -137,7 +138,7 @@ TEST_F(SoundFontTest, LowBytesAreTakenOnlyWhereVersionAndSizeAreRight) {
 TEST_F(SoundFontTest, AnOddLastByteOfTheWaveDataIsNoFrame) {
     Chunks chunks = MakeFontChunks(SimpleFont());
     BodyOf(chunks, "smpl").push_back(1);
-    ASSERT_TRUE(Open(AssembleFont(chunks)));
+    ASSERT_NO_FATAL_FAILURE(Open(AssembleFont(chunks)));
     EXPECT_EQ(200u, m_font.GetFrames());
 }
 
@@ -156,8 +157,10 @@ TEST_F(SoundFontTest, BytesBehindTheFontArePassedOver) {
 }
 
 TEST_F(SoundFontTest, AFileThatIsNotThereIsRefusedWithItsReason) {
-    EXPECT_FALSE(m_font.Open(m_dir.File("none")));
-    EXPECT_EQ("No such file or directory", m_font.GetError());
+    const ImportOutcome outcome = m_font.Open(m_dir.File("none"));
+    EXPECT_EQ(ImportEnd::Unreadable, outcome.end);
+    EXPECT_EQ(ENOENT, outcome.nError);
+    EXPECT_EQ("No such file or directory", outcome.strCause);
 }
 
 struct BrokenCase {
@@ -193,8 +196,10 @@ TEST_F(SoundFontTest, BrokenChunksAreRefusedClearly) {
     const BrokenCase kCases[] = {
         {"no version", Without("ifil"), "it does not tell its SoundFont version"},
         {"short version", Resized("ifil", -1), "it does not tell its SoundFont version"},
-        {"version 1", Poked("ifil", 0, 1), "SoundFont 1.01 is not a version we know"},
-        {"version 3", Poked("ifil", 0, 3), "SoundFont 3.01 is not a version we know"},
+        {"version 1", Poked("ifil", 0, 1),
+         "its SoundFont version is 1.01; only version 2 (2.01 to 2.04) is taken"},
+        {"version 3", Poked("ifil", 0, 3),
+         "its SoundFont version is 3.01; only version 2 (2.01 to 2.04) is taken"},
         {"no waves", Without("smpl"), "it has no waves"},
         {"no presets", Without("phdr"), "it has no chunk \"phdr\""},
         {"no preset zones", Without("pbag"), "it has no chunk \"pbag\""},
@@ -205,7 +210,7 @@ TEST_F(SoundFontTest, BrokenChunksAreRefusedClearly) {
         {"no instrument modulators", Without("imod"), "it has no chunk \"imod\""},
         {"no instrument generators", Without("igen"), "it has no chunk \"igen\""},
         {"no samples", Without("shdr"), "it has no chunk \"shdr\""},
-        {"empty table", Resized("pmod", -10), "it has no chunk \"pmod\""},
+        {"empty table", Resized("pbag", -8), "its chunk \"pbag\" is empty"},
         {"part of a preset", Resized("phdr", 2), "its chunk \"phdr\" does not hold whole records"},
         {"part of a bag", Resized("ibag", -2), "its chunk \"ibag\" does not hold whole records"},
         {"part of a generator", Resized("igen", 1), "its chunk \"igen\" does not hold whole records"},
@@ -297,22 +302,26 @@ TEST_F(SoundFontTest, CutShortAnywhereItIsRefused) {
 // Plans what opens, reads every planned wave, and counts the plans.
 void UseFont(const std::string& strPath, int& nPlans) {
     SoundFont font;
-    if (!font.Open(strPath)) {
-        EXPECT_NE("", font.GetError());
+    if (const ImportOutcome outcome = font.Open(strPath); !outcome.IsDone()) {
+        EXPECT_NE("", outcome.strCause);
         return;
     }
     ImportReport report;
-    ImportPlan plan;
-    if (!SoundFontPlanner(font, report).Make({}, plan)) return;
+    SoundFontPlan plan;
+    if (!SoundFontPlanner(font, report).Make({}, plan).IsDone()) return;
     ++nPlans;
-    for (const PlannedWave& wave : plan.waves) {
+    for (const FontWave& wave : plan.waves) {
         ASSERT_LE(wave.left.nStart + wave.left.nFrames, font.GetFrames());
         ASSERT_GT(wave.left.nFrames, 0u);
-        Bytes bytes(wave.left.nFrames * font.GetBits() / 8);
-        ASSERT_TRUE(font.ReadFrames(wave.left.nStart, wave.left.nFrames, bytes.data(), font.GetBits() / 8));
+    }
+    const SoundFontWaves reader(font, plan.waves);
+    for (size_t n = 0; n < plan.bank.waves.size(); ++n) {
+        const PlannedWave& wave = plan.bank.waves[n];
+        Bytes bytes(wave.nFrames * wave.FrameBytes());
+        ASSERT_TRUE(reader.ReadFrames(n, 0, wave.nFrames, bytes.data()).IsDone());
         if (!wave.tune.bLoop) continue;
         ASSERT_LE(wave.tune.nLoopStart, wave.tune.nLoopEnd);
-        ASSERT_LT(wave.tune.nLoopEnd, wave.Frames());
+        ASSERT_LT(wave.tune.nLoopEnd, wave.nFrames);
     }
 }
 
@@ -340,21 +349,74 @@ TEST_F(SoundFontTest, WithBytesFlippedItIsRefusedOrGivesASoundPlan) {
     EXPECT_LT(nPlans, kFonts);
 }
 
-TEST_F(SoundFontTest, ReadsThatFailRefuseTheFontOrTheWave) {
-    WriteFile(Path(), MakeFont(SimpleFont()));
+TEST_F(SoundFontTest, AReadThatFailsIsAnErrorOfReading) {
+    FontSpec spec = SimpleFont();
+    spec.wave = MakeRamp(100000);  // does not fit the file's buffer: several reads
+    WriteFile(Path(), MakeFont(spec));
     for (int nFault = 1;; ++nFault) {
         SCOPED_TRACE(nFault);
         FaultyFileEnv env;
         env.FailCall(nFault, FaultyFileEnv::Lasting::kForGood);
         SoundFont font;
-        Bytes frames(400);
-        const bool bWhole = font.Open(Path()) && font.ReadFrames(0, 200, frames.data(), 2);
+        Bytes frames(200000);
+        ImportOutcome outcome = font.Open(Path());
+        if (outcome.IsDone()) outcome = font.ReadFrames(0, 100000, frames.data(), 2);
         if (!env.FaultHit()) {
-            EXPECT_TRUE(bWhole);
+            EXPECT_TRUE(outcome.IsDone());
+            EXPECT_GT(nFault, 4);
             break;
         }
-        EXPECT_FALSE(bWhole && !font.GetError().empty());
+        EXPECT_EQ(ImportEnd::Unreadable, outcome.end);
+        EXPECT_EQ(EIO, outcome.nError);
+        EXPECT_EQ("Input/output error", outcome.strCause);
     }
+}
+
+TEST_F(SoundFontTest, AFontThatBecameShorterRefusesItsWave) {
+    FontSpec spec = SimpleFont();
+    spec.wave = MakeRamp(100000);
+    ASSERT_NO_FATAL_FAILURE(Open(MakeFont(spec)));
+    std::filesystem::resize_file(Path(), 1000);
+    Bytes frames(200000);
+    const ImportOutcome outcome = m_font.ReadFrames(0, 100000, frames.data(), 2);
+    EXPECT_EQ(ImportEnd::Refused, outcome.end);
+    EXPECT_EQ("it is cut short", outcome.strCause);
+}
+
+TEST_F(SoundFontTest, EmptyModulatorTablesAreTakenWithANote) {
+    for (const char* pszTag : {"pmod", "imod"}) {
+        Chunks chunks = MakeFontChunks(SimpleFont());
+        BodyOf(chunks, pszTag).clear();
+        WriteFile(Path(), AssembleFont(chunks));
+        SoundFont font;
+        ASSERT_TRUE(font.Open(Path()).IsDone());
+        EXPECT_THAT(font.GetNotes(), testing::ElementsAre(std::string("its chunk \"") + pszTag +
+                                                          "\" is empty, without even the terminal record"));
+        BodyOf(chunks, pszTag == std::string("pmod") ? "pbag" : "ibag")[6] = 1;
+        EXPECT_THAT(ErrorOf(AssembleFont(chunks)), testing::StartsWith("the modulator indexes"))
+            << "an index into it leads nowhere";
+    }
+}
+
+// The size that a RIFF chunk has when its header is counted too.
+Bytes WithRiffSize(Bytes bytes, uint32_t nSize) {
+    for (int i = 0; i < 4; ++i) bytes[static_cast<size_t>(4 + i)] = static_cast<uint8_t>(nSize >> 8 * i);
+    return bytes;
+}
+
+TEST_F(SoundFontTest, ARiffSizeThatCountsItsHeaderIsTakenWithANote) {
+    const Bytes bytes = MakeFont(SimpleFont());
+    const auto nSize = static_cast<uint32_t>(bytes.size());
+    ASSERT_NO_FATAL_FAILURE(Open(WithRiffSize(bytes, nSize)));
+    EXPECT_THAT(m_font.GetNotes(), testing::ElementsAre("the size of its RIFF chunk is 8 bytes too large"));
+    EXPECT_EQ(200u, m_font.GetFrames());
+    for (const uint32_t nOther : {nSize - 7, nSize - 1, nSize + 1, nSize + 8})
+        EXPECT_THAT(ErrorOf(WithRiffSize(bytes, nOther)), testing::HasSubstr("\"RIFF\" is cut short"));
+}
+
+TEST_F(SoundFontTest, AGoodFontHasNoNotes) {
+    ASSERT_NO_FATAL_FAILURE(Open(MakeFont(SimpleFont())));
+    EXPECT_THAT(m_font.GetNotes(), testing::ElementsAre());
 }
 
 TEST_F(SoundFontTest, AFontOfGigabytesIsReadByRanges) {
@@ -376,7 +438,7 @@ TEST_F(SoundFontTest, AFontOfGigabytesIsReadByRanges) {
         file.write(reinterpret_cast<const char*>(bytes.data()) + nHead + 400,
                    static_cast<long>(bytes.size()) - nHead - 400);
     }
-    ASSERT_TRUE(m_font.Open(Path())) << m_font.GetError();
+    ASSERT_TRUE(m_font.Open(Path()).IsDone());
     EXPECT_EQ(kWaveBytes / 2, m_font.GetFrames());
     EXPECT_EQ((Bytes{0, 0, 0x34, 0x12}), Frames(kWaveBytes / 2 - 2, 2));
 }

@@ -245,12 +245,12 @@ TEST(SoundFontVoiceTest, WavesAreTheSamplesFramesMovedByOffsetsAndHeldToTheData)
         const FontPlan made(spec);
         ASSERT_EQ(c.nFrames != 0, !made.Plan().waves.empty());
         if (c.nFrames != 0) {
-            EXPECT_EQ((WavePart{0, c.nFirst, c.nFrames}), made.OnlyWave().left);
+            EXPECT_EQ((WavePart{0, c.nFirst, c.nFrames}), made.OnlyPart().left);
             EXPECT_EQ(Lines(), made.Entries(ImportEvent::Dropped));
         } else {
-            EXPECT_EQ(
-                (Lines{"sample \"Sample\": it has no frames", "preset 0:0 \"Preset\": nothing sounds in it"}),
-                made.Entries(ImportEvent::Dropped));
+            EXPECT_EQ((Lines{"sample \"Sample\": it has no frames",
+                             "preset 0:0 \"Preset\": none of its zones plays a sample"}),
+                      made.Entries(ImportEvent::Dropped));
         }
         EXPECT_EQ(c.bRepaired ? Lines{"sample \"Sample\": cut to the file's wave data"} : Lines(),
                   made.Entries(ImportEvent::Repaired));

@@ -70,12 +70,12 @@ TEST(SoundFontZonesTest, AZoneTakesWhatItDoesNotSetFromTheGlobalZone) {
     ASSERT_EQ(2u, merged.zones.size());
     EXPECT_EQ(4u, merged.zones[0].nTarget);
     EXPECT_EQ(100, merged.zones[0].values[kGenPan]);
-    EXPECT_EQ((FontRange{20, 30}), merged.zones[0].keys);
-    EXPECT_EQ((FontRange{0, 127}), merged.zones[0].velocities);
+    EXPECT_EQ((MidiRange{20, 30}), merged.zones[0].range.keys);
+    EXPECT_EQ((MidiRange{0, 127}), merged.zones[0].range.velocities);
     EXPECT_EQ(3u, merged.zones[0].nModulators);
     EXPECT_EQ(100, merged.zones[0].values[kGenScaleTuning]) << "a default";
     EXPECT_EQ(-9, merged.zones[1].values[kGenPan]);
-    EXPECT_EQ((FontRange{1, 2}), merged.zones[1].keys);
+    EXPECT_EQ((MidiRange{1, 2}), merged.zones[1].range.keys);
     EXPECT_EQ(2u, merged.zones[1].nModulators);
     EXPECT_EQ(0u, merged.nWithoutTarget);
 }
@@ -107,8 +107,8 @@ TEST(SoundFontZonesTest, RangesStandAnywhereInFrontOfTheTarget) {
                                            {kGenSample, 1}}}})
                                    .Instrument();
     ASSERT_EQ(1u, merged.zones.size());
-    EXPECT_EQ((FontRange{3, 4}), merged.zones[0].keys);
-    EXPECT_EQ((FontRange{5, 6}), merged.zones[0].velocities);
+    EXPECT_EQ((MidiRange{3, 4}), merged.zones[0].range.keys);
+    EXPECT_EQ((MidiRange{5, 6}), merged.zones[0].range.velocities);
 }
 
 TEST(SoundFontZonesTest, RangesBeyondTheKeyboardAreCutAndCounted) {
@@ -117,9 +117,9 @@ TEST(SoundFontZonesTest, RangesBeyondTheKeyboardAreCutAndCounted) {
                                          {{{kGenKeyRange, RangeAmount(90, 80)}, {kGenSample, 1}}}})
                                    .Instrument();
     ASSERT_EQ(3u, merged.zones.size());
-    EXPECT_EQ((FontRange{100, 127}), merged.zones[0].keys);
-    EXPECT_TRUE(merged.zones[1].keys.IsEmpty());
-    EXPECT_TRUE(merged.zones[2].keys.IsEmpty());
+    EXPECT_EQ((MidiRange{100, 127}), merged.zones[0].range.keys);
+    EXPECT_TRUE(merged.zones[1].range.keys.IsEmpty());
+    EXPECT_TRUE(merged.zones[2].range.keys.IsEmpty());
     EXPECT_EQ(2u, merged.nCutRanges);
 }
 

@@ -97,16 +97,16 @@ TEST(StereoJoinTest, HalvesAreJoinedByLinkThenLengthThenName) {
         const FontPlan made(HalvesFont(c.halves));
         if (c.strJoined.empty()) {
             EXPECT_EQ(c.halves.size(), made.Plan().waves.size());
-            for (const PlannedWave& wave : made.Plan().waves) EXPECT_EQ(1u, wave.Channels());
+            for (const PlannedWave& wave : made.Plan().waves) EXPECT_EQ(1u, wave.nChannels);
             EXPECT_EQ(Lines(), made.Entries(ImportEvent::Joined));
             continue;
         }
         const PlannedWave wave = made.OnlyWave();
-        ASSERT_EQ(2u, wave.Channels());
-        EXPECT_EQ(c.nFirst, wave.left.nSample);
-        EXPECT_EQ(1 - c.nFirst, wave.right->nSample);
+        ASSERT_EQ(2u, wave.nChannels);
+        EXPECT_EQ(c.nFirst, made.OnlyPart().left.nSample);
+        EXPECT_EQ(1 - c.nFirst, made.OnlyPart().right->nSample);
         EXPECT_EQ(c.strJoined, wave.strName);
-        EXPECT_EQ(std::max(c.halves[0].nFrames, c.halves[1].nFrames), wave.Frames());
+        EXPECT_EQ(std::max(c.halves[0].nFrames, c.halves[1].nFrames), wave.nFrames);
         EXPECT_EQ(Lines{"sample \"" + c.strJoined + "\""}, made.Entries(ImportEvent::Joined));
         EXPECT_EQ(1u, made.Plan().CountLayers()) << "one layer for both";
     }
@@ -116,7 +116,7 @@ TEST(StereoJoinTest, TheSameSampleTwiceIsNoPair) {
     FontSpec spec = HalvesFont({{"Wave", 1, 0, kHardLeft}, {"Wave", 1, 0, kHardRight}});
     spec.instruments[0].zones[1].gens.back().second = 0;
     const FontPlan made(spec);
-    EXPECT_EQ(1u, made.OnlyWave().Channels());
+    EXPECT_EQ(1u, made.OnlyWave().nChannels);
     EXPECT_EQ(2u, made.Plan().CountLayers());
 }
 
@@ -124,10 +124,10 @@ TEST(StereoJoinTest, EachPairOfOneRangeIsJoined) {
     const FontPlan made(
         HalvesFont({{"A", kFontLeft, 3}, {"B", kFontLeft, 2}, {"C", kFontRight, 1}, {"D", kFontRight, 0}}));
     ASSERT_EQ(2u, made.Plan().waves.size());
-    EXPECT_EQ(0u, made.Plan().waves[0].left.nSample);
-    EXPECT_EQ(3u, made.Plan().waves[0].right->nSample);
-    EXPECT_EQ(1u, made.Plan().waves[1].left.nSample);
-    EXPECT_EQ(2u, made.Plan().waves[1].right->nSample);
+    EXPECT_EQ(0u, made.Parts()[0].left.nSample);
+    EXPECT_EQ(3u, made.Parts()[0].right->nSample);
+    EXPECT_EQ(1u, made.Parts()[1].left.nSample);
+    EXPECT_EQ(2u, made.Parts()[1].right->nSample);
 }
 
 TEST(StereoJoinTest, PansOfHardJoinedHalvesAreCarriedOthersNot) {

@@ -1,7 +1,6 @@
 // CommandFixture.h - runs kvbank commands in the test's own process.
 #pragma once
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "shared/System/kvCancelSignal.h"
+#include "tests/support/Matchers.h"
 #include "tests/support/SourceMaker.h"
 #include "tests/support/TempDir.h"
 #include "tools/kvbank/Command.h"

@@ -1,20 +1,21 @@
 // How a run ends that never came to its work, or lost its way: usage, memory, internal errors.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <csignal>
+#include <exception>
+#include <new>
 #include <stdexcept>
 
 #include "tests/support/PosixFaults.h"
 #include "tests/support/SoundFontMaker.h"
 #include "tests/tools/kvbank/CommandFixture.h"
+#include "tools/kvbank/terminal/OutOfMemory.h"
 
 namespace Kestrova::Test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
-
 class UsageTest : public CommandTest {
 protected:
     Outcome ExpectUsage(const std::vector<std::string>& arguments, const std::string& strError) const {
@@ -32,13 +33,19 @@ TEST_F(UsageTest, TellsWhichWordIsWrong) {
         std::vector<std::string> arguments;
         const char* pszError;
     } kRows[] = {
-        {{}, "A subcommand is required"},
+        {{}, "a verb is required"},
         {{"bogus"}, "unknown verb 'bogus'"},
         {{"-q", "bogus", "-v"}, "unknown verb 'bogus'"},
         {{"bogus\x1B[2J"}, "unknown verb 'bogus?[2J'"},
         {{"--bogus"}, "unknown option '--bogus'"},
         {{"build", "--bogus"}, "unknown option '--bogus'"},
-        {{"build", "x.kvs", "--dirr=y", "-r", "all"}, "unknown option '--dirr=y'"},
+        {{"build", "x.kvs", "--dirr=y", "-r", "all"}, "unknown option '--dirr=y'; did you mean '--dir'?"},
+        {{"biuld", "x.kvs"}, "unknown verb 'biuld'; did you mean 'build'?"},
+        {{"-q", "Import"}, "unknown verb 'Import'; did you mean 'import'?"},
+        {{"hlep"}, "unknown verb 'hlep'; did you mean 'help'?"},
+        {{"--versoin"}, "unknown option '--versoin'; did you mean '--version'?"},
+        {{"list", "DIR", "-quiet"}, "unknown option '-uiet'; did you mean '--quiet'?"},
+        {{"verify", "x", "--sorce", "y"}, "unknown option '--sorce'; did you mean '--source'?"},
         {{"list", "DIR", "more"}, "unexpected argument 'more'"},
         {{"list"}, "DIR is required"},
         {{"build", "x.kvs", "-d", "DIR", "-r", "48001"},
@@ -61,9 +68,11 @@ TEST_F(UsageTest, JsonIsADocumentForUsageTooWhereverItIsAskedFor) {
         const char* pszVerb;
         const char* pszError;
     } kRows[] = {
-        {{"--json"}, "", "A subcommand is required"},
+        {{"--json"}, "", "a verb is required"},
         {{"--json", "bogus"}, "", "unknown verb 'bogus'"},
         {{"bogus", "--json"}, "", "unknown verb 'bogus'"},
+        {{"verfy", "--json"}, "", "unknown verb 'verfy'; did you mean 'verify'?"},
+        {{"import", "--lsit", "--json"}, "import", "unknown option '--lsit'; did you mean '--list'?"},
         {{"build", "--json"}, "build", "SOURCE is required"},
         {{"--json", "list"}, "list", "DIR is required"},
         {{"list", "", "--json"}, "list", "DIR: the value is empty"},
@@ -123,33 +132,65 @@ TEST_F(UsageTest, AnOptionInFrontOfTheFontLeavesItAlone) {
               import({"--preset", "0:0", "--preset", "9:9", "DIR/a.sf2"}).strErr);
 }
 
-// A failed allocation, one after the other: never anything but the exit code, with a document.
+// What a run in a process of its own came to.
+enum MemoryEnd { kToldNoMemory = 40, kDoneAllTheSame, kNoFaultMet, kWrongEnd };
+
+// Lists the folder while allocation nCall fails.
+MemoryEnd ListWithFailure(const std::string& strFolder, int nCall) {
+    std::vector<std::string> arguments = {"list", strFolder, "--json"};
+    std::istringstream in;
+    std::ostringstream out, err;
+    Console console(in, out, err);
+    int nCode = 0;
+    bool bMet = false;
+    {
+        const PosixFault fault("_Znwm", 1, nCall);
+        nCode = RunKvBank(std::move(arguments), console);
+        bMet = fault.Calls() >= nCall;
+    }
+    if (!bMet) return kNoFaultMet;
+    if (nCode == kExitDone) return kDoneAllTheSame;
+    const Json document = Json::parse(out.str());
+    const bool bRight = nCode == kExitNoMemory && err.str() == "kvbank: out of memory\n" &&
+                        document["schema"] == 1 && document["exit_code"] == kExitNoMemory &&
+                        document["errors"] == Json::array({"out of memory"});
+    return bRight ? kToldNoMemory : kWrongEnd;
+}
+
+// A failed allocation, one after the other: never anything but the exit code, with a document unless it was a
+// destructor that failed.
 TEST_F(UsageTest, WithoutMemoryTheDocumentSaysSo) {
     Source();
-    bool bFailed = false, bThrough = false;
-    for (int nCall = 1; !bThrough; nCall += 1 + nCall / 16) {
+    int nTold = 0;
+    for (int nCall = 1;; nCall += 1 + nCall / 16) {
         SCOPED_TRACE(nCall);
-        Outcome outcome;
-        {
-            std::vector<std::string> arguments = {"list", Folder(), "--json"};
-            std::istringstream in;
-            std::ostringstream out, err;
-            Console console(in, out, err);
-            const PosixFault fault("_Znwm", 1, nCall);
-            outcome.nCode = RunKvBank(std::move(arguments), console);
-            bThrough = fault.Calls() < nCall;
-            outcome.strOut = out.str();
-            outcome.strErr = err.str();
+        const pid_t nChild = fork();
+        ASSERT_GE(nChild, 0);
+        if (nChild == 0) {
+            std::set_terminate(EndWithoutMemory);
+            _exit(ListWithFailure(Folder(), nCall));
         }
-        if (outcome.nCode == kExitDone) continue;
-        bFailed = true;
-        EXPECT_EQ(kExitNoMemory, outcome.nCode);
-        EXPECT_EQ("kvbank: out of memory\n", outcome.strErr);
-        EXPECT_EQ(1, outcome.Document()["schema"]);
-        EXPECT_EQ(kExitNoMemory, outcome.Document()["exit_code"]);
-        EXPECT_EQ(Json::array({"out of memory"}), outcome.Document()["errors"]);
+        int nStatus = 0;
+        ASSERT_EQ(nChild, waitpid(nChild, &nStatus, 0));
+        ASSERT_TRUE(WIFEXITED(nStatus));
+        const int nEnd = WEXITSTATUS(nStatus);
+        if (nEnd == kNoFaultMet) break;
+        EXPECT_TRUE(nEnd == kToldNoMemory || nEnd == kDoneAllTheSame || nEnd == kExitNoMemory) << nEnd;
+        nTold += nEnd == kToldNoMemory;
     }
-    EXPECT_TRUE(bFailed);
+    EXPECT_GT(nTold, 10);
+}
+
+void ThrowWhereNothingMayBeThrown(void (*pfnThrow)()) noexcept {
+    std::set_terminate(EndWithoutMemory);
+    pfnThrow();
+}
+
+TEST(OutOfMemoryDeathTest, WhereNothingCanBeUnwoundTheExitCodeTellsIt) {
+    EXPECT_EXIT(ThrowWhereNothingMayBeThrown([] { throw std::bad_alloc(); }),
+                ::testing::ExitedWithCode(kExitNoMemory), "^kvbank: out of memory\n$");
+    EXPECT_EXIT(ThrowWhereNothingMayBeThrown([] { throw std::runtime_error("another"); }),
+                ::testing::KilledBySignal(SIGABRT), "");
 }
 
 // Input that throws where no command expects it.

@@ -3,6 +3,7 @@
 
 #include "import/soundfont/SoundFontZones.h"
 #include "tests/support/FaultyFileEnv.h"
+#include "tests/support/PosixFaults.h"
 #include "tests/support/SoundFontMaker.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
@@ -11,9 +12,6 @@
 
 namespace Kestrova::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 // Two programs, one of them percussion, a stereo pair, a loop, a second use with another root key.
 FontSpec SmallFont() {
@@ -42,6 +40,10 @@ protected:
         arguments.insert(arguments.end(), options.begin(), options.end());
         return Run(arguments);
     }
+    Bytes BytesBehindIdentity() const {
+        const Bytes bytes = ReadFile(File("a.kvs"));
+        return Bytes(bytes.begin() + 20, bytes.end());
+    }
     void ExpectNothingButTheFont() const { EXPECT_THAT(Names(), ElementsAre("a.sf2")); }
 };
 
@@ -53,7 +55,8 @@ TEST_F(ImportCommandTest, TellsWhatCameOver) {
     EXPECT_EQ(
         "DIR/a.kvs: 2 banks, 2 presets, 3 regions, 3 layers, 3 samples; 1 joined, 1 copied, 0 repaired, 0 "
         "dropped\nDIR/a.kvs: " +
-            ReadableSize(std::filesystem::file_size(File("a.kvs"))) + " in TIME\n",
+            ReadableSize(std::filesystem::file_size(File("a.kvs"))) +
+            " in TIME\nDIR/a.kvs: not carried: filters on 1 layer\n",
         outcome.strOut);
     EXPECT_THAT(Names(), ElementsAre("a.kvs", "a.sf2"));
 }
@@ -84,6 +87,7 @@ TEST_F(ImportCommandTest, TheJsonDocumentHoldsCountsAndNames) {
     EXPECT_EQ(Json::parse(R"([{"what": "sample \"Flute\"", "times": 1}])"), document["copied"]);
     EXPECT_EQ(Json::array(), document["repaired"]);
     EXPECT_EQ(Json::array(), document["dropped"]);
+    EXPECT_EQ(Json::array(), document["accepted"]);
     EXPECT_EQ(Json::parse(R"([{"what": "initialFilterFc", "times": 2}])"), document["not_carried"]);
 }
 
@@ -220,10 +224,9 @@ TEST_F(ImportCommandTest, AMisfitting24BitPartIsAWarningAndADrop) {
 TEST_F(ImportCommandTest, TheSameFontGivesTheSameBytesButForTheIdentity) {
     Font();
     Import();
-    const Bytes first = ReadFile(File("a.kvs"));
+    const Bytes first = BytesBehindIdentity();
     ASSERT_EQ(0, Import({"-f"}).nCode);
-    const Bytes second = ReadFile(File("a.kvs"));
-    EXPECT_EQ(Bytes(first.begin() + 20, first.end()), Bytes(second.begin() + 20, second.end()));
+    EXPECT_EQ(first, BytesBehindIdentity());
 }
 
 TEST_F(ImportCommandTest, ABankCanBeBuiltOfTheSource) {
@@ -248,7 +251,7 @@ TEST_F(ImportCommandTest, RepairsAndDropsAreNamedAndForbiddenByStrict) {
         "dropped: sample \"Pad L\": its wave is in ROM\n",
         strict.strOut);
     EXPECT_EQ(
-        "kvbank: DIR/a.sf2: nothing is written, for not all of it would be whole: 0 joined, 1 copied, 1 "
+        "kvbank: DIR/a.sf2: nothing is written, because --strict forbids losses: 0 joined, 1 copied, 1 "
         "repaired, 1 dropped\n",
         strict.strErr);
     ExpectNothingButTheFont();
@@ -326,9 +329,9 @@ TEST_F(ImportCommandTest, OutputsThatWouldDoHarmAreWrongUse) {
         {{"-o", "DIR//./a.sf2", "-f"}, "kvbank: DIR//./a.sf2: this is the SoundFont file itself\n"},
         {{"-o", "DIR/link.kvs", "-f"}, "kvbank: DIR/link.kvs: this is the SoundFont file itself\n"},
         {{"-o", "DIR/bank"},
-         "kvbank: DIR/bank: give it a name with an extension; banks are named by what is before it\n"},
+         "kvbank: DIR/bank: the name needs a '.': banks are named after what stands before it\n"},
         {{"-o", "DIR/.kvs"},
-         "kvbank: DIR/.kvs: give it a name with an extension; banks are named by what is before it\n"},
+         "kvbank: DIR/.kvs: the name needs a '.': banks are named after what stands before it\n"},
     };
     for (const Case& c : kCases) {
         std::vector<std::string> arguments = {"import", "DIR/a.sf2"};
@@ -362,18 +365,20 @@ TEST_F(ImportCommandTest, UnreadableFontsAreBadInput) {
     Font(silent);
     const Outcome empty = Import();
     EXPECT_EQ(3, empty.nCode);
-    EXPECT_EQ("kvbank: DIR/a.sf2: nothing sounds in it\n", empty.strErr);
+    EXPECT_EQ("kvbank: DIR/a.sf2: no preset plays a sample\n", empty.strErr);
     ExpectNothingButTheFont();
 }
 
-TEST_F(ImportCommandTest, FontsWhoseZonesMeetTooOftenAreBadInput) {
+TEST_F(ImportCommandTest, FontsOfTooManyPairsOfZonesAreBadInput) {
     FontSpec spec = SimpleFont();
     spec.instruments[0].zones.assign(2001, {{{kGenKeyRange, RangeAmount(1, 2)}, {kGenSample, 0}}});
     spec.presets[0].zones.assign(2000, {{{kGenKeyRange, RangeAmount(5, 6)}, {kGenInstrument, 0}}});
     Font(spec);
     const Outcome outcome = Import();
     EXPECT_EQ(3, outcome.nCode);
-    EXPECT_EQ("kvbank: DIR/a.sf2: its zones meet more than 4000000 times\n", outcome.strErr);
+    EXPECT_EQ(
+        "kvbank: DIR/a.sf2: it has more than 4000000 pairs of a preset's zone and an instrument's zone\n",
+        outcome.strErr);
 }
 
 TEST_F(ImportCommandTest, AFolderThatIsNotThereIsAFailedOutput) {
@@ -466,8 +471,102 @@ TEST_F(ImportCommandTest, TheSummaryCountsRecordsCopiedAndThingsDropped) {
     std::istringstream in;
     std::ostringstream out, err;
     Console console(in, out, err);
-    SayEntries(report, console);
+    ImportReporter(console, "a.sf2", "a.kvs").TellReport(report);
     EXPECT_EQ("dropped: sample \"C\": it has no frames (5 times)\n", out.str());
+}
+
+TEST_F(ImportCommandTest, TheThreeMostFrequentKindsNotCarriedAreToldAndAllWithVerbose) {
+    ImportReport report;
+    report.Note(ImportEvent::LeftOutKind, "envelopes", "", 12);
+    report.Note(ImportEvent::LeftOutKind, "filters", "", 11987);
+    report.Note(ImportEvent::LeftOutKind, "pan", "", 12);
+    report.Note(ImportEvent::LeftOutKind, "modulators");
+    std::istringstream in;
+    std::ostringstream out, err;
+    Console console(in, out, err);
+    const auto lastLine = [&] {
+        out.str("");
+        ImportReporter(console, "a.sf2", "a.kvs").TellBank({}, {}, report);
+        return out.str().substr(out.str().find("not carried"));
+    };
+    EXPECT_EQ(
+        "not carried: filters on 11,987 layers, envelopes on 12 layers, pan on 12 layers; -v names 1 more\n",
+        lastLine());
+    console.bVerbose = true;
+    EXPECT_EQ(
+        "not carried: filters on 11,987 layers, envelopes on 12 layers, pan on 12 layers, modulators on 1 "
+        "layer\n",
+        lastLine());
+}
+
+TEST_F(ImportCommandTest, WithAllCarriedNothingIsSaidOfIt) {
+    Font(SimpleFont());
+    const Outcome outcome = Import();
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_THAT(outcome.strOut, Not(HasSubstr("not carried")));
+}
+
+TEST_F(ImportCommandTest, WhatIsTakenThoughTheFormatForbidsItIsNotedAndNoLoss) {
+    std::vector<FontChunkBytes> chunks = MakeFontChunks(SmallFont());
+    BodyOf(chunks, "pmod").clear();
+    Bytes bytes = AssembleFont(chunks);
+    for (size_t i = 0; i < 4; ++i) bytes[4 + i] = static_cast<uint8_t>(bytes.size() >> 8 * i);
+    WriteFile(File("a.sf2"), bytes);
+    const Outcome outcome = Import({"--strict"});
+    EXPECT_EQ(0, outcome.nCode);
+    EXPECT_THAT(outcome.strOut,
+                StartsWith("accepted: the size of its RIFF chunk is 8 bytes too large\n"
+                           "accepted: its chunk \"pmod\" is empty, without even the terminal record\n"));
+    EXPECT_EQ(2u, Import({"-f", "--json"}).Document()["accepted"].size());
+}
+
+TEST_F(ImportCommandTest, AFontThatCannotBeReadIsBadInputWithTheSystemsReason) {
+    FontSpec spec = SmallFont();
+    spec.wave.resize(200000);  // more than a file's buffer: its samples take reads of their own
+    spec.samples[0].nEnd = 150000;
+    Font(spec);
+    ASSERT_EQ(kExitDone, Import().nCode);
+    const Bytes whole = BytesBehindIdentity();
+    std::filesystem::remove(File("a.kvs"));
+    int nSamples = 0;
+    for (int nFault = 1;; ++nFault) {
+        SCOPED_TRACE(nFault);
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kRead, nFault, FaultyFileEnv::Lasting::kForGood);
+        const Outcome outcome = Import({"-f"});
+        if (!env.FaultHit()) break;
+        // The bank is read too, while it is written, and can do without some of these reads.
+        if (outcome.nCode == kExitOutput) continue;
+        if (outcome.nCode == kExitDone) {
+            EXPECT_EQ(whole, BytesBehindIdentity());
+            std::filesystem::remove(File("a.kvs"));
+            continue;
+        }
+        EXPECT_EQ(kExitBadInput, outcome.nCode);
+        const bool bSample = outcome.strErr.find("sample \"") != std::string::npos;
+        nSamples += bSample;
+        EXPECT_THAT(outcome.strErr,
+                    StartsWith(bSample ? "kvbank: DIR/a.sf2: sample \"" : "kvbank: DIR/a.sf2: I"));
+        EXPECT_THAT(outcome.strErr, HasSubstr(": Input/output error\n"));
+        ExpectNothingButTheFont();
+    }
+    EXPECT_GT(nSamples, 0);
+}
+
+TEST_F(ImportCommandTest, AFolderThatCannotBeSyncedIsAFailedOutputThoughTheBankIsThere) {
+    Font();
+    for (const char* pszVerb : {"import", "demo"}) {
+        SCOPED_TRACE(pszVerb);
+        std::vector<std::string> arguments = {pszVerb, "-o", "DIR/a.kvs", "-f"};
+        if (arguments[0] == "import") arguments.push_back("DIR/a.sf2");
+        const PosixFault fault("fsync", EIO);
+        const Outcome outcome = Run(arguments);
+        EXPECT_EQ(kExitOutput, outcome.nCode);
+        EXPECT_EQ(
+            "kvbank: DIR/a.kvs is in its place, but may not outlast a loss of power: Input/output error\n",
+            outcome.strErr);
+        EXPECT_THAT(Names(), ElementsAre("a.kvs", "a.sf2"));
+    }
 }
 
 TEST_F(ImportCommandTest, QuietSaysNothingAndTheProgressIsATerminals) {

@@ -244,7 +244,7 @@ TEST_F(DemoCommandTest, WhatCannotBeWrittenLeavesNothing) {
     EXPECT_EQ("kvbank: DIR/none/Demo.kvs: No such file or directory\n",
               Run({"demo", "-o", "DIR/none/Demo.kvs"}).strErr);
     fs::create_directory(File("Demo.kvs"));
-    EXPECT_EQ("kvbank: DIR/Demo.kvs: Is a directory\n", Run({"demo", "-o", "DIR/Demo.kvs", "-f"}).strErr);
+    EXPECT_EQ("kvbank: DIR/Demo.kvs: this is not a file\n", Run({"demo", "-o", "DIR/Demo.kvs", "-f"}).strErr);
     WriteFile(File("Old.kvs"), std::string("dear"));
     for (int nFault = 1;; nFault *= 2) {
         FaultyFileEnv env;

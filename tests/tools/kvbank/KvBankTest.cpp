@@ -7,10 +7,6 @@
 namespace Kestrova::Test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
-
 class KvBankTest : public CommandTest {};
 
 TEST_F(KvBankTest, TellsItsVersion) {
@@ -38,6 +34,38 @@ TEST_F(KvBankTest, EveryVerbHasHelp) {
         EXPECT_EQ(0, outcome.nCode);
         EXPECT_THAT(outcome.strOut, HasSubstr(pszVerb));
     }
+}
+
+TEST_F(KvBankTest, HelpIsAVerbToo) {
+    EXPECT_EQ(Run({"--help"}).strOut, Run({"help"}).strOut);
+    EXPECT_EQ(Run({"--help"}).strOut, Run({"-q", "help"}).strOut);
+    for (const char* pszVerb : {"build", "demo", "import", "info", "list", "remove", "verify"}) {
+        const Outcome outcome = Run({"help", pszVerb});
+        EXPECT_EQ(0, outcome.nCode);
+        EXPECT_EQ(Run({pszVerb, "--help"}).strOut, outcome.strOut);
+        EXPECT_EQ("", outcome.strErr);
+    }
+}
+
+TEST_F(KvBankTest, HelpOnAVerbThatIsNotThereIsWrongUse) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"help", "lits"}, {"lits", "--help"}}) {
+        const Outcome outcome = Run(arguments);
+        EXPECT_EQ(kExitUsage, outcome.nCode);
+        EXPECT_EQ("", outcome.strOut);
+        EXPECT_THAT(outcome.strErr, StartsWith("kvbank: unknown verb 'lits'; did you mean 'list'?\n"));
+    }
+}
+
+TEST_F(KvBankTest, HelpIsAnOrdinaryWordBehindAVerbAndBehindADoubleDash) {
+    EXPECT_EQ("kvbank: help: No such file or directory\n", Run({"info", "help"}).strErr);
+    EXPECT_EQ("kvbank: help: No such file or directory\n", Run({"info", "--", "help"}).strErr);
+}
+
+TEST_F(KvBankTest, HelpSaysWhichSoundFontsAreTaken) {
+    EXPECT_THAT(Run({"--help"}).strOut, HasSubstr("make a source of a SoundFont file (2.01 to 2.04)"));
+    EXPECT_THAT(Run({"import", "--help"}).strOut,
+                HasSubstr("the SoundFont file: version 2, that is 2.01 to 2.04"));
 }
 
 TEST_F(KvBankTest, WrongUseIsExitCodeTwo) {

@@ -1,5 +1,6 @@
 #include "tools/kvbank/terminal/Console.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <csignal>
@@ -10,8 +11,8 @@
 namespace Kestrova {
 namespace {
 
-// The control characters that JSON lets pass and terminals obey (U+007F to U+009F) as escapes. They stand in
-// strings only.
+// Writes the control characters U+007F to U+009F, which JSON allows and terminals obey, as escapes. They
+// stand in strings only.
 std::string EscapeControls(const std::string& strDocument) {
     std::string strClean;
     for (size_t i = 0; i < strDocument.size(); ++i) {
@@ -29,7 +30,44 @@ std::string EscapeControls(const std::string& strDocument) {
     return strClean;
 }
 
-// Nothing can be told any more, and the cancel that follows is no news.
+// JSON holds only UTF-8: any other text does not come back from a document as it was.
+bool IsUtf8(const std::string& strText) {
+    return Json::parse(Json(strText).dump(-1, ' ', false, Json::error_handler_t::replace)) == strText;
+}
+
+bool IsAllUtf8(const Json& value) {
+    if (value.is_string()) return IsUtf8(value.get_ref<const std::string&>());
+    return !value.is_structured() || std::all_of(value.begin(), value.end(), IsAllUtf8);
+}
+
+std::string HexOf(const std::string& strBytes) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string strHex;
+    for (const char ch : strBytes) {
+        strHex += kDigits[static_cast<unsigned char>(ch) >> 4];
+        strHex += kDigits[ch & 0xF];
+    }
+    return strHex;
+}
+
+// Behind each field whose text is not UTF-8 comes "NAME_bytes", its bytes in hexadecimal: such file names are
+// allowed, and a script must be able to open them.
+Json WithBytes(const Json& value) {
+    if (!value.is_structured()) return value;
+    Json copy = value.is_array() ? Json::array() : Json::object();
+    for (const auto& [strName, field] : value.items()) {
+        if (value.is_array()) {
+            copy.push_back(WithBytes(field));
+            continue;
+        }
+        copy[strName] = WithBytes(field);
+        if (field.is_string() && !IsUtf8(field.get_ref<const std::string&>()))
+            copy[strName + "_bytes"] = HexOf(field.get_ref<const std::string&>());
+    }
+    return copy;
+}
+
+// Then nobody reads our lines any more, and the user knows why the work is cancelled.
 bool ReaderHasGone() { return CancelSignal() == SIGPIPE; }
 
 }  // namespace
@@ -63,6 +101,7 @@ int Console::Finish(const char* pszCommand, ExitCode code, const Json& report) {
         document.update(report);
         if (!m_errors.empty()) document["errors"] = m_errors;
         if (!m_warnings.empty()) document["warnings"] = m_warnings;
+        if (!IsAllUtf8(document)) document = WithBytes(document);
         out << EscapeControls(document.dump(2, ' ', false, Json::error_handler_t::replace)) + '\n';
     }
     return Flush(code);
@@ -97,6 +136,12 @@ std::string ReadableTime(double seconds) {
         std::snprintf(text.data(), text.size(), "%ld:%02ld:%02ld", nSeconds / 3600, nSeconds / 60 % 60,
                       nSeconds % 60);
     return text.data();
+}
+
+std::string Grouped(uint64_t n) {
+    std::string strNumber = std::to_string(n);
+    for (size_t nAt = strNumber.size(); nAt > 3;) strNumber.insert(nAt -= 3, 1, ',');
+    return strNumber;
 }
 
 std::string Counted(uint64_t n, const std::string& strNoun) {

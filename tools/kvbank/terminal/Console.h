@@ -1,4 +1,4 @@
-// Console.h - what a command talks to: the streams, and how much the user wants to hear.
+// Console.h - where a verb's lines and its JSON document go, and how much the user wants to read.
 #pragma once
 
 #include <istream>
@@ -26,12 +26,12 @@ struct Console {
     unsigned (*pfnErrColumns)() = nullptr;
 
     bool bQuiet = false;    // -q: nothing but errors
-    bool bVerbose = false;  // -v: the engine's numbers, and what is usually passed over
+    bool bVerbose = false;  // -v: details that are usually left out
     bool bJson = false;     // --json: one document on `out`, no other text there
 
-    // Each of these takes one line and writes it at once; what a terminal must not get is made printable. A
-    // reader that has gone (SIGPIPE) is a cancel like any other, and nothing more is said then.
-    // A line for the user: to `out`, unless -q or --json.
+    // Each of these takes one line and writes it at once. Control characters, which a terminal would obey,
+    // are replaced. When the reader of `out` has gone (SIGPIPE) nothing more is said. A line for the user: to
+    // `out`, unless -q or --json.
     void Say(const std::string& strLine);
     // A line that only -v shows.
     void Detail(const std::string& strLine);
@@ -41,8 +41,9 @@ struct Console {
 
     // Ends a command: with --json writes the document {"schema": 1, "command": ..., "exit_code": ...} with
     // the fields of `report` and the errors and warnings said; "command" is "" before one is known. Texts in
-    // `report` are given as they are: the document has them whole, with control characters escaped, and only
-    // what is no UTF-8 is replaced. Returns the code.
+    // `report` are given as they are: the document has them whole, with control characters escaped. Bytes
+    // that are no UTF-8 are replaced, and the field is followed by "NAME_bytes", all its bytes in
+    // hexadecimal. Returns the code.
     int Finish(const char* pszCommand, ExitCode code, const Json& report = Json::object());
     // The code, unless it is done and `out` did not take all that was written to it.
     int Flush(ExitCode code);
@@ -56,6 +57,8 @@ private:
 std::string ReadableSize(uint64_t nBytes);
 // "1:05" or "1:02:03".
 std::string ReadableTime(double seconds);
+// "11,987": a number with a comma between its groups of thousands.
+std::string Grouped(uint64_t n);
 // "2 banks", "1 bank": a count with its noun.
 std::string Counted(uint64_t n, const std::string& strNoun);
 

@@ -27,7 +27,7 @@ std::string FiguresOf(double fraction, uint64_t nBytes, uint64_t nTotalBytes, do
     return strFigures;
 }
 
-// What is drawn into the last column may wrap, so that one stays free.
+// A character in the last column can make the terminal begin a new line, so that column stays free.
 size_t FreeColumns(const Console& console) {
     const unsigned nColumns = console.pfnErrColumns == nullptr ? 0 : console.pfnErrColumns();
     return (nColumns == 0 ? kUsualColumns : nColumns) - 1;

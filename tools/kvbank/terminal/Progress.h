@@ -31,8 +31,8 @@ private:
     bool m_bDrawn = false;
 };
 
-// The line itself: "48000 Hz [#####.....]  50%  12.3 MB of 24.6 MB  0:05 left". In fewer columns than it
-// takes it goes without the bar, then with less of the title, and at last with less of the figures.
+// The line itself: "48000 Hz [#####.....]  50%  12.3 MB of 24.6 MB  0:05 left". Where it is too long for the
+// columns, first the bar is left out, then the title is cut, and at last the figures.
 std::string ProgressLine(const std::string& strTitle, double fraction, uint64_t nBytes, uint64_t nTotalBytes,
                          double secondsSoFar, size_t nColumns);
 

@@ -12,7 +12,7 @@ namespace Kestrova {
 std::vector<unsigned int> ParseRates(const std::string& strRates) {
     std::array<bool, kRateCount> chosen{};
     if (strRates == "all") chosen.fill(true);
-    if (strRates.ends_with(',')) return {};  // the loop would not see what is missing behind it
+    if (strRates.ends_with(',')) return {};  // the loop does not see an empty rate at the end
     std::istringstream in(strRates == "all" ? "" : strRates);
     for (std::string strRate; std::getline(in, strRate, ',');) {
         unsigned int nRate = 0;

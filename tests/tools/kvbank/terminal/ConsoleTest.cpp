@@ -1,17 +1,16 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
 #include <sstream>
 
 #include "shared/System/kvCancelSignal.h"
+#include "tests/support/Matchers.h"
 #include "tools/kvbank/terminal/Console.h"
 #include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova::Test {
 namespace {
-
-using ::testing::HasSubstr;
 
 TEST(ConsoleTextTest, PrintableKeepsTextAndReplacesWhatATerminalMustNotGet) {
     static const struct {
@@ -67,6 +66,15 @@ TEST(ConsoleTextTest, TimesAreMinutesAndSecondsAndFromAnHourOnHours) {
     for (const auto& row : kRows) EXPECT_EQ(row.pszText, ReadableTime(row.seconds));
 }
 
+TEST(ConsoleTextTest, NumbersHaveCommasBetweenTheirThousands) {
+    static constexpr struct {
+        uint64_t n;
+        const char* pszText;
+    } kRows[] = {{0, "0"},          {999, "999"},           {1000, "1,000"},
+                 {11987, "11,987"}, {1234567, "1,234,567"}, {UINT64_MAX, "18,446,744,073,709,551,615"}};
+    for (const auto& row : kRows) EXPECT_EQ(row.pszText, Grouped(row.n));
+}
+
 TEST(ConsoleTextTest, CountsTakeTheirNounInTheRightNumber) {
     EXPECT_EQ("0 banks", Counted(0, "bank"));
     EXPECT_EQ("1 bank", Counted(1, "bank"));
@@ -80,6 +88,15 @@ protected:
     Console m_console{m_in, m_out, m_err};
 
     ~ConsoleTest() override { SetCancelSignal(0); }
+
+    // The characters above ASCII that these tests use, as they are written in sources.
+    static std::string WithEscapes(std::string strText) {
+        for (const auto& [pszCharacter, pszEscape] :
+             {std::pair{"\xEF\xBF\xBD", "\\uFFFD"}, std::pair{"\xC3\xA4", "\\u00E4"}})
+            for (size_t nAt = 0; (nAt = strText.find(pszCharacter)) != std::string::npos;)
+                strText.replace(nAt, std::strlen(pszCharacter), pszEscape);
+        return strText;
+    }
 
     void TalkAboutEverything() {
         m_console.Say("said");
@@ -145,10 +162,39 @@ TEST_F(ConsoleTest, JsonHasTextsWholeAndReplacesOnlyWhatIsNoUtf8) {
         SCOPED_TRACE(row.pszWhy);
         m_out.str("");
         m_console.Finish("list", kExitDone, {{"file", row.strText}});
-        EXPECT_THAT(m_out.str(), HasSubstr("\"file\": \"" + row.strWritten + "\"\n"));
+        EXPECT_THAT(m_out.str(), HasSubstr("\"file\": \"" + row.strWritten + "\""));
         const bool bWhole = row.strText.find('\xFF') == std::string::npos;
         EXPECT_EQ(bWhole, row.strText == Json::parse(m_out.str())["file"]);
     }
+}
+
+TEST_F(ConsoleTest, JsonGivesTheBytesOfATextThatIsNoUtf8BesideIt) {
+    m_console.bJson = true;
+    m_console.Finish("list", kExitDone,
+                     {{"folder", "/a/b\xE4nke"},
+                      {"name", "B\xC3\xA4nke \xEF\xBF\xBD\x1B"},
+                      {"banks", Json::array({{{"file", "\xFF"}, {"bytes", 3}}})},
+                      {"names", Json::array({"\xFF"})}});
+    EXPECT_EQ(R"({
+  "schema": 1,
+  "command": "list",
+  "exit_code": 0,
+  "folder": "/a/b\uFFFDnke",
+  "folder_bytes": "2f612f62e46e6b65",
+  "name": "B\u00E4nke \uFFFD\u001b",
+  "banks": [
+    {
+      "file": "\uFFFD",
+      "file_bytes": "ff",
+      "bytes": 3
+    }
+  ],
+  "names": [
+    "\uFFFD"
+  ]
+}
+)",
+              WithEscapes(m_out.str()));
 }
 
 // What was written to it before it was last flushed.

@@ -1,4 +1,4 @@
-#include "import/soundfont/SoundFontPlan.h"
+#include "import/soundfont/SoundFontPlanner.h"
 #include "tests/import/soundfont/FontPlan.h"
 
 namespace Kestrova::Test {
@@ -36,7 +36,7 @@ FontSpec LetterFont(size_t nSamples) {
 Lines RegionLines(const PlannedProgram& program) {
     Lines lines;
     for (const PlannedRegion& region : program.regions) {
-        const auto range = [](const FontRange& r) {
+        const auto range = [](const MidiRange& r) {
             return std::to_string(r.nLow) + "-" + std::to_string(r.nHigh);
         };
         std::string strLine = range(region.range.keys) + "/" + range(region.range.velocities) + ":";
@@ -46,7 +46,7 @@ Lines RegionLines(const PlannedProgram& program) {
     return lines;
 }
 
-TEST(SoundFontPlanTest, RegionsAreTheDistinctMeetingsOfZonesInOrderOfTheirRanges) {
+TEST(SoundFontPlannerTest, RegionsAreTheDistinctRangesOfPairsOfZonesInOrder) {
     FontSpec spec = LetterFont(3);
     spec.instruments = {{"First",
                          {Zone(0, {Keys(60, 80)}), Zone(1, {Keys(0, 59), Velocities(0, 63)}),
@@ -65,7 +65,7 @@ TEST(SoundFontPlanTest, RegionsAreTheDistinctMeetingsOfZonesInOrderOfTheirRanges
     EXPECT_EQ(4u, made.Plan().CountLayers());
 }
 
-TEST(SoundFontPlanTest, AWaveIsSharedByEqualUsesAndCopiedForOthers) {
+TEST(SoundFontPlannerTest, AWaveIsSharedByEqualUsesAndCopiedForOthers) {
     FontSpec spec = LetterFont(2);
     spec.instruments[0].zones = {Zone(0, {Keys(0, 10)}),
                                  Zone(0, {Keys(11, 20)}),
@@ -82,7 +82,7 @@ TEST(SoundFontPlanTest, AWaveIsSharedByEqualUsesAndCopiedForOthers) {
     EXPECT_EQ(Lines{"sample \"A\" x3"}, made.Entries(ImportEvent::Copied));
 }
 
-TEST(SoundFontPlanTest, ProgramsComeByBankAndNumberAndTheFirstOfEqualOnesCounts) {
+TEST(SoundFontPlannerTest, ProgramsComeByBankAndNumberAndTheFirstOfEqualOnesCounts) {
     FontSpec spec = LetterFont(1);
     spec.instruments[0].zones = {Zone(0)};
     const std::vector<FontSpec::Zone> zones = {PresetZone(0)};
@@ -96,7 +96,7 @@ TEST(SoundFontPlanTest, ProgramsComeByBankAndNumberAndTheFirstOfEqualOnesCounts)
     EXPECT_EQ(Lines{"preset 0:2 \"Too\": another preset has its number"}, made.Entries(ImportEvent::Dropped));
 }
 
-TEST(SoundFontPlanTest, ChosenPresetsComeAlone) {
+TEST(SoundFontPlannerTest, ChosenPresetsComeAlone) {
     FontSpec spec = LetterFont(2);
     spec.instruments = {{"I", {Zone(0)}}, {"J", {Zone(1)}}};
     spec.presets = {{"One", 1, 0, {PresetZone(0)}}, {"Two", 2, 0, {PresetZone(1)}}};
@@ -106,7 +106,7 @@ TEST(SoundFontPlanTest, ChosenPresetsComeAlone) {
     EXPECT_EQ("B", made.OnlyWave().strName);
 }
 
-TEST(SoundFontPlanTest, ZonesThatCannotSoundAreDroppedByName) {
+TEST(SoundFontPlannerTest, ZonesThatCannotSoundAreDroppedByName) {
     FontSpec spec = LetterFont(1);
     spec.instruments = {{"Keys",
                          {Zone(0),
@@ -129,7 +129,7 @@ TEST(SoundFontPlanTest, ZonesThatCannotSoundAreDroppedByName) {
     EXPECT_EQ((Lines{"0-127/0-127: 0 Keys", "5-127/0-127: 0 Keys"}), RegionLines(made.Plan().programs[0]));
 }
 
-TEST(SoundFontPlanTest, AnInstrumentOfManyPresetsIsReportedOnce) {
+TEST(SoundFontPlannerTest, AnInstrumentOfManyPresetsIsReportedOnce) {
     FontSpec spec = LetterFont(1);
     spec.instruments = {{"Keys", {Zone(0), Zone(7)}}};
     spec.presets = {{"One", 1, 0, {PresetZone(0)}}, {"Two", 2, 0, {PresetZone(0)}}};
@@ -138,18 +138,18 @@ TEST(SoundFontPlanTest, AnInstrumentOfManyPresetsIsReportedOnce) {
               made.Entries(ImportEvent::Dropped));
 }
 
-TEST(SoundFontPlanTest, PresetsWithoutSoundAreDropped) {
+TEST(SoundFontPlannerTest, PresetsWithoutSoundAreDropped) {
     FontSpec spec = LetterFont(1);
     spec.presets.push_back({"Empty", 5, 1, {}});
     spec.presets.push_back({"Only global", 6, 1, {{{{kGenPan, 5}}}}});
     const FontPlan made(spec);
     EXPECT_EQ(1u, made.Plan().programs.size());
-    EXPECT_EQ((Lines{"preset 1:5 \"Empty\": nothing sounds in it",
-                     "preset 1:6 \"Only global\": nothing sounds in it"}),
+    EXPECT_EQ((Lines{"preset 1:5 \"Empty\": none of its zones plays a sample",
+                     "preset 1:6 \"Only global\": none of its zones plays a sample"}),
               made.Entries(ImportEvent::Dropped));
 }
 
-TEST(SoundFontPlanTest, SettingsThatNoRecordExpressesAreCountedByGenerator) {
+TEST(SoundFontPlannerTest, SettingsThatNoRecordExpressesAreCountedByGenerator) {
     FontSpec spec = LetterFont(2);
     spec.instruments[0].zones = {{{{8, 5000}, {kGenScaleTuning, 50}, {kGenPan, 3}}, 2},  // the global zone
                                  Zone(0, {Keys(0, 9)}),
@@ -159,16 +159,54 @@ TEST(SoundFontPlanTest, SettingsThatNoRecordExpressesAreCountedByGenerator) {
     EXPECT_EQ((Lines{"initialFilterFc", "pan", "initialAttenuation", "scaleTuning", "modulators x6"}),
               made.Entries(ImportEvent::LeftOut))
         << "the scale tuning of a single key is in its tune";
+    EXPECT_EQ((Lines{"filters", "pan", "attenuation", "scale tuning", "modulators x2"}),
+              made.Entries(ImportEvent::LeftOutKind))
+        << "of two layers";
     EXPECT_FALSE(made.Report().HasLosses());
 }
 
-TEST(SoundFontPlanTest, FontsWhoseZonesMeetTooOftenAreRefused) {
+TEST(SoundFontPlannerTest, KindsOfSettingsAreCountedByTheLayersThatHaveAny) {
+    FontSpec spec = LetterFont(2);
+    spec.samples[0].nType = kFontLeft;
+    spec.samples[0].nLink = 1;
+    spec.samples[1].nType = kFontRight;
+    for (FontSpec::Sample& sample : spec.samples) {
+        sample.nLoopStart = sample.nStart + 10;
+        sample.nLoopEnd = sample.nEnd;
+    }
+    const FontSpec::Gens gens = {{8, 5000}, {9, 20}, {34, -100}, {kGenSampleModes, 3}};
+    spec.instruments[0].zones = {Zone(0, gens), Zone(1, gens)};
+    const FontPlan made(spec);
+    ASSERT_EQ(1u, made.Plan().CountLayers()) << "two halves make one layer";
+    EXPECT_EQ((Lines{"envelopes", "filters", "ends of loops at release"}),
+              made.Entries(ImportEvent::LeftOutKind));
+    EXPECT_EQ(
+        (Lines{"initialFilterFc x2", "initialFilterQ x2", "attackVolEnv x2", "end of loops at release x2"}),
+        made.Entries(ImportEvent::LeftOut));
+}
+
+TEST(SoundFontPlannerTest, AStoppedPlanIsCancelled) {
+    const TempDir dir;
+    WriteFile(dir.File("font.sf2"), MakeFont(SimpleFont()));
+    SoundFont font;
+    ASSERT_TRUE(font.Open(dir.File("font.sf2")).IsDone());
+    ImportReport report;
+    SoundFontPlan plan;
+    ImportWatch watch;
+    watch.isStopped = [] { return true; };
+    EXPECT_EQ(ImportEnd::Cancelled, SoundFontPlanner(font, report).Make({}, plan, watch).end);
+}
+
+TEST(SoundFontPlannerTest, FontsOfTooManyPairsOfZonesAreRefused) {
     FontSpec spec = LetterFont(1);
     spec.instruments[0].zones.assign(2000, Zone(0, {Keys(0, 1)}));
     spec.presets[0].zones.assign(2000, PresetZone(0, {Keys(2, 3)}));
-    EXPECT_TRUE(FontPlan(spec).IsMade()) << "4000000 meetings";
+    EXPECT_TRUE(FontPlan(spec).Outcome().IsDone()) << "4000000 pairs";
     spec.presets[0].zones.push_back(PresetZone(0));
-    EXPECT_FALSE(FontPlan(spec).IsMade());
+    const FontPlan refused(spec);
+    EXPECT_EQ(ImportEnd::Refused, refused.Outcome().end);
+    EXPECT_EQ("it has more than 4000000 pairs of a preset's zone and an instrument's zone",
+              refused.Outcome().strCause);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
-#include "import/soundfont/SoundFontPlan.h"
+#include "import/soundfont/SoundFontPlanner.h"
 
 #include <algorithm>
-
-#include "shared/System/kvCancelSignal.h"
 
 namespace Kestrova {
 namespace {
@@ -22,41 +20,34 @@ PresetNumber NumberOf(const FontPreset& preset) { return {preset.nBank, preset.n
 
 }  // namespace
 
-size_t ImportPlan::CountBanks() const {
-    std::set<uint16_t> banks;
-    for (const PlannedProgram& program : programs) banks.insert(program.nBank);
-    return banks.size();
-}
-
-size_t ImportPlan::CountRegions() const {
-    size_t nCount = 0;
-    for (const PlannedProgram& program : programs) nCount += program.regions.size();
-    return nCount;
-}
-
-size_t ImportPlan::CountLayers() const {
-    size_t nCount = 0;
-    for (const PlannedProgram& program : programs)
-        for (const PlannedRegion& region : program.regions) nCount += region.layers.size();
-    return nCount;
-}
-
 SoundFontPlanner::SoundFontPlanner(const SoundFont& font, ImportReport& report)
     : m_font(font), m_report(report), m_voices(font, report), m_instruments(font.GetInstruments().size()) {}
 
-bool SoundFontPlanner::Make(const std::set<PresetNumber>& chosen, ImportPlan& plan) {
+ImportOutcome SoundFontPlanner::Make(const std::set<PresetNumber>& chosen, SoundFontPlan& plan,
+                                     const ImportWatch& watch) {
+    return CatchNoMemory([&] {
+        ReportFont();
+        m_plan.bank.strName = m_font.GetName();
+        m_plan.bank.strDescription = m_font.GetCopyright();
+        ImportOutcome outcome = PlanPresets(chosen, watch);
+        ReportWaves();
+        ReportLeftOut();
+        plan = std::move(m_plan);
+        return outcome;
+    });
+}
+
+ImportOutcome SoundFontPlanner::PlanPresets(const std::set<PresetNumber>& chosen, const ImportWatch& watch) {
     for (const FontPreset* const pPreset : PresetsInOrder(chosen)) {
-        if (CancelSignal() != 0) break;
+        if (watch.isStopped()) return Cancelled();
         PlannedProgram program{pPreset->strName, pPreset->nBank, pPreset->nProgram, {}};
-        if (!PlanPreset(*pPreset, program)) return false;
+        if (ImportOutcome outcome = PlanPreset(*pPreset, program); !outcome.IsDone()) return outcome;
         if (program.regions.empty())
-            m_report.Note(ImportEvent::Dropped, PresetText(*pPreset), "nothing sounds in it");
+            m_report.Note(ImportEvent::Dropped, PresetText(*pPreset), "none of its zones plays a sample");
         else
-            plan.programs.push_back(std::move(program));
+            m_plan.bank.programs.push_back(std::move(program));
     }
-    plan.waves = std::move(m_waves);
-    ReportCounts();
-    return true;
+    return {};
 }
 
 std::vector<const FontPreset*> SoundFontPlanner::PresetsInOrder(const std::set<PresetNumber>& chosen) {
@@ -72,17 +63,19 @@ std::vector<const FontPreset*> SoundFontPlanner::PresetsInOrder(const std::set<P
     return presets;
 }
 
-bool SoundFontPlanner::PlanPreset(const FontPreset& preset, PlannedProgram& program) {
+ImportOutcome SoundFontPlanner::PlanPreset(const FontPreset& preset, PlannedProgram& program) {
     Regions regions;
     for (const MergedZone& zone : Settled(MergePresetZones(preset.zones), PresetText(preset), "instrument",
                                           m_font.GetInstruments().size())) {
         const std::vector<MergedZone>& zones = ZonesOf(zone.nTarget);
-        m_nMeetings += zones.size();
-        if (m_nMeetings > kMostMeetings) return false;
+        m_nZonePairs += zones.size();
+        if (m_nZonePairs > kMostZonePairs)
+            return Refused("it has more than " + std::to_string(kMostZonePairs) +
+                           " pairs of a preset's zone and an instrument's zone");
         AddVoices(VoicesOf(zone, zones), m_font.GetInstruments()[zone.nTarget].strName, regions);
     }
     for (auto& [range, region] : regions) program.regions.push_back(std::move(region));
-    return true;
+    return {};
 }
 
 const std::vector<MergedZone>& SoundFontPlanner::ZonesOf(uint32_t nInstrument) {
@@ -95,7 +88,7 @@ const std::vector<MergedZone>& SoundFontPlanner::ZonesOf(uint32_t nInstrument) {
     return *zones;
 }
 
-// The zones that can sound; what else there is is noted.
+// The zones that can sound. The others are noted in the report.
 std::vector<MergedZone> SoundFontPlanner::Settled(MergedZones merged, const std::string& strOwner,
                                                   const char* pszTarget, size_t nTargets) {
     const std::string strTarget = pszTarget;
@@ -105,7 +98,7 @@ std::vector<MergedZone> SoundFontPlanner::Settled(MergedZones merged, const std:
         m_report.Note(ImportEvent::Repaired, strOwner, "a range cut to 127", merged.nCutRanges);
     std::erase_if(merged.zones, [&](const MergedZone& zone) {
         const bool bMissing = zone.nTarget >= nTargets;
-        const bool bEmpty = zone.keys.IsEmpty() || zone.velocities.IsEmpty();
+        const bool bEmpty = zone.range.IsEmpty();
         if (bMissing)
             m_report.Note(
                 ImportEvent::Dropped, strOwner,
@@ -121,9 +114,9 @@ std::vector<FontVoice> SoundFontPlanner::VoicesOf(const MergedZone& presetZone,
                                                   const std::vector<MergedZone>& zones) {
     std::vector<FontVoice> voices;
     for (const MergedZone& zone : zones) {
-        const VoiceRange range = {Intersect(presetZone.keys, zone.keys),
-                                  Intersect(presetZone.velocities, zone.velocities)};
-        if (range.keys.IsEmpty() || range.velocities.IsEmpty()) continue;
+        const PlayRange range = {Intersect(presetZone.range.keys, zone.range.keys),
+                                 Intersect(presetZone.range.velocities, zone.range.velocities)};
+        if (range.IsEmpty()) continue;
         std::optional<FontVoice> voice = m_voices.Make(range, zone.nTarget, AddValues(presetZone, zone));
         if (!voice) continue;
         voice->nModulators = presetZone.nModulators + zone.nModulators;
@@ -141,13 +134,10 @@ void SoundFontPlanner::AddVoices(const std::vector<FontVoice>& voices, const std
     for (const StereoPair& pair : JoinStereo(m_font, voices)) {
         rights[pair.nLeft] = &voices[pair.nRight];
         isRight[pair.nRight] = true;
-        const bool bPanCarried = voices[pair.nLeft].nPan == -kHardPan && voices[pair.nRight].nPan == kHardPan;
-        CountLeftOut(voices[pair.nLeft], bPanCarried);
-        CountLeftOut(voices[pair.nRight], bPanCarried);
     }
     for (size_t i = 0; i < voices.size(); ++i) {
         if (isRight[i]) continue;
-        if (rights[i] == nullptr) CountLeftOut(voices[i], false);
+        CountLayer(voices[i], rights[i]);
         const auto [place, bNew] = regions.try_emplace(voices[i].range);
         if (bNew) place->second = {strInstrument, voices[i].range, {}};
         place->second.layers.push_back(WaveFor(voices[i], rights[i]));
@@ -155,16 +145,17 @@ void SoundFontPlanner::AddVoices(const std::vector<FontVoice>& voices, const std
 }
 
 size_t SoundFontPlanner::WaveFor(const FontVoice& left, const FontVoice* pRight) {
-    PlannedWave wave{"", left.part, std::nullopt, left.tune};
+    FontWave wave{left.part, std::nullopt};
     WaveSource source{left.part.nSample, std::nullopt};
     if (pRight != nullptr) {
         wave.right = pRight->part;
         source.second = pRight->part.nSample;
     }
-    const auto [place, bNew] = m_places.try_emplace({wave.left, wave.right, wave.tune}, m_waves.size());
+    const auto [place, bNew] = m_places.try_emplace({wave.left, wave.right, left.tune}, m_plan.waves.size());
     if (!bNew) return place->second;
-    wave.strName = NameOf(source);
-    m_waves.push_back(std::move(wave));
+    m_plan.bank.waves.push_back(
+        {NameOf(source), m_font.GetBits(), wave.Channels(), wave.Frames(), left.tune});
+    m_plan.waves.push_back(wave);
     ++m_uses[source];
     return place->second;
 }
@@ -174,27 +165,52 @@ std::string SoundFontPlanner::NameOf(const WaveSource& source) const {
     return source.second ? JoinedName(strLeft, m_font.GetSamples()[*source.second].strName) : strLeft;
 }
 
-void SoundFontPlanner::CountLeftOut(const FontVoice& voice, bool bPanCarried) {
-    for (size_t n = 0; n < kGenCount; ++n)
-        if (voice.leftOut[n] != InfoOf(n).nDefault) ++m_leftOut[n];
-    if (voice.nPan != 0 && !bPanCarried) ++m_leftOut[kGenPan];
-    if (voice.bUntilRelease) ++m_nUntilRelease;
-    m_nModulators += voice.nModulators;
+void SoundFontPlanner::CountLayer(const FontVoice& left, const FontVoice* pRight) {
+    const bool bPanCarried = pRight != nullptr && left.nPan == -kHardPan && pRight->nPan == kHardPan;
+    UseSet uses = CountVoice(left, bPanCarried);
+    if (pRight != nullptr) uses |= CountVoice(*pRight, bPanCarried);
+    for (size_t n = 0; n < kGenUseCount; ++n) m_arLayers[n] += uses[n];
 }
 
-// Counts that run over the whole font become entries at its end.
-void SoundFontPlanner::ReportCounts() {
+// What is left out of the voice.
+SoundFontPlanner::UseSet SoundFontPlanner::CountVoice(const FontVoice& voice, bool bPanCarried) {
+    UseSet uses;
+    for (size_t n = 0; n < kGenCount; ++n) {
+        const bool bPan = n == kGenPan && voice.nPan != 0 && !bPanCarried;
+        if (!bPan && voice.leftOut[n] == InfoOf(n).nDefault) continue;
+        ++m_arVoices[n];
+        uses.set(static_cast<size_t>(InfoOf(n).use));
+    }
+    m_nUntilRelease += voice.bUntilRelease;
+    uses.set(static_cast<size_t>(GenUse::ReleaseLoop), voice.bUntilRelease);
+    m_nModulators += voice.nModulators;
+    uses.set(static_cast<size_t>(GenUse::Modulator), voice.nModulators > 0);
+    return uses;
+}
+
+void SoundFontPlanner::ReportFont() {
+    if (!m_font.GetWarning().empty())
+        m_report.Note(ImportEvent::Dropped, "24-bit part", "it does not fit the font");
+    for (const std::string& strNote : m_font.GetNotes()) m_report.Note(ImportEvent::Accepted, strNote);
+}
+
+void SoundFontPlanner::ReportWaves() {
     for (const auto& [source, nWaves] : m_uses) {
         const std::string strWhat = "sample \"" + NameOf(source) + "\"";
         if (source.second) m_report.Note(ImportEvent::Joined, strWhat);
         if (nWaves > 1) m_report.Note(ImportEvent::Copied, strWhat, "", nWaves - 1);
     }
-    for (size_t n = 0; n < kGenCount; ++n)
-        if (m_leftOut[n] != 0)
-            m_report.Note(ImportEvent::LeftOut, InfoOf(n).pszName, "", static_cast<uint64_t>(m_leftOut[n]));
-    if (m_nUntilRelease > 0)
-        m_report.Note(ImportEvent::LeftOut, "end of loops at release", "", m_nUntilRelease);
-    if (m_nModulators > 0) m_report.Note(ImportEvent::LeftOut, "modulators", "", m_nModulators);
+}
+
+void SoundFontPlanner::ReportLeftOut() {
+    const auto note = [this](ImportEvent event, const char* pszWhat, uint64_t nTimes) {
+        if (nTimes > 0) m_report.Note(event, pszWhat, "", nTimes);
+    };
+    for (size_t n = 0; n < kGenCount; ++n) note(ImportEvent::LeftOut, InfoOf(n).pszName, m_arVoices[n]);
+    note(ImportEvent::LeftOut, "end of loops at release", m_nUntilRelease);
+    note(ImportEvent::LeftOut, "modulators", m_nModulators);
+    for (size_t n = 0; n < kGenUseCount; ++n)
+        note(ImportEvent::LeftOutKind, LeftOutName(static_cast<GenUse>(n)), m_arLayers[n]);
 }
 
 }  // namespace Kestrova

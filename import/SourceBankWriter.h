@@ -1,0 +1,30 @@
+// SourceBankWriter.h - writes a plan as a source bank of the plain kind.
+#pragma once
+
+#include <string>
+
+#include "import/ImportOutcome.h"
+#include "import/ImportPlan.h"
+#include "import/WaveReader.h"
+
+namespace Kestrova {
+
+// Writes the bank into the file, which is emptied first. When it answers Done the bank is on the disk, and
+// nBytes is the length of its records; otherwise the file is of no use. Waves are read and compressed on
+// several threads; the bytes do not depend on how many. But for the file's new identity the same plan gives
+// the same bytes.
+//
+// What becomes what:
+// - information: the plan's name and description;
+// - a program: a preset record whose value is bank * 128 + program, and a program record under its bank's
+//   with the program number as first value. All programs keep the values that have the per-key layout split
+//   them, percussion too: its regions are mostly single keys, where splitting changes nothing, and a sample
+//   shared by a split and an unsplit program would have no copy for the latter;
+// - a bank: named "Bank N", bank 128 "Percussion";
+// - a region: low key, high key, low and high velocity;
+// - a layer: the default values, because nothing is known of their meaning.
+// Records come in the order of a built bank: information, presets, samples, then the tree.
+ImportOutcome WriteSourceBank(const std::string& strPath, const ImportPlan& plan, const IWaveReader& reader,
+                              const ImportWatch& watch = {});
+
+}  // namespace Kestrova

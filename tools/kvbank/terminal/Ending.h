@@ -1,0 +1,18 @@
+// Ending.h - how a step of a verb ended.
+#pragma once
+
+#include <string>
+
+#include "tools/kvbank/terminal/ExitCode.h"
+
+namespace Kestrova {
+
+// Steps return it; the verb's end says the line, once.
+struct Ending {
+    ExitCode code = kExitDone;
+    std::string strError;  // "FILE: cause", for the user; empty when done
+
+    bool IsDone() const { return code == kExitDone; }
+};
+
+}  // namespace Kestrova
