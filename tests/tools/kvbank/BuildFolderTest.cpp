@@ -169,10 +169,9 @@ TEST_F(BuildFolderTest, ABanksNameThatIsTooLongIsSaid) {
     Source({}, strSource);
     const Outcome outcome = Run({"build", "DIR/" + strSource, "-d", "DIR", "-r", "44100"});
     EXPECT_EQ(kExitOutput, outcome.nCode);
-    EXPECT_EQ(
-        "kvbank: DIR/" + std::string(246, 'x') +
-            "_0AC44.kvn: 44100 Hz: the bank file cannot be created: File name too long\n",
-        outcome.strErr);
+    EXPECT_EQ("kvbank: DIR/" + std::string(246, 'x') +
+                  "_0AC44.kvn: 44100 Hz: the bank file cannot be created: File name too long\n",
+              outcome.strErr);
 }
 
 // A sample of 1 Hz that says it expands to 4 GiB needs hundreds of terabytes.
