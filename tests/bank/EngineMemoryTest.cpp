@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "SamplerDBDS/BaseClasses/FileEnv.h"
 #include "bank/DBEUCreate.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/SourceMaker.h"
@@ -55,8 +56,34 @@ private:
     CDBEUCreate m_engine;
 };
 
+// The system's files, without waiting for the disk: a walk makes some hundred banks. Takes no memory itself.
+class UnsyncedFileEnv : public IFileEnv {
+public:
+    UnsyncedFileEnv() : m_system(*GetSystemFileEnv()), m_pBefore(SetFileEnv(this)) {}
+    ~UnsyncedFileEnv() override { SetFileEnv(m_pBefore); }
+
+    int Open(const char* pszPath, FileMode mode) override { return m_system.Open(pszPath, mode); }
+    bool Close(int nFile) override { return m_system.Close(nFile); }
+    int64_t ReadAt(int nFile, uint64_t pos, void* pData, size_t n) override {
+        return m_system.ReadAt(nFile, pos, pData, n);
+    }
+    int64_t WriteAt(int nFile, uint64_t pos, const void* pData, size_t n) override {
+        return m_system.WriteAt(nFile, pos, pData, n);
+    }
+    bool Truncate(int nFile, uint64_t nSize) override { return m_system.Truncate(nFile, nSize); }
+    bool Sync(int) override { return true; }
+    bool GetFacts(int nFile, FileFacts& facts) override { return m_system.GetFacts(nFile, facts); }
+    bool TryLock(int nFile, FileLock lock) override { return m_system.TryLock(nFile, lock); }
+    bool CheckPosition(int nFile, uint64_t pos) override { return m_system.CheckPosition(nFile, pos); }
+
+private:
+    IFileEnv& m_system;
+    IFileEnv* const m_pBefore;
+};
+
 class EngineMemoryTest : public testing::Test {
 protected:
+    const UnsyncedFileEnv m_env;
     TempDir m_dir;
     std::string m_strSource;
     Bytes m_source;
