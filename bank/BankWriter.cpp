@@ -102,7 +102,7 @@ const char* BankWriter::WhyRefused(CSDBInterpreter& record) const {
 
 BankOutcome BankWriter::AddToTarget(CSDBInterpreter& record, uint32_t idSource) {
     if (const char* const pszCause = WhyRefused(record))
-        return SourceFault(kBankSourceInconsistent, record.GetType(), idSource, pszCause);
+        return SourceFault(kBankWriteFailed, record.GetType(), idSource, pszCause);
     const FileAnswer added = AskFile([&] { return m_target.AddNewNote(&record); });
     if (!added)
         return TargetFault(kBankWriteFailed, record.GetType(), idSource, "it cannot be written",

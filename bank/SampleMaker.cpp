@@ -87,7 +87,7 @@ uint32_t ScaledPosition(uint32_t nPosition, double ratio) {
 BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
                              CSDBISampleEUWave& made) {
     if (source.m_info.cLayerLoops >= kMaxLoops)
-        return Refuse(source, kBankSourceInconsistent, "it has more loops than a bank's sample can hold");
+        return Refuse(source, kBankWriteFailed, "it has more loops than a bank's sample can hold");
     made.CopyHeader(source);
     made.m_info.nSampleRate = target.nRate;
     if (!made.CopyOwned(source)) return Refuse(source, kBankNoMemory, kCauseNoMemory);

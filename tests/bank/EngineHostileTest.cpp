@@ -193,7 +193,7 @@ TEST_F(EngineHostileTest, CirclesAndSelfParentsEnd) {
 
 // Of records that keep the source's parent; each lies under the bank, which is written after them or has
 // another id in the target.
-TEST_F(EngineHostileTest, ARecordUnderAParentThatTheBankHasNotIsInconsistent) {
+TEST_F(EngineHostileTest, ARecordUnderAParentThatTheBankHasNotCannotBeWritten) {
     const std::vector<NoteFields> sound = WithSample(PlainBody(10, 20, 20, 20));
     struct Row {
         uint8_t nType;
@@ -206,7 +206,7 @@ TEST_F(EngineHostileTest, ARecordUnderAParentThatTheBankHasNotIsInconsistent) {
         std::vector<NoteFields> notes = sound;
         notes.push_back({0, kSdbProgram, 500, kSdbNoID, ProgramBody()});
         notes.insert(notes.begin(), {0, row.nType, row.id, 500, row.strBody});
-        EXPECT_EQ(kBankSourceInconsistent, RunNotes(notes));
+        EXPECT_EQ(kBankWriteFailed, RunNotes(notes));
         const BankOutcome& fault = m_driver.Engine().GetFault();
         EXPECT_EQ(BankSide::Source, fault.side);
         EXPECT_EQ(row.nType, fault.nType);
@@ -258,7 +258,7 @@ TEST_F(EngineHostileTest, LoopsTheBankCannotHoldAreRefusedBeforeABankIsMadeOfThe
     body.Text("s").Text("").Word(44100).Word(16).Word(1).Word(10).Word(60).Word(0).Word(0).Word(0).Word(
         1000000);
     body.Zeros(16000000).Word(20).Word(20).Raw(Counting(20)).Word(0);
-    EXPECT_EQ(kBankSourceInconsistent, RunNotes(WithSample(Text(body))));
+    EXPECT_EQ(kBankWriteFailed, RunNotes(WithSample(Text(body))));
     EXPECT_STREQ("it has more loops than a bank's sample can hold", m_driver.Engine().GetFault().pszCause);
 }
 

@@ -34,6 +34,7 @@ ExitCode ExitCodeOf(BankResult result) {
 }
 
 ExitCode ExitCodeOf(const BankOutcome& outcome) {
+    if (outcome.side == BankSide::Source && outcome.result == kBankWriteFailed) return kExitBadInput;
     const bool bRefused = outcome.side == BankSide::Target && outcome.nError != 0;
     return bRefused && outcome.result != kBankNoMemory ? kExitOutput : ExitCodeOf(outcome.result);
 }
