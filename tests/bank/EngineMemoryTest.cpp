@@ -73,7 +73,7 @@ public:
     bool Truncate(int nFile, uint64_t nSize) override { return m_system.Truncate(nFile, nSize); }
     bool Sync(int) override { return true; }
     bool GetFacts(int nFile, FileFacts& facts) override { return m_system.GetFacts(nFile, facts); }
-    bool TryLock(int nFile, FileLock lock) override { return m_system.TryLock(nFile, lock); }
+    LockAnswer TryLock(int nFile, FileLock lock) override { return m_system.TryLock(nFile, lock); }
     bool CheckPosition(int nFile, uint64_t pos) override { return m_system.CheckPosition(nFile, pos); }
 
 private:

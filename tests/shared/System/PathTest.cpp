@@ -272,11 +272,11 @@ TEST(DeleteThisTest, OnlyAnEmptyFolderIsRemoved) {
 }
 
 TEST(FolderPartTest, ItEndsWithTheLastSlash) {
-    EXPECT_EQ("/a/b/", FolderPart("/a/b/c.kvn"));
-    EXPECT_EQ("/a/", FolderPart("/a/"));
-    EXPECT_EQ("/", FolderPart("/a"));
-    EXPECT_EQ("", FolderPart("a.kvn"));
-    EXPECT_EQ("", FolderPart(""));
+    EXPECT_EQ("/a/b/", FolderPart(std::string_view("/a/b/c.kvn")));
+    EXPECT_EQ("/a/", FolderPart(std::string_view("/a/")));
+    EXPECT_EQ("/", FolderPart(std::string_view("/a")));
+    EXPECT_EQ("", FolderPart(std::string_view("a.kvn")));
+    EXPECT_EQ("", FolderPart(std::string_view("")));
 }
 
 TEST(GetFreeSpaceTest, WhatIsNotThereTellsWhy) {

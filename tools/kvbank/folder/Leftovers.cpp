@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/folder/PartFile.h"
 #include "tools/kvbank/folder/PrivateFolder.h"
 

@@ -29,7 +29,7 @@ struct FoundLeftover {
 std::vector<FoundLeftover> FindLeftovers(const std::filesystem::path& dir, std::error_code& error);
 
 // Removes what nobody holds; all that was found. A file that somebody else put into a private folder stays,
-// and the folder with it. REQUIRES: turn is held, and at dir.
+// and the folder with it. REQUIRES: turn is one, and at dir.
 std::vector<FoundLeftover> RemoveLeftovers(const std::filesystem::path& dir, const FolderLock& turn,
                                            std::error_code& error);
 

@@ -39,7 +39,7 @@ PartFile::PartFile(fs::path place)
 void PartFile::MakeInFolder() {
     const fs::path dir = FolderOf(m_place);
     const FolderLock turn(dir);
-    if (!turn.IsHeld()) {
+    if (!turn.IsTurn()) {
         errno = turn.GetError();
         return;
     }
