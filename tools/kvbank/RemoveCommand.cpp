@@ -1,7 +1,6 @@
 #include "tools/kvbank/RemoveCommand.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 
@@ -119,15 +118,8 @@ bool RemoveCommand::KeepsStale(RemoveReporter& reporter, std::vector<BankFile>& 
 }
 
 RemovedBank RemoveCommand::RemoveOne(const BankFile& bank) {
-    RemovedBank removed{.strPath = bank.path.string()};
-    m_run.Engine().RemoveDB(removed.strPath.c_str());
-    const int nError = errno;
-    std::error_code ignored;
-    if (!fs::exists(fs::symlink_status(bank.path, ignored))) return removed;
-    const bool bBusy = CSDB::IsHeld(removed.strPath.c_str());
-    removed.code = bBusy ? kExitBusy : kExitOutput;
-    removed.strCause = bBusy ? "another process is building it" : std::strerror(nError);
-    return removed;
+    EngineRun::Removal removal = m_run.Remove(bank.path.string());
+    return {bank.path.string(), removal.code, std::move(removal.strCause)};
 }
 
 }  // namespace Kestrova
