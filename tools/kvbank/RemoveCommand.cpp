@@ -21,10 +21,12 @@ void RemoveCommand::Describe(CLI::App& verb) {
     verb.get_option("--rates")->required(false);
     verb.add_flag("-y,--yes", m_bYes, "do not ask, but leave stale banks, which do not stem from the source");
     verb.add_flag("-f,--force", m_bForce, "remove stale banks like the others");
-    verb.add_flag("--leftovers", m_bLeftovers, "instead of banks: remove what interrupted runs have left")
-        ->excludes("--source")
-        ->excludes("--rates");
+    verb.add_flag("--leftovers", m_bLeftovers,
+                  "instead of banks, without --source and --rates: remove what interrupted runs have left");
+    // Not by excludes(): the help would name the excluded options in an order that changes.
     verb.parse_complete_callback([this] {
+        if (m_bLeftovers && !m_strSource.empty()) throw CLI::ExcludesError("--source", "--leftovers");
+        if (m_bLeftovers && !m_arRates.empty()) throw CLI::ExcludesError("--rates", "--leftovers");
         if (m_bLeftovers) return;
         if (m_strSource.empty()) throw CLI::RequiredError("--source");
         if (m_arRates.empty()) throw CLI::RequiredError("--rates");
