@@ -66,6 +66,10 @@ void BuildCommand::Describe(CLI::App& verb) {
         ->check(CLI::Range(0, kHighestQuality))
         ->type_name("0..7");
     verb.add_flag("-f,--force", m_options.bForce, "build anew banks that are there, stale ones too");
+    verb.add_flag(
+        "--sums", m_options.bSums,
+        "also write the SHA-256 sum of each bank it builds to NAME.sha256 beside it, for verify and "
+        "sha256sum -c");
     verb.add_flag("-n,--dry-run", m_options.bDryRun, "only say what would be done");
     verb.add_flag("--ignore-space", m_options.bIgnoreSpace, "build though the space seems not to suffice");
     verb.add_flag("--wait", m_strWait,

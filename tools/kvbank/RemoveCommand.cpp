@@ -1,7 +1,6 @@
 #include "tools/kvbank/RemoveCommand.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 
@@ -22,10 +21,12 @@ void RemoveCommand::Describe(CLI::App& verb) {
     verb.get_option("--rates")->required(false);
     verb.add_flag("-y,--yes", m_bYes, "do not ask, but leave stale banks, which do not stem from the source");
     verb.add_flag("-f,--force", m_bForce, "remove stale banks like the others");
-    verb.add_flag("--leftovers", m_bLeftovers, "instead of banks: remove what interrupted runs have left")
-        ->excludes("--source")
-        ->excludes("--rates");
+    verb.add_flag("--leftovers", m_bLeftovers,
+                  "instead of banks, without --source and --rates: remove what interrupted runs have left");
+    // Not by excludes(): the help would name the excluded options in an order that changes.
     verb.parse_complete_callback([this] {
+        if (m_bLeftovers && !m_strSource.empty()) throw CLI::ExcludesError("--source", "--leftovers");
+        if (m_bLeftovers && !m_arRates.empty()) throw CLI::ExcludesError("--rates", "--leftovers");
         if (m_bLeftovers) return;
         if (m_strSource.empty()) throw CLI::RequiredError("--source");
         if (m_arRates.empty()) throw CLI::RequiredError("--rates");
@@ -119,15 +120,8 @@ bool RemoveCommand::KeepsStale(RemoveReporter& reporter, std::vector<BankFile>& 
 }
 
 RemovedBank RemoveCommand::RemoveOne(const BankFile& bank) {
-    RemovedBank removed{.strPath = bank.path.string()};
-    m_run.Engine().RemoveDB(removed.strPath.c_str());
-    const int nError = errno;
-    std::error_code ignored;
-    if (!fs::exists(fs::symlink_status(bank.path, ignored))) return removed;
-    const bool bBusy = CSDB::IsHeld(removed.strPath.c_str());
-    removed.code = bBusy ? kExitBusy : kExitOutput;
-    removed.strCause = bBusy ? "another process is building it" : std::strerror(nError);
-    return removed;
+    EngineRun::Removal removal = m_run.Remove(bank.path.string());
+    return {bank.path.string(), removal.code, std::move(removal.strCause)};
 }
 
 }  // namespace Kestrova

@@ -6,9 +6,19 @@
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
+#include "tools/kvbank/sums/BankSums.h"
 #include "tools/kvbank/verify/BankVerifier.h"
 
 namespace Kestrova {
+namespace {
+
+// Of a file that was checked to its end.
+ExitCode ExitCodeOf(const VerifiedFile& file) {
+    if (file.problems.Count() > 0) return kExitProblem;
+    return file.sums.strFault.empty() ? kExitDone : kExitOutput;
+}
+
+}  // namespace
 
 void VerifyCommand::Describe(CLI::App& verb) {
     verb.add_option("FILE", m_files, "banks, or with no --source also source banks")->required();
@@ -17,6 +27,8 @@ void VerifyCommand::Describe(CLI::App& verb) {
     verb.add_option("--quality", m_nQuality, "the quality the banks were built with (default 7)")
         ->check(CLI::Range(0, kHighestQuality))
         ->type_name("0..7");
+    verb.add_flag("--write-sums", m_bWriteSums,
+                  "write the SHA-256 sum of each good file that has none to NAME.sha256 beside it");
 }
 
 int VerifyCommand::Run(Console& console) {
@@ -49,8 +61,9 @@ VerifiedFile VerifyCommand::VerifyFile(const std::string& strFile, VerifyReporte
     file.bEnriched = scan.IsEnriched();
     file.nBytes = scan.FileSize();
     file.nRecords = scan.Notes().size();
-    if (FindProblems(scan, file, reporter)) {
-        file.code = file.problems.Count() == 0 ? kExitDone : kExitProblem;
+    if (CheckAgainstSums(scan, file, reporter) && FindProblems(scan, file, reporter) &&
+        AddSums(scan, file, reporter)) {
+        file.code = ExitCodeOf(file);
     } else {
         file.code = kExitProblem;
         file.strCause = DescribeResult(kBankCancelled);
@@ -70,6 +83,35 @@ bool VerifyCommand::OpenFile(const std::string& strFile, NoteScan& scan, Verifie
     file.code = kExitBadInput;
     file.strCause = outcome == NoteScan::Outcome::NotABank ? "not a bank" : std::strerror(errno);
     return false;
+}
+
+// With the sums file beside it, if there is one. False when it was cancelled.
+bool VerifyCommand::CheckAgainstSums(const NoteScan& scan, VerifiedFile& file,
+                                     VerifyReporter& reporter) const {
+    const SumsOutcome sums =
+        CheckSums(scan.Path(), reporter.Watch(scan.Path(), " and its sum", scan.FileSize()));
+    switch (sums.kind) {
+        case SumsOutcome::Kind::Cancelled: return false;
+        case SumsOutcome::Kind::NoFile: return true;
+        case SumsOutcome::Kind::Done: file.sums.state = VerifiedSums::State::Good; return true;
+        default: break;
+    }
+    file.problems.Add(sums.strPath == scan.Path() ? sums.strCause : sums.strPath + ": " + sums.strCause);
+    return true;
+}
+
+// Gives a good file that has none its sums file, if that is asked for. False when it was cancelled.
+bool VerifyCommand::AddSums(const NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter) const {
+    if (!m_bWriteSums || file.problems.Count() > 0 || file.sums.state == VerifiedSums::State::Good)
+        return true;
+    const SumsOutcome sums =
+        WriteSums(scan.Path(), reporter.Watch(scan.Path(), ", its sum", scan.FileSize()));
+    if (sums.kind == SumsOutcome::Kind::Cancelled) return false;
+    if (sums.kind == SumsOutcome::Kind::Done)
+        file.sums.state = VerifiedSums::State::Written;
+    else
+        file.sums.strFault = sums.strCause;
+    return true;
 }
 
 // False when it was cancelled.

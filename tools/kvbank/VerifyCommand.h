@@ -23,10 +23,13 @@ private:
     VerifiedFile VerifyFile(const std::string& strFile, VerifyReporter& reporter);
     bool OpenFile(const std::string& strFile, NoteScan& scan, VerifiedFile& file) const;
     bool FindProblems(NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter);
+    bool CheckAgainstSums(const NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter) const;
+    bool AddSums(const NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter) const;
     bool Compare(NoteScan& scan, bool bPerKey, VerifiedFile& file, VerifyReporter& reporter);
 
     std::vector<std::string> m_files;
     std::string m_strSource;
+    bool m_bWriteSums = false;
     int m_nQuality = kHighestQuality;
 
     EngineRun m_run;

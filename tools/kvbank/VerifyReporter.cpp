@@ -18,6 +18,19 @@ Json ProblemRows(const ProblemList& problems) {
     return rows;
 }
 
+const char* StateName(const VerifiedSums& sums) {
+    return sums.state == VerifiedSums::State::Good ? "good" : "written";
+}
+
+const char* StateText(const VerifiedSums& sums) {
+    switch (sums.state) {
+        case VerifiedSums::State::Good: return ", as its sums file says";
+        case VerifiedSums::State::Written: return ", its sums file is written";
+        case VerifiedSums::State::None: break;
+    }
+    return "";
+}
+
 Json RowOf(const VerifiedFile& file) {
     Json row = {{"file", file.strPath}};
     if (!file.bOpened) return row;
@@ -26,6 +39,7 @@ Json RowOf(const VerifiedFile& file) {
     row["records"] = file.nRecords;
     if (file.nRate != 0) row["rate"] = file.nRate;
     if (file.bCompared) row["compared"] = true;
+    if (file.sums.state != VerifiedSums::State::None) row["sums"] = StateName(file.sums);
     if (!file.strCause.empty()) return row;
     row["good"] = file.problems.Count() == 0;
     row["problem_count"] = file.problems.Count();
@@ -56,8 +70,15 @@ void VerifyReporter::Tell(const VerifiedFile& file) {
     else if (file.problems.Count() > 0)
         TellProblems(file);
     else
-        m_console.Say(file.strPath + ": good, " + Counted(file.nRecords, "record") + ", " +
-                      ReadableSize(file.nBytes) + (file.bCompared ? ", as its source gives it" : ""));
+        TellGood(file);
+}
+
+void VerifyReporter::TellGood(const VerifiedFile& file) {
+    m_console.Say(file.strPath + ": good, " + Counted(file.nRecords, "record") + ", " +
+                  ReadableSize(file.nBytes) + (file.bCompared ? ", as its source gives it" : "") +
+                  StateText(file.sums));
+    if (!file.sums.strFault.empty())
+        m_console.Error(file.strPath + ": its sums file cannot be written: " + file.sums.strFault);
 }
 
 void VerifyReporter::TellProblems(const VerifiedFile& file) {

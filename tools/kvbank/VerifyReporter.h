@@ -11,6 +11,17 @@
 
 namespace Kestrova {
 
+// What became of the sums file beside one file.
+struct VerifiedSums {
+    enum class State {
+        None,    // there is none, or it is among the problems
+        Good,    // the file is as it says
+        Written  // just now
+    };
+    State state = State::None;
+    std::string strFault = {};  // why it was not written, though that was asked for
+};
+
 // What was found in one file.
 struct VerifiedFile {
     std::string strPath;
@@ -23,6 +34,7 @@ struct VerifiedFile {
     uint64_t nRecords = 0;
     uint32_t nRate = 0;  // 0: it states none
     ProblemList problems = {};
+    VerifiedSums sums = {};
 };
 
 class VerifyReporter {
@@ -42,6 +54,7 @@ public:
     int Finish(ExitCode code) { return m_console.Finish("verify", code, m_report); }
 
 private:
+    void TellGood(const VerifiedFile& file);
     void TellProblems(const VerifiedFile& file);
 
     Console& m_console;

@@ -107,6 +107,12 @@ TEST_F(UsageTest, AnEmptyValueIsAMistakeEverywhere) {
     EXPECT_THAT(Names(), ElementsAre());
 }
 
+TEST_F(UsageTest, LeftoversAreOfNoSourceAndNoRates) {
+    ExpectUsage({"remove", "DIR", "--leftovers", "--source", "x.kvs"}, "--source excludes --leftovers");
+    ExpectUsage({"remove", "DIR", "--leftovers", "-r", "all"}, "--rates excludes --leftovers");
+    EXPECT_THAT(Run({"remove", "--help"}).strOut, Not(HasSubstr("Excludes")));
+}
+
 TEST_F(UsageTest, LayoutsAreGivenByTheirNamesAlone) {
     for (const char* pszLayout : {"r", "n", "110", "114", "Plain", "PER-KEY", "perkey", "0"})
         ExpectUsage({"build", "x.kvs", "-d", "DIR", "-r", "all", "--layout", pszLayout},

@@ -22,6 +22,7 @@ struct BuildOptions {
     int nQuality = kHighestQuality;
     bool bForce = false;
     bool bDryRun = false;
+    bool bSums = false;  // a sums file beside each bank that is built
     bool bIgnoreSpace = false;
     bool bEngineNumbers = false;  // causes end with the engine's number
     std::chrono::milliseconds turnWait = kTurnWait;

@@ -6,6 +6,8 @@
 #include <thread>
 
 #include "shared/System/kvCancelSignal.h"
+#include "tools/kvbank/sums/BankSums.h"
+#include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {
 namespace {
@@ -198,6 +200,11 @@ BankResult BuildRun::Await(const BuildPlan& plan) {
 }
 
 void BuildRun::Publish(const BuildPlan& plan, BuildOutcome& outcome) {
+    std::string strSum;
+    if (const BuildFault fault = TakeSum(plan, strSum); fault.code != kExitDone) {
+        Fail(fault, outcome);
+        return;
+    }
     const Turn pTurn = TurnFor(plan, outcome.finding);
     if (!pTurn->IsTurn()) {
         FailWithoutTurn(*pTurn, outcome);
@@ -205,26 +212,67 @@ void BuildRun::Publish(const BuildPlan& plan, BuildOutcome& outcome) {
     }
     outcome.code = ExitCodeOf(outcome.finding.action);
     if (outcome.finding.action != BuildAction::Build) return;
-    const std::string strPlace = Place(plan.strName);
-    if (!m_pFolder->Publish(plan.strName, *pTurn)) {
-        Fail(OutputFault(strPlace, std::strerror(errno)), outcome);
+    if (const BuildFault fault = Move(plan, *pTurn); fault.code != kExitDone) {
+        Fail(fault, outcome);
         return;
     }
-    outcome.nBytes = FileSize(strPlace);
-    if (pTurn->Sync()) {
-        RemoveOtherLayout(plan, *pTurn);
-    } else {
-        const std::string strError = std::strerror(errno);
-        Fail(OutputFault(strPlace,
-                         "the bank is in its place, but may not outlast a loss of power: " + strError),
-             outcome);
-    }
+    outcome.nBytes = FileSize(Place(plan.strName));
+    if (const BuildFault fault = Settle(plan, strSum, *pTurn); fault.code != kExitDone) Fail(fault, outcome);
     outcome.end = BuildOutcome::End::Built;
 }
 
-void BuildRun::RemoveOtherLayout(const BuildPlan& plan, const FolderLock&) {
-    m_run.Engine().SetDstDir(m_options.strFolder.c_str());
-    m_run.Engine().RemoveDB(plan.nRate, m_options.layout == BankLayout::Plain ? 2 : 1);
+// Before the turn, which must not last while a bank is read.
+BuildFault BuildRun::TakeSum(const BuildPlan& plan, std::string& strSum) const {
+    if (!m_options.bSums) return {};
+    const std::string strMade = (m_pFolder->Path() / plan.strName).string();
+    const SumsOutcome sum = SumBank(
+        strMade, [](uint64_t) { return CancelSignal() == 0; }, strSum);
+    if (sum.kind == SumsOutcome::Kind::Cancelled) return Cancelled();
+    if (sum.kind == SumsOutcome::Kind::Done) return {};
+    return OutputFault(Place(plan.strName), "its sum cannot be taken: " + sum.strCause);
+}
+
+// The sums file of the bank that is replaced goes first, and that of the new one comes after it (Settle): none
+// ever stands beside a bank it is not of.
+BuildFault BuildRun::Move(const BuildPlan& plan, const FolderLock& turn) {
+    const std::string strPlace = Place(plan.strName);
+    if (const SumsOutcome sums = RemoveSums(strPlace); sums.kind == SumsOutcome::Kind::Failed)
+        return OutputFault(sums.strPath,
+                           "it cannot be removed, so no new bank is put beside it: " + sums.strCause);
+    if (m_pFolder->Publish(plan.strName, turn)) return {};
+    return OutputFault(strPlace, std::strerror(errno));
+}
+
+// What follows once the bank is in its place. The first failure is told; it does not keep the bank from
+// getting its sums file.
+BuildFault BuildRun::Settle(const BuildPlan& plan, const std::string& strSum, const FolderLock& turn) {
+    BuildFault fault;
+    if (turn.Sync()) {
+        fault = RemoveOtherLayout(plan, turn);
+    } else {
+        const std::string strError = std::strerror(errno);
+        fault = OutputFault(Place(plan.strName),
+                            "the bank is in its place, but may not outlast a loss of power: " + strError);
+    }
+    if (!m_options.bSums) return fault;
+    const SumsOutcome sums = PutSums(Place(plan.strName), strSum);
+    if (sums.kind == SumsOutcome::Kind::Done || fault.code != kExitDone) return fault;
+    return OutputFault(sums.strPath,
+                       "the bank is in its place, but its sums file cannot be written: " + sums.strCause);
+}
+
+// The source may bear such a name, and stays.
+BuildFault BuildRun::RemoveOtherLayout(const BuildPlan& plan, const FolderLock&) {
+    const std::string strOther =
+        Place(MakeBankFileName("", m_run.Engine().GetBaseName(), plan.nRate, OtherLayout(m_options.layout))
+                  .substr(1));
+    std::error_code ignored;
+    if (fs::equivalent(strOther, m_options.strSource, ignored)) return {};
+    const EngineRun::Removal removal = m_run.Remove(strOther);
+    if (removal.code == kExitDone) return {};
+    return {removal.code, strOther,
+            "the bank in the " + std::string(LayoutName(m_options.layout)) +
+                " layout is built, but this one in the other layout cannot be removed: " + removal.strCause};
 }
 
 // These answer false: the bank is not built.

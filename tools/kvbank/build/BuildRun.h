@@ -101,7 +101,10 @@ private:
     BankResult Start(const BuildPlan& plan, const FolderLock& turn);
     BankResult Await(const BuildPlan& plan);
     void Publish(const BuildPlan& plan, BuildOutcome& outcome);
-    void RemoveOtherLayout(const BuildPlan& plan, const FolderLock& turn);
+    BuildFault TakeSum(const BuildPlan& plan, std::string& strSum) const;
+    BuildFault Move(const BuildPlan& plan, const FolderLock& turn);
+    BuildFault Settle(const BuildPlan& plan, const std::string& strSum, const FolderLock& turn);
+    BuildFault RemoveOtherLayout(const BuildPlan& plan, const FolderLock& turn);
     bool Fail(const BuildFault& fault, BuildOutcome& outcome);
     bool FailIn(BankResult result, const BuildPlan& plan, BuildOutcome& outcome);
     bool FailWithoutTurn(const FolderLock& turn, BuildOutcome& outcome);

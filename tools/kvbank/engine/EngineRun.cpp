@@ -9,6 +9,7 @@
 #include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/engine/RecordNames.h"
 #include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/sums/BankSums.h"
 
 namespace Kestrova {
 namespace {
@@ -128,6 +129,21 @@ std::string EngineRun::Explain(BankResult result, bool bNumber) {
     if (bReason) strText += std::string(": ") + std::strerror(outcome.nError);
     if (bNumber) strText += " (engine result " + std::to_string(result) + ")";
     return strText;
+}
+
+EngineRun::Removal EngineRun::Remove(const std::string& strBank) {
+    // The sums file first: a bank may lack one, but none stays without its bank.
+    if (!CSDB::IsHeld(strBank.c_str())) {
+        const SumsOutcome sums = RemoveSums(strBank);
+        if (sums.kind == SumsOutcome::Kind::Failed)
+            return {kExitOutput, "it stays, because its sums file cannot be removed: " + sums.strCause};
+    }
+    m_engine.RemoveDB(strBank.c_str());
+    const int nError = errno;
+    std::error_code ignored;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(strBank, ignored))) return {};
+    if (CSDB::IsHeld(strBank.c_str())) return {kExitBusy, "another process is building it"};
+    return {kExitOutput, std::strerror(nError)};
 }
 
 }  // namespace Kestrova

@@ -49,6 +49,13 @@ public:
     // Whether the bank's file, not the source, is what a message about the result must name.
     bool IsTargetToBlame(BankResult result) const { return OutcomeOf(result).side == BankSide::Target; }
 
+    // Removes a bank with its sums file, unless another process is building it. REQUIRES: it is not the source.
+    struct Removal {
+        ExitCode code = kExitDone;  // done: it is gone
+        std::string strCause = {};  // why it is not
+    };
+    Removal Remove(const std::string& strBank);
+
 private:
     static int OnCallback(int nCode, unsigned int nValue, unsigned long nUser);
     ExitCode Open(Console& console, const std::string& strSource,
