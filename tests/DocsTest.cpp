@@ -17,7 +17,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
 using Names = std::set<std::string>;
 
 // The documents, as paths from the top of the tree.

@@ -15,8 +15,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 // A folder and the folders it may include from beside itself.
 const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"shared/System", {}},

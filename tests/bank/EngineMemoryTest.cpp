@@ -16,8 +16,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 // An engine whose client takes no memory of its own.
 class QuietClient {
 public:

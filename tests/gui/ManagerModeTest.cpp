@@ -10,8 +10,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace fs = std::filesystem;
-
 constexpr int k48000 = 1, k96000 = 3;
 const std::vector<int> kAllButTheLowest = {1, 2, 3, 4, 5};
 

@@ -11,15 +11,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::ReadFile;
-using Test::TempDir;
-using Test::WriteFile;
 
 constexpr size_t kWindow = FileStream::kWindowBytes;
 
@@ -245,4 +238,4 @@ TEST_F(XFileCostTest, BytesAreWrittenBackExactlyAndNoneBesideThem) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -10,15 +10,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::ReadFile;
-using Test::TempDir;
-using Test::WriteFile;
 
 constexpr size_t kWindow = FileStream::kWindowBytes;
 
@@ -441,4 +434,4 @@ TEST_F(XFileFaultTest, AWriteIsResumedWhereTheSystemStopped) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -13,12 +13,9 @@
 #include "tests/SamplerDBDS/BaseClasses/XFileFixture.h"
 #include "tests/support/PosixFaults.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using Test::PosixFault;
-using Test::ReadFile;
-using Test::WriteFile;
 using testing::ElementsAre;
 
 class XFileFormatTest : public XFileFixture {};
@@ -268,4 +265,4 @@ TEST_F(XFileFormatTest, CheckCreateDirWouldMakeFoldersIfTheStatusQueryAnswered2)
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

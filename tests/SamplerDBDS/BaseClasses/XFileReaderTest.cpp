@@ -10,14 +10,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::PosixFault;
-using Test::TempDir;
-using Test::WriteFile;
 
 // The line of a failed assertion: function, unit and expression are fixed.
 std::string Report(const std::string& strFunction, const std::string& strExpression) {
@@ -404,4 +398,4 @@ TEST_F(XFileReaderTest, ABodyThatTheSystemRefusesReadsNothing) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -12,12 +12,8 @@
 #include "SamplerDBDS/BaseClasses/XFileReader.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::TempDir;
-using Test::WriteFile;
 
 // Whether the call waits for a lock: it has not come back when the lock's holder looks, and does later.
 template <class TCall>
@@ -138,4 +134,4 @@ TEST_F(XFileThreadTest, ThreadsThatReadAtPositionsDoNotDisturbEachOther) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -11,9 +11,7 @@
 #include "SamplerDBDS/BaseClasses/XThread.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-
+namespace Kestrova::Test {
 namespace {
 
 // What the functions of one worker did. They run on the worker only; m_done hands the log to the test.
@@ -388,3 +386,5 @@ TEST(SleepTest, SleepsAtLeastOneMillisecond) {
         EXPECT_EQ(row.nNanoseconds, fault.LastTime().tv_nsec);
     }
 }
+
+}  // namespace Kestrova::Test

@@ -6,10 +6,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Notes = std::vector<NoteFields>;
 using Ids = std::vector<uint32_t>;
 
@@ -229,4 +228,4 @@ TEST_F(SDBAppendTest, WhateverIsCutOffAnAppendIsListedLaterOrRefused) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

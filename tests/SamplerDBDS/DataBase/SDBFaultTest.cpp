@@ -9,10 +9,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Notes = std::vector<NoteFields>;
 using Lasting = FaultyFileEnv::Lasting;
 
@@ -336,4 +335,4 @@ TEST(SDBFullDiskTest, NotesAddedBeforeTheDiskWasFullCanBeCommittedLater) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

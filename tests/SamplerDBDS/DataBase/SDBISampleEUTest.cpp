@@ -11,10 +11,8 @@
 #include "tests/support/RecordBytes.h"
 #include "tests/support/Vectors.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 // An enriched body at a position of its file; what a test changes is a member.
 struct EnrichedBody {
@@ -423,4 +421,4 @@ TEST(MeasureTest, EnrichedSourceOfTheWorkedCasesRoundTrips) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -5,10 +5,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 constexpr uint32_t kAny = kSdbAny;
 
@@ -307,4 +305,4 @@ TEST_F(SDBKeyTableTest, RebuildForgetsWhatWasThere) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

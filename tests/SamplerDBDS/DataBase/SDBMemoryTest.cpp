@@ -14,10 +14,8 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/support/WaveMaker.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 constexpr const char* kAllocations[] = {
     "malloc", "calloc", "realloc", "_Znwm", "_ZnwmRKSt9nothrow_t", "_ZnamRKSt9nothrow_t"};
@@ -213,4 +211,4 @@ TEST(RecordMemoryTest, AnExportWithoutMemoryFailsAndLeavesNoFile) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

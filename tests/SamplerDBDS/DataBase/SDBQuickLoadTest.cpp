@@ -5,10 +5,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Ids = std::vector<uint32_t>;
 
 class SDBQuickLoadTest : public testing::Test {
@@ -139,4 +138,4 @@ TEST_F(SDBQuickLoadTest, AQuickLoadedFileKeepsItsTableTrue) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

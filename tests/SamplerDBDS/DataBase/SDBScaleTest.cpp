@@ -5,10 +5,8 @@
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 constexpr uint32_t kNotes = 100000;
 
@@ -117,4 +115,4 @@ TEST(SDBScaleOfOneIdTest, NotesThatShareAnIdAreFoundAndDeletedOneByOne) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -17,16 +17,8 @@
 #include "tests/support/PrivateHome.h"
 #include "tests/support/TempDir.h"
 
-using namespace Kestrova;
-using Kestrova::Test::OwnExecutable;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::PrivateHomeTest;
-using Kestrova::Test::TempDir;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 // What is written to standard error meanwhile.
 std::string EnsureFolder(const std::string& strPath) {
@@ -377,3 +369,5 @@ TEST(EnsureFolderExistsTest, AnEmptyPathIsReportedAndNullIsLeftAlone) {
     Module::EnsureFolderExists(nullptr);
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
+
+}  // namespace Kestrova::Test

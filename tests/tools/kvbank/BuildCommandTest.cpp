@@ -11,8 +11,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 

@@ -15,7 +15,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
 class UsageTest : public CommandTest {
 protected:
     Outcome ExpectUsage(const std::vector<std::string>& arguments, const std::string& strError) const {

@@ -12,8 +12,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 

@@ -10,8 +10,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 TEST(PrivateFolderTest, PublishesByRenamingAndGoesWithWhatIsLeft) {
     const TempDir dir;
     fs::path path;
