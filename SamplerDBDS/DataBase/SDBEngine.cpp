@@ -193,7 +193,7 @@ bool CSDB::ReadNote(CSDBInterpreter* interp) {
     const CXFileHold hold(m_file);
     const SDBNOTE* const note = GetNoteByID(interp->GetID());
     if (note == nullptr || note->nType != interp->GetType()) return false;
-    ReadBody(*note, interp);  // deliberate: its result is not ours
+    ReadBody(*note, interp);  // deliberate: its result is not looked at
     return true;
 }
 
@@ -435,8 +435,8 @@ bool IsUnfinished(CXFile& file, uint32_t nFormat) {
     return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();
 }
 
-// `file` is closed unless the answer is true. A file whose lock cannot be asked for may be in work. Some network
-// file systems give the exclusive lock only to a stream that may write.
+// `file` is closed unless the answer is true. When the lock cannot be asked for, the build may still run.
+// Some network file systems give the exclusive lock only to a stream that may write.
 bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFile& file) {
     const bool bMayWrite = lock == FileLock::kExclusive && file.Open(pszPath, 1);
     if (!bMayWrite && !file.Open(pszPath, 0)) return false;
