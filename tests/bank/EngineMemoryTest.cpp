@@ -1,4 +1,5 @@
-// The engine without memory: each allocation of each operation is refused once, until one runs clean.
+// The engine without memory: each allocation of each operation fails once, until the operation has none left
+// to fail.
 #include <gtest/gtest.h>
 
 #include <atomic>

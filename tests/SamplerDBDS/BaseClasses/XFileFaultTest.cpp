@@ -37,8 +37,8 @@ protected:
     CXFile m_file;
 };
 
-// Each row: what the system refuses, and the operation that must then fail. The file holds ten bytes 0x02 and
-// one byte waits in the buffer behind them; the position is the begin.
+// Each row: the call that the system refuses, and the operation that must then fail. The file holds ten bytes
+// 0x02, one more byte waits in the buffer behind them, and the position is the begin of the file.
 struct FaultCase {
     const char* pszOperation;
     FileOp op;

@@ -243,7 +243,7 @@ TEST_F(XFileFormatTest, CheckCreateDirMakesNothingWhateverTheFlag) {
     EXPECT_TRUE(std::filesystem::is_empty(m_dir.Path()));
 }
 
-// The branch that no system reaches: a status query that answers 2.
+// No system answers 2 to the status query; a fault takes the test into that branch.
 TEST_F(XFileFormatTest, CheckCreateDirWouldMakeFoldersIfTheStatusQueryAnswered2) {
     const std::string strNew = m_dir.File("new");
     {

@@ -194,7 +194,7 @@ TEST_F(XFileReaderDeathTest, AFileMovedOutOfTheWindowEndsTheProgram) {
     EXPECT_EQ(8U, pos);
 }
 
-// Deliberate: of a text, only the length byte is held against the window.
+// Deliberate: of a text, only the length byte is compared with the window.
 TEST_F(XFileReaderDeathTest, ATextMayLeaveTheWindowAndTheNextOperationAsserts) {
     OpenWith("\4abcd....");
     CXFileReader reader(&m_file, 3);

@@ -15,7 +15,8 @@
 namespace Kestrova::Test {
 namespace {
 
-// Whether the call waits for a lock: it has not come back when the lock's holder looks, and does later.
+// Whether the call waits for a lock: it has not returned while the lock is held, and returns when it has been
+// released.
 template <class TCall>
 std::future<bool> Started(TCall call) {
     return std::async(std::launch::async, call);

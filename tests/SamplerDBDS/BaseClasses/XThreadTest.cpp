@@ -71,7 +71,7 @@ int StayAtTheGate(void* pArgument) {
 
 int Nothing(void*) { return 1; }
 
-// Not before Create has returned: only then does it count as running.
+// Is called when Create has returned: before that the thread does not count as running.
 int DestroyItself(void* pArgument) {
     LogOf(pArgument).m_gate.Wait();
     LogOf(pArgument).m_pThread->Destroy();

@@ -1,5 +1,5 @@
-// Appending to a file whose end an interrupted writer left: nothing appended is lost in silence, byte by
-// byte.
+// Appending to a file that an interrupted writer has left: nothing appended is lost in silence. Files are
+// compared byte by byte.
 #include <gtest/gtest.h>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"

@@ -1,5 +1,5 @@
-// Shapes that make naive indexes quadratic or deep. Nothing is timed: a step that is not O(log n) shows as a
-// test that does not end.
+// Shapes of databases for which a simple index takes quadratic time or deep recursion. No time is measured: a
+// step that is not O(log n) makes a test that does not end.
 #include <gtest/gtest.h>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"

@@ -23,7 +23,7 @@
 namespace Kestrova::Test {
 namespace {
 
-// The text with every time it may tell, from the one given on, replaced by "TIME".
+// The text with "TIME" in place of every time that it may hold, from the given one to now.
 std::string WithoutTimes(std::string strText, time_t start) {
     for (time_t t = start; t <= std::time(nullptr); ++t) {
         std::string strTime = std::ctime(&t);

@@ -56,7 +56,7 @@ protected:
     std::string m_strErrors;
 };
 
-// Those that see a process in which nothing was called yet; they run in a new one and need no folders.
+// Tests of a process in which nothing has been called yet. They run in a new process and need no folders.
 class ModuleDeathTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
