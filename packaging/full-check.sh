@@ -10,7 +10,7 @@
 #   fuzz        each fuzz target for MINUTES (10; a fraction will do), from its seeds and what earlier runs found
 #   bare-root   run.sh and test.sh of a clone of HEAD, in a Debian system with nothing in it
 #
-# Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong command line, 3 when none failed and one was skipped.
+# Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong call, 3 when one was skipped and none failed.
 # The output of each step is in build/full-check/STEP.log, inputs that a fuzz target fails on are beside it.
 set -eu
 
