@@ -324,12 +324,12 @@ bool CSDB::PrepareAppend() { return FinishCut() && MendEnd(); }
 // Makes the file end with its last whole note, before anything is appended. Stray bytes behind that note are
 // cut off, and so is a last note that is cut short and was never committed. A committed one that is cut short
 // stays, and nothing is appended: the next open would take the new note for the rest of the old body.
-// Deliberate: nothing is appended to a file that begins with a quick-load table either, because the next open
-// would list what the table has, and nothing else.
+// Deliberate: a file that begins with a quick-load table is left as it is and appended to at its very end. Its
+// notes are what the table says, which need not be where the notes are, so there is no last one to go by.
 bool CSDB::MendEnd() {
-    if (m_bEndMended) return true;
+    if (m_bEndMended || m_keys.HasTable()) return true;
     unsigned long long nSize = 0;
-    if (m_keys.HasTable() || !m_file.GetSize(nSize)) return false;
+    if (!m_file.GetSize(nSize)) return false;
     const SDBNOTE* const last = m_keys.GetCount() != 0 ? &m_keys[m_keys.GetCount() - 1] : nullptr;
     const bool bCutShort = last != nullptr && last->PosEnd() > nSize;
     if (bCutShort && (last->nState & kSdbStateNew) == 0) return false;

@@ -110,8 +110,8 @@ public:
     // A file that an interrupted writer left may end with something that is no whole note. The first append
     // cuts off stray bytes there, and a last note that is cut short and was never committed (no lookup finds
     // it any more). When the last note is cut short and committed, every append fails and the file stays as
-    // it is. Every append fails, too, on a file that was opened and begins with a quick-load table, because a
-    // later open would list what the table has and miss the new note. To extend such a file delete its
+    // it is. A file that was opened and begins with a quick-load table is appended to at its very end. A later
+    // open lists what the table has and misses the new note: to extend such a file for good delete its
     // quick-load note and Save, which commits and reopens it.
 
     // Appends a note; its parent must be live or kSdbNoID. The note's state, id and position are set. On

@@ -30,7 +30,7 @@ bool WriteZeros(CXFile& file, uint64_t nBytes) {
 // The table has an entry for its own note, too.
 bool CSDB::ReserveQuickLoad(uint32_t count) {
     const uint64_t nBytes = (uint64_t{count} + 1) * QuickLoadEntry::kBytes;
-    if (!m_bWritable || nBytes > UINT32_MAX || GetNoteCount() != 0) return false;
+    if (!m_bWritable || nBytes > UINT32_MAX || GetNoteCount() != 0 || m_keys.HasTable()) return false;
     SDBNOTE note;
     note.nType = kSdbQuickLoad;
     note.idParent = kSdbNoID;

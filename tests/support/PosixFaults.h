@@ -27,7 +27,7 @@ inline constexpr const char* kAnyAllocation = "any allocation";
 
 class PosixFault {
 public:
-    static constexpr int kEveryCall = 0;  // in place of nNth: every call fails
+    static constexpr int kEveryCall = -1;  // in place of nNth: every call fails
 
     PosixFault(const char* pszCall, int nError, int nNth = 1);
     ~PosixFault();

@@ -124,15 +124,17 @@ TEST_F(SDBQuickLoadTest, AFinishedFileOpensWithOneHeaderAndOneTableRead) {
     m_db.Close(false);
 }
 
-TEST_F(SDBQuickLoadTest, AQuickLoadedFileKeepsItsTableTrue) {
+TEST_F(SDBQuickLoadTest, AQuickLoadedFileIsWrittenToLikeAnyOther) {
     CreateReserved(1);
     AddNote(m_db, kSdbBank, kSdbNoID, "bank");
     EXPECT_TRUE(m_db.CreateQuickLoad());
     EXPECT_TRUE(m_db.Close(true));
     ASSERT_TRUE(m_db.Open(m_strPath.c_str(), kSdbFormatEnriched, true));
-    EXPECT_EQ(kSdbNoID, AddNote(m_db, kSdbProgram, 1, "added")) << "the table would not list it";
-    EXPECT_TRUE(m_db.CreateQuickLoad()) << "the same table again";
-    EXPECT_TRUE(m_db.Close(true));
+    EXPECT_EQ(2u, AddNote(m_db, kSdbProgram, 1, "added"));
+    EXPECT_EQ("added", BodyOf(m_db, 2));
+    EXPECT_FALSE(m_db.CreateQuickLoad());
+    EXPECT_TRUE(m_db.DeleteNoteByID(2));
+    EXPECT_TRUE(m_db.CreateQuickLoad() == false && m_db.Close(true));
     ASSERT_TRUE(m_db.Open(m_strPath.c_str(), kSdbFormatEnriched, false));
     EXPECT_EQ((Ids{0, 1}), IdsOfType(m_db, kSdbAny));
 }
