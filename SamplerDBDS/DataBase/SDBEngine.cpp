@@ -324,8 +324,8 @@ bool CSDB::PrepareAppend() { return FinishCut() && MendEnd(); }
 // Makes the file end with its last whole note, before anything is appended. Stray bytes behind that note are
 // cut off, and so is a last note that is cut short and was never committed. A committed one that is cut short
 // stays, and nothing is appended: the next open would take the new note for the rest of the old body.
-// Deliberate: a file that begins with a quick-load table is left as it is and appended to at its very end. Its
-// notes are what the table says, which need not be where the notes are, so there is no last one to go by.
+// Deliberate: a file that begins with a quick-load table is left as it is and appended to at its very end.
+// Its notes are what the table says, which need not be where the notes are, so there is no last one to go by.
 bool CSDB::MendEnd() {
     if (m_bEndMended || m_keys.HasTable()) return true;
     unsigned long long nSize = 0;

@@ -65,8 +65,8 @@ void GuiEmbedControl(GuiControlRef parent, GuiControlRef child) {
     widget.show();  // setting a parent hides a widget
 }
 
-// When the control with the keyboard focus is hidden or disabled, no other gets it; Qt would give it to the next
-// control and select the text there.
+// When the control with the keyboard focus is hidden or disabled, no other gets it; Qt would give it to the
+// next control and select the text there.
 static void LeaveFocus(QWidget& widget) {
     if (widget.hasFocus()) widget.window()->setFocus();
 }
