@@ -29,8 +29,8 @@ constexpr char kHelp[] =
 
 constexpr char kVersion[] = "kvbankmgr 1.0\n";
 
-// The path in unified form and, unless it is empty, from the root: the same file whatever the folder of the
-// process becomes. A folder of the process that cannot be told leaves a relative path as it is.
+// The path in unified form and, unless it is empty, absolute, so that it means the same file when the folder
+// of the process changes. When that folder cannot be found out, a relative path stays as it is.
 String FullPath(const char* pszPath) {
     String strPath(pszPath);
     MakeUnifiedPath(strPath);

@@ -85,7 +85,7 @@ constexpr std::array<AlertText, kAlertCount> kAlerts = {{
     {"Select source.", "The file selected is invalid or corrupted."},
 }};
 
-// Of the controls whose text does not say what they are.
+// The names of the controls whose text does not say what they are.
 constexpr const char* NameOf(int nControl) {
     switch (nControl) {
         case kSourcePath: return "Source bank file";

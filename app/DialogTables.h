@@ -44,11 +44,11 @@ enum GuiCtrlKind : int {
     kReadOnlyEdit = 5
 };
 
-// Of GuiCtrlStyles; other values are plain.
+// Values of GuiCtrlStyles with a meaning; any other value is a plain control.
 inline constexpr int kStylePathField = 0x1200;
 inline constexpr int kStyleRightAligned = 2;
 
-// Places of a row in layout units, of which kLayoutScale / 100 make one pixel.
+// Where the control of a row goes, in layout units; kLayoutScale / 100 of them make one pixel.
 struct LayoutRow {
     int16_t nGap;    // free space before the control
     int16_t nWidth;  // 0 with a height of 0: a control this mode does not show
@@ -59,7 +59,7 @@ struct LayoutRow {
 inline constexpr int kLayoutScale = 120;
 inline constexpr int kWindowMargin = 9;  // pixels, on every side
 
-// In pixels; right and bottom are the first ones outside.
+// In pixels; right and bottom are the first pixels outside.
 struct Rect {
     int left = 0, top = 0, right = 0, bottom = 0;
     int Width() const { return right - left; }
@@ -70,12 +70,12 @@ struct Rect {
 extern const std::array<int, kDialogControlCount> GuiCtrlTypes;   // GuiCtrlKind
 extern const std::array<int, kDialogControlCount> GuiCtrlStyles;  // handed to the controls as they are
 const LayoutRow& GuiCtrlLayout(GuiType mode, int nControl);
-// Never null: the empty text for none.
+// Never null: a control without a title has the empty text.
 const char* GuiCtrlTitles(GuiType mode, int nControl);
 const char* WindowTitle(GuiType mode);
 
-// What assistive programs call a control whose own text does not say it, such as "Choose source bank file"
-// and "Bank at 48000 Hz"; empty for the others.
+// The name that assistive programs read out for a control whose own text does not say what it is, such as
+// "Choose source bank file" and "Bank at 48000 Hz"; empty for the other controls.
 String AccessibleName(int nControl);
 
 struct AlertText {

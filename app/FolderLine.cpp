@@ -31,7 +31,7 @@ std::string Encoded(std::string_view folder) {
     return strLine;
 }
 
-// What is no code stays as it is.
+// A "%" that does not begin a code stays as it is.
 std::string Decoded(std::string_view line) {
     std::string strFolder;
     for (size_t i = 0; i < line.size(); ++i) {

@@ -8,11 +8,11 @@
 namespace Kestrova {
 
 // A change waits here until UpdateData, which the dialog's timer calls, applies it to the platform's control.
-// Of several changes of one kind before a tick only the last is ever seen.
+// Of several changes of one kind between two ticks only the last is seen.
 //
-// Threads: setters and GetText from any thread, never blocked by the platform; construction, destruction and
-//          UpdateData on the interface thread.
-// Owner:   the platform's control is this object's.
+// Threads: setters and GetText on any thread, where they never wait for the platform; construction,
+//          destruction and UpdateData on the interface thread.
+// Owner:   owns the platform's control.
 class GuiControl {
 public:
     virtual ~GuiControl();
@@ -29,7 +29,7 @@ public:
     void SetShow(int bShow);
     void SetEnable(int bEnable);
     // Posts an alert (DialogAlert) for the next tick: kAlertCancelled as a caution, any other as a stop
-    // alert. It waits longer while the user is being asked something else.
+    // alert. While another question is open the alert waits until that has been answered.
     void SetStatus(int nAlert);
 
     GuiControlRef GetControl() const { return m_control; }
@@ -47,7 +47,7 @@ protected:
     GuiControl(GuiWindowRef window, const Rect& rect, int nKind, int nStyle, int nControl,
                const char* pszTitle);
 
-    // Those of the bits that are pending; they are so no longer.
+    // Returns those of the bits that are pending, and clears them.
     unsigned int TakePending(unsigned int nBits) KV_REQUIRES(m_lock);
     // Steps of UpdateData: each applies what is pending of its kind.
     void UpdateState();   // visibility and enabled state
@@ -89,7 +89,7 @@ public:
     void UpdateData() override;
 
 protected:
-    // Whether a value is pending, which then it no longer is, and the value.
+    // Returns whether a value is pending, and the value; afterwards none is pending.
     bool TakeValue(int& nValue);
 
 private:

@@ -1,5 +1,6 @@
-// GuiPlatform.h - everything the program asks of the desktop: windows, controls, alerts, choosers, free
-// space. The functions stand on a toolkit (app/qt) or, in tests, on a fake; nothing above them knows which.
+// GuiPlatform.h - everything that the program asks of the desktop: windows, controls, alerts, choosers, free
+// space. The functions are written for a toolkit (app/qt) and, in tests, for a fake desktop; their callers do
+// not know for which.
 #pragma once
 
 #include <functional>
@@ -30,8 +31,8 @@ struct GuiEvent {
     const char* pszPath = nullptr;  // of a drop, good during the call
 };
 
-// What WndProc answers: the event is done with, or the platform is to do what it does by itself (0 and
-// event-not-handled).
+// What WndProc answers: the event is handled (0), or the platform is to do what it usually does with it (the
+// code for an event that was not handled).
 inline constexpr int kGuiHandled = 0;
 inline constexpr int kGuiNotHandled = -9874;
 
@@ -41,25 +42,27 @@ public:
     virtual ~IGuiOwner() = default;
     virtual void OnTimer() = 0;  // every 0.1 s while the window is shown, also under an open alert or chooser
     virtual int WndProc(const GuiEvent& event) = 0;
-    virtual bool AcceptsDrop(bool bFolder) = 0;  // asked while something hangs over the window
+    virtual bool AcceptsDrop(bool bFolder) = 0;  // asked while something is dragged over the window
 };
 
 inline constexpr int kTimerMilliseconds = 100;
 
-// Connects to the desktop, before anything else of this header; GuiStop ends it. Without a display the
-// toolkit would abort: instead one line goes to standard error and the process ends with status 255.
+// Connects to the desktop. It is called before anything else of this header; GuiStop ends the connection.
+// Without a display one line goes to standard error and the process ends with status 255, where the toolkit
+// would abort.
 void GuiStart();
 void GuiStop();
 
-// Says what to do when the display goes away later: when its server ends, or closes the connection. The
-// toolkit then ends the process, wherever the interface thread is. Before it does, one line goes to standard
-// error and the action runs, on the interface thread; it may call no function of this header that needs this
-// thread, for the windows are of no more use. The process then ends with status 255. Null: nothing to do.
+// Sets what is done when the display goes away later, because its server ends or closes the connection. The
+// toolkit then ends the process, whatever the interface thread is doing. Before that one line goes to
+// standard error, and the action runs on the interface thread. It must not call a function of this header
+// that needs this thread, because the windows cannot be used any more. Then the process ends with status 255.
+// Null: no action.
 void GuiSetDisplayGone(std::function<void()> action);
 
-// All that follows: interface thread only.
+// All that follows is for the interface thread only.
 
-// The layer's start and end points for a dialog; there is nothing to do.
+// Called when a dialog begins and when it has ended; nothing needs to be done there.
 void GuiInitialize();
 void GuiDeinitialize();
 
@@ -72,7 +75,7 @@ void GuiDisposeWindow(GuiWindowRef window);
 void GuiShowWindow(GuiWindowRef window, int bShow, int bUpdate);
 // Runs the event loop, with the events of the window going to the owner, until GuiQuitLoop.
 void GuiRunLoop(GuiWindowRef window, IGuiOwner* pOwner);
-// Also ends the loop of an alert or chooser that is open, which then counts as cancelled.
+// Ends that loop, and the one of an open alert or chooser, which then counts as cancelled.
 void GuiQuitLoop();
 // The button that Enter presses while no other button has the keyboard, and the one that Escape presses;
 // while that one is hidden or disabled, Escape closes the window.
@@ -92,17 +95,17 @@ void GuiCheckControl(GuiControlRef control, int bOn);
 void GuiSetControlRange(GuiControlRef control, int nMinimum, int nMaximum);
 void GuiSetControlName(GuiControlRef control, const char* pszName);  // for assistive programs
 
-// The desktop's choosers, modal on the window. They open where the path given is. 1 and the path (whole,
-// whatever its length) when the user has confirmed, else 0 and the path as it was. All files are shown; label
-// names the source banks among them.
+// The desktop's choosers, modal on the window. They open where the given path is. When the user has
+// confirmed, the answer is 1 and the path is the new one, whole whatever its length; else it is 0 and the
+// path stays. All files are shown; label is the name of the filter that shows them.
 int GuiSelectFileDialog(GuiWindowRef window, const char* pszTitle, String& strPath, const char* pszLabel);
 int GuiSelectFolderDialog(GuiWindowRef window, const char* pszTitle, String& strPath);
 
 enum AlertType : int { kAlertStop = 0, kAlertCaution = 2 };
 enum AlertButton : int { kAlertDefaultButton = 1, kAlertCancelButton = 2, kAlertOtherButton = 3 };
 // Shows an alert and waits for its end; the timer goes on ticking. The button texts are zero-terminated; null
-// leaves a button out. nDefaultButton is the AlertButton that Enter presses. The button pressed; the cancel
-// button's number when the alert could not be shown or was closed otherwise.
+// leaves a button out. nDefaultButton is the AlertButton that Enter presses. Returns the button that was
+// pressed, or the cancel button's number when the alert could not be shown or was closed in another way.
 int AlertBox(const char* pszTitle, const char* pszText, const char* pszOther, const char* pszCancel,
              const char* pszDefault, int nType, int nDefaultButton);
 // Whether an alert or chooser waits for an answer.

@@ -20,15 +20,16 @@ public:
     // The target folder has changed, or is to be read again; pszPrevious is forgotten as a folder of banks,
     // null for none. false, after an alert, when it cannot be listed.
     virtual bool SetTargetPath(const char* pszPrevious) = 0;
-    // MiB that the banks of the rates take whose flag is not 0.
+    // The MiB that the banks take, of those rates whose flag is not 0.
     //   selected: a flag for each of the six rates
     virtual int EstimateBaseSize(int* selected) = 0;
-    // Makes the existing banks those the dialog has selected; creations go on after the return.
+    // Removes and creates banks until those exist that are selected in the dialog; creations go on after the
+    // return.
     virtual void Process() = 0;
     // Asks the running job to stop.
     virtual void Cancel() = 0;
     virtual int GetStatus() = 0;        // StgStatus
-    virtual int GetBanksCreated() = 0;  // runs that have come to their end
+    virtual int GetBanksCreated() = 0;  // runs that have ended well
     virtual ~IStgMan() = default;
 };
 

@@ -17,9 +17,9 @@ struct RunMode {
     int nCreateRate = -1;  // create mode: the index of the rate asked for in the rate table
 };
 
-// "install" and "uninstall" whole, "create" as the first six characters, letter case ignored; anything else,
-// and null, is the manager. What follows "create" is the rate in Hz; one that is not in the table gives the
-// first.
+// "install" and "uninstall" are compared as whole words, "create" with the first six characters; letter case
+// is ignored. Anything else, and null, is the manager. What follows "create" is the rate in Hz; for a rate
+// that is not in the table the first one is taken.
 RunMode ParseModeWord(const char* pszWord);
 
 }  // namespace Kestrova

@@ -14,8 +14,8 @@ String RequiredSpaceText(int nMegabytes);
 // at 1024 above.
 String FreeSpaceText(int nMegabytes);
 
-// How far a job is. Deliberately of 99.9, in single precision, so that a finished job reads "99.9%". No steps
-// at all read "0.0%".
+// How far a job is. Deliberately a part of 99.9, computed in single precision, so that a finished job reads
+// "99.9%". A job without steps reads "0.0%".
 String ProgressPercentText(int nStep, int nSteps);
 
 }  // namespace Kestrova

@@ -39,7 +39,7 @@ String ModuleFolder() {
 String ResolvedFile(const String& strPath) {
     bool bIsFolder = false;
     unsigned long nSize = 0;
-    FullPathResolveAlias(strPath, bIsFolder, nSize, nullptr);  // no room: the size is told
+    FullPathResolveAlias(strPath, bIsFolder, nSize, nullptr);  // without a buffer it only tells the size
     if (nSize == 0) return strPath;
     String strResolved;
     const int nError =
@@ -62,8 +62,8 @@ StgMan::StgMan(const String& strMode, const String& strSource, const String& str
     if (!m_pDialog) m_nStatus = -1;
 }
 
-// The window is gone for the user at once. Then the engine is the first member to go, because its worker may
-// be in a callback, which uses all the others.
+// The window disappears from the screen at once. Then the engine is the first member to be destroyed, because
+// its worker may be in a callback, which uses all the others.
 StgMan::~StgMan() {
     m_nKeepGoing = 0;
     if (m_pDialog) m_pDialog->Hide();
@@ -96,14 +96,15 @@ int StgMan::Routine() {
     if (!m_pDialog) return m_nStatus;
     if (SetSourceBase()) SetTargetPath(nullptr);
     {
-        // Under the lock, or the analysis could end in between, and the banks it shows would be cleared.
+        // Under the lock: otherwise the analysis could end between these calls, and the banks that it shows
+        // would be cleared again.
         const CriticalSectionGuard guard(m_lock);
         if (m_nPhase == StgStatusAnalysing) {
             m_pDialog->SetCheckBoxes(nullptr);
             m_pDialog->EnableControls(0);
         }
     }
-    m_pDialog->ModalDialog();  // also when the analysis has failed by now: the user is to see that
+    m_pDialog->ModalDialog();  // also when the analysis has failed by now: the user must see that
     return m_nStatus;
 }
 
@@ -142,7 +143,7 @@ bool StgMan::SetTargetPath(const char* pszPrevious) {
 bool StgMan::RefreshTarget(const char* pszPrevious) {
     const CriticalSectionGuard guard(m_lock);
     if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, FolderLine(pszPrevious));
-    m_ini.SetItem(iniSect, FolderLine(m_strTarget));  // a folder without a line is not remembered
+    m_ini.SetItem(iniSect, FolderLine(m_strTarget));  // an empty line is not stored
     m_pDialog->SetCheckBoxes(nullptr);
     m_engine.SetDstDir(m_strTarget);
     unsigned int nRemoved = 0;
@@ -159,8 +160,8 @@ bool StgMan::ShowExisting() {
     return true;
 }
 
-// Is called before the engine is asked for a job, because its callbacks may come before it answers. The
-// result is the job's number.
+// Is called before the engine is asked for a job, because its callbacks may come before it answers. Returns
+// the number of the job.
 int StgMan::ExpectJob(StgStatus phase) {
     const CriticalSectionGuard guard(m_lock);
     m_nPhase = phase;

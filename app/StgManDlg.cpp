@@ -20,7 +20,7 @@ StgManDlg::StgManDlg(IStgMan* pManager, const char* pszModeWord, String& strSour
     if (!m_strSource.IsEmpty()) Control(kSourcePath).SetText(m_strSource);
     if (!m_strTarget.IsEmpty()) Control(kTargetPath).SetText(m_strTarget);
     SetCheckBoxes(nullptr);  // no bank is known yet
-    ApplyChanges();          // or the window would first show what no tick has hidden yet
+    ApplyChanges();          // otherwise the window would show for a moment what the first tick hides
     GuiShowWindow(m_window, 1, 1);
 }
 
@@ -106,7 +106,8 @@ void StgManDlg::EndProgress() {
         EnableControls(1);
 }
 
-// Any control could carry it; this one's alerts are shown when the progress before them has been.
+// Any control could carry the alert. A tick applies the controls in their order, so this one shows its alert
+// when the progress has been drawn.
 void StgManDlg::SetErrorStatus(int nAlert) { Control(kCancelButton).SetStatus(nAlert); }
 
 void StgManDlg::SetCheckBoxes(const int* flags) {

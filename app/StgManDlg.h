@@ -31,19 +31,19 @@ public:
     void ModalDialog();
     // Takes the window from the screen and stops the timer.
     void Hide();
-    // Alerts of ErrTbl, at once; they return when they have been answered.
+    // Show an alert of ErrTbl at once, and return when it has been answered.
     void ShowError(int nAlert);
 
     void InitProgressBar(int nSteps, int bCancellable);
     void SetProgressBar(int nStep, int nSteps);
-    // Hides what shows progress. In create mode, when a bank has been created, the window closes at a tick
-    // when no job runs; otherwise the choosers and "Close" are enabled.
+    // Hides what shows progress. In create mode, when a bank has been created, the window then closes at the
+    // first tick at which no job runs; otherwise the choosers and "Close" are enabled.
     void EndProgress();
     void EnableControls(int bOn);  // the choosers and "Close"
     void ShowProgressText(const char* pszText);
     void SetErrorStatus(int nAlert);  // posts an alert for the next tick
-    // Six flags: the banks that exist, which are then also the ones selected. Null: what exists stays known,
-    // the selection falls back to it, and the boxes are disabled.
+    // Six flags: the banks that exist, which are then also the ones selected. Null: the banks that were known
+    // to exist stay known and become the selected ones, and the boxes are disabled.
     void SetCheckBoxes(const int* flags);
     void SetExistingInfo(const int* existing);
     void SetFreeDiskSpace();

@@ -29,7 +29,7 @@ void StgManDlg::OnTimer() {
     }
     if (m_bQuitting) return QuitWhenIdle();
     ApplyChanges();
-    if (GuiIsAsking()) return;  // the modes go on when the question has been answered
+    if (GuiIsAsking()) return;  // what a mode does by itself waits until the question has been answered
     switch (m_mode.type) {
         case kManager: break;
         case kInstall:
@@ -68,7 +68,8 @@ int StgManDlg::WndProc(const GuiEvent& event) {
     }
 }
 
-// What is dropped is taken as if chosen: where a chooser is shown, and while nothing else goes on.
+// A dropped file or folder counts as if it had been chosen. It is accepted in the modes that show the chooser
+// for it, and while nothing else goes on.
 bool StgManDlg::AcceptsDrop(bool bFolder) {
     const int nChooser = bFolder ? kTargetChooser : kSourceChooser;
     return !GuiCtrlLayout(m_mode.type, nChooser).IsHidden() && !IsBusyNow() && !GuiIsAsking();
@@ -87,8 +88,8 @@ bool StgManDlg::MayLeave() const {
                                               kAlertDefaultButton) == kAlertDefaultButton;
 }
 
-// A control that is disabled while a job runs may be pressed before the tick that shows it so: that is
-// ignored.
+// A control that is to be disabled while a job runs may still be pressed before the next tick, which disables
+// it. Such a press is ignored.
 int StgManDlg::OnControl(int nControl, int nValue) {
     if (nControl >= kFirstRateBox && nControl <= kLastRateBox) {
         OnRateBox(nControl - kFirstRateBox, nValue == 1);

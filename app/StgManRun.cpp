@@ -17,7 +17,7 @@ void StgMan::Process() {
     m_nKeepGoing = 1;
     m_nRateIndex = 0;
     const Run run = Process1();
-    if (run == Run::GoesOn) return;  // from here on all this is the callback's
+    if (run == Run::GoesOn) return;  // the callback does the rest
     if (run == Run::Failed) m_nStatus = m_nRunResult;
     m_pDialog->SetFreeDiskSpace();
     const bool bListed = ShowExisting();
@@ -29,7 +29,7 @@ void StgMan::Process() {
         m_pDialog->ShowError(kAlertSourceOrTarget);
 }
 
-// From the current rate up to the first that takes a job, or beyond the last.
+// Goes on from the current rate until one needs a job of the engine, or until the last has been dealt with.
 StgMan::Run StgMan::Process1() {
     for (; m_nRateIndex < kRateCount; ++m_nRateIndex) {
         const int nRate = m_nRateIndex;
@@ -59,13 +59,14 @@ void StgMan::TellBankStays(int nHertz, int nKind) {
     if (m_pDialog->GetMode() == kUninstall) m_nStatus = kBankWriteFailed;
 }
 
-// Over when there is nothing to wait for: the bank asked for is the source itself. A start that is refused
-// leaves the phase as it was: without a source analysed, creation mode must not start again by itself.
+// The answer is Over when there is nothing to wait for, because the bank asked for is the source itself. A
+// start that is refused leaves the phase as it was: when no source has been analysed, creation mode must not
+// start again by itself.
 StgMan::Run StgMan::CreateBank(int nRate) {
     const int nHertz = sSR[static_cast<size_t>(nRate)];
     const StgStatus phaseBefore = Phase();
     const int nJob = ExpectJob(StgStatusCreating);  // from now on Cancel means this job
-    BankResult result = kBankCancelled;             // by one that came too late for the bank before this one
+    BankResult result = kBankCancelled;             // by a cancel that came too late for the bank before
     if (m_nKeepGoing != 0) {
         m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
         result = m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
@@ -123,7 +124,7 @@ void StgMan::OnDone(int nResult) {
             return;
         }
     } else if (nResult != 0 && nResult != kBankCancelled) {
-        // A source that opens and cannot be analysed is as little use as one that does not open.
+        // For the user a source that cannot be analysed is the same as one that cannot be opened.
         m_pDialog->SetErrorStatus(kAlertSource);
     }
     if (!RefreshTarget(nullptr) && !m_strTarget.IsEmpty()) {
@@ -135,7 +136,7 @@ void StgMan::OnDone(int nResult) {
     m_bEnding = 0;
 }
 
-// Whether a further bank of the run is on its way.
+// Goes on with the run after a bank. True when another bank is being created.
 bool StgMan::GoesOnAfter(int nResult) {
     if (nResult == 0) {
         // Deliberate: a run whose last bank is that of the highest rate is not counted, so that installation

@@ -1,6 +1,6 @@
 // BuildBench - the whole engine: analysis of a source of 21 MB of waves and its banks; bytes are those of the
-// bank. Rows with helper threads compare with the row of none; the floor is the same bank written from memory
-// with plain stdio, the disk waited for as the engine does.
+// bank. Rows with helper threads are to be compared with the row without any. The floor is the same bank
+// written from memory with plain stdio, which waits for the disk as the engine does.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -41,7 +41,7 @@ private:
         return 1;
     }
 
-    // The engine may be at work for a moment behind its last call.
+    // The engine may still work for a moment after its last call.
     bool Wait(BankResult started) {
         if (started != kBankDone) return false;
         std::unique_lock guard(m_lock);

@@ -40,7 +40,7 @@ Bytes MakeClicks(size_t nFrames) {
     return wave;
 }
 
-// The bytes behind the delta filter are these.
+// A wave whose bytes are these when the delta filter has been applied.
 Bytes Unfiltered(Bytes wave) {
     UndoImpulse(16, wave.data(), wave.size());
     return wave;
@@ -69,7 +69,7 @@ constexpr Material kMaterials[] = {
     {"zeros, 16-bit", 16, [] { return Bytes(kWaveBytes); }},
     {"period of 1000 frames, 16-bit", 16, [] { return MakePeriodic(kWaveBytes, 2000); }},
     {"TimGM6mb, 16-bit", 16, [] { return ReadSoundFontSamples(kWaveBytes); }},
-    // One block each: what takes longest to sort, beside a note for comparison.
+    // One block each of what takes longest to sort, and of a note for comparison.
     {"block of a note", 16, [] { return MakeNote(kBlockBytes / 2, 16, 1, 3); }},
     {"block of zeros", 16, [] { return Bytes(kBlockBytes); }},
     {"block, ramp of slope 1", 16, [] { return MakeRamp(1); }},

@@ -172,7 +172,7 @@ void BM_OpenStdio(benchmark::State& state) {
 
 // --- Work on an open database ---
 
-// The work answers whether it went well.
+// `work` returns whether it succeeded.
 template <class TWork>
 void OnOpenDatabase(benchmark::State& state, TWork work) {
     CSDB db;
@@ -206,7 +206,7 @@ size_t CountBelow(const CSDB& db, uint32_t idParent) {
     return nCount;
 }
 
-// Below no parent: both trees, and the note of the quick-load table.
+// The notes without a parent: the roots of both trees, and the quick-load table.
 void BM_WalkTree(benchmark::State& state) {
     OnOpenDatabase(state, [&](CSDB& db) { return CountBelow(db, kSdbNoID) == NotesOf(state) + 1; });
 }

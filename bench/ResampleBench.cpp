@@ -68,7 +68,7 @@ void BM_Resample(benchmark::State& state) {
     ForceKernels(isaBefore);
 }
 
-// --- The twin: positions, samples and sums in doubles, no rounding of its own ---
+// --- The twin: positions, samples and sums in doubles, without further rounding ---
 
 template <int kBytes>
 double LoadSample(const char* p) {

@@ -46,7 +46,7 @@ function(kv_test NAME)
   add_executable(${NAME}_test ${ARG_SOURCES})
   target_link_libraries(${NAME}_test PRIVATE kv::options kv::test_support GTest::gmock GTest::gtest_main
                                              ${ARG_LIBS})
-  # Tests run once; they are worth no long optimisation.
+  # A test runs once: its optimisation would take longer than it saves.
   target_compile_options(${NAME}_test PRIVATE $<$<CONFIG:Release>:-O1>)
   gtest_discover_tests(${NAME}_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()

@@ -1,6 +1,6 @@
 #!/bin/sh
 # bare-root.sh - run.sh and test.sh of a clone of HEAD, in a Debian system with nothing in it: shows that the tree
-# installs all it needs and depends on nothing of this machine. Needs root; packages come from where apt has them from.
+# installs all it needs and depends on nothing of this machine. Needs root; packages come from the sources that apt has.
 # Exit code: 77 when it cannot be done here, the last line says why.
 set -eu
 
@@ -24,7 +24,7 @@ trap 'exit 1' INT TERM HUP
 
 debootstrap --variant=minbase "$VERSION_CODENAME" "$root" "$mirror" || cannot "debootstrap cannot make a system"
 mount -t proc proc "$root/proc" || cannot "/proc cannot be mounted"
-# The network as it is here: names, proxies, and what apt asks of its sources.
+# The settings of the network as they are here: names, proxies, and those of apt for its sources.
 cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
 apt-config dump | grep -E '^Acquire::(http|https|Check|Retries)' >"$root/etc/apt/apt.conf.d/99host" || true
 git clone --quiet --no-hardlinks . "$root/tree"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# build.sh TARGET... - builds targets of the release preset; the tests are part of it once test.sh has asked.
+# build.sh TARGET... - builds targets of the release preset. Tests belong to that build as soon as test.sh has run once.
 set -eu
 
 cd "$(dirname "$0")/.."

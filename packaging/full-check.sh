@@ -1,6 +1,6 @@
 #!/bin/sh
 # full-check.sh [-m MINUTES] [STEP...] - everything that can be checked, for a weekly run: about three hours on two
-# cores. Every step runs, whatever became of the one before; a table at the end says what became of each.
+# cores. Every step runs, also when the one before has failed; a table at the end has the result of each.
 #
 #   release     the tests of the release build
 #   asan-ubsan  the same under AddressSanitizer and UBSan
@@ -10,7 +10,7 @@
 #   fuzz        each fuzz target for MINUTES (10; a fraction will do), from its seeds and what earlier runs found
 #   bare-root   run.sh and test.sh of a clone of HEAD, in a Debian system with nothing in it
 #
-# Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong command line, 3 when none failed but one was skipped.
+# Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong call, 3 when one was skipped and none failed.
 # The output of each step is in build/full-check/STEP.log, inputs that a fuzz target fails on are beside it.
 set -eu
 
@@ -52,7 +52,7 @@ step_fuzz() {
 
 step_bare_root() { sh packaging/bare-root.sh; }
 
-# run_step NAME - runs it into its log and adds its row to the table.
+# run_step NAME - runs the step, with its output in its log, and adds a row to the table.
 run_step() {
     began=$(date +%s)
     status=0

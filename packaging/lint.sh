@@ -2,9 +2,9 @@
 # lint.sh [--changed [BASE]] - clang-format must have nothing to change and clang-tidy nothing to say: of the whole
 # tree, or of what was changed since the commit BASE.
 #
-# Without BASE it is $KV_LINT_BASE, else the commit in packaging/lint-base: the last one whose whole tree was looked
-# at (whoever runs this without --changed, and sees nothing, writes that commit there). When that commit is not in
-# this history, or the rules have changed since, the whole tree is looked at: too much rather than too little.
+# Without BASE it is $KV_LINT_BASE, else the commit in packaging/lint-base. That is the last commit whose whole tree was
+# looked at: when this has run without --changed and had nothing to say, write the commit there. When that commit is
+# not in this history, or the rules have changed since, the whole tree is looked at, so that nothing is missed.
 # A changed source is looked at itself, a changed header in the source of its name, or in one that includes it.
 set -eu
 
@@ -27,7 +27,7 @@ sources_changed_since() {
     git diff --name-only --diff-filter=d "$1" -- '*.h' | while read -r header; do sources_of_header "$header"; done
 }
 
-# What has no compile command on this machine, or is a program of its own for people who measure or fuzz.
+# Leaves out sources that have no compile command here: those for another processor, the benchmarks and fuzz targets.
 without_those_not_built() { grep -v -e Neon -e '^bench/' -e '^tests/fuzz/'; }
 
 git rev-parse --quiet --verify HEAD >/dev/null || { echo "lint.sh: this is no clone with a commit" >&2; exit 1; }
@@ -61,6 +61,6 @@ if [ -z "$sources" ]; then
     exit 0
 fi
 echo "lint.sh: $(echo "$sources" | wc -l) sources"
-# Nothing is compiled, so there are no precompiled headers to be read.
+# Nothing is compiled, so there are no precompiled headers that could be read.
 cmake --preset clang -B build/lint -DKV_TESTS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null
 echo "$sources" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint --warnings-as-errors='*' --header-filter="^$PWD/"

@@ -25,7 +25,7 @@ bool OutputChunkData::Record(Status status) {
     return status == kDone;
 }
 
-// Every operation on an attached target: its step answers the status, and a target that throws counts as a
+// Runs an operation on an attached target. The step returns the status; a target that throws counts as a
 // failed write.
 template <class TStep>
 bool OutputChunkData::Run(TStep step) {
@@ -180,7 +180,7 @@ OutputChunkData::Status OutputChunkData::CloseAll() {
     return SeekTo(m_nEnd) ? kDone : kWriteFailed;
 }
 
-// What a buffer held before stays, even behind the end.
+// A buffer keeps the bytes that it held before, even behind the new end.
 bool OutputChunkData::CutLeftOver() {
     if (!SeekTo(std::max(m_nEnd, m_nSizeBefore))) return false;
     m_stream->EndAtPos();

@@ -9,7 +9,7 @@ namespace Kestrova {
 
 namespace {
 
-// A sum that no address reaches becomes the largest number, which every allocator refuses.
+// A sum too large for any address becomes the largest number, which every allocator refuses.
 unsigned long SaturatedSum(unsigned long nFirst, unsigned long nSecond) {
     const unsigned long nRoom = std::numeric_limits<unsigned long>::max() - nFirst;
     return nFirst + std::min(nSecond, nRoom);

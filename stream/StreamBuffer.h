@@ -89,8 +89,8 @@ public:
     unsigned long GetSize() const override { return m_nSize; }
 
     // Hands over the bytes as a malloc block that the caller frees (nullptr and 0 when empty): the buffer's
-    // own one, or a copy of wrapped memory (throws kOutOfMemory). The buffer is then empty for good, without
-    // an allocator.
+    // own block, or a copy of wrapped memory (throws kOutOfMemory). The buffer is empty from then on, and has
+    // no allocator.
     void Detach(void*& p, unsigned long& n) override;
 
     // With an allocator, cuts the buffer off at the position. Returns the size.

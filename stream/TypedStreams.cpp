@@ -47,7 +47,8 @@ bool IsAddressable(unsigned long nCount, unsigned long nSize) {
     return nSize != 0 && nCount <= std::numeric_limits<unsigned long>::max() / nSize;
 }
 
-// The announced length may be false, so each piece is at most as long as all pieces before it together.
+// The announced length may be false. So the text is read in pieces, each at most as long as all before it
+// together.
 bool ReadCharacters(InputStream& in, String& strText, int nLength) {
     for (int nDone = 0; nDone != nLength;) {
         const int nPiece = std::min(nLength - nDone, std::max(nDone, kFirstTextPiece));

@@ -1,5 +1,5 @@
-// What the documents say of the tree, held against the tree: files, folders, programs, tests and presets that
-// they name.
+// What the documents say of the tree is compared with the tree: the files, folders, programs, tests and
+// presets that they name.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,7 +17,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
 using Names = std::set<std::string>;
 
 // The documents, as paths from the top of the tree.
@@ -141,7 +140,7 @@ Names AllPaths() {
     return paths;
 }
 
-// True for what is written like a path of ours: a folder of the tree with something in it, or a file by its
+// True for a text that is written like a path of this tree: a folder of it and a name in that, or a file
 // name.
 bool IsLikeAPath(const std::string& strQuoted, const Names& paths) {
     static const std::regex kCharacters(R"([\w.*/-]+)");

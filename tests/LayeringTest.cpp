@@ -15,9 +15,7 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
-// A folder and the folders it may include from beside itself.
+// A folder, and the other folders that it may include from.
 const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"shared/System", {}},
     {"shared/Tasks", {"shared/System"}},
@@ -96,7 +94,7 @@ std::vector<Include> AllIncludes() {
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(SourceDir() / strFolder)) {
             const std::string strSuffix = entry.path().extension().string();
             if (strSuffix != ".h" && strSuffix != ".cpp") continue;
-            // What lies in a folder with a row of its own comes with that one.
+            // The files of a folder that has a row of its own are looked at with that row.
             if (FolderOf(fs::relative(entry.path(), SourceDir()).string()) != strFolder) continue;
             const std::vector<Include> ofFile = ReadIncludes(entry.path());
             all.insert(all.end(), ofFile.begin(), ofFile.end());
@@ -125,10 +123,10 @@ TEST(LayeringTest, IncludesOfOursAreWrittenFromTheRoot) {
     }
 }
 
-// The one source of the core that may see a library.
+// The one source of the core that may include a library.
 constexpr char kPreferencesBackend[] = "shared/System/kvPreferencesFile.cpp";
 
-// A header with a folder in its name is a library's, but for the system's own.
+// A header with a folder in its name belongs to a library, except those of the system.
 TEST(LayeringTest, TheCoreNeedsTheStandardLibraryAndPosixAlone) {
     for (const Include& include : AllIncludes()) {
         if (include.bQuoted || kCore.count(FolderOf(include.strFile)) == 0) continue;
@@ -139,8 +137,8 @@ TEST(LayeringTest, TheCoreNeedsTheStandardLibraryAndPosixAlone) {
     }
 }
 
-// The toolkit's headers are <QString>, <QtGlobal>, <QtWidgets/QWidget>, <qwidget.h>; none of ours or the
-// system's begins so.
+// The toolkit's headers are <QString>, <QtGlobal>, <QtWidgets/QWidget>, <qwidget.h>; no header of this tree
+// or of the system begins like these.
 bool IsOfTheToolkit(const Include& include) {
     return include.strTarget[0] == 'Q' || include.strTarget.rfind("qt", 0) == 0 ||
            (!include.bQuoted && include.strTarget[0] == 'q');

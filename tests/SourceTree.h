@@ -19,8 +19,8 @@ std::vector<std::string> LinesOf(const std::string& strText);
 // tree.
 std::vector<std::string> FilesBelow(const std::string& strFolder, const std::set<std::string>& suffixes);
 
-// The rows of the Markdown tables in a text, each as its cells; what heads a table is no row. With a heading,
-// the rows of the tables whose first cell of the head is this.
+// The rows of the Markdown tables in a text, each as its cells; the head of a table is no row. With a heading
+// given, only the rows of the tables whose head begins with this cell.
 using Cells = std::vector<std::string>;
 std::vector<Cells> TableRows(const std::string& strMarkdown, const std::string& strHead = "");
 

@@ -16,7 +16,8 @@ uint32_t TickCount() {
     return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(sinceStart).count());
 }
 
-// A generator with a start of its own. Without a random device, or memory, the finest clock alone starts it.
+// A generator whose start differs at every run. When there is no random device, or no memory, only the clock
+// gives its start.
 std::mt19937 StartedGenerator() {
     const auto nClock = static_cast<uint32_t>(Clock::now().time_since_epoch().count());
     try {

@@ -30,10 +30,10 @@ struct FileFacts {
 // by one open file alone.
 enum class FileLock { kShared, kExclusive };
 
-// What came of asking for a lock.
+// The answer to a request for a lock.
 enum class LockAnswer {
     kHeld,          // the file has the lock now
-    kBusy,          // another open file, of any process, holds one that does not go with it; EWOULDBLOCK
+    kBusy,          // another open file, of any process, holds one that excludes it; EWOULDBLOCK
     kNotSupported,  // the file system has no such locks (ENOLCK, EOPNOTSUPP, ENOSYS)
     kFailed         // any other failure, with the reason in errno
 };
@@ -82,7 +82,7 @@ IFileEnv* SetFileEnv(IFileEnv* pEnv);
 // The environment of the system itself, for an environment that passes calls on to it.
 IFileEnv* GetSystemFileEnv();
 
-// What a request for a lock answers that the system refused with this errno.
+// The answer to a request for a lock that the system refused with this errno.
 LockAnswer LockAnswerOf(int nError);
 
 // The lock of an open descriptor of any kind, also of a folder, as IFileEnv::TryLock asks for it.

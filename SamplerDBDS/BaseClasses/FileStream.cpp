@@ -9,7 +9,8 @@ namespace Kestrova {
 
 namespace {
 
-// The window grows from here while reading goes forward, so that far jumps read little and runs read much.
+// The window begins with this size and grows while reading goes forward: after a jump little is read, in a
+// long run much.
 constexpr size_t kLeastReadAhead = 4096;
 
 }  // namespace
@@ -169,7 +170,8 @@ bool FileStream::GetCurrentPos(unsigned long long& pos) {
 }
 
 bool FileStream::SeekToEnd(unsigned long long& pos) {
-    // A run of appended records asks for the end before each one: it is where the waiting bytes end.
+    // A writer that appends many records asks for the end before each one. The end is where the waiting bytes
+    // end, so the system need not be asked.
     const bool bKnown = m_bAtEnd && HasWaiting() && WaitingEnd() == m_pos;
     FileFacts facts;
     if (!bKnown && !GetFacts(facts)) return false;
@@ -204,7 +206,7 @@ bool FileStream::SetEOF() {
 bool FileStream::Truncate(uint64_t nSize) { return m_pEnv->Truncate(m_nFile, nSize) || Fail(); }
 
 // The waiting bytes cannot be written now. When they end at the position, the file will end there as soon as
-// they can; until then it only must not be longer.
+// they have been written; until then it only must not be longer.
 bool FileStream::CutBelowWaiting() {
     FileFacts facts;
     if (WaitingEnd() != m_pos || !GetFacts(facts)) return false;

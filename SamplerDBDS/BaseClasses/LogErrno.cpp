@@ -16,7 +16,8 @@ namespace {
 
 constexpr size_t kLineBytes = 1024;  // with the terminator
 
-// How many of the characters that printf announced lie in a buffer of nRoom bytes, terminator apart.
+// How many of the characters that printf announced fit into a buffer of nRoom bytes, the terminator not
+// counted.
 size_t Written(int nAnnounced, size_t nRoom) {
     return nAnnounced < 0 ? 0 : std::min(static_cast<size_t>(nAnnounced), nRoom - 1);
 }

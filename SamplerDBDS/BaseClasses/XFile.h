@@ -13,7 +13,7 @@ class FileStream;
 
 // One open file, or none. Reads and writes go through one buffer of 64 KiB (FileStream.h).
 // Threads: any. Every operation takes the stream's lock, which is recursive for its thread; hold it with Lock
-//          for a sequence that others must not come between.
+//          for a sequence of operations that no other thread may interrupt.
 // Errors:  every operation answers true or false, nothing throws; all fail on a closed file. errno holds
 //          the reason, and GetFirstError that of the first failure. A read that ends at the end of the file
 //          does not touch errno.
@@ -113,10 +113,10 @@ public:
     // ends with Close.
     LockAnswer TryLockFile(FileLock lock = FileLock::kExclusive);
 
-    // The cause of a failure, for callers that report it later than errno lives: errno of the first operation
-    // that failed since the last Open, Create or ClearFirstError; 0 when none did. A lock that another holds
-    // counts (EWOULDBLOCK), the end of the file and a use of the closed object do not. Close keeps it, and
-    // counts what its own last write and the closing met.
+    // The cause of a failure, for callers that report it when errno has already changed: errno of the first
+    // operation that failed since the last Open, Create or ClearFirstError; 0 when none did. A lock that
+    // another holds counts as a failure (EWOULDBLOCK); the end of the file and a use of the closed object do
+    // not. Close keeps the value, and sets it when its own last write, or the closing, is the first failure.
     int GetFirstError() const;
     void ClearFirstError();
     // Counts a failure in the work on this file that did not come from it, such as ENOMEM for a record that

@@ -1,5 +1,6 @@
 // XFileReader.h - the two readers that record decoding works with: a window on the file, and a whole body.
-// Both hold their file's stream lock from construction to Clear, so no other thread's seek comes between.
+// Both hold their file's stream lock from construction to Clear, so that no other thread can move the
+// position.
 #pragma once
 
 #include <cstddef>

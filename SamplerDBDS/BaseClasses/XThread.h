@@ -45,7 +45,8 @@ public:
     // worker's next walk over the functions. 1, or 0 when there is no function of that index.
     int Signal(int nIndex);
 
-    // Whether Signal was called since the worker last woke or this was last asked: consumes the signal.
+    // Whether Signal was called since the worker last woke, or since the last call of this. It consumes the
+    // signal.
     int isSignaled() { return m_event.WaitFor(0); }
 
     // Lets the running function end, drops the runs that wait and joins. The thread cannot be started again.

@@ -193,7 +193,7 @@ bool CSDB::ReadNote(CSDBInterpreter* interp) {
     const CXFileHold hold(m_file);
     const SDBNOTE* const note = GetNoteByID(interp->GetID());
     if (note == nullptr || note->nType != interp->GetType()) return false;
-    ReadBody(*note, interp);  // deliberate: its result is not ours
+    ReadBody(*note, interp);  // deliberate: its result is not looked at
     return true;
 }
 
@@ -324,8 +324,8 @@ bool CSDB::PrepareAppend() { return FinishCut() && MendEnd(); }
 // Makes the file end with its last whole note, before anything is appended. Stray bytes behind that note are
 // cut off, and so is a last note that is cut short and was never committed. A committed one that is cut short
 // stays, and nothing is appended: the next open would take the new note for the rest of the old body.
-// Deliberate: a file that begins with a quick-load table is left as it is and appended to at its very end. Its
-// notes are what the table says, which need not be where the notes are, so there is no last one to go by.
+// Deliberate: a file that begins with a quick-load table is left as it is and appended to at its very end.
+// Its notes are what the table says, which need not be where the notes are, so there is no last one to go by.
 bool CSDB::MendEnd() {
     if (m_bEndMended || m_keys.HasTable()) return true;
     unsigned long long nSize = 0;
@@ -435,8 +435,8 @@ bool IsUnfinished(CXFile& file, uint32_t nFormat) {
     return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();
 }
 
-// `file` is closed unless the answer is true. A file whose lock cannot be asked for may be in work. Some network
-// file systems give the exclusive lock only to a stream that may write.
+// `file` is closed unless the answer is true. When the lock cannot be asked for, the build may still run.
+// Some network file systems give the exclusive lock only to a stream that may write.
 bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFile& file) {
     const bool bMayWrite = lock == FileLock::kExclusive && file.Open(pszPath, 1);
     if (!bMayWrite && !file.Open(pszPath, 0)) return false;

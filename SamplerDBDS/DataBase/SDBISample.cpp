@@ -150,8 +150,9 @@ bool CSDBISample::ReadWave(CBodyReader& reader) {
     }
 }
 
-// Where only the header of an external file is wanted, a fault of that file, or of its name, is no failure of
-// the record: its body was decoded whole. Want of memory is one, since the file may be right.
+// When only the header of an external file is wanted, a fault of that file, or of its name, is no failure of
+// the record: its own body was decoded whole. Running out of memory is a failure, since the file may be
+// right.
 bool CSDBISample::ReadExtHeader(CBodyReader& reader) {
     CXFile wave;
     return ReadExtFileInfo(wave) || HadMemory(reader.GetFile(), wave.GetFirstError() != ENOMEM);

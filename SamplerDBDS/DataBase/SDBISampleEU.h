@@ -61,17 +61,18 @@ class CSDBISampleEUWave : public CSDBISampleEU {
 public:
     CSDBISampleEUWave(uint32_t id, uint32_t parentID) : CSDBISampleEU(id, parentID, kLoadWave) {}
 
-    // Give the record a wave of size bytes, silent or copied. REQUIRES: format word and channels, which size
-    // the guards, are set; no wave is present and size is not 0 (fatal). False, and the length 0, when memory
-    // runs out or the record, with the other fields it holds now, would outgrow the 32-bit size of a note.
+    // Give the record a wave of size bytes, silent or copied. REQUIRES: format word and channels are set,
+    // because the guards' size depends on them; no wave is present and size is not 0 (fatal). False, and the
+    // length 0, when memory runs out, or when the record, with the other fields it holds now, would be too
+    // large for the 32-bit size of a note.
     bool AllocWave(unsigned long size);
     bool CopyWave(const void* data, unsigned long size);
 };
 
 // Whether the body of an enriched sample at bodyPos decodes whole: every count and length lies within
 // bodySize bytes that the file has, there are fewer than 1000000 loops and the wave is not empty. Only such a
-// body may go to CSDBISampleEU::Read. Takes no memory; reads the header alone. Where the file's
-// position is left is not told.
+// body may go to CSDBISampleEU::Read. Takes no memory; reads the header alone. The file's position is not
+// defined afterwards.
 bool MeasureEnrichedSample(CXFile& file, uint64_t bodyPos, uint32_t bodySize);
 
 }  // namespace Kestrova

@@ -21,7 +21,7 @@ bool PutTail(CDataContainer& container, unsigned long id, const StgPars& pars) {
     return pars.Size() == 0 || container.PutItem(id, pars.Data(), pars.Size());
 }
 
-// Of presets, banks and programs.
+// The order of presets, banks and programs.
 template <class TRecord>
 int CompareByFirstValue(const TRecord& record, const CSDBInterpreter& other) {
     const auto& a = record.m_info;

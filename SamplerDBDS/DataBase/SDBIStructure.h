@@ -44,14 +44,15 @@ public:
         char szName[256] = {};
         char szDescription[256] = {};  // a built bank says "PC Version"
         uint32_t nSampleRate = 0;      // of the bank's waves, Hz
-        uint32_t nPerKey = 0;          // non-zero when split regions were expanded one key each
+        uint32_t nPerKey = 0;          // not 0 when split regions were expanded to one for each key
         uint32_t nThird = 0;
         uint32_t nFourth = 0;
     };
 
     CSDBIInfo(uint32_t id, uint32_t parentID) : CSDBIRecord(kSdbInfo, id, parentID) { Clear(true); }
 
-    // Sets the defaults; constructing says that the record owns nothing yet. The same in every class below.
+    // Sets the defaults. `constructing` means that the record owns nothing yet. The same in every class
+    // below.
     void Clear(bool constructing);
 
     int Compare(CSDBInterpreter& other) override;  // must never be called: ends the program

@@ -37,7 +37,7 @@ uint32_t From16(const uint8_t* p) { return Word16(p) << 8; }
 uint32_t From24(const uint8_t* p) { return Word16(p) | uint32_t{p[2]} << 16; }
 uint32_t From32(const uint8_t* p) { return Word32(p) >> 8; }
 
-// Full scale is 2^23. Larger values become the largest there is, a value that is no number becomes 0.
+// Full scale is 2^23. A larger value becomes the largest possible one; a value that is no number becomes 0.
 uint32_t FromFloat(const uint8_t* p) {
     float fSample;
     std::memcpy(&fSample, p, sizeof fSample);

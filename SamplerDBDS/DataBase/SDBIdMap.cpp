@@ -22,7 +22,8 @@ uint64_t Mix(uint64_t n) {
 
 CSDBIdMap::CSDBIdMap() : m_nSeed(RandomSeed()) {}
 
-// The slot with the key, or the free one where it belongs. REQUIRES: slots, one of them free.
+// The slot with the key, or the free one where it belongs. REQUIRES: there are slots, and one of them is
+// free.
 size_t CSDBIdMap::SlotOf(uint32_t key) const {
     const size_t nMask = m_arSlots.size() - 1;
     size_t n = Mix(key + m_nSeed) & nMask;

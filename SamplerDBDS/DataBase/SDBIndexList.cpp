@@ -8,7 +8,7 @@ CSDBIndexList::CSDBIndexList(const CSDBIndexList& other) : m_nOnly(other.m_nOnly
     if (other.m_pChunks != nullptr) m_pChunks = std::make_unique<std::vector<Chunk>>(*other.m_pChunks);
 }
 
-// The chunk that has the smallest number >= n, or the end. REQUIRES: chunks.
+// The chunk that has the smallest number >= n, or the end. REQUIRES: there are chunks.
 std::vector<CSDBIndexList::Chunk>::iterator CSDBIndexList::ChunkOf(uint32_t n) const {
     return std::lower_bound(m_pChunks->begin(), m_pChunks->end(), n,
                             [](const Chunk& chunk, uint32_t nWanted) { return chunk.back() < nWanted; });

@@ -8,8 +8,8 @@
 
 namespace Kestrova {
 
-// Numbers lie in sorted chunks, so that a search takes O(log n) and taking one out moves at most a chunk,
-// whichever the order of removal. A list of one number takes no heap: most notes have at most one child.
+// Numbers lie in sorted chunks. So a search takes O(log n), and a removal moves at most one chunk, whatever
+// the order of removals is. A list of one number takes no heap: most notes have at most one child.
 // Threads: FirstFrom from any while none changes the list. Errors: Append throws std::bad_alloc and leaves
 // the list as it was.
 class CSDBIndexList {

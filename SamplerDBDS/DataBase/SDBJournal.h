@@ -6,7 +6,7 @@ namespace Kestrova {
 
 class CXFile;
 
-// What came of it.
+// How the settling ended.
 enum class Settled {
     kNothing,     // no note had a state; the file is as it was
     kUnreadable,  // a header could not be read before a note with a state was found; the same

@@ -7,9 +7,9 @@ namespace Kestrova {
 
 inline constexpr uint32_t kSdbLastID = 0xFFFFFFFE;  // the greatest id handed out; 0xFFFFFFFF means "none"
 
-// Steps the counter, with 0 after the last id, until it has passed a candidate that is not in use: that is
-// the new id. False when the counter comes round to where it started: the candidate just passed is
-// deliberately not tried then. The counter keeps what it was stepped to.
+// Counts up, with 0 after the last id, until it has passed a candidate that is not in use: that is the new
+// id. False when the counter is back where it started; the candidate that it passed last is then deliberately
+// not tried. The counter keeps its new value in any case.
 //   isInUse: bool(uint32_t)
 template <class TIsInUse>
 bool StepToFreeID(uint32_t& nCounter, uint32_t& id, TIsInUse isInUse, uint32_t nLast = kSdbLastID) {

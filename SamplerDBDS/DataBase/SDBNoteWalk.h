@@ -8,8 +8,8 @@
 
 namespace Kestrova {
 
-// Reads headers only, each where the one before says that its body ends; that may lie beyond the end of the
-// file, so the last note's body can be cut short.
+// Reads headers only. Each is expected where the body of the note before ends, by that note's header. This
+// may be beyond the end of the file: the last note's body can be cut short.
 // Threads: one. Owner: the file is the caller's. The caller may move the file's position between two steps.
 class CSDBNoteWalk {
 public:
@@ -17,7 +17,8 @@ public:
 
     // The next header, with its position. False when no whole header is left, or when reading failed.
     bool Next(SDBNOTE& note);
-    // A seek failed, or bytes that the file has could not be read: false was not the end of the notes.
+    // True when a seek failed, or bytes that the file has could not be read. So Next was false although it
+    // had not come to the end of the notes.
     bool HasFailed() const { return m_bFailed; }
 
 private:

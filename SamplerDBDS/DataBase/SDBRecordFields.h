@@ -18,8 +18,8 @@ namespace Kestrova {
 
 // --- Reading and writing ---
 
-// Passes on whether memory was had. The file is told when not: a record that cannot be read for want of
-// memory must not pass for a damaged one.
+// Passes on whether there was memory. If not, ENOMEM is noted at the file: a record that could not be read
+// because memory ran out must not pass for a damaged one.
 inline bool HadMemory(CXFile& file, bool bHad) {
     if (!bHad) file.NoteError(ENOMEM);
     return bHad;
@@ -66,8 +66,9 @@ private:
     uint64_t m_nLeft = 0;
 };
 
-// The whole body in memory, with the same question before memory is taken for a count. REQUIRES: a body that
-// the reader holds in itself; it would end the program when it found no memory for a larger one.
+// The whole body in memory; a count is compared with the body before memory is taken for it, as above.
+// REQUIRES: a body so small that the reader holds it in itself. For a larger one it takes memory, and ends
+// the program when there is none.
 class CBodyBuffer : public CXFileReadBuff {
 public:
     CBodyBuffer(CXFile& file, unsigned long size) : CXFileReadBuff(&file, size), m_file(file) {
@@ -87,7 +88,8 @@ private:
     uint64_t m_posEnd = 0;
 };
 
-// The window whose bounds are fatal checks, made when the bytes are read; so it is not asked before.
+// The window whose bounds are fatal checks. They are made when the bytes are read, so this reader is not
+// asked before whether they are there.
 class CCheckedWindow : public CXFileReader {
 public:
     CCheckedWindow(CXFile& file, unsigned long size) : CXFileReader(&file, size), m_file(file) {}
@@ -124,7 +126,8 @@ public:
         return true;
     }
 
-    // A list of nCount entries of nEntry bytes, whose count was the field before. Without them it is empty.
+    // A list of nCount entries of nEntry bytes; the count was the field before. When the entries are not
+    // there the list is empty.
     bool List(CStgBlock& block, uint32_t& nCount, size_t nEntry) {
         const uint64_t nBytes = uint64_t{nCount} * nEntry;
         if (m_reader.HasRoom(nBytes) && Provide(block, nBytes) && Bytes(block.Data(), nBytes)) return true;
@@ -135,7 +138,7 @@ public:
 
     bool Tail(StgPars& pars) { return ReadUnknownParams(*this, pars); }
 
-    // What ReadUnknownParams asks of a reader: the count is held against the body before memory is taken.
+    // What ReadUnknownParams asks of a reader. The count is compared with the body before memory is taken.
     bool Read32(uint32_t* pnCount) { return Word(*pnCount) && m_reader.HasRoom(*pnCount); }
     bool Read(void* pData, uint32_t n) { return m_reader.Read(pData, n); }
     void NoteNoMemory() { HadMemory(m_reader.GetFile(), false); }
@@ -202,7 +205,7 @@ private:
     uint64_t m_nBytes = 0;
 };
 
-// Walks over a record without taking memory; only words reach the record.
+// Walks over a record without taking memory; only the words are stored in the record.
 class CFieldSkipper {
 public:
     explicit CFieldSkipper(CBodyReader& reader) : m_reader(reader) {}

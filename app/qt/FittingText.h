@@ -1,5 +1,5 @@
-// FittingText.h - widgets of fixed width that draw a text which is too long smaller, or shortened in the
-// middle. The tool tip then shows it whole.
+// FittingText.h - widgets of fixed width. A text that is too long for one is drawn smaller, or shortened in
+// the middle, and the tool tip then shows it whole.
 #pragma once
 
 #include <QLabel>
@@ -13,7 +13,7 @@ public:
     using QLabel::QLabel;
 
 protected:
-    // Settles the tool tip when it is asked for: the text, if it is shown shortened.
+    // Sets the tool tip when one is asked for: the whole text, if it is shown shortened.
     bool event(QEvent* pEvent) override;
     void paintEvent(QPaintEvent* pEvent) override;
 
@@ -25,7 +25,8 @@ private:
     Shown Fitted() const;
 };
 
-// A read-only path. Shortened in the middle until the user moves in it: then it scrolls, as any line edit.
+// A read-only path. It is shortened in the middle until the user moves in it; then it scrolls like any line
+// edit.
 class PathEdit final : public QLineEdit {
 public:
     explicit PathEdit(QWidget* pParent);

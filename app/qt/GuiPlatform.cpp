@@ -36,7 +36,7 @@ void GuiRunLoop(GuiWindowRef window, IGuiOwner* pOwner) {
     QApplication::exec();
 }
 
-// Not quit, which would ask the window to close first.
+// exit and not quit, which would first ask the window to close.
 void GuiQuitLoop() { QCoreApplication::exit(); }
 
 void GuiSetKeyControls(GuiWindowRef window, GuiControlRef enter, GuiControlRef escape) {
@@ -62,10 +62,11 @@ void GuiEmbedControl(GuiControlRef parent, GuiControlRef child) {
     const QPoint place = parent->Widget().mapFromGlobal(widget.mapToGlobal(QPoint(0, 0)));
     widget.setParent(&parent->Widget());
     widget.move(place);
-    widget.show();  // a new parent hides
+    widget.show();  // setting a parent hides a widget
 }
 
-// A control that goes takes the keyboard focus with it; Qt would give it to the next one and mark its text.
+// When the control with the keyboard focus is hidden or disabled, no other gets it; Qt would give it to the
+// next control and select the text there.
 static void LeaveFocus(QWidget& widget) {
     if (widget.hasFocus()) widget.window()->setFocus();
 }

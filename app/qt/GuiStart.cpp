@@ -26,15 +26,15 @@ std::unique_ptr<QApplication> s_pApplication;
 std::function<void()> s_displayGone;
 QtMessageHandler s_usualMessages = nullptr;
 
-// Qt ends a program that finds no display by a fatal message and an abort. Its other messages of that moment
-// say the same at length.
+// When Qt finds no display it sends a fatal message and aborts the program. Its other messages at that moment
+// say the same at length, so they are dropped.
 void EndWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&) {
     if (type != QtFatalMsg) return;
     std::fputs("kvbankmgr: no display can be reached, so no window can be shown.\n", stderr);
     std::_Exit(kNoDisplayStatus);
 }
 
-// The application object must not be destroyed any more: it would speak to a display that is not there.
+// The application object must not be destroyed any more: its destructor would use the display, which is gone.
 void EndAfterDisplay() {
     if (!s_pApplication) return;  // GuiStop was called: an ordinary end
     std::fputs("kvbankmgr: the display has gone away, so the program ends.\n", stderr);
@@ -42,9 +42,9 @@ void EndAfterDisplay() {
     std::_Exit(kNoDisplayStatus);
 }
 
-// Qt says that the connection broke, on X as on Wayland, and then calls exit, deep within the event loop. By
-// then the worker may not run any more, for exit destroys what it uses; so the end comes with the message.
-// Whatever else calls exit meets EndAfterDisplay there.
+// On X and on Wayland, Qt sends a message that the connection broke and then calls exit, deep within the
+// event loop. The worker must have ended before that, because exit destroys what it uses. So the program ends
+// when the message comes. Should exit be called without it, EndAfterDisplay runs as an exit handler.
 void EndAtLostConnection(QtMsgType type, const QMessageLogContext& context, const QString& strText) {
     if (strText.contains("connection broke")) EndAfterDisplay();
     s_usualMessages(type, context, strText);
@@ -52,19 +52,19 @@ void EndAtLostConnection(QtMsgType type, const QMessageLogContext& context, cons
 
 }  // namespace
 
-// The command line is the program's alone: Qt takes its settings from the environment.
+// Qt gets no arguments of the command line, only its settings in the environment.
 void GuiStart() {
     s_usualMessages = qInstallMessageHandler(EndWithoutDisplay);
     s_pApplication = std::make_unique<QApplication>(s_nArguments, s_arguments);
     qInstallMessageHandler(EndAtLostConnection);
     std::atexit(EndAfterDisplay);
-    // Qt has set the user's. Here numbers have a point, and which letters are equal but for their case is the
-    // same for everybody.
+    // Qt has set the user's locale. This program writes numbers with a point, and compares letters without
+    // their case in the same way for everybody.
     std::setlocale(LC_ALL, "C");
     std::setlocale(LC_CTYPE, "C.UTF-8");
     QGuiApplication::setDesktopFileName(s_szProgram);
     QApplication::setQuitOnLastWindowClosed(false);
-    // The end of the session is a wish to stop like a signal.
+    // The end of the session asks the program to stop, as a signal does.
     QObject::connect(s_pApplication.get(), &QGuiApplication::commitDataRequest, s_pApplication.get(),
                      [](QSessionManager&) { SetCancelSignal(SIGTERM); });
 }

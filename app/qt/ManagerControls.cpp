@@ -60,7 +60,7 @@ public:
         Edit().setCursorPosition(0);
         Edit().setToolTip(strText);
     }
-    // A path that is too long is shortened; only its height must do.
+    // A path that is too long is shortened; only the height must be enough.
     bool FitsTitle(const QFont& font) const override {
         return QFontMetrics(font).height() + kLineEditPadding <= Widget().height();
     }
@@ -139,7 +139,7 @@ public:
     }
     void SetText(const QString&) override {}
     void SetValue(int nValue) override { Bar().setValue(nValue); }
-    // A job of no steps is over at once; Qt would take 0 to 0 for one of unknown length.
+    // A job without steps ends at once. Qt would show a range from 0 to 0 as a job of unknown length.
     void SetRange(int nMinimum, int nMaximum) override {
         Bar().setRange(nMinimum, std::max(nMaximum, nMinimum + 1));
         Bar().setValue(nMinimum);

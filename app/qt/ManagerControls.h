@@ -9,7 +9,7 @@
 
 namespace Kestrova {
 
-// Owner: this object owns the widget, which the window would otherwise take with it.
+// Owner: this object owns the widget; otherwise the window would delete it with itself.
 struct GuiWidget {
 public:
     // The control of a kind, or null for one that does not exist.
@@ -22,7 +22,7 @@ public:
     virtual void SetValue(int) {}
     virtual void SetRange(int, int) {}
     virtual void SetName(const QString& strName) { m_pWidget->setAccessibleName(strName); }
-    // Whether the text it was made with, which stays, can be read whole in this font.
+    // Whether the text that the control was made with can be read whole in this font.
     virtual bool FitsTitle(const QFont& font) const = 0;
 
     QWidget& Widget() const { return *m_pWidget; }

@@ -20,13 +20,13 @@ constexpr Qt::WindowFlags kWindowFlags = Qt::Window | Qt::WindowTitleHint | Qt::
                                          Qt::WindowCloseButtonHint | Qt::WindowMinimizeButtonHint;
 constexpr qreal kSmallestPoints = 6, kPointStep = 0.25;
 
-// The one local file or folder that is dragged; empty for anything else, several files among it.
+// The one local file or folder that is dragged; empty for anything else, such as several files.
 QString DraggedPath(const QMimeData* pData) {
     const QList<QUrl> urls = pData->urls();
     return urls.size() == 1 ? urls.first().toLocalFile() : QString();
 }
 
-// Tells assistive programs that the window is a dialog: of a plain widget Qt says that it is a pane.
+// Tells assistive programs that the window is a dialog; Qt would describe a plain widget as a pane.
 QAccessibleInterface* DescribeWindow(const QString&, QObject* pObject) {
     auto* const pWindow = dynamic_cast<GuiWindow*>(pObject);
     return pWindow == nullptr ? nullptr : new QAccessibleWidget(pWindow, QAccessible::Dialog);
@@ -36,11 +36,11 @@ QAccessibleInterface* DescribeWindow(const QString&, QObject* pObject) {
 
 GuiWindow::GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwner)
     : QWidget(nullptr, kWindowFlags), m_pOwner(pOwner) {
-    QAccessible::installFactory(DescribeWindow);  // once: a second time it changes nothing
+    QAccessible::installFactory(DescribeWindow);  // a second call changes nothing
     setWindowTitle(strTitle);
     setWindowIcon(ManagerIcon());
     setFixedSize(rect.Width(), rect.Height());
-    // Of the inside, whatever frame the desktop puts around it.
+    // The size is that of the inside, without the frame that the desktop puts around it.
     setGeometry(rect.left, rect.top, rect.Width(), rect.Height());
     setAcceptDrops(true);
     m_timer.setTimerType(Qt::PreciseTimer);
@@ -48,8 +48,8 @@ GuiWindow::GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwne
     QObject::connect(&m_timer, &QTimer::timeout, this, [this] { Tick(); });
 }
 
-// A timer does not fire while what it called has not come back, which an alert may keep for long. So each
-// tick starts the timer anew before it calls.
+// A timer does not fire again before the function that it called has returned, and with an open alert that
+// may take long. So each tick starts the timer again before it calls anything.
 void GuiWindow::Tick() {
     m_timer.start(kTimerMilliseconds);
     m_pOwner->OnTimer();
@@ -70,8 +70,8 @@ void GuiWindow::Withdraw() {
     hide();
 }
 
-// The controls have fixed sizes, so a large font is made smaller: one size for the whole window, the largest
-// up to the desktop's at which no control cuts its text.
+// The controls have fixed sizes, so a large font is made smaller. The whole window has one size: the largest
+// one, up to the desktop's, at which no control cuts its text.
 void GuiWindow::FitFonts() {
     QFont font = QApplication::font();
     qreal nPoints = QFontInfo(font).pointSizeF();
@@ -160,8 +160,8 @@ void GuiWindow::dragEnterEvent(QDragEnterEvent* pEvent) {
     if (MayDrop(DraggedPath(pEvent->mimeData()))) pEvent->acceptProposedAction();
 }
 
-// The drag is over before the owner hears of it: it may ask the user something, and the program the drag came
-// from would wait for the answer too.
+// The drag ends before the owner is told of the drop: the owner may ask the user something, and meanwhile the
+// program that the drag came from would wait too.
 void GuiWindow::dropEvent(QDropEvent* pEvent) {
     const QString strPath = DraggedPath(pEvent->mimeData());
     if (!MayDrop(strPath)) return;

@@ -25,7 +25,8 @@ public:
     void SetKeyButtons(QPushButton* pEnter, QPushButton* pEscape);
     void SendControlEvent(int nControl, int nValue);
 
-    // The letter of a text that Alt presses its button with: the first one no other has; marked with "&".
+    // Returns the text with "&" in front of the letter that presses its button together with Alt: the first
+    // letter that no other button has.
     QString WithFreeMnemonic(const QString& strText);
 
 protected:

@@ -8,7 +8,7 @@ namespace {
 
 using Codes = std::vector<int>;
 
-// No file of the folder passes for a bank: what a later session finds it removes.
+// No file of the folder passes for a bank: a later session removes what it finds there.
 void ExpectNoBanks(StgManBench& bench) {
     bench.pMan.reset();
     bench.Open();
@@ -54,7 +54,8 @@ TEST(StgManEndTest, AfterACancelledRunTheNextOneRuns) {
     EXPECT_EQ((Codes{1}), bench.AlertCodes());
 }
 
-// The engine makes no last call for a job refused at its first; the dialog would wait for that for ever.
+// When the first call of a job is answered with a refusal, the engine makes no last call, and the dialog
+// would wait for that for ever.
 TEST(StgManEndTest, AWishBeforeTheFirstCallOfAJobIsHeardBehindIt) {
     StgManBench bench;
     StgMan& man = bench.Open();

@@ -24,7 +24,7 @@ namespace Kestrova::Test {
 
 namespace fs = std::filesystem;
 
-// Lets file operations of other threads than its own wait, so that a job stands still where a test wants it.
+// Makes the file operations of other threads wait, so that a job stands still where a test wants it.
 class GatedFileEnv final : public FaultyFileEnv {
 public:
     // Operations of one kind, or of every kind, wait until Release.

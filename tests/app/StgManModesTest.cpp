@@ -147,7 +147,8 @@ TEST(StgManModesTest, CreationOf192000DeliberatelyStaysOpen) {
     });
 }
 
-// The refused start is that of the user: the one that comes by itself needs a source that was analysed.
+// The start that is refused is the one of the user. The automatic start comes only when the source has been
+// analysed.
 TEST(StgManModesTest, CreationOfASourceThatCannotBeAnalysedIsRefusedOncePerPress) {
     ExpectPassesInAFreshProcess([] {
         StgManBench bench;

@@ -102,7 +102,7 @@ TEST(StgManTest, ANamedFolderIsForgotten) {
     EXPECT_EQ("[AdditionalBankPaths]\n" + bench.banks.string() + "\n", bench.Settings());
 }
 
-// A header in place of a folder would be the end of its section.
+// A folder written as it stands would be read back as a header, which ends the section.
 TEST(StgManTest, AFolderOfAnyNameIsRememberedOnceAndProposedAgain) {
     for (const char* const pszName : {"[banks]/", "50%", "%41", "a [b] ", "line\nbreak", "] [", " %5B "}) {
         StgManBench bench;

@@ -3,7 +3,7 @@
 #include "bank/BankFileName.h"
 #include "bank/BankRates.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
 TEST(BankRatesTest, TheTableIsInItsFixedOrder) {
@@ -97,4 +97,4 @@ TEST(BankFileNameTest, TheRateIsCutAtTheLastUnderscore) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

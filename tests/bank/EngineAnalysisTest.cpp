@@ -9,8 +9,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class EngineAnalysisTest : public testing::Test {
 protected:
     TempDir m_dir;

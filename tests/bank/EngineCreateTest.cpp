@@ -12,8 +12,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class EngineCreateTest : public testing::Test {
 protected:
     TempDir m_dir;

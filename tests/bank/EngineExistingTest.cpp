@@ -10,8 +10,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class EngineExistingTest : public testing::Test {
 protected:
     TempDir m_dir;

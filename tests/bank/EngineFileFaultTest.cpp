@@ -11,8 +11,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using Lasting = FaultyFileEnv::Lasting;
 
 class EngineFileFaultTest : public testing::Test {

@@ -12,8 +12,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class EngineHostileTest : public testing::Test {
 protected:
     TempDir m_dir;
@@ -146,7 +144,8 @@ TEST_F(EngineHostileTest, AnyRecordCutShortIsAReadFailure) {
     }
 }
 
-// A cut between two records, or inside the header of one, leaves a smaller source that may well be sound.
+// When a source is cut between two records, or inside the header of one, what is left may be a correct
+// source.
 TEST_F(EngineHostileTest, AFileCutInsideARecordIsRefused) {
     MakeSource(m_strSource, {});
     const Bytes whole = ReadFile(m_strSource);
@@ -191,7 +190,7 @@ TEST_F(EngineHostileTest, CirclesAndSelfParentsEnd) {
     EXPECT_EQ(kBankConversionFailed, RunNotes(notes)) << "fewer records are written than were counted";
 }
 
-// Of records that keep the source's parent; each lies under the bank, which is written after them or has
+// Records that keep the source's parent. Each lies under the bank, which is written after them, or has
 // another id in the target.
 TEST_F(EngineHostileTest, ARecordUnderAParentThatTheBankHasNotCannotBeWritten) {
     const std::vector<NoteFields> sound = WithSample(PlainBody(10, 20, 20, 20));

@@ -1,4 +1,5 @@
-// The engine without memory: each allocation of each operation is refused once, until one runs clean.
+// The engine without memory: each allocation of each operation fails once, until the operation has none left
+// to fail.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -15,8 +16,6 @@
 
 namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 // An engine whose client takes no memory of its own.
 class QuietClient {

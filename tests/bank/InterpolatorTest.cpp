@@ -77,7 +77,7 @@ TEST(InterpolatorTest, StereoKernelsGiveTheMonoResultOfEachChannel) {
     }
 }
 
-// What a kernel makes of one sample: its term with the gain of 1.
+// What a kernel makes of one sample: its term of the sum, with a gain of 1.
 int ImpulseThrough(Kernel pKernel, long nFrame, int nPhase, int nSample = 16384) {
     GuardedWave wave(100, 2);
     wave.Put(50 + nFrame, nSample);

@@ -58,7 +58,8 @@ TEST(OrderedPipelineTest, WhatMakingAnItemThrowsIsThrownWhereItIsTaken) {
     }
 }
 
-// The first refusals strike what the pipeline itself needs; those after them cost a helper each.
+// The first allocations that fail are those that the pipeline itself needs; each one after them costs a
+// helper.
 TEST(OrderedPipelineTest, WithoutMemoryFewerHelpersMakeTheSameItems) {
     const OrderedPipeline<size_t>::Make make = [](size_t nIndex, unsigned) { return nIndex; };
     int nMade = 0;

@@ -175,8 +175,9 @@ Bytes Repeated(const Bytes& unit, size_t nCopies) {
     return bytes;
 }
 
-// Without any work allowed, a block that randomising turns into this one meets the second attempt. It gives
-// the order of the plain sort, equal rotations included. False: the first attempt had nothing to compare.
+// With a work limit of 0 the second attempt sorts this block, because it is the randomised form of the block
+// that is given to the sorter. The order must be that of the plain sort, equal rotations included. False when
+// the first attempt had nothing to compare.
 bool SecondAttemptIsThePlainSort(const Bytes& bytes) {
     Sorting sorting(Randomised(bytes), 0);
     if (!sorting.Sorter().IsRandomised()) return false;

@@ -254,7 +254,7 @@ TEST(RawExpandTest, RunsDoNotPassFromBlockToBlock) {
     EXPECT_EQ(Unfiltered(Bytes(6, 7), 16), Expand(stream, 16, 6));
 }
 
-// A long run of blocks' own: the places the random numbers select lie in counts as well as in bytes.
+// The random numbers also select places that hold the counts of runs.
 TEST(RawExpandTest, DerandomisesBytesAndCounts) {
     Bytes coded;
     for (size_t i = 0; i < 400; ++i)

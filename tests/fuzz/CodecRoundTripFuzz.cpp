@@ -1,6 +1,6 @@
-// CodecRoundTripFuzz.cpp - what the compressor writes, the expander reads; twice compressed is the same
-// twice. Input: one byte that chooses the width, two that choose how often the rest is repeated; then the
-// wave.
+// CodecRoundTripFuzz.cpp - the expander reads what the compressor writes, and compressing again gives the
+// same bytes. Input: one byte that chooses the width, two that choose how often the rest is repeated; then
+// the wave.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

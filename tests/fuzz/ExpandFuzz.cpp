@@ -1,4 +1,4 @@
-// ExpandFuzz.cpp - the expander before hostile streams: it may refuse, it may not crash, hang or overrun.
+// ExpandFuzz.cpp - the expander with hostile streams: it may refuse one, it must not crash, hang or overrun.
 // Input: one byte that chooses the width and, in its high bits, the size wanted; then the stream.
 #include <cstdint>
 #include <cstdlib>

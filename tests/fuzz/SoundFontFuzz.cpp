@@ -1,6 +1,6 @@
-// SoundFontFuzz.cpp - the SoundFont reader and the import's plan before hostile files: they may refuse; what
-// they plan must lie in the file. Input: the file. It is written to TMPDIR: in memory (/dev/shm) that is ten
-// times as fast.
+// SoundFontFuzz.cpp - the SoundFont reader and the planner of the import with hostile files: they may refuse
+// one; what they plan must lie in the file. Input: the file. It is written to TMPDIR; with a folder in memory
+// (/dev/shm) this is ten times as fast.
 #include <cstdint>
 #include <cstdlib>
 #include <vector>

@@ -10,8 +10,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace fs = std::filesystem;
-
 constexpr int k48000 = 1, k96000 = 3;
 const std::vector<int> kAllButTheLowest = {1, 2, 3, 4, 5};
 
@@ -89,7 +87,7 @@ TEST_F(ManagerModeTest, EscapeCancelsABuild) {
     EXPECT_EQ(2, manager.Process().Wait());
 }
 
-// One is no bank at all; the other opens as one, and there is nothing in it.
+// One file is no bank at all. The other opens as a bank, and there is nothing in it.
 TEST_F(ManagerModeTest, ABrokenSourceIsRefused) {
     const std::vector<std::pair<std::string, int>> sources = {{"no bank", 9},
                                                               {"QXDB" + std::string(16, '\1'), 11}};

@@ -38,8 +38,8 @@ private:
     std::string m_strBigSource;
 };
 
-// The running program with its window. What is waited for does not come from a program that has ended: every
-// wait then ends at once.
+// The running program with its window. When the program has ended, what a test waits for cannot come any
+// more; so every wait then ends at once.
 class ManagerOnScreen {
 public:
     // Starts it with these arguments, and variables ("NAME=value") beside the user's, and waits for the
@@ -76,7 +76,7 @@ public:
     bool AnswerAlert(const std::string& strTitle, const char* pszKey);
 
 private:
-    // False when the program ends first, or patience.
+    // False when the program ends before, or when the time limit is reached.
     template <class TCondition>
     bool WaitWhileRunning(TCondition condition) {
         bool bTrue = false;

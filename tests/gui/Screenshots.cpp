@@ -37,7 +37,7 @@ public:
         std::ofstream(m_user.File("config") + "/kdeglobals") << kDarkDesktop;
     }
 
-    // Whatever a mode starts with, and what it looks like at work.
+    // The window as a mode starts with it, and while a job runs.
     bool TakeAll() {
         if (!BuildABank()) return false;
         for (const Mode& mode : kModes)

@@ -27,7 +27,7 @@ Colour ColourOf(unsigned long nPixel) {
             static_cast<int>(nPixel & 255)};
 }
 
-// Windows come and go while the test looks; what is asked of one that has gone is answered with nothing.
+// Windows come and go while the test looks. A question about one that has gone has an empty answer.
 int IgnoreError(Display*, XErrorEvent*) { return 0; }
 
 }  // namespace

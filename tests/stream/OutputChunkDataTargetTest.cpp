@@ -1,4 +1,4 @@
-// How a chunk writer takes hold of its target, lets go of it, and stands its limits and failures.
+// How a chunk writer attaches to its target and detaches from it, and what it does at limits and failures.
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -8,8 +8,8 @@ extern "C" void* __real_malloc(size_t n);  // NOLINT(bugprone-reserved-identifie
 
 namespace {
 
-// The blocks of texts (String) are the small ones of the array form that does not throw. A text that cannot
-// be had ends the program, by an assertion of its own; so these are spared.
+// String takes the memory of texts with the array form that does not throw, in small blocks. When there is
+// none, an assertion of its own ends the program; so these blocks are not made to fail.
 constexpr size_t kLeastArray = 4096;
 
 }  // namespace

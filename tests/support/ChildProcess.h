@@ -8,8 +8,8 @@
 
 namespace Kestrova::Test {
 
-// Killed, and waited for, with the object. Its output goes into memory; what it has written to standard error
-// goes on to this process's, with the object, unless the test has asked for it.
+// When the object goes, the program is killed and waited for. Its output is kept in memory. What it has
+// written to standard error is then written to that of this process, unless the test has asked for it.
 class ChildProcess {
 public:
     // arguments[0] is the program, looked for on the path; variables are "NAME=value" beside this process's
@@ -23,8 +23,8 @@ public:
 
     void Signal(int nSignal) const;
     bool HasEnded();
-    // Waits for the end: the exit code, or 128 + the signal that ended it. Throws std::runtime_error when the
-    // end does not come before patience ends.
+    // Waits for the end and returns the exit code, or 128 + the signal that ended it. Throws
+    // std::runtime_error when the program has not ended at the time limit.
     int Wait();
 
     // What it has written so far.

@@ -103,7 +103,7 @@ void FakeGui::Show(GuiWindowRef window, int bShow, int bUpdate) {
     if (bShow == 0 && m_whenHidden) std::exchange(m_whenHidden, nullptr)();
 }
 
-// What asked to quit before the loop has begun asked nobody.
+// A call before the loop has begun has no effect.
 void FakeGui::RunLoop(GuiWindowRef window, IGuiOwner* pOwner) {
     Note("run loop");
     window->pOwner = pOwner;

@@ -1,4 +1,5 @@
-// FakeStreams.h - stream transports that give out, fill up or fail on order, without a buffer behind them.
+// FakeStreams.h - stream transports that end, fill up or fail where a test wants it, without a buffer behind
+// them.
 #pragma once
 
 #include <algorithm>

@@ -11,16 +11,15 @@
 
 namespace Kestrova::Test {
 
-// As an error: the process is killed (SIGKILL) in place of the call, as a test of what that leaves behind.
+// Given as the error: in place of the call the process is killed (SIGKILL), to test what that leaves behind.
 inline constexpr int kPosixKill = -1000000;
 
 // While it lives, call number nNth (1 is the next) of the named function fails with nError, and nothing is
 // done: the pthread functions return the error, the others set errno and return null or -1 (with error 0:
-// success).
-// "_Znwm", operator new, throws std::bad_alloc; "_ZnwmRKSt9nothrow_t" and "_ZnamRKSt9nothrow_t" are the forms
-// of new that give null. For stat a negative error is its answer negated: -2 makes it answer 2; for write it
-// is the bytes that are written of the text all the same. Two faults at a time, made and ended by one
-// thread; calls are counted on all threads.
+// success). "_Znwm", operator new, throws std::bad_alloc; "_ZnwmRKSt9nothrow_t" and "_ZnamRKSt9nothrow_t" are
+// the forms of new that give null. A negative error means something else for two functions: stat returns it
+// without its sign (-2 makes it return 2), and write writes that many bytes (-3: three of them). At most two
+// faults at a time, made and ended by one thread; calls are counted on all threads.
 //
 // kAnyAllocation stands for malloc, calloc, realloc and strdup together; in programs that also link
 // kv::allocation_faults every operator new is one of them, those inside the C++ library included.

@@ -8,6 +8,8 @@
 
 namespace Kestrova::Test {
 
+namespace fs = std::filesystem;
+
 class TempDir {
 public:
     TempDir();

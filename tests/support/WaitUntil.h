@@ -6,12 +6,12 @@
 
 namespace Kestrova::Test {
 
-// For what never comes: only a test that fails waits so long.
+// The time limit of a wait. Only a test that fails waits so long.
 inline constexpr std::chrono::seconds kPatience{60};
 
 inline void PauseBetweenLooks() { std::this_thread::sleep_for(std::chrono::milliseconds(15)); }
 
-// Waits until something is true, looking again and again; false when patience ends.
+// Looks again and again until something is true; false when the time limit is reached.
 template <class TCondition>
 bool WaitUntil(TCondition condition) {
     const auto end = std::chrono::steady_clock::now() + kPatience;

@@ -1,5 +1,5 @@
 // WaveStreamBuilder.h - compressed wave streams made by hand, sound or damaged in exactly one place.
-// Written apart from the codec on purpose: slow, plain, and sharing no code with what it tests.
+// Written apart from the codec on purpose: it is slow and plain, and shares no code with what it tests.
 #pragma once
 
 #include <cstdint>

@@ -8,7 +8,7 @@
 
 #include "SamplerDBDS/BaseClasses/ByteSwap.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
 using testing::ElementsAre;
@@ -112,4 +112,4 @@ TEST(Convert24to32Test, NoSamplesChangeNothing) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

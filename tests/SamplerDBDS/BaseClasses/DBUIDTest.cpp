@@ -11,15 +11,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::ReadFile;
-using Test::TempDir;
-using Test::WriteFile;
 
 const DBUID kSomeId{{0x04030201, 0x08070605, 0x0C0B0A09, 0x100F0E0D}};
 const DBUID kNoId{};
@@ -163,4 +156,4 @@ TEST(DBUIDTest, WriteFailsWithoutAFileToWriteTo) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

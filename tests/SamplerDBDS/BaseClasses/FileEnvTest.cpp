@@ -12,16 +12,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::PosixFault;
-using Test::ReadFile;
-using Test::TempDir;
-using Test::WriteFile;
 
 // --- The system's environment ---
 
@@ -185,4 +177,4 @@ TEST_F(FaultyFileEnvTest, PowerLossTakesWhatWasNotSynced) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

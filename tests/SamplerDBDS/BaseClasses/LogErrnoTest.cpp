@@ -8,7 +8,7 @@
 
 #include "SamplerDBDS/BaseClasses/LogErrno.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
 constexpr size_t kLongestLine = 1023;
@@ -70,4 +70,4 @@ TEST(LogErrnoTest, LogerrDoesNothing) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

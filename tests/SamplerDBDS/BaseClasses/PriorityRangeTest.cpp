@@ -8,8 +8,7 @@
 
 #include "SamplerDBDS/BaseClasses/XThread.h"
 
-using namespace Kestrova;
-
+namespace Kestrova::Test {
 namespace {
 
 thread_local int t_nPriority = 50;
@@ -109,3 +108,5 @@ TEST(PriorityRangeTest, TheWorkerRunsAtTheLevelItWasCreatedWith) {
     }
     EXPECT_EQ(0, GetCurrentPriority()) << "the creator's own stays";
 }
+
+}  // namespace Kestrova::Test

@@ -1,4 +1,5 @@
-// The buffer behind CXFile: whatever the order of operations, the file must look as if there were none.
+// The buffer behind CXFile: whatever the order of operations is, the file must look as if there were no
+// buffer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,15 +12,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::ReadFile;
-using Test::TempDir;
-using Test::WriteFile;
 
 constexpr size_t kWindow = FileStream::kWindowBytes;
 
@@ -165,7 +159,7 @@ TEST(XFileBufferTest, ItMakesNoDifferenceThatTheSystemMovesFewBytesAtATime) {
     }
 }
 
-// Counts what a way of working costs in calls of the system.
+// Counts how many calls of the system some work takes.
 class XFileCostTest : public testing::Test {
 protected:
     void OpenWithZeros(size_t nBytes) {
@@ -245,4 +239,4 @@ TEST_F(XFileCostTest, BytesAreWrittenBackExactlyAndNoneBesideThem) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

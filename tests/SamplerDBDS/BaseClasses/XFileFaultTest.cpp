@@ -10,15 +10,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::ReadFile;
-using Test::TempDir;
-using Test::WriteFile;
 
 constexpr size_t kWindow = FileStream::kWindowBytes;
 
@@ -44,8 +37,8 @@ protected:
     CXFile m_file;
 };
 
-// Each row: what the system refuses, and the operation that must then fail. The file holds ten bytes 0x02 and
-// one byte waits in the buffer behind them; the position is the begin.
+// Each row: the call that the system refuses, and the operation that must then fail. The file holds ten bytes
+// 0x02, one more byte waits in the buffer behind them, and the position is the begin of the file.
 struct FaultCase {
     const char* pszOperation;
     FileOp op;
@@ -441,4 +434,4 @@ TEST_F(XFileFaultTest, AWriteIsResumedWhereTheSystemStopped) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -13,12 +13,9 @@
 #include "tests/SamplerDBDS/BaseClasses/XFileFixture.h"
 #include "tests/support/PosixFaults.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using Test::PosixFault;
-using Test::ReadFile;
-using Test::WriteFile;
 using testing::ElementsAre;
 
 class XFileFormatTest : public XFileFixture {};
@@ -246,7 +243,7 @@ TEST_F(XFileFormatTest, CheckCreateDirMakesNothingWhateverTheFlag) {
     EXPECT_TRUE(std::filesystem::is_empty(m_dir.Path()));
 }
 
-// The branch that no system reaches: a status query that answers 2.
+// No system answers 2 to the status query; a fault takes the test into that branch.
 TEST_F(XFileFormatTest, CheckCreateDirWouldMakeFoldersIfTheStatusQueryAnswered2) {
     const std::string strNew = m_dir.File("new");
     {
@@ -268,4 +265,4 @@ TEST_F(XFileFormatTest, CheckCreateDirWouldMakeFoldersIfTheStatusQueryAnswered2)
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -10,14 +10,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::FaultyFileEnv;
-using Test::FileOp;
-using Test::PosixFault;
-using Test::TempDir;
-using Test::WriteFile;
 
 // The line of a failed assertion: function, unit and expression are fixed.
 std::string Report(const std::string& strFunction, const std::string& strExpression) {
@@ -200,7 +194,7 @@ TEST_F(XFileReaderDeathTest, AFileMovedOutOfTheWindowEndsTheProgram) {
     EXPECT_EQ(8U, pos);
 }
 
-// Deliberate: of a text, only the length byte is held against the window.
+// Deliberate: of a text, only the length byte is compared with the window.
 TEST_F(XFileReaderDeathTest, ATextMayLeaveTheWindowAndTheNextOperationAsserts) {
     OpenWith("\4abcd....");
     CXFileReader reader(&m_file, 3);
@@ -404,4 +398,4 @@ TEST_F(XFileReaderTest, ABodyThatTheSystemRefusesReadsNothing) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -10,13 +10,8 @@
 #include "tests/SamplerDBDS/BaseClasses/XFileFixture.h"
 #include "tests/support/PosixFaults.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using Test::Bytes;
-using Test::PosixFault;
-using Test::ReadFile;
-using Test::WriteFile;
 
 constexpr unsigned long long kLargestPos = std::numeric_limits<long long>::max();
 
@@ -449,4 +444,4 @@ TEST_F(XFileTest, ASharedFileLockGoesWithOthersOfItsKindOnly) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -12,14 +12,11 @@
 #include "SamplerDBDS/BaseClasses/XFileReader.h"
 #include "tests/support/TempDir.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using Test::Bytes;
-using Test::TempDir;
-using Test::WriteFile;
-
-// Whether the call waits for a lock: it has not come back when the lock's holder looks, and does later.
+// Whether the call waits for a lock: it has not returned while the lock is held, and returns when it has been
+// released.
 template <class TCall>
 std::future<bool> Started(TCall call) {
     return std::async(std::launch::async, call);
@@ -138,4 +135,4 @@ TEST_F(XFileThreadTest, ThreadsThatReadAtPositionsDoNotDisturbEachOther) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -11,9 +11,7 @@
 #include "SamplerDBDS/BaseClasses/XLock.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-
+namespace Kestrova::Test {
 namespace {
 
 // The whole report of an assertion of this unit, as a regular expression.
@@ -368,3 +366,5 @@ TEST(EventTest, EveryOtherFailingCallIsReportedAndEndsTheProgram) {
     };
     for (const FailingCall& row : kRows) ExpectReportAndEnd(row);
 }
+
+}  // namespace Kestrova::Test

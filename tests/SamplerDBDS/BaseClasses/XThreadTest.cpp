@@ -11,9 +11,7 @@
 #include "SamplerDBDS/BaseClasses/XThread.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-
+namespace Kestrova::Test {
 namespace {
 
 // What the functions of one worker did. They run on the worker only; m_done hands the log to the test.
@@ -73,7 +71,7 @@ int StayAtTheGate(void* pArgument) {
 
 int Nothing(void*) { return 1; }
 
-// Not before Create has returned: only then does it count as running.
+// Is called when Create has returned: before that the thread does not count as running.
 int DestroyItself(void* pArgument) {
     LogOf(pArgument).m_gate.Wait();
     LogOf(pArgument).m_pThread->Destroy();
@@ -388,3 +386,5 @@ TEST(SleepTest, SleepsAtLeastOneMillisecond) {
         EXPECT_EQ(row.nNanoseconds, fault.LastTime().tv_nsec);
     }
 }
+
+}  // namespace Kestrova::Test

@@ -1,15 +1,14 @@
-// Appending to a file whose end an interrupted writer left: nothing appended is lost in silence, byte by
-// byte.
+// Appending to a file that an interrupted writer has left: nothing appended is lost in silence. Files are
+// compared byte by byte.
 #include <gtest/gtest.h>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Notes = std::vector<NoteFields>;
 using Ids = std::vector<uint32_t>;
 
@@ -234,4 +233,4 @@ TEST_F(SDBAppendTest, WhateverIsCutOffAnAppendIsListedLaterOrRefused) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

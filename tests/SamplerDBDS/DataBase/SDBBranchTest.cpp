@@ -5,10 +5,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Ids = std::vector<uint32_t>;
 
 class SDBBranchTest : public testing::Test {
@@ -206,4 +205,4 @@ TEST_F(SDBBranchTest, ADeadParentFailsTheFirstInsertion) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -7,10 +7,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 class SDBEngineTest : public DatabaseTest {};
 
@@ -356,4 +354,4 @@ TEST_F(SDBEngineTest, TheIdentityCanBeGivenOrMadeAnew) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

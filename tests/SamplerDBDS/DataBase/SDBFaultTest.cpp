@@ -1,5 +1,5 @@
-// Every file call of every operation fails once, and from then on for good: what the database then holds, in
-// memory and after the next start, is what is documented.
+// Every file call of every operation fails, once and in another run for good. What the database then holds,
+// in memory and after the next start, must be what is documented.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,10 +9,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Notes = std::vector<NoteFields>;
 using Lasting = FaultyFileEnv::Lasting;
 
@@ -34,7 +33,7 @@ Notes LiveNotes(CSDB& db) {
     return arNotes;
 }
 
-// The notes of the file as another program finds them, but for those in a state.
+// The notes of the file as another program finds them, without those that have a state.
 Notes NotesWithout(uint8_t nState, const std::string& strPath) {
     Notes arNotes;
     for (NoteFields note : NotesOf(strPath)) {
@@ -49,8 +48,9 @@ Notes LiveOnFile(const std::string& strPath) { return NotesWithout(kSdbStateDele
 
 class SDBFaultTest : public testing::TestWithParam<Lasting> {
 protected:
-    // Walks a fault through the operation on a freshly opened database. `expect` hears whether the operation
-    // succeeded, with the fault healed; it is called at last for the run that met no fault.
+    // Runs the operation on a freshly opened database again and again, with a fault at its first, second,
+    // third ... call. `expect` is told whether the operation succeeded, after the fault is over. The last run
+    // meets no fault.
     void WalkFault(const std::function<bool(CSDB&)>& operation,
                    const std::function<void(CSDB&, bool bDone, bool bHit)>& expect) {
         int nFault = 0;
@@ -130,7 +130,7 @@ TEST_P(SDBFaultTest, ADeletedNoteIsGoneOrThere) {
 TEST_P(SDBFaultTest, ADeletedSubtreeIsGoneDownToTheFailure) {
     WalkFault([](CSDB& db) { return db.DeleteNoteByID(1); },
               [&](CSDB& db, bool bDone, bool) {
-                  // Notes die from the top: what lies below one that could not be marked stays.
+                  // Notes are marked from the top: what lies below one that could not be marked stays.
                   const Notes arLive = LiveNotes(db);
                   const Notes arAll = Before();
                   EXPECT_EQ(bDone, arLive.size() == 1);
@@ -188,7 +188,8 @@ TEST_P(SDBFaultTest, ARollBackOfNewNotesKeepsTheOldOnesWhateverFails) {
               });
 }
 
-// While notes move, a failure tears the file from the first moved note on, and is told; those in front stay.
+// While notes move, a failure damages the file from the first moved note on, and the operation fails. The
+// notes in front of it stay.
 TEST_P(SDBFaultTest, ACommitThatMovesNotesTellsOfEveryFailure) {
     WalkFault([](CSDB& db) { return db.DeleteNoteByID(3) && db.Close(true); },
               [&](CSDB& db, bool bDone, bool bHit) {
@@ -336,4 +337,4 @@ TEST(SDBFullDiskTest, NotesAddedBeforeTheDiskWasFullCanBeCommittedLater) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

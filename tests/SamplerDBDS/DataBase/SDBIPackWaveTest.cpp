@@ -8,10 +8,8 @@
 #include "tests/support/RecordBytes.h"
 #include "tests/support/WaveMaker.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 void Load(CSDBISampleWave& sample, const Bytes& wave) {
     sample.m_info.lWave = static_cast<uint32_t>(wave.size());
@@ -70,4 +68,4 @@ TEST(PackWaveTest, ClearEndsIt) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -10,10 +10,8 @@
 #include "tests/support/RecordBytes.h"
 #include "tests/support/Vectors.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 TEST(SampleSizesTest, FormatWordAndChannelsGiveBytes) {
     struct Case {
@@ -179,4 +177,4 @@ TEST(SampleVectorsTest, DamagedStoredWaveIsRefusedByTheWaveClassOnly) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -11,10 +11,8 @@
 #include "tests/support/RecordBytes.h"
 #include "tests/support/Vectors.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 // An enriched body at a position of its file; what a test changes is a member.
 struct EnrichedBody {
@@ -297,7 +295,7 @@ TEST(AllocWaveTest, WaveAboveWhatARecordHoldsIsRefused) {
     EXPECT_FALSE(sample.AllocWave(ULONG_MAX));
     EXPECT_EQ(nullptr, sample.m_info.pWave);
     EXPECT_EQ(557u, sample.GetSize());
-    // The largest is let through to the allocation.
+    // The largest size is accepted; then the allocation fails.
     const PosixFault fault("calloc", ENOMEM);
     EXPECT_FALSE(sample.AllocWave(0xFFFFFFFF - 557));
     EXPECT_EQ(1, fault.Calls());
@@ -352,7 +350,7 @@ TEST(MeasureTest, WholeBodiesPassAndBodiesCutAtAnyByteDoNot) {
 }
 
 TEST(MeasureTest, WhateverPassesIsRead) {
-    // Every byte of the header, and of the tail's count, set to telling values one by one.
+    // Every byte of the header, and of the tail's count, is set to each of some special values.
     const EnrichedBody body;
     const Bytes whole = body.Get();
     const size_t nTail = whole.size() - 9;
@@ -423,4 +421,4 @@ TEST(MeasureTest, EnrichedSourceOfTheWorkedCasesRoundTrips) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -12,10 +12,8 @@
 #include "tests/support/RecordBytes.h"
 #include "tests/support/WaveMaker.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 TEST(SampleTest, FreshRecordWritesItsDefaults) {
     BodyBuilder expected;
@@ -349,4 +347,4 @@ TEST(SampleTest, ClearFreesEverythingAndRestoresTheDefaults) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

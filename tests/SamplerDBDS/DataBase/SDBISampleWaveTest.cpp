@@ -9,10 +9,8 @@
 #include "tests/support/RecordBytes.h"
 #include "tests/support/WaveMaker.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 TEST(CompressSizeTest, IsTheCompressedLengthOfTheWave) {
     const Bytes wave = MakeWave(2000, 16, 2);
@@ -183,4 +181,4 @@ TEST(WaveMemoryTest, MisuseAndFailure) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

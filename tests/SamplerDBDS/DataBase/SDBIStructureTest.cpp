@@ -12,10 +12,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/RecordBytes.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 template <class TRecord>
 std::unique_ptr<CSDBInterpreter> New() {
@@ -440,4 +438,4 @@ TEST(OrderTest, SetsOfRegionsSortBothWays) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -12,10 +12,8 @@
 #include "tests/support/RecordBytes.h"
 #include "tests/support/WaveMaker.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 class ExportTest : public ::testing::Test {
 protected:
@@ -251,4 +249,4 @@ TEST_F(ExportTest, FilesThatCannotBeWrittenAreRemoved) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

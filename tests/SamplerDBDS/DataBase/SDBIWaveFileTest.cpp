@@ -14,10 +14,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/RecordBytes.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 Bytes Chunk(const char* pszId, const Bytes& body) { return BodyBuilder().Id(pszId).Counted(body).Get(); }
 
@@ -433,4 +431,4 @@ TEST_F(ExtFileTest, ABadExternalFileFailsTheRecordOnlyWhereItsWaveIsWanted) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -9,7 +9,7 @@
 #include "SamplerDBDS/DataBase/SDBIndexList.h"
 #include "SamplerDBDS/DataBase/SDBNewID.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
 // --- CSDBIdMap ---
@@ -175,4 +175,4 @@ TEST(SDBNewIDTest, TheSearchEndsWhereItBeganWithoutTryingTheLastCandidate) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -8,10 +8,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Ids = std::vector<uint32_t>;
 using Notes = std::vector<NoteFields>;
 
@@ -396,4 +395,4 @@ TEST_F(SDBJournalTest, ANoteThatCannotBeWrittenIsCutOffTheCopy) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

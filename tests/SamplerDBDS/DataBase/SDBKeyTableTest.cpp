@@ -5,10 +5,8 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 constexpr uint32_t kAny = kSdbAny;
 
@@ -265,7 +263,7 @@ TEST_F(SDBKeyTableTest, AHugeTableThatIsNotThereTakesNoMemory) {
     EXPECT_FALSE(Rebuild(image));
 }
 
-// Fails the n-th read of each file until nothing fails: never a part of the notes.
+// The n-th read of each file fails, until there is no such read: the table never holds a part of the notes.
 TEST_F(SDBKeyTableTest, AFailedReadFailsTheListInsteadOfCuttingIt) {
     const std::string strTable = QuickLoadTable({{kSdbQuickLoad, 9, kSdbNoID, 32}, {kSdbBank, 1, 4, 0}});
     const Bytes images[] = {
@@ -281,7 +279,7 @@ TEST_F(SDBKeyTableTest, AFailedReadFailsTheListInsteadOfCuttingIt) {
             env.FailCallOf(FileOp::kRead, nFault);
             const bool bListed = Rebuild(image);
             if (!env.FaultHit()) break;
-            // Only the read that finds nothing more may fail unseen.
+            // Only a failure of the read that finds the end may stay unnoticed.
             EXPECT_EQ(bListed ? nNotes : 0u, m_keys.GetCount()) << nFault;
             nFailures += bListed ? 0 : 1;
         }
@@ -307,4 +305,4 @@ TEST_F(SDBKeyTableTest, RebuildForgetsWhatWasThere) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

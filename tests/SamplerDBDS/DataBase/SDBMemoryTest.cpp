@@ -14,16 +14,14 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/support/WaveMaker.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 constexpr const char* kAllocations[] = {
     "malloc", "calloc", "realloc", "_Znwm", "_ZnwmRKSt9nothrow_t", "_ZnamRKSt9nothrow_t"};
 
-// Runs `operation` once for each allocation that it makes, which fails, and once more for each kind without a
-// failure. `expect` hears what the operation answered and whether an allocation failed.
+// Runs `operation` once for each allocation that it makes, and lets that one fail; then once more for each
+// kind without a failure. `expect` is told what the operation answered, and whether an allocation failed.
 void WalkAllocations(const std::function<void()>& prepare, const std::function<bool()>& operation,
                      const std::function<void(bool bDone, bool bFailed)>& expect) {
     int nFailures = 0;
@@ -101,7 +99,7 @@ TEST_F(SDBMemoryTest, AWholeLifeWithoutMemoryFailsAndTheNextOneWorks) {
         });
 }
 
-// A record that throws for want of memory while it is written leaves nothing in the file.
+// A record that throws because memory ran out while it is written leaves nothing in the file.
 class CHungryRecord : public CRawRecord {
 public:
     using CRawRecord::CRawRecord;
@@ -213,4 +211,4 @@ TEST(RecordMemoryTest, AnExportWithoutMemoryFailsAndLeavesNoFile) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

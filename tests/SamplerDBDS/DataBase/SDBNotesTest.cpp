@@ -5,10 +5,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Ids = std::vector<uint32_t>;
 
 class SDBNotesTest : public DatabaseTest {};
@@ -330,4 +329,4 @@ TEST_F(SDBNotesTest, AMissingRawNoteLeavesTheStreamLocked) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -5,10 +5,9 @@
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using Ids = std::vector<uint32_t>;
 
 class SDBQuickLoadTest : public testing::Test {
@@ -141,4 +140,4 @@ TEST_F(SDBQuickLoadTest, AQuickLoadedFileIsWrittenToLikeAnyOther) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -11,10 +11,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/RecordBytes.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 // The least record: it counts calls and its living objects.
 class CPlainRecord : public CSDBInterpreter {
@@ -306,4 +304,4 @@ TEST_F(StgParsFileTest, WriteUnknownParamsWritesTheCountAndTheBytes) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

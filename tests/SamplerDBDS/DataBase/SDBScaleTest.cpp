@@ -1,14 +1,12 @@
-// Shapes that make naive indexes quadratic or deep. Nothing is timed: a step that is not O(log n) shows as a
-// test that does not end.
+// Shapes of databases for which a simple index takes quadratic time or deep recursion. No time is measured: a
+// step that is not O(log n) makes a test that does not end.
 #include <gtest/gtest.h>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 constexpr uint32_t kNotes = 100000;
 
@@ -117,4 +115,4 @@ TEST(SDBScaleOfOneIdTest, NotesThatShareAnIdAreFoundAndDeletedOneByOne) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -7,10 +7,8 @@
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "tests/support/TestDatabase.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
-
-using namespace Test;
 
 TEST(SDBThreadTest, ParallelReadersEachGetTheirOwnBodies) {
     static constexpr uint32_t kNotes = 200;
@@ -59,4 +57,4 @@ TEST(SDBThreadTest, BuildersHoldTheirDatabasesFromOneThreadToAnother) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -6,10 +6,9 @@
 #include "tests/support/TestDatabase.h"
 #include "tests/support/Vectors.h"
 
-namespace Kestrova {
+namespace Kestrova::Test {
 namespace {
 
-using namespace Test;
 using nlohmann::json;
 
 uint32_t FormatOf(const json& text) {
@@ -175,4 +174,4 @@ TEST(SDBVectorsTest, JournalScriptsGiveTheWorkedResultsAndImages) {
 }
 
 }  // namespace
-}  // namespace Kestrova
+}  // namespace Kestrova::Test

@@ -1,4 +1,4 @@
-// Answer.h - a user for alerts and choosers, who knows beforehand what to do.
+// Answer.h - answers alerts and choosers in place of a user; what to do is said beforehand.
 #pragma once
 
 #include <QDialog>

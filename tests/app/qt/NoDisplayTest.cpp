@@ -10,8 +10,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using Words = std::vector<std::string>;
 
 constexpr char kNoDisplay[] = "kvbankmgr: no display can be reached, so no window can be shown.\n";

@@ -76,7 +76,7 @@ int FreeMegabytesBySystem(const char* pszPath) {
     return static_cast<int>(nBytes / 1048576 + (nBytes % 1048576 != 0 ? 1 : 0));
 }
 
-// Others write to the disk too: asked again until the system says the same before and after.
+// Other programs write to the disk too. So it is asked again until the system says the same before and after.
 void ExpectFreeSpaceOf(const char* pszPath) {
     for (int i = 0; i < 1000; ++i) {
         const int nBefore = FreeMegabytesBySystem(pszPath);

@@ -11,7 +11,7 @@ namespace {
 
 class TimerTest : public WindowTest {
 protected:
-    // Long enough for many ticks, were there any: another timer counts it.
+    // Long enough for many ticks, if there were any; another timer measures the time.
     static void PassTheTimeOfTicks(int nTicks) {
         bool bOver = false;
         QTimer::singleShot(nTicks * kTimerMilliseconds, Qt::PreciseTimer, qApp, [&] { bOver = true; });

@@ -78,7 +78,7 @@ TEST_F(WindowDropTest, AFolderIsDelivered) {
     EXPECT_EQ((std::vector<bool>{true, true}), m_owner.questions);
 }
 
-// Or the program the drag comes from would wait as long as the owner does.
+// Otherwise the program that the drag comes from would wait as long as the owner does.
 TEST_F(WindowDropTest, TheOwnerHearsOfItWhenTheDropIsOver) {
     Accept(true, true);
     EXPECT_TRUE(Drag(*m_window, {Local(m_strFile)}));

@@ -1,4 +1,4 @@
-// What the owner hears of the window.
+// What the owner of the window is told of it.
 #include <QCheckBox>
 #include <QProgressBar>
 #include <QPushButton>

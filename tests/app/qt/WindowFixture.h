@@ -33,7 +33,7 @@ bool SpinUntil(TCondition condition) {
 // The tool tip of a widget over which the mouse rests; empty when it has none.
 QString ToolTipOf(QWidget& widget);
 
-// Ends every event loop, that of an open alert too, and fails the test when that is overdue.
+// Ends every event loop, that of an open alert too, and fails the test, when this takes too long.
 class Patience {
 public:
     Patience();

@@ -186,7 +186,7 @@ TEST_F(EmbeddingTest, AnEmbeddedControlKeepsItsPlaceInTheWindow) {
     EXPECT_TRUE(box->Widget().isVisible());
 }
 
-// The group is gone first: its widget must not take those of its controls with it twice.
+// The group is deleted first: the widgets of its controls must not be deleted twice.
 TEST_F(EmbeddingTest, AGroupMayGoBeforeItsControls) {
     const GuiControlRef group = GuiCreateControl(m_window, Rect{0, 0, 100, 90}, kGroupBox, 0, 1, "Group");
     const GuiControlRef box = GuiCreateControl(m_window, Rect{10, 20, 90, 40}, kCheckBox, 0, 2, "Box");

@@ -115,7 +115,7 @@ TEST_F(WindowKeyboardTest, SpaceTicksABox) {
     EXPECT_TRUE(As<QCheckBox>(kLastRateBox).isChecked());
 }
 
-// A button shows for a moment that its letter has pressed it; so the call comes later.
+// A button that its letter has pressed is shown pressed for a moment; so the call comes later.
 TEST_F(WindowKeyboardTest, LettersWithAltPressTheButtons) {
     Open(kManager);
     ListNoBanks();

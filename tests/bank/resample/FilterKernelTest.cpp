@@ -14,7 +14,7 @@
 namespace Kestrova::Test {
 namespace {
 
-// Those whose meaning is the scalar kernels.
+// The variants that must give the same as the scalar kernels.
 std::vector<Isa> SimdIsas() {
     std::vector<Isa> arIsas = SupportedIsas();
     std::erase(arIsas, Isa::Scalar);

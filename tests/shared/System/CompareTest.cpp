@@ -8,9 +8,7 @@
 #include "shared/System/kvCompare.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-
+namespace Kestrova::Test {
 namespace {
 
 using Text = std::unique_ptr<char, decltype(&std::free)>;
@@ -98,3 +96,5 @@ TEST(CreateMemTest, WithoutMemoryItFails) {
     EXPECT_EQ(nullptr, p);
     EXPECT_EQ(0u, nSize);
 }
+
+}  // namespace Kestrova::Test

@@ -10,16 +10,12 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::TempDir;
-using Kestrova::Test::WriteFile;
+namespace Kestrova::Test {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-namespace fs = std::filesystem;
 
 bool Refuse(tagDirObjInfo*, void*) { return false; }
 
@@ -195,3 +191,5 @@ TEST_F(DirectoryTest, AFolderPathOfMoreThan260BytesIsWalked) {
     ASSERT_TRUE(m_directory.GetObject(&info));
     EXPECT_EQ(strFolder + "/file", info.strPath.c_str());
 }
+
+}  // namespace Kestrova::Test

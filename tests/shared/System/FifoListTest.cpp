@@ -6,8 +6,7 @@
 
 #include "shared/System/kvFifoList.h"
 
-using namespace Kestrova;
-
+namespace Kestrova::Test {
 namespace {
 
 using List = FifoList<LinkedString>;
@@ -243,3 +242,5 @@ TEST(FifoListDeathTest, ANullItemEndsTheProcess) {
     EXPECT_DEATH(list.Push(pNone), "shared/System/kvFifoList.*pItem != nullptr");
     EXPECT_DEATH(list.Insert(it, pNone), "shared/System/kvFifoList.*pItem != nullptr");
 }
+
+}  // namespace Kestrova::Test

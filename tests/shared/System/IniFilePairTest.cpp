@@ -6,11 +6,7 @@
 #include "shared/System/kvIniFile.h"
 #include "tests/shared/System/IniFileTestSupport.h"
 
-using namespace Kestrova;
-using Kestrova::Test::IniFileFixture;
-using Kestrova::Test::LineList;
-using Kestrova::Test::Texts;
-
+namespace Kestrova::Test {
 namespace {
 
 class IniFilePairTest : public IniFileFixture {};
@@ -160,3 +156,5 @@ TEST_F(IniFilePairTest, AFileFullOfSectionsIsListedQuickly) {
     OpenWith(strText);
     EXPECT_EQ(200000u, Sections().size());
 }
+
+}  // namespace Kestrova::Test

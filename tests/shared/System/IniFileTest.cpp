@@ -11,17 +11,8 @@
 #include "tests/shared/System/IniFileTestSupport.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::IniFileFixture;
-using Kestrova::Test::LineList;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::Texts;
-using Kestrova::Test::TextsOf;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kPaths[] = "AdditionalBankPaths";
 
@@ -310,3 +301,5 @@ TEST_F(IniFileTest, RemovingNothingFromAKnownSectionChangesNothing) {
     m_ini.RemoveItem("s", "[t]");
     EXPECT_EQ("[s]\r\na\r\n[t]\r\nb", ClosedText());
 }
+
+}  // namespace Kestrova::Test

@@ -15,15 +15,8 @@
 #include "tests/shared/System/IniFileTestSupport.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::IniFileFixture;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::Texts;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 struct stat StatusOf(const std::string& strPath) {
     struct stat status {};
@@ -376,3 +369,5 @@ TEST_F(IniFileWriteTest, AnEmptyListIsNotWritten) {
     EXPECT_EQ("", ClosedText());
     EXPECT_EQ(before.st_ino, StatusOf(Path()).st_ino);
 }
+
+}  // namespace Kestrova::Test

@@ -20,18 +20,10 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
-using namespace Kestrova;
-using Kestrova::Test::Bytes;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::ReadFile;
-using Kestrova::Test::TempDir;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
-// The text with every time it may tell, from the one given on, replaced by "TIME".
+// The text with "TIME" in place of every time that it may hold, from the given one to now.
 std::string WithoutTimes(std::string strText, time_t start) {
     for (time_t t = start; t <= std::time(nullptr); ++t) {
         std::string strTime = std::ctime(&t);
@@ -439,3 +431,5 @@ TEST_F(LogFileTest, TheEndOfTheProcessClosesTheLog) {
         testing::ExitedWithCode(0), "");
     EXPECT_EQ("child; loaded at TIME.\nUnloaded at TIME.\n", LogText());
 }
+
+}  // namespace Kestrova::Test

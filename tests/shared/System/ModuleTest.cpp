@@ -17,16 +17,8 @@
 #include "tests/support/PrivateHome.h"
 #include "tests/support/TempDir.h"
 
-using namespace Kestrova;
-using Kestrova::Test::OwnExecutable;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::PrivateHomeTest;
-using Kestrova::Test::TempDir;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 // What is written to standard error meanwhile.
 std::string EnsureFolder(const std::string& strPath) {
@@ -64,7 +56,7 @@ protected:
     std::string m_strErrors;
 };
 
-// Those that see a process in which nothing was called yet; they run in a new one and need no folders.
+// Tests of a process in which nothing has been called yet. They run in a new process and need no folders.
 class ModuleDeathTest : public testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
@@ -377,3 +369,5 @@ TEST(EnsureFolderExistsTest, AnEmptyPathIsReportedAndNullIsLeftAlone) {
     Module::EnsureFolderExists(nullptr);
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
+
+}  // namespace Kestrova::Test

@@ -12,14 +12,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::TempDir;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 struct Conversion {
     const char *pszFrom, *pszTo;
@@ -294,3 +288,5 @@ TEST(PosixErrorTest, TheErrorsTextOrItsNumberIsPrinted) {
     EXPECT_EQ("open: No such file or directory\nclose: error 54321\nread: error -1\n",
               testing::internal::GetCapturedStderr());
 }
+
+}  // namespace Kestrova::Test

@@ -13,16 +13,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/PrivateHome.h"
 
-using namespace Kestrova;
-using Kestrova::Test::OwnExecutable;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::PrivateHomeTest;
-using Kestrova::Test::TempDir;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 using PlatformTest = PrivateHomeTest;
 
@@ -184,3 +176,5 @@ TEST(MakeMissingFoldersTest, ARelativeOrMissingPathIsRefused) {
     EXPECT_FALSE(fs::exists("a"));
     fs::current_path(before);
 }
+
+}  // namespace Kestrova::Test

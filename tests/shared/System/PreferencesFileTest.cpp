@@ -17,16 +17,8 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 
-using namespace Kestrova;
-using Kestrova::Test::NamesIn;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::ReadFile;
-using Kestrova::Test::TempDir;
-using Kestrova::Test::WriteFile;
-
+namespace Kestrova::Test {
 namespace {
-
-namespace fs = std::filesystem;
 
 class PreferencesFileTest : public testing::Test {
 protected:
@@ -455,3 +447,5 @@ TEST_F(PreferencesFileTest, WritersAtOnceLoseNothing) {
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(size_t{kThreads * kWrites}, Entries().size());
 }
+
+}  // namespace Kestrova::Test

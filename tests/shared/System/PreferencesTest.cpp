@@ -17,18 +17,13 @@
 #include "tests/support/PosixFaults.h"
 #include "tests/support/PrivateHome.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-using Kestrova::Test::PrivateHomeTest;
-using Kestrova::Test::ReadFile;
-using Kestrova::Test::WriteFile;
+namespace Kestrova::Test {
+
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::StartsWith;
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kDomain[] = "com.kestrova.Test.1.0";
 constexpr const char* kNoKey = nullptr;
@@ -487,3 +482,5 @@ TEST_F(PreferencesTest, TwoThreadsWithAStoreEachLoseNothing) {
         EXPECT_EQ(i, Int(std::to_string(i).c_str(), "this"));
     }
 }
+
+}  // namespace Kestrova::Test

@@ -217,7 +217,7 @@ TEST(StringFormatTest, TheCountOfCharactersReservesNothing) {
 
 TEST(StringFormatTest, PrefixesWithoutEffectAreSkippedByTheEstimate) {
     String str;
-    FormatUnchecked(str, "%Nd", 1);  // what the C library makes of it is its own affair
+    FormatUnchecked(str, "%Nd", 1);  // the result is that of the C library, and not compared
     EXPECT_EQ(32, str.GetAllocLength());
 }
 

@@ -8,9 +8,7 @@
 #include "shared/System/kvStructArray.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-
+namespace Kestrova::Test {
 namespace {
 
 // What happened to records, in order: "c1" a Clear of the record that owned 1, "s1" a Spoil.
@@ -263,3 +261,5 @@ TEST(StructArrayLifeTest, TheDestructorClears) {
     }
     EXPECT_EQ("s1c1", g_strCalls);
 }
+
+}  // namespace Kestrova::Test

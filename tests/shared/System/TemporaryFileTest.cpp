@@ -18,8 +18,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using Texts = std::vector<std::string>;
 
 class TemporaryFileTest : public ::testing::Test {

@@ -10,9 +10,7 @@
 #include "shared/Tasks/kvCriticalSection.h"
 #include "tests/support/PosixFaults.h"
 
-using namespace Kestrova;
-using Kestrova::Test::PosixFault;
-
+namespace Kestrova::Test {
 namespace {
 
 // What the compiler's lock analysis would refuse: locking twice, and locks handed from call to call.
@@ -186,3 +184,5 @@ TEST(CriticalSectionTest, AFailingLockEndsTheProgram) {
         },
         Assertion("Enter", "!err"));
 }
+
+}  // namespace Kestrova::Test

@@ -11,8 +11,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -269,7 +267,7 @@ TEST_F(BuildCommandTest, AFailedSyncIsAFailedBuild) {
     EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
 }
 
-// Drawn lines, for whose sake a worker can wait.
+// The lines that were drawn. A worker can wait until there is a new one.
 class DrawnLines : public std::stringbuf {
 public:
     // Waits until one has been drawn that was begun from now on; the next may have been begun before.

@@ -10,8 +10,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 
 class BuildFolderTest : public CommandTest {

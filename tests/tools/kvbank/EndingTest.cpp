@@ -1,4 +1,5 @@
-// How a run ends that never came to its work, or lost its way: usage, memory, internal errors.
+// How a run ends that could not begin its work, or not go on with it: errors of usage, no memory, internal
+// errors.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +16,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
 class UsageTest : public CommandTest {
 protected:
     Outcome ExpectUsage(const std::vector<std::string>& arguments, const std::string& strError) const {
@@ -138,7 +138,7 @@ TEST_F(UsageTest, AnOptionInFrontOfTheFontLeavesItAlone) {
               import({"--preset", "0:0", "--preset", "9:9", "DIR/a.sf2"}).strErr);
 }
 
-// What a run in a process of its own came to.
+// How a run in a process of its own ended.
 enum MemoryEnd { kToldNoMemory = 40, kDoneAllTheSame, kNoFaultMet, kWrongEnd };
 
 // Lists the folder while allocation nCall fails.
@@ -163,8 +163,8 @@ MemoryEnd ListWithFailure(const std::string& strFolder, int nCall) {
     return bRight ? kToldNoMemory : kWrongEnd;
 }
 
-// A failed allocation, one after the other: never anything but the exit code, with a document unless it was a
-// destructor that failed.
+// Each allocation fails in a run of its own. The run always ends with the exit code, and with a document,
+// unless the allocation was one of a destructor.
 TEST_F(UsageTest, WithoutMemoryTheDocumentSaysSo) {
     Source();
     int nTold = 0;

@@ -11,9 +11,9 @@
 
 namespace Kestrova::Test {
 
-// While it lives: when the file of a name in a private folder is first brought to the disk, what was given
-// for that name is done first. The bank is then filled and about to be committed, by the engine's worker, and
-// nobody has a turn at the folder for long.
+// While it lives: just before a file of a given name in a private folder is synced for the first time, the
+// action for that name runs, on the engine's worker. At that moment the bank is filled and about to be
+// committed, and no process keeps the folder locked for long.
 class ForcedPoint : public FaultyFileEnv {
 public:
     using Act = std::function<void()>;

@@ -12,8 +12,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -187,7 +185,7 @@ TEST_F(ListCommandTest, ABankNamedAfterAnotherRateIsDamaged) {
         Run({"list", "DIR"}).strErr);
 }
 
-// Both sources file their banks under one name.
+// The banks of both sources have the same name.
 TEST_F(ListCommandTest, ABankOfAnotherSourceIsStale) {
     Source({.nPresets = 5}, "Src.v2.kvs");
     const Outcome outcome = Run({"list", "DIR", "--source", "DIR/Src.v2.kvs", "--json"});

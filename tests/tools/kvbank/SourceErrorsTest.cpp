@@ -9,8 +9,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 
 class SourceErrorsTest : public CommandTest {

@@ -20,8 +20,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -54,8 +52,8 @@ protected:
     }
 };
 
-// Of two builds that want the same banks the first has them all, or each could take one from the other and
-// both would fail.
+// Of two builds that want the same banks the first must have them all; otherwise each could take one from the
+// other, and both would fail.
 TEST_F(TwoBuildsTest, AllBanksOfABuildAreItsFromItsBeginning) {
     const ForcedPoint point(k44100, [&] {
         for (const char* pszRates : {"48000", "44100,48000", "48000,44100"}) {
@@ -104,7 +102,7 @@ TEST_F(TwoBuildsTest, ABankThatAnotherHasFinishedMeanwhileIsSkipped) {
     }
 }
 
-// A build that waits, up to the point where it has its banks marked, and does something when it begins to.
+// A build with --wait, up to the point where its banks are marked. It does something when it begins to wait.
 class WaitingBuild : public BuildWatcher {
 public:
     WaitingBuild(const std::string& strSource, const std::string& strFolder, std::function<void()> onWait)

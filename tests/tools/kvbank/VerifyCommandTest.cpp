@@ -10,8 +10,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using Notes = std::vector<NoteFields>;
 using ::testing::ElementsAre;
 
@@ -97,14 +95,14 @@ Harm State(Place note, uint8_t nState) {
     return [=](Notes& notes) { notes[note].nState = nState; };
 }
 
-// A bank that is harmed, and the problems that are told of it.
+// A bank that is damaged, and the problems that verify reports.
 struct Damage {
     const char* pszWhy;
     std::vector<Harm> harms;
     std::vector<const char*> problems;
 };
 
-// Whether the quick-load table is mended once the damage is done.
+// Whether the quick-load table is corrected after the damage.
 enum class Table { kMended, kLeft };
 
 // A wave lies at a multiple of 512 bytes, so a note in front of it must keep its size.
@@ -402,7 +400,8 @@ TEST_F(VerifyCommandTest, ATerminalSeesProgress) {
     EXPECT_THAT(outcome.strErr, ::testing::EndsWith(" of 557 bytes\r\033[K"));
 }
 
-// No file makes a command crash, hang or answer something else than that it is good, wrong or no bank.
+// Whatever the file is, the command does not crash or hang; it answers that the file is good, wrong or no
+// bank.
 TEST_F(VerifyCommandTest, HostileFilesAreJudgedLikeAnyOther) {
     for (const char* pszFolder : {"bad", "containers", "builds"}) {
         for (const auto& entry : fs::recursive_directory_iterator(VectorPath(pszFolder))) {

@@ -1,10 +1,10 @@
 #!/bin/sh
-# kvbank_end_to_end.sh KVBANK - what shows in a process of its own only: signals and closed streams.
+# kvbank_end_to_end.sh KVBANK - what can be tested only with a process of its own: signals and closed streams.
 . "$(dirname "$0")/kvbank_scratch.sh"
 
 [ "$("$kvbank" --version)" = "kvbank 1.0" ] || fail "--version"
 
-# A stream that is closed is no success, and no file takes its place.
+# A run with a closed stream fails, and no file that it opens gets the number of that stream.
 "$kvbank" --version >&- 2>/dev/null
 [ $? -eq 4 ] || fail "--version with standard output closed"
 "$kvbank" demo -o "$dir/Demo.kvs" >&- 2>&-
@@ -12,7 +12,7 @@
 "$kvbank" verify "$dir/Demo.kvs" >/dev/null || fail "the demo written with standard output closed"
 [ "$("$kvbank" list "$dir" 2>/dev/full >/dev/full; echo $?)" = 4 ] || fail "list to a full device"
 
-# Interrupted, it dies of the signal and leaves nothing. Per-key banks at quality 7 take a while.
+# An interrupted build ends by the signal and leaves nothing. Per-key banks at quality 7 take a while.
 for signal in INT TERM HUP; do
     # A shell starts what runs in its background with SIGINT ignored; env gives it back.
     env --default-signal=INT,TERM,HUP "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all --layout per-key \
@@ -35,7 +35,7 @@ for signal in INT TERM HUP; do
     rm -rf "$dir/banks"
 done
 
-# A pipe nobody reads any more: opening it for writing waits for the reader, which goes at once.
+# A pipe whose reader has gone: opening it for writing waits for a reader, and that one ends at once.
 mkfifo "$dir/pipe" || fail "mkfifo"
 readerless() {
     : <"$dir/pipe" &
@@ -43,7 +43,7 @@ readerless() {
     wait $!
 }
 
-# An interrupt that ends the reader of the messages as well: still it leaves nothing.
+# An interrupt that also ends the reader of the messages: the build leaves nothing all the same.
 readerless
 env --default-signal=INT,PIPE "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 192000 --layout per-key \
     >/dev/null 2>&3 &
@@ -55,7 +55,7 @@ wait $build
 [ $? -eq 130 ] || fail "SIGINT without a reader of the errors"
 [ -z "$(ls -A "$dir/banks")" ] || fail "SIGINT without a reader of the errors left something"
 
-# The reader of the output gone: the job is cancelled at the first line, quietly, and dies of SIGPIPE.
+# The reader of the output has gone: the job is cancelled at the first line, says nothing, and ends by SIGPIPE.
 readerless
 env --default-signal=PIPE "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all >&3 2>"$dir/errors"
 [ $? -eq 141 ] || fail "build without a reader"
@@ -64,7 +64,7 @@ exec 3>&-
 [ "$(ls -A "$dir/banks")" = Demo_0AC44.kvn ] || fail "build without a reader left $(ls -A "$dir/banks")"
 rm -r "$dir/banks"
 
-# A limit for files is an output that fails.
+# A file that reaches the limit of the process for file sizes is an output that fails.
 (ulimit -f 20; exec "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 44100 2>/dev/null)
 [ $? -eq 4 ] || fail "build beyond the limit for files"
 [ -z "$(ls -A "$dir/banks")" ] || fail "build beyond the limit for files left something"
@@ -72,7 +72,7 @@ rm -r "$dir/banks"
 [ $? -eq 4 ] || fail "demo beyond the limit for files"
 [ -z "$(find "$dir" -name 'Big*')" ] || fail "demo beyond the limit for files left something"
 
-# Lines come when they are said, also into a pipe.
+# A line is written at once, also into a pipe.
 (exec "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all --layout per-key >"$dir/pipe") &
 build=$!
 read -r line <"$dir/pipe"
@@ -87,7 +87,7 @@ rm -r "$dir/banks"
 # A signal that was ignored from the start stays ignored.
 (trap '' INT; exec "$kvbank" build "$dir/Demo.kvs" -d "$dir" -r 44100 -q) || fail "build under nohup"
 
-# Killed outright it leaves a private folder, which the next build removes.
+# A killed build leaves a private folder, which the next build removes.
 "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r all --layout per-key >/dev/null 2>&1 &
 build=$!
 while kill -0 $build 2>/dev/null && [ -z "$(find "$dir/banks" -name '*.kvr' -size +0 2>/dev/null)" ]; do :; done

@@ -1,5 +1,5 @@
-# kvbank_scratch.sh - for the scripts beside it: the program they are given, a folder that goes when they end,
-# and the word of a failure.
+# kvbank_scratch.sh - for the scripts beside it: the program that they are given, a folder that is removed when they
+# end, and the function that reports a failure.
 set -u
 kvbank=$1
 dir=$(mktemp -d) || exit 1

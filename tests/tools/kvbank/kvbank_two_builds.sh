@@ -5,8 +5,8 @@
 "$kvbank" demo -o "$dir/Demo.kvs" -q || fail "demo"
 mkdir "$dir/banks"
 
-# While another holds the folder's lock nothing is done, and a signal ends the wait at once: the limit of the
-# wait would be exit code 7.
+# While another process holds the folder's lock nothing is done, and a signal ends the wait at once. When the wait ends
+# by itself, at its limit, the exit code is 7.
 mkfifo "$dir/ready" "$dir/done"
 flock "$dir/banks" sh -c ": >'$dir/ready'; : <'$dir/done'" &
 holder=$!
@@ -24,7 +24,7 @@ wait $build
 : >"$dir/done"
 wait $holder
 
-# Two of a kind: while one builds, the other is told so; what it waits for then is there.
+# Two builds of the same banks: while one builds, the other is told so; when it has waited the banks are there.
 "$kvbank" build "$dir/Demo.kvs" -d "$dir/banks" -r 192000 --layout per-key -q &
 first=$!
 while kill -0 $first 2>/dev/null && [ -z "$(find "$dir/banks" -name '*.kvr')" ]; do :; done

@@ -135,7 +135,7 @@ TEST_F(BankOriginTest, ASourceUnderABanksNameIsStaleUnlessItIsTheSource) {
     EXPECT_EQ(0, Run({"list", "DIR", "--source", "DIR/Src_0AC44.kvn"}).nCode);
 }
 
-// What its banks would be is not known.
+// What the banks of such a source would be is not known.
 TEST_F(BankOriginTest, ASourceWhoseAnalysisFailsCallsNoBankStale) {
     Build({});
     Source({.samples = {{.nRate = 0}}});

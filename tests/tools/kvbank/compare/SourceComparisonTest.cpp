@@ -10,8 +10,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using Notes = std::vector<NoteFields>;
 
 class SourceComparisonTest : public CommandTest {

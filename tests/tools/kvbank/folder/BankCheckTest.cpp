@@ -7,8 +7,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using Notes = std::vector<NoteFields>;
 
 class BankCheckTest : public CommandTest {

@@ -14,8 +14,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 using ::testing::UnorderedElementsAre;
 
@@ -66,7 +64,7 @@ TEST_F(LeftoversTest, EachKindIsFoundAndRemoved) {
     EXPECT_THAT(Found(), ElementsAre());
 }
 
-// It bears no bank, so nothing but its own name tells of it.
+// An empty private folder holds no bank, so only its own name shows that it was left.
 TEST_F(LeftoversTest, AnEmptyPrivateFolderIsFound) {
     fs::remove(m_dir.File(".kvbank-dEaD00/Src_0BB80.kvn"));
     EXPECT_EQ(3u, Found().size());

@@ -16,8 +16,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ::testing::ElementsAre;
 
 // On a file system with files that have no name (0) and on one without them (1: the call that fails).

@@ -10,8 +10,6 @@
 namespace Kestrova::Test {
 namespace {
 
-namespace fs = std::filesystem;
-
 TEST(PrivateFolderTest, PublishesByRenamingAndGoesWithWhatIsLeft) {
     const TempDir dir;
     fs::path path;
@@ -66,7 +64,7 @@ TEST(PrivateFolderTest, AFolderThatCannotBeLockedIsNotKept) {
     EXPECT_TRUE(fs::is_empty(dir.Path()));
 }
 
-// Of what cannot be asked nobody knows whether its build still runs.
+// When the lock of a folder cannot be asked for, nobody knows whether its build still runs.
 TEST(PrivateFolderTest, WhereThereAreNoLocksNothingIsTakenForAbandoned) {
     const TempDir dir;
     fs::create_directory(dir.Path() / ".kvbank-old");
@@ -120,7 +118,7 @@ TEST(PrivateFolderTest, FoldersThatStayAreToldAndNotCounted) {
     EXPECT_TRUE(fs::exists(dir.Path() / ".kvbank-old" / "letter.txt"));
 }
 
-// What is still in a folder is told, not that the folder is not empty.
+// The files that are still in a folder are reported, not the error that the folder is not empty.
 TEST(PrivateFolderTest, WhatCannotBeRemovedIsTold) {
     const TempDir dir;
     const FolderLock turn(dir.Path());
