@@ -21,7 +21,7 @@ enum BankResult : unsigned int {
     kBankSourceNotOpened = 7,  // as neither kind of database
     kBankTargetNotCreated = 8,
     kBankReadFailed = 9,
-    kBankWriteFailed = 10,     // also: a record of the source that no bank can take
+    kBankWriteFailed = 10,  // also: a record of the source that no bank can take
     kBankSourceInconsistent = 11,
     kBankConversionFailed = 12  // nothing resampled, or the quick-load table could not be written
 };
