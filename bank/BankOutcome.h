@@ -1,4 +1,5 @@
-// BankOutcome.h - how an operation of the bank engine ended and what is to blame, as one value.
+// BankOutcome.h - how an operation of the bank engine ended, and which
+// file and record are at fault, as one value.
 #pragma once
 
 #include <cerrno>
