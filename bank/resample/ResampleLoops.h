@@ -125,7 +125,7 @@ private:
     int m_nAdvance;
 };
 
-// One place in the wave: the current frame and, in the state, the phase behind it.
+// One place in the wave: the current frame, and in the state the phase behind that frame.
 struct Cursor {
     char* pFrame;
     _Args state;  // a copy of its own, so that the phase can live in a register

@@ -42,8 +42,8 @@ struct Console {
     // Ends a command: with --json writes the document {"schema": 1, "command": ..., "exit_code": ...} with
     // the fields of `report` and the errors and warnings that were told; "command" is "" before it is known.
     // Texts in `report` are written in full, with control characters escaped. When a text is not UTF-8, its
-    // wrong bytes are replaced, and a field "NAME_bytes" follows with all its bytes in hexadecimal. Returns
-    // the code.
+    // wrong bytes are replaced, and a field "NAME_bytes" follows with all its bytes in hexadecimal.
+    // Returns the code.
     int Finish(const char* pszCommand, ExitCode code, const Json& report = Json::object());
     // Returns the code; when it is done, but `out` did not take all
     // that was written to it, kExitOutput instead.
