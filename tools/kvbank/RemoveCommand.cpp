@@ -70,9 +70,7 @@ int RemoveCommand::Run(Console& console) {
     if (m_bLeftovers) return ClearLeftovers(console);
     const bool bMayAsk = console.bInIsTerminal;
     if (!m_bYes && !bMayAsk) {
-        console.Error(
-            "the question cannot be asked, because standard input is not a terminal; -y removes without "
-            "asking");
+        console.Error("cannot ask, because standard input is not a terminal; -y removes without asking");
         return console.Finish("remove", kExitUsage);
     }
     if (const ExitCode code = m_run.OpenNames(console, m_strSource); code != kExitDone)

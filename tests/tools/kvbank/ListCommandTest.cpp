@@ -283,10 +283,8 @@ TEST_F(RemoveCommandTest, JsonSaysThatTheUserDeclined) {
 TEST_F(RemoveCommandTest, InAPipeItNeedsAYesBeforehand) {
     const Outcome outcome = Remove({"-r", "all"}, "y\n");
     EXPECT_EQ(kExitUsage, outcome.nCode);
-    EXPECT_EQ(
-        "kvbank: the question cannot be asked, because standard input is not a terminal; -y removes without "
-        "asking\n",
-        outcome.strErr);
+    EXPECT_EQ("kvbank: cannot ask, because standard input is not a terminal; -y removes without asking\n",
+              outcome.strErr);
     EXPECT_EQ(3u, Banks().size());
 }
 
