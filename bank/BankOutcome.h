@@ -1,4 +1,5 @@
-// BankOutcome.h - how an operation of the bank engine ended and what is to blame, as one value.
+// BankOutcome.h - how an operation of the bank engine ended, and which
+// file and record are at fault, as one value.
 #pragma once
 
 #include <cerrno>
@@ -21,7 +22,7 @@ enum BankResult : unsigned int {
     kBankSourceNotOpened = 7,  // as neither kind of database
     kBankTargetNotCreated = 8,
     kBankReadFailed = 9,
-    kBankWriteFailed = 10,     // also: a record of the source that no bank can take
+    kBankWriteFailed = 10,  // also: a record of the source that no bank can take
     kBankSourceInconsistent = 11,
     kBankConversionFailed = 12  // nothing resampled, or the quick-load table could not be written
 };
@@ -33,9 +34,9 @@ enum class BankSide : uint8_t { None, Source, Target };
 struct BankOutcome {
     BankResult result = kBankDone;
     BankSide side = BankSide::None;
-    uint8_t nType = kSdbAny;    // of the source's record to blame
-    uint32_t id = kSdbNoID;     // of that record; kSdbNoID when none is
-    const char* pszCause = "";  // a text of the program's, never null; empty when the result says it all
+    uint8_t nType = kSdbAny;    // the type of the source's record that is at fault
+    uint32_t id = kSdbNoID;     // the id of that record; kSdbNoID when there is none
+    const char* pszCause = "";  // a constant text, never null; empty when the result tells enough
     int nError = 0;             // the system's reason (errno), 0 when it gave none
 
     bool IsDone() const { return result == kBankDone; }
@@ -43,8 +44,8 @@ struct BankOutcome {
 
 inline constexpr const char* kCauseNoMemory = "there is not enough memory";
 
-// A failure in one of the files. Want of memory, which the system tells as ENOMEM, has a result of its own,
-// wherever it was met.
+// A failure in one of the files. Lack of memory (errno ENOMEM) always becomes
+// kBankNoMemory, whatever the operation was.
 inline BankOutcome FileFault(BankSide side, BankResult result, uint8_t nType, uint32_t id,
                              const char* pszCause, int nError) {
     if (nError == ENOMEM) return {kBankNoMemory, side, nType, id, kCauseNoMemory, nError};
@@ -61,7 +62,7 @@ inline BankOutcome TargetFault(BankResult result, uint8_t nType, uint32_t id, co
     return FileFault(BankSide::Target, result, nType, id, pszCause, nError);
 }
 
-// The outcome of a step that may throw for want of memory; nothing else is thrown in the engine.
+// The outcome of a step that may throw std::bad_alloc; the engine throws nothing else.
 template <class TStep>
 BankOutcome CatchWantOfMemory(TStep step) {
     try {

@@ -1,4 +1,4 @@
-// BankProgress.h - how the steps of a job are told to the engine's client, who may cancel it.
+// BankProgress.h - reports the steps of a job to the engine's client, which may cancel the job.
 #pragma once
 
 #include <functional>
@@ -17,7 +17,7 @@ public:
 
     explicit BankProgress(Tell tell) : m_tell(std::move(tell)) {}
 
-    // A job of so many steps begins; one step is done. The outcome is done or cancelled.
+    // Report that a job of nSteps steps begins, or that one step is done. The outcome is done or cancelled.
     BankOutcome Begin(unsigned int nSteps) const { return Send(kBeginCode, nSteps); }
     BankOutcome Step() const { return Send(kStepCode, 0); }
 

@@ -11,7 +11,8 @@ inline constexpr std::array<int, kRateCount> iSPS = {44100, 48000, 88200, 96000,
 
 inline constexpr unsigned int kLowestRate = 44100, kHighestRate = 192000;
 
-// Any rate between the lowest and the highest can be built; only those of the table are ever found again.
+// Every rate between the lowest and the highest can be built, but only
+// banks at rates of the table are found later.
 constexpr bool IsBuildableRate(unsigned int nRate) { return nRate >= kLowestRate && nRate <= kHighestRate; }
 
 // The index of a rate in the table, or -1.

@@ -39,8 +39,8 @@ BankOutcome BankWriter::Write() {
     m_source.Database().Lock();
     m_target.Lock();
     const BankOutcome outcome = CatchWantOfMemory([this] { return WriteLocked(); });
-    // The locks are given back in any case, or the next job, on whatever thread, would wait for them for
-    // ever.
+    // The locks are released in any case. Otherwise the next job, on whatever
+    // thread it runs, would wait for them for ever.
     m_source.Database().Unlock();
     m_target.Unlock();
     return m_bAbandoned ? outcome : Close(outcome);
@@ -68,13 +68,14 @@ BankOutcome BankWriter::RunStages() {
     return WriteQuickLoad();
 }
 
-// What still waits in memory is written first: a disk that is full by now is a write failure like any other.
+// Buffered data is written first, so that a full disk is reported as a write failure like any other.
 BankOutcome BankWriter::WriteQuickLoad() {
     if (const FileAnswer flushed = AskFile([this] { return m_target.GetFile().Flush(); }); !flushed)
         return TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be written", flushed.nError);
     const FileAnswer written = AskFile([this] { return m_target.CreateQuickLoad(); });
     if (written) return {};
-    // Without the system's refusal it is the source: circles among its records leave some of them unwritten.
+    // When the system refused nothing, the source is at fault: circles among
+    // its records leave some of them unwritten.
     if (written.nError == 0)
         return SourceFault(kBankConversionFailed, kSdbQuickLoad, kSdbNoID,
                            "it does not match the records written");
@@ -82,7 +83,7 @@ BankOutcome BankWriter::WriteQuickLoad() {
                        written.nError);
 }
 
-// A bank that cannot be committed is a failed one; a failed one leaves no file.
+// A bank that cannot be committed has failed, and the file of a failed bank is deleted.
 BankOutcome BankWriter::Close(BankOutcome outcome) {
     const FileAnswer closed = AskFile([&] { return m_target.Close(outcome.IsDone()); });
     if (!closed && outcome.IsDone())
@@ -92,11 +93,11 @@ BankOutcome BankWriter::Close(BankOutcome outcome) {
     return outcome;
 }
 
-// Why the target would refuse the record for what it holds, whatever the state of the disk; null when it
-// would not.
+// Why the target would refuse the record because of its content, not because
+// of the disk; null when it would take it.
 const char* BankWriter::WhyRefused(CSDBInterpreter& record) const {
     if (record.GetParentID() != kSdbNoID && m_target.GetNoteByID(record.GetParentID()) == nullptr)
-        return "the record it lies under is not in the bank";
+        return "its parent record is not in the bank";
     return record.GetSize() > UINT32_MAX ? "it is too large for a bank" : nullptr;
 }
 

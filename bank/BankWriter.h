@@ -12,10 +12,10 @@
 
 namespace Kestrova {
 
-// Which bank is wanted of a source.
+// Which bank is to be made from a source.
 struct BankOrder {
     unsigned int nRate = 0;  // Hz
-    int nPerKey = 0;         // as the bank's information record will say; not 0: the per-key layout
+    int nPerKey = 0;         // the value for the bank's information record; not 0: the per-key layout
     int nQuality = 0;        // of the resampler
     unsigned nHelpers = 0;   // threads that make samples beside the one that writes
     bool IsPerKey() const { return nPerKey != 0; }
@@ -29,18 +29,18 @@ public:
     // strPath: of the bank's file, which Open makes.
     BankWriter(SourceBank& source, const SourceAnalysis& analysis, const BankProgress& progress,
                const BankOrder& order, std::string strPath);
-    // Rolls an abandoned target back: without any record the file is known for what it is, and removed as an
-    // interrupted build.
+    // Rolls back an abandoned target. Its file then has no records, so it is recognised as an interrupted
+    // build and can be removed as one.
     ~BankWriter();
     BankWriter(const BankWriter&) = delete;
     BankWriter& operator=(const BankWriter&) = delete;
 
-    // Makes the file: done, busy (another process is building it), not created or no memory. A failure leaves
-    // no new file.
+    // Makes the file. The outcome is done, busy (another process is building it), not created or
+    // no memory. A failure leaves no new file.
     BankOutcome Open();
 
-    // Writes and commits the bank, with both databases locked until the last record. A failed bank leaves no
-    // file.
+    // Writes and commits the bank, with both databases locked until the last record
+    // is written. A failed bank leaves no file.
     BankOutcome Write();
 
     // Deliberate: a job cancelled at its first call leaves its file open and makes no further call.

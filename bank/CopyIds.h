@@ -22,10 +22,10 @@ public:
         (nKey == kEveryKey ? m_arSingle[nSample] : m_arByKey[nSample][static_cast<size_t>(nKey)]) = id;
     }
 
-    // The copy that a layer plays at a key; kSdbNoID when there is none. For want of a copy for the key it is
-    // that of the nearest lower key, then of the nearest higher one.
-    // Deliberate: in the per-key layout a sample that split programs play has no single copy, so that a layer
-    // of a program that is not split gets kSdbNoID for it: it plays nothing.
+    // The copy that a layer plays at a key; kSdbNoID when there is none. When the key has no copy of its own,
+    // it is that of the nearest lower key, else that of the nearest higher one.
+    // Deliberate: in the per-key layout a sample that split programs play has no single copy. A layer of a
+    // program that is not split then gets kSdbNoID and plays nothing.
     uint32_t Find(size_t nSample, int nKey) const {
         return nKey == kEveryKey ? m_arSingle[nSample] : Nearest(m_arByKey[nSample], nKey);
     }

@@ -41,7 +41,7 @@ int CDBEUCreate::Callback(int nCode, unsigned int nValue) {
 
 // --- Starting jobs, on the client's thread ---
 
-// REQUIRES: the engine is idle. Once the worker is signalled the fault is the worker's to set.
+// REQUIRES: the engine is idle. Once the worker has been signalled, only the worker may set the fault.
 template <class TStart>
 BankResult CDBEUCreate::Start(TStart start) {
     const BankOutcome started = CatchWantOfMemory(start);
@@ -62,13 +62,14 @@ BankResult CDBEUCreate::SetSrcFile(const char* pszPath) {
 
 BankOutcome CDBEUCreate::StartAnalysis(const char* pszPath) {
     if (pszPath == nullptr || *pszPath == '\0') return {.result = kBankBadArgument};
-    if (!m_bWorker) return {.result = kBankNoWorker};  // nobody would ever end the analysis
+    if (!m_bWorker) return {.result = kBankNoWorker};  // the analysis would never end
     const BankOutcome opened = CatchWantOfMemory([&] { return m_source.Open(pszPath); });
-    // A name that banks cannot be named after leaves the source before open, and its analysis standing.
+    // When banks cannot be named after the new name, the earlier source
+    // stays open and its analysis stays valid.
     if (opened.result != kBankBadArgument || !m_source.Database().IsOpen()) m_bAnalysed = 0;
     if (opened.result == kBankSourceNotOpened) m_nStatus = kBankSourceNotOpened;
     if (!opened.IsDone()) return opened;
-    m_nStatus = kBankDone;  // before the worker can fail
+    m_nStatus = kBankDone;  // set here, because the worker may fail at once
     StartJob(kAnalysing, kAnalyzeFunction);
     return {};
 }
@@ -79,8 +80,8 @@ BankResult CDBEUCreate::CreateDB(unsigned int nRate, int nPerKey, int nFlags) {
     return Start([&] { return StartCreation({nRate, nPerKey, nFlags, m_nHelpers}); });
 }
 
-// Older banks of the rate are removed first, the other layout's before that asked for. A bank that another
-// process is building stays, and is in the way when it is the one asked for.
+// Older banks of the rate are removed first, the bank in the other layout before the one in the layout asked
+// for. A bank that another process is building stays. When it is the one asked for, the start fails as busy.
 BankOutcome CDBEUCreate::StartCreation(const BankOrder& order) {
     if (!IsBuildableRate(order.nRate) || order.nQuality < 0 || order.nQuality > kHighestQuality)
         return {.result = kBankBadArgument};
@@ -126,8 +127,8 @@ BankResult CDBEUCreate::GetSrcDBInfo() {
     return result;
 }
 
-// A creation that succeeded has made the engine idle before its last callback, from within which the next one
-// may have been started: that one's state must stay.
+// A creation that succeeded made the engine idle before its last callback. The client may have started the
+// next job from within that callback, so that the state must not be changed here.
 int CDBEUCreate::ThreadFuncCreate(void* pEngine) {
     CDBEUCreate& engine = *static_cast<CDBEUCreate*>(pEngine);
     if (engine.CreateDB() != kBankDone) engine.m_nState = kIdle;

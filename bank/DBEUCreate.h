@@ -51,8 +51,8 @@ public:
     BankResult SetCallback(CallbackFunction callback, unsigned long nUser);
     int Callback(int nCode, unsigned int nValue);
 
-    // The folder in which banks are looked for, built and removed; used as given. Busy only during a
-    // creation.
+    // The folder in which banks are looked for, built and removed; used as
+    // given. Busy only while a bank is created.
     BankResult SetDstDir(const char* pszPath);
 
     // Opens the source and starts its analysis on the worker, which ends with callback code 2.
@@ -74,13 +74,14 @@ public:
     // Removes the banks of a rate; nWhich: 0 nothing, 1 the plain, 2 the per-key one, 3 both.
     BankResult RemoveDB(unsigned int nRate, int nWhich);
 
-    // Removes what builds of this source that died have left in the destination folder, and nothing else:
-    // files with a bank's name that are empty, or of the enriched kind with no committed first record, and
-    // that no process holds. nRemoved counts them.
+    // Removes the leftovers of interrupted builds of this source from the destination folder, and nothing
+    // else. They are files with a bank's name that no process holds, and that are empty or of the enriched
+    // kind without a committed first record. nRemoved counts them.
     BankResult RemoveInterrupted(unsigned int& nRemoved);
 
-    // Threads that expand and resample ahead of the worker, which writes; 0 for none. The bytes written and
-    // the calls made do not depend on it. The default is one for each processor. While no job runs.
+    // How many threads expand and resample samples ahead of the worker, which writes them; 0
+    // for none. The bytes written and the callbacks made do not depend on it. The default is
+    // one for each processor. REQUIRES: no job runs.
     void SetHelperThreads(unsigned nHelpers) { m_nHelpers = nHelpers; }
 
     // 0 idle, 1 analysing, 2 creating; and the result of the last analysis or failed start.
@@ -89,10 +90,10 @@ public:
 
     // Good while no job runs.
     const BankAnalysis& GetAnalysis() const { return m_analysis.GetCounts(); }
-    // How the last job ended, or the start that was refused before there was one.
+    // How the last job ended, or why the last start was refused.
     const BankOutcome& GetFault() const { return m_fault; }
-    // The sample table of an analysis that succeeded: GetAnalysis().nSamples entries, good until the next
-    // one.
+    // The sample table of an analysis that succeeded:
+    // GetAnalysis().nSamples entries, valid until the next analysis.
     const tagSampleEntry* GetSamples() const { return m_analysis.GetSamples().data(); }
     bool IsSourceEnriched() const { return m_source.IsEnriched(); }
     // The name under which banks of this source are filed; empty without a source.

@@ -25,8 +25,8 @@ struct FoundBank {
     BankFileName name;
 };
 
-// Visits every file of the folder that bears a bank's name. Stops at the first outcome other than done and
-// returns it.
+// Visits every file of the folder that has a bank's name. Stops at the first
+// outcome other than done, and returns it.
 template <class TVisit>
 BankOutcome ForEachBank(const BankShelf& shelf, TVisit visit) {
     std::string strFolder(shelf.folder);
@@ -45,7 +45,8 @@ BankOutcome ForEachBank(const BankShelf& shelf, TVisit visit) {
     return {};
 }
 
-// The system lacks what it takes to look at a file: "no" is then no answer.
+// The system had too little memory, or too few file handles, to look at a
+// file. The answer "no" then means nothing.
 bool IsWant(int nError) { return nError == ENOMEM || nError == EMFILE || nError == ENFILE; }
 
 bool AddFileLength(const char* pszPath, uint64_t& nTotal) {

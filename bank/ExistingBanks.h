@@ -13,8 +13,8 @@ namespace Kestrova {
 
 struct tagDirObjInfo;
 
-// Where banks are looked for, and the name they are filed under; neither is empty.
-// The texts must outlive the operation.
+// Where banks are looked for, and the base name of their files; neither is
+// empty. The texts must outlive the operation.
 struct BankShelf {
     std::string_view folder;
     std::string_view baseName;
@@ -26,21 +26,21 @@ struct BankShelf {
 // MiB rounded up. A bank that cannot be measured ends the search as "not opened": pMegabytes stays unset.
 BankOutcome FindExisting(const BankShelf& shelf, int kinds[kRateCount], unsigned int* pMegabytes);
 
-// Who must not be disturbed at a path.
+// Who uses the file at a path, so that it must not be removed.
 enum class Occupant { None, Source, Build };
 
-// Finds out: the open source, or another process that is building a bank there. No memory (or no further file
-// that may be open) when it cannot be told.
+// Finds the occupant: the open source, or another process that is building a bank there. The outcome is no
+// memory when there are too little memory or too few file handles to find out.
 BankOutcome FindOccupant(CSDB& source, const char* pszPath, Occupant& occupant);
 
 // Removes one file, unless it is the open source (bad argument), or another process is building it (skipped).
-// Whether it could be removed is not told.
+// The outcome does not tell whether the file could be removed.
 BankOutcome RemoveBank(CSDB& source, const char* pszPath);
 
 // Removes the banks of a rate; nWhich: 0 nothing, 1 the plain, 2 the per-key one, 3 both.
 BankOutcome RemoveBanks(CSDB& source, const BankShelf& shelf, unsigned int nRate, int nWhich);
 
-// Removes what builds that died have left, and nothing else; nRemoved counts the files.
+// Removes the leftovers of interrupted builds, and nothing else; nRemoved counts the files.
 BankOutcome RemoveInterruptedBuilds(CSDB& source, const BankShelf& shelf, unsigned int& nRemoved);
 
 // The filter of the folder walk: keeps files whose name ends in ".kvn" or ".kvr", letter case ignored.

@@ -1,6 +1,6 @@
 // FileAnswer.h - what an operation on a file answers, with the system's reason when it fails.
-// Files, databases and records answer true or false and leave the reason in errno. This is the one place of
-// the engine that looks there; from here on the reason travels as a value.
+// Files, databases and records answer true or false and leave the reason in errno. This is the only place of
+// the engine that reads errno; from here on the reason is a value.
 #pragma once
 
 #include <cerrno>
@@ -24,9 +24,9 @@ FileAnswer AskFile(TOperation operation) {
     return {bDone, bDone ? 0 : errno};
 }
 
-// Runs the decoding of a record of `file`. A record is refused for damage as well, and other files may have
-// been looked for on the way (external waves), so that the system's reason counts only when it is a failed
-// read of this file or want of memory.
+// Runs the decoding of a record of `file`. Damage makes it fail too, and on the way it may have
+// looked for other files (external waves). So the system's reason counts only when it is a
+// failed read of this file, or lack of memory.
 template <class TOperation>
 FileAnswer AskRecord(CXFile& file, TOperation operation) {
     FileAnswer answer = AskFile(operation);

@@ -14,14 +14,15 @@
 
 namespace Kestrova {
 
-// Items 0 to nCount - 1, each made once by make(index, helper), where helper (below nHelpers, or 0) tells
-// which thread is at work, so that it can use things of its own. At most nAhead items are made and not yet
-// taken. Where the system gives no thread, or no memory for one, fewer helpers make the same items; without
-// any, Take makes each item itself, as helper 0.
+// Items 0 to nCount - 1, each made once by make(index, helper). The helper number (below nHelpers, or 0)
+// tells which thread is at work, so that each thread can use resources of its own. At most nAhead items are
+// made and not yet taken. When the system cannot start all threads, fewer helpers make the same items.
+// Without any helper, Take makes each item itself, as helper 0.
 //
-// Threads: make runs on the helpers; the rest belongs to one thread.
-// Owner:   an item is the taker's; those never taken go with the pipeline, which waits for its helpers.
-// Errors:  what make throws for an item, Take throws for it. The constructor may throw std::bad_alloc.
+// Threads: make runs on the helpers; everything else belongs to one thread.
+// Owner:   a taken item belongs to the caller. Those never taken are destroyed with
+//          the pipeline, which waits for its helpers.
+// Errors:  Take throws what make threw for its item. The constructor may throw std::bad_alloc.
 template <class TItem>
 class OrderedPipeline {
 public:

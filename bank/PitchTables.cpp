@@ -15,7 +15,7 @@ float g_arBends[kBendEntries];
 float SemitoneFactor(int semitones) { return exp2f(static_cast<float>(semitones) / 12.0f); }
 float BendFactor(int bends) { return exp2f(static_cast<float>(bends) / (12.0f * kBendsPerSemitone)); }
 
-// Ahead of every static initialiser, in whatever file: those have the default priority, 65535.
+// Runs before every static initialiser of any file: those have the default priority, 65535.
 [[gnu::constructor(101)]] void BuildPitchTables() {
     for (int i = 0; i < kSemitoneEntries; ++i) g_arSemitones[i] = SemitoneFactor(i + kSemitonesLowest);
     for (int i = 0; i < kBendEntries; ++i) g_arBends[i] = BendFactor(i + kBendsLowest);

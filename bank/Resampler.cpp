@@ -59,7 +59,7 @@ struct FrameCounts {
     int64_t nDestination;
 };
 
-// Blocks where there is a variant for them and its rows are long enough, else sample by sample.
+// In blocks when there is a SIMD variant and its rows are long enough, else sample by sample.
 template <class TFormat>
 int64_t RunFilter(_Args& state, FrameCounts counts, int nQuality) {
     const int nFilter = (nQuality >> 1) & 3;

@@ -15,12 +15,12 @@ public:
     // source:            first frame of the wave; 256 frames before and after the wave must be readable
     //                    (silence, normally), none farther away is touched
     // destination:       room for destinationFrames frames, sized with GetReciprocalEstimatedSize; nothing is
-    //                    written outside it, frames that find no place are dropped
+    //                    written outside it, frames without room are dropped
     // bytesPerFrame:     2 or 4 (16 bits, one or two channels), 3 or 6 (24 bits)
     // quality:           0 linear, 2 cubic, 1 and 3 short filter, 4 to 7 long filter (6 and 7 the best)
     // produced:          may be null; the frames made, 0 to destinationFrames, or -1 for an unsupported
     //                    bytesPerFrame or ratio, the destination being untouched then
-    // What remains of the destination behind the frames made is cleared, unless no frame was made.
+    // The part of the destination behind the frames made is cleared, unless no frame was made.
     Resampler(double ratio, void* source, long sourceFrames, void* destination, long destinationFrames,
               int bytesPerFrame, int quality, long* produced);
 

@@ -129,7 +129,8 @@ SampleMaker<TSource>::SampleMaker(CSDB& database, const tagSampleEntry* arSample
     }
 }
 
-// A helper without a stream of its own (the source was moved away meanwhile) shares the database's.
+// A helper that could not open the source a second time (it was moved away
+// meanwhile) shares the database's stream.
 template <class TSource>
 CXFile& SampleMaker<TSource>::FileOf(unsigned nHelper) const {
     const bool bOwn = nHelper < m_arFiles.size() && m_arFiles[nHelper];

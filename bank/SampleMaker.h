@@ -38,7 +38,7 @@ struct MadeSample {
 // Makes one target sample from a source sample with its wave.
 //   plain layout: converted from the source's rate to the target's
 //   per key:      also transposed from the root key to nKey, which becomes its root key
-//   kEveryKey in the per-key layout: a sample no key plays, copied unchanged but for its stated rate
+//   kEveryKey in the per-key layout: a sample that no key plays; only its stated rate is changed
 // Loops move with the conversion; name, parameter block and tail are copied.
 // Answers done, inconsistent (the header states more frames than the wave has, or there are more loops than a
 // bank's sample can hold), conversion failed (a format or ratio that cannot be converted, no frames) or no

@@ -13,7 +13,7 @@ BankOutcome Inconsistent(uint8_t nType, uint32_t id, const char* pszCause) {
     return SourceFault(kBankSourceInconsistent, nType, id, pszCause);
 }
 
-// Of a sample whose wave lies in an external file the record states no length; its frames tell it.
+// The record of a sample with an external wave file states no length; it is computed from the frames.
 uint32_t PlayedBytes(const CSDBISampleBase& sample) {
     if (sample.m_info.lWave != 0) return sample.m_info.lWave;
     return static_cast<uint32_t>(
@@ -95,7 +95,7 @@ BankOutcome SourceAnalysis::MarkKeysOfProgram(uint32_t idProgram) {
     return m_source.ForEachChild(idProgram, kSdbRegion, [this](uint32_t id) { return MarkKeysOfRegion(id); });
 }
 
-// A region of n keys becomes n regions with their layers; one of no keys (high below low) goes altogether.
+// A region of n keys becomes n regions with their layers; a region without keys (high below low) is left out.
 BankOutcome SourceAnalysis::MarkKeysOfRegion(uint32_t idRegion) {
     CSDBIRegion region(idRegion, kSdbNoID);
     if (const BankOutcome outcome = m_source.Read(region); !outcome.IsDone()) return outcome;

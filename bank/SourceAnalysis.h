@@ -43,7 +43,7 @@ public:
     SourceAnalysis(SourceBank& source, const BankProgress& progress)
         : m_source(source), m_progress(progress) {}
 
-    // Analyses the source that is open now; a step is told for each sample and each region read.
+    // Analyses the source that is open now; reports one step for each sample and each region read.
     BankOutcome Run();
 
     const BankAnalysis& GetCounts() const { return m_counts; }

@@ -7,8 +7,8 @@
 namespace Kestrova {
 namespace {
 
-// A sound source is read once or twice a record. A hostile one repeats ids, so that the walk through the tree
-// meets the same records again and again; past this allowance the job ends.
+// A correct source needs one or two reads for each record. A hostile one repeats ids, so that the walk
+// through the tree meets the same records again and again. When this allowance is used up, the job ends.
 constexpr uint64_t ReadsAllowedFor(uint64_t nRecords) { return 2 * nRecords + 65536; }
 
 }  // namespace
@@ -25,7 +25,7 @@ BankOutcome SourceBank::Open(const char* pszPath) {
     m_strFolder = std::move(strFolder);
     m_strBaseName = std::move(strBase);
     if (!m_strBaseName.empty()) return {};
-    m_database.Close(false);  // the one before is closed too, so there is none now
+    m_database.Close(false);  // the source before is closed too, so none is open now
     return {.result = kBankBadArgument};
 }
 
@@ -41,8 +41,8 @@ BankOutcome SourceBank::OpenEitherKind(const char* pszPath) {
 
 void SourceBank::StartJob(uint64_t nRecords) { m_nReadsLeft = ReadsAllowedFor(nRecords); }
 
-// Reads are judged here: what an enriched sample claims is measured first, because decoding it trusts its
-// counts.
+// All reads of records go through here. The counts that an enriched sample claims are
+// checked first, because decoding trusts them.
 BankOutcome SourceBank::Read(CSDBInterpreter& record) {
     const uint8_t nType = record.GetType();
     const uint32_t id = record.GetID();

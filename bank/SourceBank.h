@@ -15,8 +15,8 @@ namespace Kestrova {
 // The file is only ever read.
 class SourceBank {
 public:
-    // Closes what is open, then opens the path as an enriched source or, failing that, as a plain one. Done,
-    // bad argument (there is nothing to name banks after) or not opened.
+    // Closes what is open, then opens the path as an enriched source or, if that fails, as a plain one. The
+    // outcome is done, bad argument (banks cannot be named after this name) or not opened.
     BankOutcome Open(const char* pszPath);
 
     CSDB& Database() { return m_database; }
@@ -26,7 +26,7 @@ public:
     // The folder in which external waves with relative names lie: that of the source, empty or with a slash.
     const std::string& GetFolder() const { return m_strFolder; }
 
-    // Begins a job over a source of so many records, those that a bank will hold counted too.
+    // Begins a job. nRecords: of the source, and when a bank is built also of the bank in the per-key layout.
     void StartJob(uint64_t nRecords);
 
     // Decodes the record with the id and type that `record` has: done, read failed, no memory, or

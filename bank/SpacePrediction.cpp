@@ -10,13 +10,14 @@ namespace {
 
 constexpr double kRecordBytes = 16;  // of the quick-load table
 
-// Above what the type holds, the most it holds.
+// The value as an integer. A value that is too large for the type becomes the largest one it holds.
 uint64_t TruncateHeld(double value) {
     constexpr double kLimit = 18446744073709551616.0;  // 2^64
     return value < kLimit ? static_cast<uint64_t>(value) : std::numeric_limits<uint64_t>::max();
 }
 
-// The single copy, or one for each key that plays the sample; shorter the higher the key.
+// Adds the single copy, or one copy for each key that plays the sample:
+// the higher the key, the shorter the copy.
 void AddSample(double& bytes, const tagSampleEntry& entry, unsigned int nRate, bool bPerKey) {
     if (!bPerKey) {
         bytes += static_cast<double>(entry.bytes) * nRate / entry.rate;
@@ -37,7 +38,7 @@ unsigned int MegabytesRoundedUp(uint64_t nBytes) {
         std::min<uint64_t>(nMegabytes, std::numeric_limits<unsigned int>::max()));
 }
 
-// In the plain layout too the table is counted with the per-key records: deliberately on the large side.
+// Deliberately too large for the plain layout: there too the table is counted with the per-key records.
 unsigned int SourceAnalysis::PredictMegabytes(unsigned int nRate, bool bPerKey) const {
     const double perKeyRecords = static_cast<double>(m_counts.nPerKeyRecords);
     const double overhead = static_cast<double>(m_counts.nOverheadBytes);

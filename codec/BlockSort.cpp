@@ -13,7 +13,7 @@ namespace {
 
 using WaveFormat::kByteValues;
 
-constexpr uint32_t kSimpleSortBlock = 4000;  // a last index below this is not worth the buckets
+constexpr uint32_t kSimpleSortBlock = 4000;  // below this last index buckets are not worth their cost
 constexpr int32_t kSimpleSortRange = 20, kSimpleSortDepth = 10;
 constexpr size_t kMaxRanges = 1000;
 constexpr uint32_t kSortedFlag = 0x200000;  // in a radix entry: this bucket is in order
@@ -117,7 +117,8 @@ void BlockSorter::CopyOvershoot() {
     std::fill_n(m_quadrant, m_nCount + kOvershootBytes, uint16_t{0});
 }
 
-// Every position goes to the bucket of the two bytes at it; the overshoot closes the circle.
+// Every position goes to the bucket of the two bytes that start there; the
+// overshoot holds the byte after the last one.
 void BlockSorter::FillBuckets() {
     const auto bucketAt = [this](uint32_t i) { return uint32_t{m_block[i]} << 8 | m_block[i + 1]; };
     std::fill_n(m_radix, 0x10000 + 1, 0u);
@@ -132,8 +133,8 @@ uint32_t BlockSorter::GroupSize(uint32_t group) const {
     return BucketStart((group + 1) << 8) - BucketStart(group << 8);
 }
 
-// A group is all rotations with the same first byte. Small groups go first: each one finished gives away
-// buckets of the larger ones.
+// A group is all rotations with the same first byte. Small groups go first: each finished group also puts
+// buckets of the larger groups in order.
 void BlockSorter::SortGroups() {
     uint32_t groups[kByteValues];
     std::iota(std::begin(groups), std::end(groups), 0u);
@@ -168,8 +169,8 @@ bool BlockSorter::SortBucketsOf(uint32_t group) {
     return true;
 }
 
-// The places in a finished group order its positions in all later comparisons. Ranks of a large group are
-// coarser, to fit 16 bits.
+// The order within a finished group becomes the rank of its positions, which all later comparisons use. Ranks
+// of a large group are coarser, to fit 16 bits.
 void BlockSorter::RankGroup(uint32_t group) {
     const uint32_t nSize = GroupSize(group);
     const uint32_t* pOrder = m_order + BucketStart(group << 8);
@@ -183,7 +184,7 @@ void BlockSorter::RankGroup(uint32_t group) {
     }
 }
 
-// The group in order tells the order of the positions before it, bucket by bucket.
+// A group in order gives the order of the positions just before its own, bucket by bucket.
 void BlockSorter::DeriveBucketsEndingIn(uint32_t group, const bool (&done)[kByteValues]) {
     uint32_t next[kByteValues];
     for (uint32_t first = 0; first < kByteValues; ++first) next[first] = BucketStart(first << 8 | group);
@@ -291,8 +292,9 @@ bool BlockSorter::fullGtU(uint32_t i1, uint32_t i2) {
     return RestGreater(i1 + kHeadBytes, i2 + kHeadBytes);
 }
 
-// Four positions per step of work, byte and rank by turns, until all positions have been compared. Equal
-// rotations are not greater. While all is equal the strides grow, which changes neither result nor work.
+// Compares four positions per step of work, byte and rank in turn, until all positions have been
+// compared. Equal rotations are not greater. As long as all is equal the strides grow, which changes
+// neither the result nor the work counted.
 bool BlockSorter::RestGreater(uint32_t i1, uint32_t i2) {
     uint32_t nStride = kWorkStep;
     for (auto nLeft = static_cast<int32_t>(m_nCount); nLeft >= 0;) {
@@ -348,7 +350,8 @@ void UnsortBlock(uint8_t* pBlock, uint32_t nCount, uint32_t iOrigin, const uint3
         pBlock[--iLast] = PassByte(arrays.backward[iBack], iBack);
     }
     if (iFront == iBack) return;
-    // They miss each other only in a block that no sort has made; there the way forward is what counts.
+    // The two chains miss each other only in a block that no sort has made. There
+    // the forward chain alone gives the result.
     iFront = iOrigin;
     for (uint32_t i = 0; i < nCount; ++i) pBlock[i] = PassByte(arrays.forward[iFront], iFront);
 }

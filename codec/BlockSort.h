@@ -15,14 +15,14 @@ struct BlockSortArrays {
     EqualRotationsArrays equals;                                  // of the second attempt
 };
 
-// Sorts the rotations of one block. Which steps are taken in which order decides when the work limit is
-// reached, and with it the bytes of the stream: an "improvement" of a step must keep their order.
+// Sorts the rotations of one block. The order of the steps decides when the work limit is reached, and so the
+// bytes of the stream: whoever makes a step faster must keep this order.
 //
-// The second attempt has no work limit. The order of different rotations is the same whatever steps lead to
-// it, so a sort in linear time finds it. Two more things depend on the steps: whether the stack of ranges
-// overflows, and the order of equal rotations. For these the steps are taken again: for the first without any
-// comparison of rotations, for the second, which only a block that repeats exactly needs, with comparisons
-// from tables.
+// The second attempt has no work limit. The order of different rotations is the same whatever steps
+// lead to it, so a sort in linear time finds it. Two more things depend on the steps: whether the
+// stack of ranges overflows, and the order of equal rotations. For these two the steps are repeated:
+// for the first without any comparison of rotations; for the second, which only a block that repeats
+// exactly needs, with comparisons from tables.
 class BlockSorter {
 public:
     static constexpr uint32_t kWorkPerByte = 150;  // comparison steps of the first attempt
@@ -31,7 +31,7 @@ public:
     explicit BlockSorter(BlockSortArrays& arrays, uint32_t nWorkPerByte = kWorkPerByte);
 
     // Sorts the nCount (1 or more) bytes from arrays.block[1] on into arrays.order. A block that takes too
-    // long is randomised, in place and in `used`, and sorted anew. False: the stack of ranges overflowed.
+    // long is randomised, in place and in `used`, and sorted again. False: the stack of ranges overflowed.
     bool doReversibleTransformation(uint32_t nCount, bool (&used)[WaveFormat::kByteValues]);
 
     uint32_t GetOrigin() const { return m_iOrigin; }  // place of the block itself among its rotations
@@ -104,7 +104,7 @@ struct BlockUnsortArrays {
 // Puts the nCount bytes of a block, which stand in the order of their rotations, back into their own order.
 //   iOrigin: place of the block itself among its rotations, below nCount
 //   counts:  how often each byte value occurs in the block
-// Any bytes and any origin give a result; whether it was meant is for the CRC to say.
+// Any bytes and any origin give a result; only the CRC tells whether it is the right one.
 void UnsortBlock(uint8_t* pBlock, uint32_t nCount, uint32_t iOrigin,
                  const uint32_t (&counts)[WaveFormat::kByteValues], BlockUnsortArrays& arrays);
 

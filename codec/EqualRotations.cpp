@@ -28,8 +28,8 @@ void EqualRotations::TakeRanks(const uint8_t* block, const uint16_t* ranks,
         const uint32_t nCopies = SortRotations(std::span(ranks, m_nCount), m_arrays.order, m_arrays.tie);
         NumberRotations(m_arrays.order, m_nCount, nCopies, m_arrays.tie);
     } else {
-        // Equal rotations meet their first ranked positions at the same distance, and their ranks differ
-        // there.
+        // Equal rotations reach their first ranked positions at the
+        // same distance, and their ranks differ there.
         const auto hasRank = [&](uint8_t ch) { return isRanked[ch]; };
         uint16_t rank = ranks[std::find_if(block, block + m_nCount, hasRank) - block];
         for (uint32_t i = m_nCount; i-- > 0;) {

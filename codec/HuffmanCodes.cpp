@@ -7,8 +7,8 @@ namespace {
 
 using namespace WaveFormat;
 
-// A weight is a frequency with the depth of the subtree below it, so that of equally frequent subtrees the
-// flatter one is joined first.
+// A weight is a frequency together with the depth of the subtree below it. So of equally frequent subtrees
+// the flatter one is joined first.
 constexpr uint32_t kDepthMask = 0xFF;
 constexpr unsigned kFrequencyShift = 8;
 
@@ -152,7 +152,8 @@ void DecodeTable::FillLookup() {
     std::fill(pNext, std::end(m_lookup), uint16_t{0});
 }
 
-// The entry of the code in front of kMaxReadLength bits that the lookup does not know; 0: no code.
+// The entry of the code at the front of nBits (kMaxReadLength bits), for a
+// code too long for the lookup; 0: no code.
 unsigned DecodeTable::FindLongCode(uint32_t nBits) const {
     for (unsigned nLength = kLookupBits + 1; nLength <= kMaxReadLength; ++nLength)
         if (nBits < m_limit[nLength]) {

@@ -19,8 +19,8 @@ void hbMakeCodeLengths(std::span<uint8_t> lengths, std::span<const uint32_t> fre
 // kMaxWrittenLength.
 bool hbAssignCodes(std::span<uint32_t> codes, std::span<const uint8_t> lengths);
 
-// Reader: one table's way from bits to symbols. Short codes are looked up, longer ones are found by the
-// limits of their length.
+// Reader: turns bits into symbols with one table. Short codes are looked up, longer ones
+// are found by the limits of their length.
 class DecodeTable {
 public:
     static constexpr unsigned kNoSymbol = ~0u;

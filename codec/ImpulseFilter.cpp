@@ -6,7 +6,7 @@
 namespace Kestrova {
 namespace {
 
-// What the widths differ in: the integer that wraps, and how many of them stand side by side in a sample.
+// The differences between the widths: the integer that wraps, and how many of them a sample has side by side.
 template <class TLane, size_t kLaneCount>
 struct SampleWidth {
     using Lane = TLane;

@@ -11,8 +11,8 @@ namespace Kestrova {
 // The sample width that `bits` asks for: only its low 31 bits count.
 constexpr unsigned SampleBits(unsigned bits) { return bits & 0x7FFFFFFF; }
 
-// Both work in place on n bytes of any alignment. False, with nothing changed, for any other width or a null
-// pointer.
+// Both work in place on n bytes of any alignment. False, with nothing
+// changed, for any other width or a null pointer.
 bool ApplyImpulse(unsigned bits, void* pSamples, size_t n);
 bool UndoImpulse(unsigned bits, void* pSamples, size_t n);
 

@@ -51,9 +51,9 @@ struct SymbolList {
     uint32_t frequencies[WaveFormat::kMaxAlphabet] = {};
 };
 
-// Writer: codes the bytes before each rotation. `order` holds the rotations' starts in sorted order,
-// pBlock[-1] the block's last byte. The symbols go to pSymbols (order.size() + 1 entries, or fewer where
-// zeros run).
+// Writer: codes the bytes before each rotation. `order` holds the rotations' starts in sorted
+// order, pBlock[-1] is the block's last byte. The symbols go to pSymbols (order.size() + 1 entries,
+// or fewer where there are runs of zeros).
 SymbolList generateMTFValues(std::span<const uint32_t> order, const uint8_t* pBlock,
                              const bool (&used)[WaveFormat::kByteValues], uint16_t* pSymbols);
 

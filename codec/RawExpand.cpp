@@ -63,8 +63,8 @@ public:
     // The output did not take all that was delivered.
     bool HasOutputFailed() const { return m_out.HasFailed(); }
 
-    // True: every block and every check was right, the whole input was used and all bytes wanted were
-    // written.
+    // True: every block and every check was right, the whole input was
+    // used, and all bytes wanted were written.
     bool ExpandStream() {
         uint32_t crcCombined = 0;
         uint64_t magic = m_in.bsR(kMagicBits);
@@ -133,8 +133,8 @@ private:
         return table.hbCreateDecodeTables({lengths, nAlphabet});
     }
 
-    // On its way a length may go anywhere, only where it arrives counts. Past the input's end the steps would
-    // never stop.
+    // During the steps a length may leave its range; only its final value is checked. Past the end of the
+    // input the steps would never stop.
     bool ReadLengthSteps(int64_t& nLength) {
         while (m_in.ReadBit()) {
             if (m_in.IsAtEnd()) return false;

@@ -69,8 +69,8 @@ private:
         std::fill_n(m_counts, m_nAlphabet, 0u);
         for (uint32_t i = 0; i < m_nCount; ++i) ++m_counts[m_text[i]];
     }
-    // The next free place of each symbol's rotations, counted from their first place up or their last one
-    // down.
+    // The next free place of each symbol's rotations, counted up from their
+    // first place, or down from their last one.
     void StartAtFirstPlaces() { std::exclusive_scan(m_counts, m_counts + m_nAlphabet, m_places, 0u); }
     void StartBehindLastPlaces() { std::partial_sum(m_counts, m_counts + m_nAlphabet, m_places); }
 
@@ -83,9 +83,9 @@ private:
         });
     }
 
-    // Each rotation in order gives the next place to its left neighbour: first the valleys, from the smallest
-    // up, to all that fall towards them, then these, from the greatest down, to all that rise towards them.
-    // The valleys are placed anew with the others that rise.
+    // Each placed rotation gives its left neighbour the next place of that neighbour's symbol. The first pass
+    // goes upwards: it starts from the valleys and places the falling rotations. The second pass goes
+    // downwards from those and places the rising ones, the valleys once more among them.
     void PlaceOthers() {
         StartAtFirstPlaces();
         for (uint32_t i = 0; i < m_nCount; ++i)
@@ -101,15 +101,15 @@ private:
         const TSymbol ch = m_text[iStart], next = m_text[m_order[iPlaceOfNext]];
         if (ch < next || (ch == next && IsRisingAt(iPlaceOfNext))) m_order[--m_places[ch]] = iStart;
     }
-    // Once the rising rotations up to this place have been placed.
+    // REQUIRES: the rising rotations from this place up have been placed.
     bool IsRisingAt(uint32_t iPlace) const { return iPlace >= m_places[m_text[m_order[iPlace]]]; }
     bool IsValleyAt(uint32_t iPlace) const {
         const uint32_t iStart = m_order[iPlace];
         return IsRisingAt(iPlace) && m_text[Before(iStart)] > m_text[iStart];
     }
 
-    // Brings the valleys, sorted, to the front of the order: they compare like the rotations of the shorter
-    // text that has one symbol, a name, for each stretch. That text stands at the end of the order meanwhile.
+    // Brings the valleys, sorted, to the front of the order. They compare like the rotations of a shorter
+    // text that has one symbol, a name, for each stretch. Until then the end of the order holds that text.
     uint32_t SortValleys() {
         uint32_t nFound = 0;
         for (uint32_t i = 0; i < m_nCount; ++i)
@@ -128,7 +128,7 @@ private:
     }
 
     // Fills `valleys` with the names of the stretches in the order of the text. The smallest stretch is 0,
-    // equal ones bear the same name. Returns how many names there are.
+    // equal ones have the same name. Returns how many names there are.
     uint32_t NameStretches(uint32_t* valleys) {
         // Two valleys are never side by side, so that half a place for each position is enough.
         uint32_t* const names = m_order + m_nValleys;

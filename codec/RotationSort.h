@@ -1,4 +1,4 @@
-// RotationSort.h - the sorted order of all rotations of a text, in a time that its length alone bounds.
+// RotationSort.h - the sorted order of all rotations of a text, in a time that depends only on its length.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +6,9 @@
 
 namespace Kestrova {
 
-// Sorts the rotations of a text that closes to a circle. Of all rotations only those that are smaller than
-// both of their neighbours are sorted by themselves, as the rotations of a text at most half as long; two
-// scans then find the places of all others from them.
+// Sorts the rotations of a text that is closed to a circle. Only the rotations that are smaller than
+// both of their neighbours are sorted directly, as the rotations of a text at most half as long; two
+// scans then find the places of all others.
 //   text:    1 symbol or more
 //   order:   receives the starts of the rotations in sorted order, as many as symbols; equal rotations stand
 //            side by side, in any order

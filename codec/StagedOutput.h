@@ -14,7 +14,7 @@ inline void EmptyOutput(StreamBuffer& out) noexcept {
     try {
         out.Seek(0, 0);
         out.EndAtPos();
-    } catch (...) {  // a buffer that cannot even be emptied; nothing is left to do for it
+    } catch (...) {  // the buffer cannot even be emptied; nothing more can be done
     }
 }
 

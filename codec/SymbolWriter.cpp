@@ -42,8 +42,8 @@ bool SymbolWriter::sendMTFValues(const SymbolList& block, const bool (&used)[kBy
     return true;
 }
 
-// First guess: ranges of the alphabet that are about equally frequent, one for each table, the last table's
-// first. Every second range but the first and the last gives back its last symbol.
+// First guess: ranges of the alphabet that are about equally frequent, one for each table, starting with the
+// last table. Every second range, except the first and the last, leaves its last symbol to the next range.
 void SymbolWriter::SplitAlphabet(const SymbolList& block) {
     auto nLeft = static_cast<uint32_t>(block.symbols.size());
     unsigned iFrom = 0;
@@ -62,7 +62,8 @@ void SymbolWriter::SplitAlphabet(const SymbolList& block) {
     }
 }
 
-// Gives each group to the table that codes it cheapest, then each table the lengths that fit its groups best.
+// Gives each group to the table that codes it cheapest. Then each table
+// gets the lengths that fit its groups best.
 void SymbolWriter::ImproveTables(const SymbolList& block) {
     PackCosts();
     for (auto& frequencies : m_frequencies) std::fill(std::begin(frequencies), std::end(frequencies), 0u);

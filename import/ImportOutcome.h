@@ -17,7 +17,8 @@ enum class ImportEnd {
     NoMemory
 };
 
-// One value for everything a caller needs to explain the end. Errors travel as it; nothing is thrown.
+// All that a caller needs to explain the end, as one value. Errors are
+// reported only this way; nothing is thrown.
 struct ImportOutcome {
     ImportEnd end = ImportEnd::Done;
     std::string strRecord;  // the record it is about, as `sample "Piano"`; empty: the file as a whole
@@ -29,10 +30,10 @@ struct ImportOutcome {
 };
 
 ImportOutcome Refused(const std::string& strCause);
-// For the next two ENOMEM is NoMemory.
-// REQUIRES: errno was set to 0 before what failed. Where the system has no reason, the file ended too early.
+// The next two functions answer NoMemory when errno is ENOMEM. REQUIRES: errno was set to 0 before the
+// operation that failed. When errno is still 0, the file ended too early.
 ImportOutcome UnreadableByErrno();
-// With nError 0 the cause is the text given.
+// With nError 0 the cause is pszOtherwise.
 ImportOutcome NotWritten(int nError, const char* pszOtherwise);
 ImportOutcome Cancelled();
 ImportOutcome NoMemory();
@@ -48,11 +49,11 @@ ImportOutcome CatchNoMemory(TStep step) try {
     return NoMemory();
 }
 
-// The caller's side of long steps; both members may be left as they are.
+// The caller's part in long steps; both members have defaults.
 struct ImportWatch {
-    // Asked often, on any thread: true ends the step as Cancelled.
+    // Called often, on any thread; the answer true ends the step as Cancelled.
     std::function<bool()> isStopped = [] { return false; };
-    // Told on the caller's thread: the part of the frames that is written, and the bytes of the file so far.
+    // Called on the caller's thread with the share of the frames written and the bytes of the file so far.
     std::function<void(double fraction, uint64_t nBytes)> progress = [](double, uint64_t) {};
 };
 

@@ -1,5 +1,5 @@
-// ImportPlan.h - a source bank to be, whatever format it comes from: its programs, regions and waves, decided
-// whole before anything is written.
+// ImportPlan.h - the plan of a source bank, whatever format it comes from: its programs, regions and waves.
+// The plan is complete before anything is written.
 #pragma once
 
 #include <compare>
@@ -39,7 +39,7 @@ struct WaveTune {
     auto operator<=>(const WaveTune&) const = default;
 };
 
-// One sample record to be. Its frames come from the format's IWaveReader.
+// One sample record of the plan. Its frames come from the format's IWaveReader.
 struct PlannedWave {
     std::string strName;
     uint32_t nBits = 16;  // 16 or 24
@@ -63,7 +63,7 @@ struct PlannedProgram {
     std::vector<PlannedRegion> regions;
 };
 
-// REQUIRES of a good plan: every region has a layer, every program a region, every wave frames; layers name
+// In a valid plan every region has a layer, every program has a region and every wave has frames; layers name
 // waves of the plan, and loops lie within their waves.
 struct ImportPlan {
     std::string strName;

@@ -1,5 +1,5 @@
-// ImportReport.h - what an import joined, copied, repaired, dropped, accepted and left out, by name. This is
-// data: each program tells it in its own way.
+// ImportReport.h - what an import joined, copied, repaired, dropped, accepted and left out, by name. It is
+// data only: each program prints it in its own way.
 #pragma once
 
 #include <array>
@@ -16,7 +16,7 @@ enum class ImportEvent {
     Copied,    // a sample was written again, for a use with another root key, tune, loop or range of frames
     Repaired,  // a value was changed to make it usable
     Dropped,   // something the file holds is not in the bank
-    Accepted,  // the format forbids it, and it was taken as it is meant, without loss
+    Accepted,  // the format forbids it, but its meaning is clear and nothing was lost
     LeftOut,   // a setting that no record expresses; counted by its uses in the file
     LeftOutKind,  // a kind of such settings, as "filters"; counted by the layers that have any of them
     Count
@@ -30,7 +30,7 @@ public:
         uint64_t nTimes = 0;
     };
 
-    // Equal events become one entry; entries keep the order of their first time.
+    // Equal events become one entry; entries stand in the order in which they were first noted.
     void Note(ImportEvent event, const std::string& strWhat, const std::string& strCause = "",
               uint64_t nTimes = 1);
 
@@ -39,8 +39,8 @@ public:
     // Anything repaired or dropped.
     bool HasLosses() const;
 
-    // How many different things were repaired or dropped, however often each was met; of the other events how
-    // often they were noted.
+    // How many different things were repaired or dropped, however often each was met. For the
+    // other events: how often they were noted.
     uint64_t CountOf(ImportEvent event) const;
 
 private:

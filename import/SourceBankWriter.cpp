@@ -15,8 +15,8 @@ namespace {
 
 constexpr uint16_t kPercussionBank = 128;
 constexpr uint32_t kProgramsPerBank = 128;
-constexpr size_t kAheadPerHelper = 2;          // waves; more would take memory, fewer let helpers wait
-constexpr uint64_t kFramesPerPiece = 0x40000;  // read between two questions whether to stop
+constexpr size_t kAheadPerHelper = 2;          // waves; more need more memory, with fewer the helpers wait
+constexpr uint64_t kFramesPerPiece = 0x40000;  // read between two checks for cancellation
 
 std::string BankName(uint16_t nBank) {
     return nBank == kPercussionBank ? "Percussion" : "Bank " + std::to_string(nBank);
@@ -147,7 +147,7 @@ private:
         return {};
     }
 
-    // Programs are sorted by bank: a bank's record comes in front of its first program.
+    // Programs are sorted by bank; the record of a bank is written before its first program.
     ImportOutcome WritePrograms() {
         uint32_t idBank = kSdbNoID;
         const PlannedProgram* pLast = nullptr;

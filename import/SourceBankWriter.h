@@ -9,17 +9,18 @@
 
 namespace Kestrova {
 
-// Writes the bank into the file, which is emptied first. When it answers Done the bank is on the disk, and
-// nBytes is the length of its records; otherwise the file is of no use. Waves are read and compressed on
-// several threads; the bytes do not depend on how many. But for the file's new identity the same plan gives
-// the same bytes.
+// Writes the bank into the file, which is emptied first. When the outcome is Done the bank is on the
+// disk, and nBytes is the length of its records; otherwise the file is of no use. Waves are read and
+// compressed on several threads; the bytes do not depend on how many. The same plan gives the same
+// bytes, except for the file's new identity.
 //
 // What becomes what:
 // - information: the plan's name and description;
-// - a program: a preset record whose value is bank * 128 + program, and a program record under its bank's
-//   with the program number as first value. All programs keep the values that have the per-key layout split
-//   them, percussion too: its regions are mostly single keys, where splitting changes nothing, and a sample
-//   shared by a split and an unsplit program would have no copy for the latter;
+// - a program: a preset record whose value is bank * 128 + program, and a program record below its
+//   bank's record with the program number as first value. All programs, percussion too, keep the
+//   default values, with which the per-key layout splits them. For percussion this changes little,
+//   because its regions are mostly single keys. If it were not split, a sample that it shares with a
+//   split program would have no copy for it;
 // - a bank: named "Bank N", bank 128 "Percussion";
 // - a region: low key, high key, low and high velocity;
 // - a layer: the default values, because nothing is known of their meaning.

@@ -1,9 +1,9 @@
 // FilterBlock.h - a run of output frames as the SIMD filter kernels take it.
 // Plain data only: files built for other instruction sets include it.
 //
-// A row holds the coefficients of one phase in the order of the source frames they meet; a window holds
-// source frames unpacked to planes. Every entry of both is two 16-bit halves in 32 bits, so that one
-// instruction multiplies the low halves, multiplies the high halves and adds the two products:
+// A row holds the coefficients of one phase in the order of the source frames that they are multiplied by; a
+// window holds source frames unpacked to planes. Every entry of both is two 16-bit halves in 32 bits, so that
+// one instruction multiplies the low halves, multiplies the high halves and adds the two products:
 //   row         {coefficient, 1}
 //   16 bits     {sample, 8192}         gives   coefficient * sample + 8192
 //   24 bits     {sample >> 8, 0}       gives   coefficient * (sample >> 8)             (high plane)
@@ -16,7 +16,7 @@
 namespace Kestrova {
 
 inline constexpr int kRowUnit = 8;        // wings are padded to whole vectors of the widest variant
-inline constexpr int kMaxRowTaps = 2048;  // ratios up to 32 with the long filter; beyond is scalar work
+inline constexpr int kMaxRowTaps = 2048;  // ratios up to 32 with the long filter; scalar above that
 inline constexpr int kWindowFrames = 4096;
 inline constexpr int kBlockFrames = 512;  // output frames per block, at most
 
@@ -28,7 +28,7 @@ struct FilterRowShape {
     const int32_t* pRightPhases;  // 257 right wings of nRightTaps
     int nEntries;                 // of the table
     int nTableStep;               // 1..32768; the phase tables serve 32768 only
-    int nFractionMask;            // 127 to interpolate between entries, 0 to take them as they stand
+    int nFractionMask;            // 127 to interpolate between entries, 0 to use them unchanged
     int nLeftTaps;                // row entries for the current frame and those before it
     int nRightTaps;               // row entries for the frames after it; both are multiples of kRowUnit
 };

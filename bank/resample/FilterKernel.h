@@ -1,4 +1,4 @@
-// FilterKernel.h - the scalar filter kernel. It is the meaning: every SIMD variant equals it bit for bit.
+// FilterKernel.h - the scalar filter kernel. It is the reference: every SIMD variant gives the same bits.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@ struct LargeTable {
     static constexpr const int16_t (&kImpD)[kEntries] = LargeFilterImpD;
 };
 
-// The coefficient at h, in 1/128 table entry.
+// The coefficient at position h, which counts 1/128 table entries.
 template <class TTable, bool kInterpolate>
 int Coefficient(int h) {
     const int i = h >> 7;
@@ -37,8 +37,8 @@ uint32_t FilterTerm(int nCoefficient, int nSample) {
     return static_cast<uint32_t>((static_cast<Product>(nCoefficient) * nSample + 8192) >> 14);
 }
 
-// One side of the filter: from h on over the table up to nLastEntry, from pSample on over at most nFrames
-// samples that lie nStride bytes apart.
+// Sums one side of the filter: the table entries from position h on up to nLastEntry, with at most nFrames
+// samples from pSample on that are nStride bytes apart.
 template <class TFormat, class TTable, bool kInterpolate>
 uint32_t WingSum(const char* pSample, int nStride, int h, int nTableStep, int nLastEntry, ptrdiff_t nFrames) {
     uint32_t sum = 0;
@@ -58,7 +58,8 @@ int ApplyGain(uint32_t sum, int nGain) {
     return static_cast<int32_t>(static_cast<uint32_t>(nQuarter) * static_cast<uint32_t>(nGain)) >> 13;
 }
 
-// Frames that may be read around a position, the guards counted in; without limit when no wave is given.
+// How many frames may be read around a position, the guard frames
+// included; without limit when no wave is given.
 struct FrameReach {
     ptrdiff_t nBefore;  // with the current one
     ptrdiff_t nAfter;
@@ -75,7 +76,7 @@ FrameReach ReachOf(const char* position, const _Args& state) {
 
 template <class TFormat, class TTable, bool kInterpolate>
 int ScalarKernel(const char* position, const _Args& state) {
-    // A table step of 0 to 2 always comes with a gain of 0; the sum would take the whole wave for nothing.
+    // A table step of 0 to 2 always has a gain of 0, so summing over the whole wave would be wasted time.
     if (state.nGain == 0) return 0;
     constexpr int kStride = TFormat::kFrameBytes;
     const int nTableStep = state.nTableStep;

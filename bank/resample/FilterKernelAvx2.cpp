@@ -1,4 +1,5 @@
-// The filter kernels in AVX2. The only file built with -mavx2: called after a look at the processor.
+// The filter kernels in AVX2. This is the only file built with -mavx2; it is
+// called only when the processor has AVX2.
 #include "bank/resample/FilterBlock.h"
 
 #if defined(__x86_64__)
@@ -22,8 +23,8 @@ struct Avx2Ops {
     static Vec Or(Vec a, Vec b) { return _mm256_or_si256(a, b); }
     static Vec Add(Vec a, Vec b) { return _mm256_add_epi32(a, b); }
     static Vec Less(Vec a, Vec b) { return _mm256_cmpgt_epi32(b, a); }
-    // Single loads: no slower than the gather instruction where that is fast, and no victim of its
-    // mitigations.
+    // Single loads: they are as fast as the gather instruction where that is fast, and
+    // security mitigations do not slow them down.
     static Vec Gather(const int32_t* p, Vec entries) {
         alignas(32) int32_t e[kLanes];
         _mm256_store_si256(reinterpret_cast<__m256i*>(e), entries);

@@ -1,7 +1,7 @@
 // FilterKernelSimd.h - the filter kernels over blocks of frames, written once for all instruction sets.
-// Included only by the FilterKernel<Set>.cpp files. TOps must have internal linkage: then so has everything
-// here, and no copy built for a newer processor can replace one that every processor must run. For the same
-// reason nothing here uses an inline function of another header.
+// Included only by the FilterKernel<Set>.cpp files. TOps must have internal linkage. Everything here then has
+// it too, and the linker cannot replace a copy that every processor can run by one built for a newer
+// processor. For the same reason nothing here uses an inline function of another header.
 //
 // TOps gives Vec (kLanes of 32 bits) and, lane by lane: Load, Store, Set, And, Or, Add, Less (all bits or
 // none), ShiftLeft16, ShiftRight<n> (arithmetic), Gather (table entries by index), MulAddPairs (the product
@@ -30,8 +30,8 @@ void BuildPhaseWing(const int32_t* pPhases, int h, int nFractionMask, int nTaps,
         TOps::Store(pRow + i, RowEntries<TOps>(TOps::Load(pWing + i), multiplier));
 }
 
-// A wing at any table step: h belongs to its first entry and grows by hStep. Entries from hLimit on, which is
-// where the table ends for this wing, meet nothing.
+// A wing at any table step: h is the position of its first entry and grows by hStep. At hLimit the table ends
+// for this wing; row entries from there on are 0.
 template <class TOps>
 void BuildWing(const FilterRowShape& shape, int h, int hStep, int hLimit, int nTaps, int32_t* pRow) {
     auto places = TOps::Add(TOps::Set(h), TOps::Ramp(hStep));
@@ -54,7 +54,7 @@ void BuildRow(const FilterRowShape& shape, int nPhase, int32_t* pRow) {
         BuildPhaseWing<TOps>(shape.pRightPhases, hRight, shape.nFractionMask, shape.nRightTaps,
                              pRow + shape.nLeftTaps);
     } else {
-        // The left wing lies backwards. The right one stops an entry earlier, deliberately.
+        // The left wing is stored backwards. The right one stops an entry earlier, deliberately.
         const int hFarthest = hLeft + (shape.nLeftTaps - 1) * shape.nTableStep;
         BuildWing<TOps>(shape, hFarthest, -shape.nTableStep, shape.nEntries << 7, shape.nLeftTaps, pRow);
         BuildWing<TOps>(shape, hRight, shape.nTableStep, (shape.nEntries - 1) << 7, shape.nRightTaps,
@@ -96,7 +96,7 @@ void SumBlock(const FilterBlock& block) {
     int nPhase = block.nPhase;
     int nOffset = 0;
     for (int n = 0; n < block.nFrames; ++n) {
-        if (nPhase != nRowPhase) BuildRow<TOps>(block.row, nPhase, arRow);  // whole ratios keep one phase
+        if (nPhase != nRowPhase) BuildRow<TOps>(block.row, nPhase, arRow);  // a whole ratio keeps one phase
         nRowPhase = nPhase;
         SumFrame<TOps, kBits, kChannels>(arRow, nTaps, block, nOffset, n);
         nPhase += block.nStep;

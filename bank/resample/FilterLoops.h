@@ -92,7 +92,7 @@ public:
 private:
     int Taps() const { return m_block.row.nLeftTaps + m_block.row.nRightTaps; }
 
-    // Output frames until the window is used up; at least one, for a row is at most half a window.
+    // The output frames until the window is used up; at least one, because a row is at most half a window.
     int FramesOfBlock(int64_t nLeft) const {
         const int64_t nRoom = int64_t{kWindowFrames - Taps()} << 15;
         const int64_t nFrames = (nRoom - m_state.nPhase) / m_state.nStep + 1;

@@ -1,6 +1,6 @@
 // FilterTables.h - the low-pass impulse responses of the filter kernels.
-// Each table is the right half of a symmetric windowed sinc, 256 entries per source frame from its centre
-// on, in 1/32768; a difference table holds next entry less entry, its last entry is 0.
+// Each table is the right half of a symmetric windowed sinc, 256 entries per source frame from its centre on,
+// in 1/32768. An entry of a difference table is the next entry minus this one; its last entry is 0.
 #pragma once
 
 #include <cstdint>

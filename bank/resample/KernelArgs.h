@@ -4,7 +4,7 @@
 namespace Kestrova {
 
 // The state of one conversion, shared by the resampler and its kernels; the order of the fields is fixed.
-// Owner: none; the wave and the destination belong to whoever asked for the conversion.
+// Owner: none; the wave and the destination belong to the caller of the conversion.
 // The wave lies in [pSource, pSourceEnd). Kernels read at most kGuardFrames outside it; what lies farther
 // away counts as silence. With a null pSourceEnd a kernel reads as far as its filter reaches.
 struct _Args {

@@ -50,7 +50,7 @@ private:
     Wing m_arRight[kPhases + 1]{};
 };
 
-// Table entries that a wing visits at most, as 1/128 entries in steps.
+// The most row entries that a wing needs at a table step, rounded up to whole vectors.
 int MostTaps(int nEntries, int nTableStep) { return RoundUpToUnit(((nEntries << 7) - 1) / nTableStep + 1); }
 
 template <class TTable>

@@ -5,8 +5,8 @@
 
 namespace Kestrova {
 
-// The parts of a row's shape that a conversion fixes. Takes time only when a filter is first used; the tables
-// are shared and constant from then on. Any thread.
+// The row shape that one conversion uses. Only the first use of a filter takes time; the tables are shared
+// and constant from then on. Any thread.
 //   nTableStep: 1..32768
 // Returns a shape of more than kMaxRowTaps taps when the step is too small for rows.
 FilterRowShape MakeRowShape(bool bLargeTable, bool bInterpolate, int nTableStep);

@@ -12,7 +12,7 @@
 
 namespace Kestrova {
 
-// More frames than any memory holds; keeps sums of hostile counts within 64 bits.
+// More frames than any memory holds; this limit keeps sums of hostile counts within 64 bits.
 inline constexpr int64_t kMostFrames = int64_t{1} << 44;
 
 // a + (b - a) * f >> 15 between neighbouring frames. Lies between both, so clamping never changes it.
@@ -55,8 +55,8 @@ int CubicSample(const char* pSample, int nPhase) {
     return y0 + CubicScale<TFormat>(nCurve, nPhase);
 }
 
-// A method says how one sample is made, whether the loop still runs with the position exactly at the source
-// end, and how far the write position goes on per frame.
+// A method tells how one sample is made, whether the loop still runs when the position is exactly at the
+// source end, and how far the write position advances per frame.
 template <class TFormat>
 struct LinearMethod {
     using Format = TFormat;
@@ -96,8 +96,8 @@ inline int64_t FramesComputed(int64_t nSourceFrames, int nStep, bool bRunsAtEnd)
     return nPositions <= 0 ? 0 : (nPositions * 32768 + nStep - 1) / nStep;
 }
 
-// The destination's frames and what becomes of those computed: all that find a place are stored, the count
-// of the others still tells how far the write position went.
+// The frames of the destination. Computed frames are stored as long as there is room. The others are only
+// counted, which tells how far the write position went.
 class Destination {
 public:
     Destination(int64_t nFrames, int nFrameBytes, int nAdvance)
@@ -111,7 +111,7 @@ public:
     }
     int64_t Produced(int64_t nComputed) const { return std::min(nComputed, m_nFrames); }
 
-    // Silence behind the last frame of a conversion that made some, but not all.
+    // Clears what is behind the last frame, when a conversion made some frames but not all.
     void ClearTail(char* pDestination, int64_t nComputed) const {
         if (nComputed < 1) return;
         const int64_t nWritten = nComputed * m_nAdvance;
@@ -125,7 +125,7 @@ private:
     int m_nAdvance;
 };
 
-// One place in the wave: the current frame and, in the state, the phase behind it.
+// One place in the wave: the current frame, and in the state the phase behind that frame.
 struct Cursor {
     char* pFrame;
     _Args state;  // a copy of its own, so that the phase can live in a register
@@ -155,7 +155,8 @@ int64_t RunLoop(const TMethod& method, _Args& state, int64_t nSourceFrames, int6
     Cursor cursor{state.pSource, state};
     for (int64_t n = destination.Stored(nComputed); n > 0; --n) {
         StoreFrame(method, cursor, pOut);
-        // A 24-bit sample goes out as four bytes; the fourth is seen where the next frame leaves a gap.
+        // A 24-bit sample is written as four bytes; the fourth stays
+        // visible where the next frame leaves a gap.
         if constexpr (TMethod::kAdvance > Format::kFrameBytes)
             if (pEnd - pOut > Format::kFrameBytes) pOut[Format::kFrameBytes] = 0;
         pOut += TMethod::kAdvance;

@@ -124,8 +124,8 @@ ImportOutcome SoundFont::ReadTexts() {
     return outcome.IsDone() ? ReadText(FontChunk::Copyright, m_strCopyright) : outcome;
 }
 
-// The low bytes of 24-bit frames are taken only where version and size are exactly as they must be: with low
-// bytes of other frames the waves would be noise.
+// The low bytes of 24-bit frames are used only when version and size are exactly right: if they belonged to
+// other frames, the waves would be noise.
 ImportOutcome SoundFont::FindWaves() {
     if (!m_chunks[FontChunk::Wave16]) return Refused("it has no waves");
     m_nFrames = m_chunks[FontChunk::Wave16]->nSize / 2;
@@ -142,7 +142,7 @@ ImportOutcome SoundFont::FindWaves() {
     return {};
 }
 
-// Whole rows, the terminal one among them.
+// Reads a table of whole rows, the terminal row included.
 ImportOutcome SoundFont::ReadTable(FontChunk chunk, size_t nRowBytes, std::vector<uint8_t>& rows) {
     const std::optional<ChunkBody>& body = m_chunks[chunk];
     if (!body) return Refused("it has no chunk " + Quoted(chunk));
@@ -154,7 +154,8 @@ ImportOutcome SoundFont::ReadTable(FontChunk chunk, size_t nRowBytes, std::vecto
     return ReadAt(body->pos, rows.data(), rows.size());
 }
 
-// Modulators are only counted. Some programs write a font that has none without even the terminal record.
+// Modulators are only counted. Some programs leave out even the
+// terminal record when a font has no modulators.
 ImportOutcome SoundFont::ReadModulators(FontChunk chunk, size_t& nModulators) {
     if (m_chunks[chunk] && m_chunks[chunk]->nSize == 0) {
         m_notes.push_back("its chunk " + Quoted(chunk) + " is empty, without even the terminal record");

@@ -51,10 +51,11 @@ struct FontSample {
     uint16_t nType = 0;
 };
 
-// One open file. The lists are without the terminal record that ends each table of the file. Zones and
-// generators lie within their tables and belong to one owner each; which numbers they hold is not judged
-// here. Threads: Open once; then any thread may read. Owner:   owns all lists; spans into them live as long
-// as the object. Errors:  outcomes; nothing is thrown.
+// One open file. The lists do not have the terminal record that ends each table of the file. Zones and
+// generators lie within their tables and belong to one owner each; the numbers in them are not checked here.
+// Threads: Open once; then any thread may read.
+// Owner:   owns all lists; spans into them live as long as the object.
+// Errors:  outcomes; nothing is thrown.
 class SoundFont {
 public:
     SoundFont() = default;
@@ -65,7 +66,7 @@ public:
     ImportOutcome Open(const std::string& strPath);
     // Why the font's 24-bit part is not used; empty when it is, or there is none.
     const std::string& GetWarning() const { return m_strWarning; }
-    // What the format forbids and is taken all the same, without loss; a sentence each.
+    // What the format forbids but is accepted without loss; one sentence each.
     const std::vector<std::string>& GetNotes() const { return m_notes; }
 
     const std::string& GetName() const { return m_strName; }

@@ -1,5 +1,5 @@
-// SoundFontChunks.h - where the RIFF chunks of a SoundFont file lie. What they hold is not looked at here,
-// but for the names of lists.
+// SoundFontChunks.h - where the RIFF chunks of a SoundFont file lie. Their contents are not
+// read here, except for the names of lists.
 #pragma once
 
 #include <array>
@@ -11,7 +11,7 @@
 
 namespace Kestrova {
 
-// The chunks that an import looks at; all others are passed over.
+// The chunks that an import uses; all others are ignored.
 enum class FontChunk {
     Version,
     Name,
@@ -36,15 +36,16 @@ struct ChunkBody {
     uint64_t nSize = 0;
 };
 
-// The places of the chunks. Sizes are checked as they are read: each chunk lies within its list, each list
-// within the file's RIFF chunk, and that within the file. Nothing is read or allocated by a declared size.
+// The places of the chunks. Sizes are checked as they are read: each chunk lies within its
+// list, each list within the file's RIFF chunk, and that within the file. A declared size
+// alone never makes anything read or allocated.
 class SoundFontChunks {
 public:
     // Walks the file's chunks. The outcome says why it is no SoundFont file, or not a whole one.
     ImportOutcome Find(CXFile& file);
 
-    // Some programs count the header of the RIFF chunk, 8 bytes, in its size. Such a size counts as the
-    // file's end.
+    // Some programs count the header of the RIFF chunk, 8 bytes, in its size.
+    // Such a size is taken as the end of the file.
     bool IsHeaderCounted() const { return m_bHeaderCounted; }
 
     const std::optional<ChunkBody>& operator[](FontChunk chunk) const {

@@ -125,8 +125,8 @@ std::vector<FontVoice> SoundFontPlanner::VoicesOf(const MergedZone& presetZone,
     return voices;
 }
 
-// Each voice, or pair of voices, becomes a layer of the region of its range; a pair stands where its left
-// half stood.
+// Each voice, or pair of voices, becomes a layer of the region with its range.
+// A pair is placed where its left half was.
 void SoundFontPlanner::AddVoices(const std::vector<FontVoice>& voices, const std::string& strInstrument,
                                  Regions& regions) {
     std::vector<const FontVoice*> rights(voices.size());

@@ -30,21 +30,21 @@ struct SoundFontPlan {
 
 using PresetNumber = std::pair<uint16_t, uint16_t>;  // bank and program
 
-// Good for one plan. Programs come by bank and number, regions by their ranges, each named after the first
-// instrument that sounds in it, and waves in the order of their first use. A wave is planned once for each
-// use with other frames, tune or loop.
+// Makes one plan. Programs are sorted by bank and number, and regions by their ranges; each region has the
+// name of the first instrument that sounds in it. Waves are in the order of their first use. A wave is
+// planned once more for each use with other frames, tune or loop.
 class SoundFontPlanner {
 public:
-    // The most pairs of a preset's zone and a zone of its instrument that a font may have, each of which can
-    // give a region and a layer. A font with more is refused; real fonts have a hundredth of it.
+    // The most pairs of a preset's zone and a zone of its instrument that a font may have. Each pair can give
+    // a region and a layer. A font with more is refused; real fonts have about a hundredth of this.
     static constexpr uint64_t kMostZonePairs = 4000000;
 
-    // Both outlive the planner. Everything repaired, dropped, joined, copied or left out is noted in the
-    // report, and so is what the font itself tells of its state.
+    // Both must outlive the planner. Everything repaired, dropped, joined, copied or left out is noted in the
+    // report, and so are the font's own notes.
     SoundFontPlanner(const SoundFont& font, ImportReport& report);
 
-    // All presets, or those of the numbers given. Of presets with one number the first in the file counts.
-    // A plan without waves is a good one: the font has no preset that plays a sample.
+    // Plans all presets, or those with the numbers given. When several presets have one number, the first in
+    // the file counts. A plan without waves is valid: no preset of the font plays a sample then.
     ImportOutcome Make(const std::set<PresetNumber>& chosen, SoundFontPlan& plan,
                        const ImportWatch& watch = {});
 

@@ -33,15 +33,15 @@ int FloorDivide(int n, int nDivisor) { return n / nDivisor - (n % nDivisor < 0 ?
 
 bool IsOneKey(const MidiRange& keys) { return keys.nLow == keys.nHigh; }
 
-// The pitch, in cents, at which the wave plays unchanged, for a record whose keys are 100 cents apart. In a
-// range of one key the font's own distance between keys and a fixed key number are expressed exactly.
+// The pitch, in cents, at which the wave plays unchanged, for a record whose keys are 100 cents apart. When
+// the range is one key, the font's own distance between keys and a fixed key number are exact.
 int UnchangedPitch(const MidiRange& keys, int nRoot, int nTune, const GenValues& values) {
     if (!IsOneKey(keys)) return nRoot * kCentsPerKey - nTune;
     const int nKey = values[kGenKey] >= 0 ? values[kGenKey] : keys.nLow;
     return keys.nLow * kCentsPerKey - (nKey - nRoot) * values[kGenScaleTuning] - nTune;
 }
 
-// The values that neither ranges nor waves nor tuning hold; the others at their defaults.
+// The values that ranges, waves and tuning cannot express; all others are at their defaults.
 GenValues LeftOutOf(const GenValues& values, const MidiRange& keys) {
     GenValues leftOut{};
     for (size_t n = 0; n < kGenCount; ++n) {

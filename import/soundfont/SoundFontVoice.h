@@ -1,5 +1,5 @@
-// SoundFontVoice.h - one sample as it sounds in one range, in a bank's terms: frames, root key, tune and
-// loop.
+// SoundFontVoice.h - one sample as it sounds in one range, in the terms of
+// a bank: frames, root key, tune and loop.
 #pragma once
 
 #include <compare>
@@ -27,14 +27,14 @@ struct FontVoice {
     PlayRange range;  // where both sound
     WavePart part;
     WaveTune tune;
-    // The values that no record expresses, but for pan; those that a record expresses are at their defaults.
+    // The values, except pan, that no record can express; all others are at their defaults.
     GenValues leftOut{};
     int32_t nPan = 0;            // -500 left to 500 right
     bool bUntilRelease = false;  // the font leaves the loop when the key is released; a bank cannot
     uint32_t nModulators = 0;
 };
 
-// Rules, each in one place:
+// The rules:
 // - Offsets move the ends of the wave and of its loop. A wave that reaches beyond the file's wave data is cut
 //   (repaired); one without frames is dropped. A loop is cut to its wave (repaired); one without frames is
 //   dropped, and the voice sounds without it.
@@ -47,10 +47,10 @@ struct FontVoice {
 // - ROM waves, and sample types that are no combination of mono, right, left and linked, are dropped.
 class VoiceMaker {
 public:
-    // Both outlive the object. What is repaired or dropped is noted in the report.
+    // Both must outlive the object. What is repaired or dropped is noted in the report.
     VoiceMaker(const SoundFont& font, ImportReport& report);
 
-    // REQUIRES: nSample is one of the font's. None: the voice is dropped.
+    // REQUIRES: nSample is the index of a sample of the font. The answer is empty when the voice is dropped.
     std::optional<FontVoice> Make(const PlayRange& range, uint32_t nSample, const GenValues& values);
 
 private:

@@ -22,7 +22,7 @@ struct FontWave {
 
 class SoundFontWaves : public IWaveReader {
 public:
-    // Both outlive the object.
+    // Both must outlive the object.
     SoundFontWaves(const SoundFont& font, const std::vector<FontWave>& waves)
         : m_font(font), m_waves(waves) {}
 

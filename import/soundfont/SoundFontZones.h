@@ -36,9 +36,9 @@ enum FontGen : uint16_t {
     kGenCount = 61
 };
 
-// What an import does with a generator: what it is for, where no record of a bank expresses it.
+// What an import does with a generator. For one that no record of a bank can express, it tells the purpose.
 enum class GenUse : uint8_t {
-    Unused,   // means nothing; whatever it holds is passed over
+    Unused,   // has no meaning; its value is ignored
     Carried,  // reaches the bank: as a range, in a wave or in its tuning
     // Left out:
     Oscillator,
@@ -51,7 +51,7 @@ enum class GenUse : uint8_t {
     Attenuation,
     ScaleTuning,
     ExclusiveClass,
-    // Left out too, and no generator of their own:
+    // Left out too, but without a generator of their own:
     ReleaseLoop,  // a loop that is left when the key is released
     Modulator,
     Count
@@ -75,7 +75,7 @@ const GenInfo& InfoOf(size_t nGen);
 // A value of every generator.
 using GenValues = std::array<int32_t, kGenCount>;
 
-// One zone with what it takes from its list's global zone.
+// One zone with the values it takes from the global zone of its list.
 struct MergedZone {
     PlayRange range;
     uint32_t nTarget = 0;  // the sample of an instrument's zone, the instrument of a preset's
@@ -89,9 +89,9 @@ struct MergedZones {
     uint32_t nCutRanges = 0;      // ranges that reached beyond 127 and were cut
 };
 
-// Merges a list of zones. The first zone is the list's global one when it names no target; what a later one
-// sets replaces what the global zone set. A generator given twice counts as given last; those behind the
-// target are passed over. Ranges may stand anywhere in front of it.
+// Merges a list of zones. The first zone is the global one of the list when it names no target; what a later
+// zone sets replaces what the global zone set. When a generator is given twice, the last one counts;
+// generators behind the target are ignored. Ranges may stand anywhere in front of it.
 MergedZones MergeInstrumentZones(std::span<const FontZone> zones);
 MergedZones MergePresetZones(std::span<const FontZone> zones);
 

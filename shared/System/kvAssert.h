@@ -1,5 +1,5 @@
-// kvAssert.h - the one report of a broken promise inside the program.
-// Always on, in release builds too: bad input is refused with a value, only our own mistakes end here.
+// kvAssert.h - the one way to report a broken assumption inside the program. It is always on, also in release
+// builds: bad input gets an error value, and only our own mistakes end here.
 #pragma once
 
 namespace Kestrova {

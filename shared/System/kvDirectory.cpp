@@ -18,7 +18,7 @@ struct CloseDir {
     void operator()(DIR* pDir) const { closedir(pDir); }
 };
 
-// Null at the end, with errno 0, and when the folder cannot be read on, with its error.
+// The next entry; null with errno 0 at the end, and null with the error when the folder cannot be read on.
 const dirent* NextEntry(DIR* pDir) {
     errno = 0;
     return readdir(pDir);
@@ -26,7 +26,7 @@ const dirent* NextEntry(DIR* pDir) {
 
 bool IsDots(const char* pszName) { return std::strcmp(pszName, ".") == 0 || std::strcmp(pszName, "..") == 0; }
 
-// The folder part of a unified path as an absolute path that ends in "/"; empty when it leads nowhere.
+// The folder part of a unified path as an absolute path that ends in "/"; empty when there is no such folder.
 std::string AbsoluteFolder(const char* pszPath) {
     const char* pszSlash = std::strrchr(pszPath, '/');
     FSRef ref;
@@ -37,7 +37,8 @@ std::string AbsoluteFolder(const char* pszPath) {
     return strFolder;
 }
 
-// The flags of an entry whose own status is given. A link that leads nowhere is an entry like any other.
+// The flags of an entry, whose own status is given. A link that leads
+// nowhere is treated like any other entry.
 uint32_t FlagsOf(const char* pszPath, const struct stat& own) {
     struct stat end;
     if (S_ISDIR(own.st_mode)) return kDirObjFolder;

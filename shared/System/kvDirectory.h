@@ -19,12 +19,12 @@ inline constexpr uint32_t kDirObjAliasOfFolder = kDirObjIsFolder;
 struct tagDirObjInfo {
     uint32_t nFlags = 0;
     uint32_t nReserved = 0;  // always 0
-    String strPath;          // absolute and whole; of a link its own, not that of its end
+    String strPath;          // absolute; of a link its own path, not that of its target
 };
 
 // Yields the entries of a folder in the byte order of their names; "." and ".." are left out.
-// One object serves one thread. The names are those at the time of Open; entries that have gone since are
-// passed over.
+// One object serves one thread. The names are those at the time of Open; entries
+// that have been removed since are left out.
 class Directory {
 public:
     // true accepts the entry. pUser is the value given to Open.
@@ -34,7 +34,7 @@ public:
     // one before. A null filter accepts everything. false when the folder cannot be read.
     bool Open(const char* pszPath, Filter pfnFilter, void* pUser);
 
-    // Goes to the next accepted entry and copies it to pInfo (null: it is passed over unseen).
+    // Goes to the next accepted entry and copies it to pInfo, unless that is null.
     // false at the end of the folder or when not open.
     bool GetObject(tagDirObjInfo* pInfo);
 

@@ -1,4 +1,4 @@
-// kvFifoList.h - a doubly linked list that owns its items, and the line of text it is made of.
+// kvFifoList.h - a doubly linked list that owns its items, and the item that holds one line of text.
 #pragma once
 
 #include "shared/System/kvAssert.h"
@@ -72,7 +72,8 @@ public:
 private:
     static constexpr char kSourceUnit[] = "shared/System/kvFifoList";
 
-    // What points forwards at the node behind pPrevious, and backwards at the one before pNext.
+    // The pointer to the node behind pPrevious (or the head), and the
+    // pointer to the node before pNext (or the tail).
     T*& LinkBehind(T* pPrevious) { return pPrevious != nullptr ? pPrevious->m_pNext : m_pHead; }
     T*& LinkBefore(T* pNext) { return pNext != nullptr ? pNext->m_pPrevious : m_pTail; }
 

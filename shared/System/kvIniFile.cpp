@@ -41,16 +41,16 @@ bool IsRegular(int nFile, struct stat& facts) {
     return nFile >= 0 && fstat(nFile, &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
-// A user who may not write to the file may not replace it either, even where the folder allows it. A file
-// that went away meanwhile is made again.
+// A user without the right to write to the file must not replace it either, even where the folder allows it.
+// A file that was removed meanwhile is made again.
 bool MayWrite(const String& strPath) {
     const FileDescriptor old(open(strPath, O_WRONLY | O_CREAT | O_NOFOLLOW | kSafeFlags, 0666));
     struct stat facts;
     return IsRegular(old, facts);
 }
 
-// Whether it is the place of the file that takes no other one: a folder that may not be written to, or a file
-// that is mounted there by itself.
+// Whether the file cannot be replaced because of its place: its folder may not be
+// written to, or the file is a mount of its own.
 bool IsKeptFromReplacing(int nError) { return nError == EACCES || nError == EBUSY || nError == EXDEV; }
 
 std::string_view Trimmed(std::string_view text) {
@@ -107,7 +107,7 @@ LineIterator FindPair(LineIterator body, std::string_view key) {
     return nullptr;
 }
 
-// Whether a line would be read from the file again as this pair.
+// Whether a line, when it is read from the file again, gives this pair.
 bool ReadsAs(const std::string& strLine, const Pair& wanted) {
     if (strLine.size() >= kMaxPiece || strLine.find_first_of("\r\n") != std::string::npos) return false;
     if (HeaderName(strLine).has_value()) return false;

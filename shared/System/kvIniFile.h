@@ -35,8 +35,8 @@ public:
     // Closes the open file, then reads all lines of another.
     //   pszPath: null for the path given before. A symbolic link stands for the file it leads to.
     //   pszMode: as the C library's fopen takes it; "a+" makes a missing file, "w" empties the file. In every
-    //            mode the lines are read ("a" needs a readable file) and changes are written back: what a
-    //            caller sets he wants kept, so "r" only says that the file must be there.
+    //            mode the lines are read ("a" needs a readable file) and changes are written back, because
+    //            a caller wants to keep what it sets; "r" only says that the file must exist.
     // 1, or 0 with the object closed: no such mode or file, not a regular file, more than 4 MiB, unreadable.
     int Open(const char* pszPath, const char* pszMode);
 
@@ -56,8 +56,8 @@ public:
     // is null or empty, a body line equals it exactly, or a line end in it would make it two lines.
     void SetItem(const char* pszSection, const char* pszItem);
 
-    // Takes out the first body line that equals the item exactly. Deliberately adds a missing section, as
-    // SetItem does.
+    // Removes the first body line that equals the item exactly. Deliberately
+    // adds a missing section, as SetItem does.
     void RemoveItem(const char* pszSection, const char* pszItem);
 
     // The value of the section's first pair with this key. 1 if found, else 0 and the value is empty.

@@ -30,7 +30,7 @@ std::string TimeText() {
     return strTime.substr(0, strTime.find('\n'));
 }
 
-// Takes a last conversion away that lost its end when the format was cut.
+// Removes a conversion at the end that is incomplete because the format was cut.
 void DropBrokenConversion(char* pszFormat) {
     static constexpr char kBeforeConversion[] = "-+ #0'*.123456789$hlLqjzt";
     for (char* pch = pszFormat; (pch = std::strchr(pch, '%')) != nullptr; ++pch) {

@@ -19,7 +19,7 @@ enum LogFlags : unsigned {
 // Owner:   owns its file and its copy of the title.
 // Threads: messages from any thread, with no lock: each is one write of at most 258 characters, so that
 //          two do not mix. Opening and closing while no other thread uses the log.
-// Errors:  none are told; a log that cannot be opened goes to standard output.
+// Errors:  none are reported; a log that cannot be opened goes to standard output.
 class LogFile {
 public:
     // The title of a log that was given none: empty.
@@ -35,8 +35,9 @@ public:
     // tells title and time.
     //   pszTitle:    null or empty for szDefTitle
     //   pszFileName: null for no name, a file that cannot be opened
-    // Anything that cannot be opened or is locked by another process, and below "/tmp/" a symbolic link or
-    // what is no regular file, makes standard output the log, deliberately, so that messages are still seen.
+    // Deliberately, standard output becomes the log, so that messages are still seen, when
+    // the file cannot be opened or is locked by another process, or when a file below "/tmp/"
+    // is a symbolic link or not a regular file.
     void openLog(const char* pszTitle, unsigned nFlags, const char* pszFileName);
     // Writes the time to the file, closes it and forgets the title.
     void closeLog();

@@ -41,8 +41,8 @@ public:
     static String GetAppSubfolderAnyVersion();  // "Kestrova/<name>/"; without a name "Kestrova/"
     static String GetAppSubfolder();            // the same and "<version>/", unless the version is empty
 
-    // The base folder of a type in unified form, ending in "/" and made when missing; empty when there is
-    // none.
+    // The base folder of a type in unified form, ending in "/" and made when
+    // missing; empty when there is no such folder.
     static String GetPath(int nType);
     // The base folder and each non-empty component of the sub-path, with "/" after each; nothing below the
     // base folder is made. Empty when the base folder is.
@@ -74,7 +74,7 @@ public:
     static FSSpec GetLocation() { return sModLocation; }
     static void SetLocation(const FSSpec& spec) { sModLocation = spec; }
 
-    // What stands for a bundle here: the absolute path of the program's own file.
+    // The absolute path of the program's own file, which takes the place of a bundle here.
     static String getMainBundle();
 
 private:

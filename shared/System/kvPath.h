@@ -39,8 +39,8 @@ struct FSSpec {
     String strName;
 };
 
-// Find the object a path leads to. 0; -50 for a null path; else the negative errno, and the reference is
-// unchanged.
+// Find the object that a path leads to. 0; -50 for a null path; else the
+// negative errno, with the reference unchanged.
 int FullPathMakeFSRef(const char* pszPath, FSRef& ref);
 int FullPathMakeFSSpec(const char* pszPath, FSSpec& spec);
 

@@ -83,7 +83,7 @@ bool MakeMissingFolders(const char* pszPath, mode_t nMode) {
     const String strPath = String(pszPath) + '/';
     for (int nSlash = strPath.Find('/', 1); nSlash >= 0; nSlash = strPath.Find('/', nSlash + 1)) {
         const String strFolder = strPath.Left(nSlash);
-        // Asked first: for a folder that is there, mkdir may fail with something else than EEXIST.
+        // Checked first: when the folder exists, mkdir may fail with another error than EEXIST.
         if (!IsFolder(strFolder) && mkdir(strFolder, nMode) != 0 && errno != EEXIST) return false;
     }
     return IsFolder(strPath);

@@ -17,8 +17,8 @@ String GetUserDataFolder();
 // when missing; empty when there is no such folder after all.
 String GetLocalDataFolder();
 
-// Settings of this user: $XDG_CONFIG_HOME, else ".config" in the home folder. Not made; empty when the user
-// has no home.
+// Settings of this user: $XDG_CONFIG_HOME, else ".config" in the home folder. Not
+// made. Empty when the user has no home folder.
 String GetUserConfigFolder();
 // Settings of all users. Not made.
 String GetLocalConfigFolder();
@@ -26,9 +26,9 @@ String GetLocalConfigFolder();
 // $HOME, else the home folder the user database knows; empty when neither is an absolute path.
 String GetHomeFolder();
 
-// The absolute path of the running program's file, free of links; empty when the system does not tell. Where
-// no /proc is mounted, a program started by a relative path finds itself only in the working folder it began
-// in.
+// The absolute path of the running program's file, free of links; empty when the system does not tell.
+// Without /proc, a program that was started by a relative path is found only as long as the working folder is
+// the one in which it was started.
 String GetExecutablePath();
 
 // Makes the folders of an absolute path that are missing, with these permissions less the umask. Whether the

@@ -14,7 +14,7 @@ namespace Kestrova {
 // An entry is named by a path such as a/b/c: its first part is a key of the domain, each further part a key
 // in a dictionary inside; a part may be empty. A key given beside the entry (null or empty for none) is the
 // dictionary, or the path to it, that the entry's path begins in: entry "b/c" with key "a" is a/b/c.
-// Texts and keys are UTF-8. A text that is not comes back byte for byte all the same; such a key is refused.
+// Texts and keys are UTF-8. Other texts still come back byte for byte; other keys are refused.
 //
 // Nothing is kept between calls: a read sees what any process wrote last, a finished write is on the disk.
 // Threads: one object serves one thread; any number of objects, threads and processes may use a domain.
@@ -27,14 +27,15 @@ public:
     // Initializes when a domain is given.
     explicit Preferences(const char* pszDomain = nullptr, bool bAnyUser = false);
 
-    // Turns to another domain. Whether it can be used: it names a file and what there is can be read. A file
-    // that is damaged can be used and has no entries (kvPreferencesFile.h says what a write does with it).
+    // Switches to another domain. Returns whether it can be used: it names a file, and an
+    // existing file can be read. A damaged file can be used and has no entries
+    // (kvPreferencesFile.h says what a write does with it).
     bool Initialize(const char* pszDomain, bool bAnyUser);
 
-    // Whether each step is written to the log, as it is at first.
+    // Whether each step is written to the log. It is on at first.
     void SetTrace(bool bTrace) { m_bTrace = bTrace; }
 
-    // The stored value, or the default when there is none of this very kind: a boolean is no integer.
+    // The stored value, or the default when there is none of exactly this kind: a boolean is not an integer.
     int GetProfileInt(const char* pszEntry, const char* pszKey, int nDefault) const;
     bool GetProfileBool(const char* pszEntry, const char* pszKey, bool bDefault) const;
     String GetProfileString(const char* pszEntry, const char* pszKey, const char* pszDefault) const;

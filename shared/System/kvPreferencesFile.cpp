@@ -185,7 +185,7 @@ private:
 
 void Append(std::string& strJson, const PreferencesDictionary& entries, const std::string& strIndent);
 
-// Appends one value; what is inside it stands strIndent from the left.
+// Appends one value; its contents are indented by strIndent.
 struct ValueWriter {
     void operator()(const PreferencesOther& other) const { strJson += other.strJson; }
     void operator()(int n) const { strJson += std::to_string(n); }
@@ -225,7 +225,7 @@ void Append(std::string& strJson, const PreferencesDictionary& entries, const st
         strJson.append("\n").append(strIndent).append("}");
 }
 
-// What the file shall hold; nothing when a key is not UTF-8 or it would be too large.
+// The text for the file; nothing when a key is not UTF-8 or the text would be too large.
 std::optional<std::string> ToText(const PreferencesDictionary& entries) {
     try {
         std::string strText;

@@ -1,8 +1,8 @@
 // kvPreferencesFile.h - the entries of one preferences domain and the file that keeps them.
-// The file is JSON in UTF-8: an integer, a boolean, a text and a dictionary are what JSON has for them, a
+// The file is JSON in UTF-8. An integer, a boolean, a text and a dictionary are what JSON has for them; a
 // binary block is {"$binary": ["<hexadecimal digits>"]}. A text that is not UTF-8 is {"$text": [...]} in the
-// same way, so that its bytes come back as they went. The list tells both from a dictionary with such a key:
-// the store has no lists of its own.
+// same way, so that its bytes come back unchanged. The list marks both: the store itself has no lists, so no
+// dictionary of an entry can look like this.
 #pragma once
 
 #include <cstdint>
@@ -21,13 +21,13 @@ struct PreferencesValue;
 using PreferencesDictionary = std::map<std::string, PreferencesValue>;
 using PreferencesBinary = std::vector<uint8_t>;
 
-// A value somebody else put into the file (a fraction, a list, null, an integer of more than 32 bits), as
-// JSON without white space. It is of none of the store's kinds and is written back as it is.
+// A value that somebody else put into the file (a fraction, a list, null, an integer of more than 32 bits),
+// as JSON without white space. The store has no kind for it and writes it back unchanged.
 struct PreferencesOther {
     std::string strJson;
 };
 
-// One value. The index of what it holds numbers the kinds in the log.
+// One value. In the log, the index of its alternative is the number of its kind.
 struct PreferencesValue {
     std::variant<PreferencesOther, int, bool, std::string, PreferencesBinary,
                  std::unique_ptr<PreferencesDictionary>>
@@ -42,14 +42,14 @@ struct PreferencesValue {
 
 // Names the file by an absolute path; it is opened for each call and nothing of it is kept between them.
 // Threads: any; calls of other objects, threads and processes on the same file wait for each other by a lock
-//          on "<path>.lock", so that changes made at once are all kept. The file is replaced whole: a reader
-//          that cannot open the lock reads without and still sees one state.
-// Errors:  false. Only std::bad_alloc is thrown, the files being as before.
+//          on "<path>.lock", so that no change is lost. The file is always replaced as a whole: a reader that
+//          cannot open the lock reads without it and still gets one complete state.
+// Errors:  false. Only std::bad_alloc is thrown, and the files are then as before.
 class PreferencesFile {
 public:
-    // More of either is no file of ours.
+    // A file beyond either of these two limits is not ours.
     static constexpr size_t kMaxBytes = 16 << 20;
-    static constexpr size_t kMaxDepth = 128;  // containers in each other
+    static constexpr size_t kMaxDepth = 128;  // nested containers
     static constexpr int kMaxDamaged = 3;     // copies of damaged files that are kept
 
     // bShared: for all users, so what is made anew is readable by all (0755, 0644); otherwise for its owner
@@ -62,11 +62,12 @@ public:
 
     using Change = std::function<void(PreferencesDictionary&)>;
     // Reads all entries, changes them and replaces the file by one with the same permissions; where the path
-    // is a link, the file at its end. A damaged file stays beside it, named "<file>.damaged"; the second and
-    // the third are "<file>.damaged.2" and "<file>.damaged.3". The next one becomes the third: the oldest
-    // goes, and the others move up.
-    // false, with the file as it was, also when a damaged file cannot be kept so, a key is not UTF-8 or the
-    // entries would outgrow the limits; false too when the folder could not be brought to the disk after all.
+    // is a link, the file at its end. A damaged file is kept beside it, named "<file>.damaged"; the second
+    // and the third are "<file>.damaged.2" and "<file>.damaged.3". For one more, the oldest is removed, the
+    // others move up, and the new one becomes the third.
+    // false, with the file as it was, also when a damaged file cannot be kept, a key is not
+    // UTF-8 or the entries would exceed the limits. false too when the file was replaced but the
+    // folder could not be brought to the disk.
     bool Write(const Change& change) const;
 
 private:

@@ -78,7 +78,7 @@ bool OverwriteFile(const String& strPath, std::string_view content) {
     struct stat old;
     if (file < 0 || fstat(file, &old) != 0) return false;
     const size_t nOver = std::min(static_cast<size_t>(old.st_size), content.size());
-    // What needs more room comes first: while it can fail, all old bytes are still there.
+    // The part that makes the file longer is written first: while it can fail, all old bytes are still there.
     if (!WriteAllAt(file, old.st_size, content.substr(nOver)) || fsync(file) != 0) {
         const int nError = errno;
         [[maybe_unused]] const bool bCut = ftruncate(file, old.st_size) == 0;

@@ -1,5 +1,5 @@
-// kvSafeFile.h - small files read whole, and replaced so that a crash or a full disk leaves the old or the
-// new one.
+// kvSafeFile.h - small files: read as a whole, and replaced so that after a crash or on a full disk either
+// the old or the new one is there.
 #pragma once
 
 #include <sys/types.h>
@@ -24,15 +24,15 @@ private:
     const int m_nFile;
 };
 
-// Reads to the end of the file, though not far beyond nMaxBytes: a text that is longer then is no whole file.
-// false when a read fails. Throws std::bad_alloc.
+// Reads to the end of the file, but stops soon after nMaxBytes: a text longer than that may not be the whole
+// file. false when a read fails. Throws std::bad_alloc.
 bool ReadToEnd(int nFile, size_t nMaxBytes, std::string& strText);
 
 // The handle of a folder, to lock or sync it; -1 with errno set when it is none or cannot be opened.
 int OpenFolder(const char* pszFolder);
 
-// Waits until the disk has the names in an open folder. False with errno set; true on a file system that
-// knows no such thing.
+// Waits until the disk has the names in an open folder. False with errno set;
+// true on a file system that cannot do this.
 bool SyncFolder(int nFolder);
 
 // Puts a new file in the place of one, or of none, at an absolute path free of links. It has the permissions

@@ -179,12 +179,12 @@ StringData* String::GetData() const {
 std::string_view String::View() const { return {m_pchData, static_cast<size_t>(GetLength())}; }
 
 // Whether a text passed in lies among our characters, so that an edit would change it while it is read. An
-// empty text at our terminator does not: all empty texts share the empty representation.
+// empty text at our terminator does not count: all empty texts share the empty representation.
 bool String::Owns(const char* pch) const {
     return !std::less<>()(pch, m_pchData) && std::less<>()(pch, m_pchData + GetLength());
 }
 
-// Points this at a new block of nLen characters; the old one is the caller's to release.
+// Makes this String point to a new block of nLen characters; the caller must release the old block.
 void String::AllocBuffer(int64_t nLen) {
     KV_ASSERT(nLen <= INT_MAX - 1);
     StringData* const pData = nLen == 0 ? StringData::Nil_() : StringData::New(static_cast<int>(nLen));
@@ -273,7 +273,7 @@ char* String::GetBuffer(int nMinBufLength) {
 
 void String::ReleaseBuffer(int nNewLength) {
     CopyBeforeWrite();
-    if (nNewLength == -1)  // a terminator that was overwritten is not looked for outside the block
+    if (nNewLength == -1)  // an overwritten terminator is not searched for outside the block
         nNewLength = static_cast<int>(strnlen(m_pchData, static_cast<size_t>(GetAllocLength()) + 1));
     KV_ASSERT_TEXT(nNewLength >= 0 && nNewLength <= GetAllocLength(),
                    "nNewLength <= (int)(GetData()->nAllocLength)");

@@ -44,8 +44,8 @@ private:
     static constexpr char kSourceUnit[] = "shared/System/kvString";
 };
 
-// What the assertions on arguments ask: a text is valid when it is not null, a range of memory when it is
-// not null and its length is not negative. bWritable says what the caller wants and changes nothing here.
+// The checks for the assertions on arguments: a text is valid when it is not null, a range of memory when it
+// is not null and its length is not negative. bWritable says what the caller wants and changes nothing here.
 inline bool gIsValidString(const char* lpsz) { return lpsz != nullptr; }
 inline bool gIsValidAddress(const void* lp, int nBytes, [[maybe_unused]] bool bWritable) {
     return lp != nullptr && nBytes >= 0;
@@ -93,7 +93,7 @@ public:
     operator const char*() const { return m_pchData; }
     const char* c_str() const { return m_pchData; }
     explicit operator bool() const = delete;  // the pointer is never null: ask IsEmpty
-    // The header of the block this text lies in, for those who ask how it is shared.
+    // The header of the block this text lies in, for callers that need to know how it is shared.
     StringData* GetData() const;
 
     void Empty();  // gives the block up; a locked one is kept and only its text emptied
@@ -141,14 +141,14 @@ public:
     // or empty old text and an old text that does not occur give 0, nothing is copied. lpszNew may be null.
     int Replace(const char* lpszOld, const char* lpszNew);
     int Remove(char ch);  // the number removed
-    // Inserts before nIndex, clamped to the text, and returns the new length. An empty or null text copies
-    // nothing.
+    // Inserts before nIndex, clamped to the text, and returns the new
+    // length. An empty or null text copies nothing.
     int Insert(int nIndex, char ch);
     int Insert(int nIndex, const char* lpsz);
     // Removes nCount characters from nIndex (negative counts as 0); does nothing, copying nothing, when
     // nIndex >= length or nCount < 1. Deliberately returns the length before the deletion.
-    // REQUIRES: nCount <= length - nIndex. The count is deliberately not clamped; a larger one ends the
-    // process.
+    // REQUIRES: nCount <= length - nIndex. The count is deliberately
+    // not clamped; a larger one ends the process.
     int Delete(int nIndex, int nCount = 1);
     void TrimRight();  // isspace of the C library
     void TrimLeft();
@@ -174,8 +174,8 @@ public:
     char* GetBufferSetLength(int nNewLength);
     void FreeExtra();  // moves the text into a block of exactly its length
     // Locks the block: copies of this String copy the characters, they do not share. Deliberately a locked
-    // block counts as the empty representation: nothing ever frees it, also not assigning something that
-    // needs another block, and UnlockBuffer does not unlock it.
+    // block counts as the empty representation: nothing ever frees it, not even an assignment that needs
+    // another block, and UnlockBuffer does not unlock it.
     char* LockBuffer();
     void UnlockBuffer();
 

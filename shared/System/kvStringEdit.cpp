@@ -121,7 +121,7 @@ int String::Delete(int nIndex, int nCount) {
     const int nOldLength = GetLength();
     nIndex = std::max(nIndex, 0);
     if (nIndex >= nOldLength || nCount < 1) return nOldLength;
-    // Deliberately not clamped: to ask for more than there is, is a mistake of the caller.
+    // Deliberately not clamped: a count beyond the end is a mistake of the caller.
     KV_ASSERT_TEXT(nCount <= nOldLength - nIndex, "nIndex + nCount <= (int)(GetData()->nDataLength)");
     CutOut(nIndex, nCount);
     return nOldLength;
@@ -135,7 +135,8 @@ void String::CutOut(int nIndex, int nCount) {
     SetLength(nIndex + nTail);
 }
 
-// The trims. What goes is measured before the block is made private, because the set may lie in the old one.
+// The trims. The part to remove is measured before the block is made private,
+// because the set may lie in the old block.
 
 void String::TrimRight() {
     const std::string_view text = View();

@@ -131,7 +131,7 @@ private:
             Take<double>();
     }
 
-    // A text is looked at no farther than its precision: behind it there need not be a terminator.
+    // A text is read only up to its precision: behind that there may be no terminator.
     int64_t TakeTextLength(const Conversion& conversion) {
         const size_t nMost =
             static_cast<size_t>(conversion.nPrecision != 0 ? conversion.nPrecision : INT_MAX);
@@ -188,8 +188,8 @@ void String::FormatV(const char* lpszFormat, va_list argList) {
     Reserve(LengthEstimate(lpszFormat, &argListToMeasure).Total());
     va_end(argListToMeasure);
 
-    // The estimate can be too low, so the output is bounded by the room before it is asked whether it fitted.
-    // The empty representation has no room at all: its terminator is not to be written to.
+    // The estimate can be too low, so the output is limited to the room before the result is checked. The
+    // empty representation has no room at all: its terminator must not be written to.
     const size_t nRoom = GetAllocLength() == 0 ? 0 : static_cast<size_t>(GetAllocLength()) + 1;
     const int r = std::vsnprintf(m_pchData, nRoom, lpszFormat, argList);
     KV_ASSERT(r <= GetAllocLength());

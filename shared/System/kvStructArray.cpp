@@ -9,7 +9,7 @@ namespace Kestrova {
 
 namespace {
 
-// Records are handled as bytes; this is the way back.
+// Records are handled as bytes; this turns bytes into a record again.
 StructElem* AsElem(void* pRecord) { return static_cast<StructElem*>(pRecord); }
 
 }  // namespace
@@ -62,7 +62,7 @@ bool CStructArray::Delete(unsigned long nIndex, unsigned long nCount) {
     if (nIndex > m_nCount || nCount > m_nCount - nIndex) return false;
     for (unsigned long i = 0; i < nCount; ++i) ClearRecord(BytesAt(nIndex + i));
     MoveRecords(nIndex, nIndex + nCount, m_nCount - nIndex - nCount);
-    // The records are gone either way: when the system cannot give a smaller block, the large one serves.
+    // The records are gone in any case: when the system cannot give a smaller block, the large one is kept.
     if (!Realloc(m_nCount - nCount)) m_nCount -= nCount;
     return true;
 }
@@ -76,8 +76,8 @@ void CStructArray::PutElementTo(StructElem* pDst, StructElem* pSrc) {
 
 void CStructArray::Clear() { Delete(0, m_nCount); }
 
-// A record that Realloc added and nobody filled owns nothing. It is no object yet: its first bytes are still
-// zero.
+// A record that Realloc added and nobody filled owns nothing. It is not an
+// object yet: its first bytes are still zero.
 void CStructArray::ClearRecord(unsigned char* pchRecord) const {
     static constexpr unsigned char kBlank[sizeof(StructElem)] = {};
     if (std::memcmp(pchRecord, kBlank, std::min<unsigned long>(m_nElemSize, sizeof kBlank)) != 0)

@@ -1,10 +1,10 @@
 // kvStructArray.h - a growable array of records of one size that own things.
-// Records move as raw bytes; who owns what they own is settled by Clear and Spoil, never by destructors.
+// Records move as raw bytes. Clear and Spoil, never destructors, decide who owns what a record owns.
 #pragma once
 
 namespace Kestrova {
 
-// Base of the records. A record must bear being moved as bytes: it may hold no pointer into itself.
+// Base of the records. It must be possible to move a record as bytes: it may not hold a pointer into itself.
 class StructElem {
 public:
     // Releases what the record owns.
@@ -31,8 +31,8 @@ public:
     // something is put there: it must not be used before.
     StructElem* GetAt(unsigned long nIndex) const;
 
-    // Sets the count; the capacity becomes nGrowBy * ceiling(nCount / nGrowBy), and only when it changes is
-    // the memory allocated anew. 0 frees it. Records cut off are not cleared. false without memory.
+    // Sets the count. The capacity becomes nGrowBy * ceiling(nCount / nGrowBy); memory is allocated again
+    // only when the capacity changes. 0 frees it. Records cut off are not cleared. false without memory.
     bool Realloc(unsigned long nCount);
 
     // Moves nCount records, one after the other at pElems and not in this array, to before nIndex and calls

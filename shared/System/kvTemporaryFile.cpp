@@ -24,8 +24,8 @@ int OpenToLook(const std::string& strPath) {
     return open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
-// Takes the lock. A failure does not matter: without locks the file is made all the same, and whoever looks
-// for files that were left goes by their age.
+// Takes the lock. A failure does not matter: without locks the file is made all the same, and a search for
+// files that were left goes by their age.
 void Lock(int nFile, int nKind) {
     while (flock(nFile, nKind) != 0 && errno == EINTR) {
     }
@@ -38,7 +38,7 @@ bool IsAt(int nFile, const std::string& strPath) {
            file.st_dev == found.st_dev && file.st_ino == found.st_ino;
 }
 
-// Whether the lock of this kind is not to be had; else it is taken, until the file is closed.
+// True when a lock of this kind cannot be taken. Otherwise it is taken and kept until the file is closed.
 bool IsHeld(int nFile, int nKind) {
     if (flock(nFile, nKind | LOCK_NB) == 0) return false;
     struct stat status;
@@ -140,7 +140,7 @@ bool IsTemporaryFileHeld(const std::string& strPath) {
 int RemoveTemporaryFile(const std::string& strPath) {
     const FileDescriptor file(OpenToLook(strPath));
     if (file < 0) return errno == ENOENT ? 0 : errno;
-    // Of two that remove it, the slower could otherwise remove a new file of that name.
+    // Otherwise, of two processes that remove the file, the slower one could remove a new file of that name.
     if (IsHeld(file, LOCK_EX)) return EBUSY;
     // Its process may have moved it to its place meanwhile.
     if (!IsAt(file, strPath) || unlink(strPath.c_str()) == 0 || errno == ENOENT) return 0;

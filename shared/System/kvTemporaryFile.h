@@ -14,13 +14,14 @@
 namespace Kestrova {
 
 // A file in the making, in the folder of the place that it is for.
-// Where the system can do that (O_TMPFILE, and /proc to name the file later) it has no name while it is made,
-// and goes when its process is killed. Elsewhere, and between the naming and the move to its place, its name
-// is a stem and six digits. Under such a name it is locked (flock), and the lock ends with the process: what
-// nobody has locked under such a name was left by a process that was killed, and may be removed.
+// Where the system supports it (O_TMPFILE, and /proc to name the file later), the file has no name
+// while it is made, and disappears when its process is killed. Elsewhere, and between the naming and
+// the move to its place, its name is a stem and six digits. Under such a name it is locked (flock), and
+// the lock ends with the process. So a file with such a name that no process has locked was left by a
+// process that was killed, and may be removed.
 // Owner:   owns the file until it is in its place.
 // Threads: one thread at a time.
-// Errors:  false with errno set. Throws std::bad_alloc; the file then goes with the object.
+// Errors:  false with errno set. Throws std::bad_alloc; the file is then removed with the object.
 class TemporaryFile {
 public:
     // strStem: the folder's path and the beginning of the name, such as "/a/settings.ini.new-"
@@ -29,14 +30,15 @@ public:
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    // Each makes the empty file, open for reading and writing, with these permissions less the umask. The
-    // first fails as well where files without a name, or /proc, are not known; the second works there too.
+    // Each makes the empty file, open for reading and writing, with these permissions less the
+    // umask. The first fails also where the system does not support files without a name, or
+    // has no /proc; the second works there too.
     bool MakeUnnamed(mode_t nMode);
     bool MakeNamed(mode_t nMode);
 
     // The open file, closed with the object. REQUIRES: it was made.
     int Handle() const { return *m_file; }
-    // By this path the process can open its file without a name once more.
+    // The path by which the process can open its file without a name once more.
     std::string OpenPath() const;
 
     // Moves the file to its place, in one step and over what is there; on failure that stays.
@@ -60,8 +62,9 @@ bool IsTemporaryEnd(std::string_view end);
 std::vector<std::string> FindTemporaryFiles(const std::string& strStem,
                                             bool (*pfnIsEnd)(std::string_view) = IsTemporaryEnd);
 
-// Whether the process that makes the file is at work. Where the file system has no locks, a file changed less
-// than an hour ago counts as held: no file of ours takes nearly as long. One that cannot be opened does not.
+// Whether the process that makes the file is still at work. Where the file system has no locks, a file
+// changed less than an hour ago counts as held, because none of our files takes nearly as long. A file that
+// cannot be opened counts as not held.
 bool IsTemporaryFileHeld(const std::string& strPath);
 
 // Removes a file that is not held. 0, also when it has gone meanwhile; EBUSY when it is held; else errno.

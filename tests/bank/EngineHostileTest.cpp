@@ -210,7 +210,7 @@ TEST_F(EngineHostileTest, ARecordUnderAParentThatTheBankHasNotCannotBeWritten) {
         EXPECT_EQ(BankSide::Source, fault.side);
         EXPECT_EQ(row.nType, fault.nType);
         EXPECT_EQ(row.id, fault.id);
-        EXPECT_STREQ("the record it lies under is not in the bank", fault.pszCause);
+        EXPECT_STREQ("its parent record is not in the bank", fault.pszCause);
         EXPECT_EQ(0, fault.nError);
     }
 }

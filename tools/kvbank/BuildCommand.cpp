@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder, or for one that is still to be made, the nearest above it that is there.
+// The folder itself, or the nearest existing folder above it when it is still to be made.
 fs::path ExistingAncestor(fs::path path) {
     std::error_code ignored;
     path = fs::absolute(path, ignored);
@@ -27,7 +27,8 @@ fs::path ExistingAncestor(fs::path path) {
     return path;
 }
 
-// errno, 0 when files can be made in the folder, or the folder in what is above it. Reading is for the lock.
+// 0 when files can be made in the folder, or the folder itself can be made,
+// else errno. Locking needs the right to read.
 int WhyNotWritable(const std::string& strFolder) {
     const fs::path there = ExistingAncestor(strFolder);
     std::error_code ignored;
@@ -36,7 +37,7 @@ int WhyNotWritable(const std::string& strFolder) {
     return faccessat(AT_FDCWD, there.c_str(), nReading | W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-// "--wait" alone is "true" to the parser: for as long as it takes.
+// For "--wait" without a value the parser gives "true": wait without a time limit.
 constexpr const char* kNoLimit = "true";
 constexpr std::chrono::seconds kForEver = std::chrono::hours(24 * 365 * 100);
 
@@ -56,24 +57,24 @@ ExitCode Graver(ExitCode a, ExitCode b) { return std::max(a, b); }
 
 void BuildCommand::Describe(CLI::App& verb) {
     verb.add_option("SOURCE", m_options.strSource, "the source bank")->required();
-    verb.add_option("-d,--dir", m_options.strFolder, "the folder the banks go to; made when it is not there")
+    verb.add_option("-d,--dir", m_options.strFolder, "the folder for the banks; made when it is missing")
         ->type_name("DIR")
         ->required();
     AddRateOption(verb, m_options.arRates);
     AddLayoutOption(verb, m_options.layout);
     verb.add_option("--quality", m_options.nQuality,
-                    "of the conversion: 0 linear, 2 cubic, up to 7 (default), the best")
+                    "quality of the conversion: 0 is linear, 2 is cubic, 7 (default) is the best")
         ->check(CLI::Range(0, kHighestQuality))
         ->type_name("0..7");
-    verb.add_flag("-f,--force", m_options.bForce, "build anew banks that are there, stale ones too");
+    verb.add_flag("-f,--force", m_options.bForce, "build also banks that are there already, stale ones too");
     verb.add_flag(
         "--sums", m_options.bSums,
         "also write the SHA-256 sum of each bank it builds to NAME.sha256 beside it, for verify and "
         "sha256sum -c");
     verb.add_flag("-n,--dry-run", m_options.bDryRun, "only say what would be done");
-    verb.add_flag("--ignore-space", m_options.bIgnoreSpace, "build though the space seems not to suffice");
+    verb.add_flag("--ignore-space", m_options.bIgnoreSpace, "build even if the free space seems too small");
     verb.add_flag("--wait", m_strWait,
-                  "wait while another build is at these banks; --wait=SECONDS: at most so long")
+                  "wait while another process builds these banks; --wait=SECONDS: at most that long")
         ->each([this](const std::string& strWait) { m_options.wait = ParseWait(strWait); });
 }
 
@@ -110,7 +111,7 @@ ExitCode BuildCommand::Build(BuildRun& run, BuildReporter& reporter) {
     return fault.code;
 }
 
-// A bank that is waited for may have to be built in the end.
+// A bank that another process is building may still have to be built here after the wait.
 bool BuildCommand::MayBuild(const BuildPlan& plan) const {
     const BuildAction action = plan.finding.action;
     return action == BuildAction::Build || (action == BuildAction::Busy && m_options.wait);
@@ -138,7 +139,7 @@ BuildFault BuildCommand::PrepareFolder() const {
     return {kExitOutput, m_options.strFolder, std::strerror(nError)};
 }
 
-// The first failure is the end; a bank that is busy, stale or in the way is not.
+// Stops at the first failure. A bank that is busy, stale or in the way does not stop it.
 ExitCode BuildCommand::BuildAll(BuildRun& run, const std::vector<BuildPlan>& plans,
                                 BuildReporter& reporter) const {
     ExitCode worst = kExitDone;

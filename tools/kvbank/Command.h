@@ -15,14 +15,15 @@ class Command {
 public:
     virtual ~Command() = default;
     virtual void Describe(CLI::App& verb) = 0;
-    // The exit code. Mistakes of the user and failures of files are said on the console. It may throw, for
-    // want of memory; RunKvBank makes an exit code of that.
+    // Returns the exit code. User mistakes and failures of files are told on the console. May throw
+    // std::bad_alloc, which RunKvBank turns into an exit code.
     virtual int Run(Console& console) = 0;
 };
 
-// The whole program without what belongs to the process, such as signals: parses, runs one verb, answers the
-// exit code. The arguments do not hold the program's name. Nothing is thrown: want of memory and internal
-// errors are exit codes too. With --json every run but those for help and version ends with one document.
+// The whole program except what belongs to the process, such as signals: parses the arguments, which
+// do not include the program's name, runs one verb and returns the exit code. Nothing is thrown:
+// lack of memory and internal errors are exit codes too. With --json every run ends with one
+// document, except those for help and version.
 int RunKvBank(std::vector<std::string> arguments, Console& console);
 
 }  // namespace Kestrova

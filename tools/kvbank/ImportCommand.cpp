@@ -51,7 +51,7 @@ void ImportCommand::Describe(CLI::App& verb) {
                     m_presets.insert(*number);
                 }
             },
-            "only this preset; may be given again for more")
+            "only this preset; may be given several times")
         ->type_name("BANK:PROGRAM")
         ->type_size(1)
         ->expected(1)

@@ -12,7 +12,7 @@
 
 namespace Kestrova {
 
-// What there is to tell of a source file.
+// What is known of a source file.
 struct ImportFacts {
     std::string strName;
     std::string strVersion;
@@ -39,7 +39,7 @@ std::string PresetText(uint16_t nBank, uint16_t nProgram);
 // "3 joined, 2 copied, 1 repaired, 0 dropped".
 std::string SummaryOf(const ImportReport& report);
 
-// Each Tell says its lines at once and keeps its part of the document; Finish ends both.
+// Each Tell function prints its lines at once and adds its part to the document; Finish ends both.
 class ImportReporter {
 public:
     // strOutput is empty where nothing is to be written.
@@ -47,13 +47,13 @@ public:
 
     void TellFont(const ImportFacts& facts);
     void TellPresets(const std::vector<PresetFacts>& presets);
-    // A line for everything repaired, dropped and accepted; with -v also for what was joined, copied and left
-    // out.
+    // A line for everything repaired, dropped and accepted; with -v also
+    // for everything joined, copied and left out.
     void TellReport(const ImportReport& report);
     // Two lines on the bank, and one on what is not carried over.
     void TellBank(const WrittenBank& bank, const ImportPlan& plan, const ImportReport& report);
 
-    // A progress bar for the bank in the making.
+    // A progress bar for the bank that is being written.
     Progress MakeBar() const;
 
     int Finish(const Ending& ending);  // the exit code

@@ -75,7 +75,7 @@ void InfoReporter::TellRecords(const std::map<uint8_t, uint64_t>& records) {
 void InfoReporter::TellUnnamed() {
     m_console.Warn(m_strFile +
                    ": the name needs a '.' for banks to be named after what stands before it; "
-                   "samples and sizes are not told");
+                   "samples and sizes are not shown");
 }
 
 void InfoReporter::Tell(const SourceFacts& facts) {

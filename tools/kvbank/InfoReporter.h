@@ -28,7 +28,7 @@ struct DatabaseFacts {
     std::map<uint8_t, uint64_t> records;     // how many, by type
 };
 
-// What its analysis tells.
+// What the analysis of a source has found.
 struct SourceFacts {
     struct PredictedSize {
         unsigned int nRate = 0;
@@ -47,7 +47,7 @@ public:
     void Tell(const DatabaseFacts& facts);
     void Tell(const SourceFacts& facts);
     void TellFailure(const std::string& strCause) { m_console.Error(m_strFile + ": " + strCause); }
-    // The file's name is none that banks can be named after.
+    // The file has a name that banks cannot be named after.
     void TellUnnamed();
 
     int Finish(ExitCode code) { return m_console.Finish("info", code, m_report); }

@@ -31,7 +31,7 @@ constexpr std::array kVerbs = {
     Verb{"build", "make the banks of a source", Make<BuildCommand>},
     Verb{"demo", "write a small synthesised instrument as a source", Make<DemoCommand>},
     Verb{"import", "make a source of a SoundFont file (2.01 to 2.04)", Make<ImportCommand>},
-    Verb{"info", "tell what a bank or source holds", Make<InfoCommand>},
+    Verb{"info", "show what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
     Verb{"remove", "remove banks of a source from a folder", Make<RemoveCommand>},
     Verb{"verify", "check banks, also against their source", Make<VerifyCommand>},
@@ -39,7 +39,7 @@ constexpr std::array kVerbs = {
 
 constexpr const char* kHelpVerb = "help";
 
-constexpr const char* kHelpHint = "'kvbank help VERB' tells the options of a verb.\n\n";
+constexpr const char* kHelpHint = "'kvbank help VERB' shows the options of a verb.\n\n";
 constexpr const char* kFooter =
     "Exit codes: 0 done; 1 done, but something is wrong; 2 usage; 3 input unreadable or not a bank;\n"
     "4 output failed; 5 not enough space; 6 something would be lost (--strict); 7 busy; 8 out of memory;\n"
@@ -47,18 +47,19 @@ constexpr const char* kFooter =
 
 void AddGlobalOptions(CLI::App& app, Console& console) {
     app.set_version_flag("-V,--version", "kvbank 1.0");
-    app.add_flag("-q,--quiet", console.bQuiet, "say nothing but errors");
-    app.add_flag("-v,--verbose", console.bVerbose, "say more, the engine's result numbers too");
+    app.add_flag("-q,--quiet", console.bQuiet, "print only errors");
+    app.add_flag("-v,--verbose", console.bVerbose, "print more details, such as the engine's result numbers");
     app.add_flag("--json", console.bJson, "write one JSON document to standard output");
 }
 
-// Looked for before the parser, which can fail, comes to it. Behind "--" it would be a name.
+// Checked before parsing, because the parser may fail before it comes to
+// this option. Behind "--" it is a file name.
 bool AsksForJson(const std::vector<std::string>& arguments) {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
     return std::find(arguments.begin(), end, "--json") != end;
 }
 
-// Makes "help VERB" to "VERB --help", so that the parser answers both alike.
+// Turns "help VERB" into "VERB --help", so that the parser answers both alike.
 void TurnHelpIntoOption(std::vector<std::string>& arguments) {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
     const auto verb =
@@ -100,8 +101,8 @@ std::string UnknownVerb(const std::string& strWord) {
     return "unknown verb '" + strWord + "'" + Suggestion(strWord, verbs);
 }
 
-// Where there is a word that the parser did not understand, that word is the mistake to tell. What the parser
-// itself says may only follow from it: a mistyped option, for one, lets its value be missed.
+// When there is a word that the parser did not understand, this word is the mistake to report. The parser's
+// own error may only be a consequence: when an option is mistyped, it says that the right one is missing.
 std::string WhyNotParsed(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> words = app.remaining(true);
     const bool bVerbKnown = !app.get_subcommands().empty();
@@ -134,7 +135,7 @@ int ParseAndRun(std::vector<std::string> arguments, Console& console, const char
         verb.preparse_callback([&pszVerb, i](size_t) { pszVerb = kVerbs[i].pszName; });
         commands[i]->Describe(verb);
     }
-    app.footer(kHelpHint + std::string(kFooter));  // each verb has taken the one without
+    app.footer(kHelpHint + std::string(kFooter));  // the verbs have copied the footer without the hint before
     try {
         std::reverse(arguments.begin(), arguments.end());  // the order the parser takes them in
         app.parse(std::move(arguments));
@@ -152,7 +153,7 @@ int ParseAndRun(std::vector<std::string> arguments, Console& console, const char
     return kExitInternal;
 }
 
-// Where not even this has the memory it needs, the exit code alone tells the failure.
+// When there is no memory even for this message, only the exit code tells the failure.
 int Fail(Console& console, const char* pszVerb, ExitCode code, const char* pszKind, const char* pszCause) {
     try {
         console.Error(std::string(pszKind) + pszCause);

@@ -21,7 +21,7 @@ Json TellLeftovers(Console& console, const std::string& strFolder, const std::ve
         if (leftover.kind == LeftoverKind::Bank) continue;
         if (bFirst)
             console.Say("left by interrupted runs ('kvbank remove " + strFolder +
-                        " --leftovers' removes it):");
+                        " --leftovers' removes them):");
         bFirst = false;
         console.Say(leftover.path.string() + " (" + KindName(leftover.kind) + ")");
     }
@@ -31,14 +31,14 @@ Json TellLeftovers(Console& console, const std::string& strFolder, const std::ve
 ExitCode TellRemoved(Console& console, const std::string& strFolder, const std::vector<FoundLeftover>& found,
                      Json& rows) {
     ExitCode worst = kExitDone;
-    if (found.empty()) console.Say("nothing is left in " + strFolder);
+    if (found.empty()) console.Say("no leftovers of interrupted runs in " + strFolder);
     for (const FoundLeftover& leftover : found) {
         const std::string strPath = leftover.path.string();
         Json row = RowOf(leftover);
         row["removed"] = !leftover.bHeld && leftover.nError == 0;
         rows.push_back(row);
         if (leftover.bHeld) {
-            console.Say(strPath + ": stays, a run is at work on it");
+            console.Say(strPath + ": left as it is, because a process is using it");
         } else if (leftover.nError == 0) {
             console.Say("removed " + strPath);
         } else {

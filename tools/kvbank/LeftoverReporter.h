@@ -8,12 +8,12 @@
 
 namespace Kestrova {
 
-// Names what nobody holds. Banks are left out: the list of the banks has a row for each interrupted one. The
-// answer is rows for the JSON document, banks included: file and kind.
+// Prints the leftovers that no process holds. Banks are not printed, because the list of banks has a row for
+// each interrupted one. Returns rows for the JSON document, banks included: file and kind.
 Json TellLeftovers(Console& console, const std::string& strFolder, const std::vector<FoundLeftover>& found);
 
-// Tells what was removed, what is held and what could not be removed, and why. Adds a row each: file, kind,
-// removed. The exit code is that of a failed removal, if there was one.
+// Prints what was removed, what a process holds, and what could not be removed and why. Adds one row for
+// each: file, kind, removed. Returns the exit code of a failed removal, if there was one.
 ExitCode TellRemoved(Console& console, const std::string& strFolder, const std::vector<FoundLeftover>& found,
                      Json& rows);
 

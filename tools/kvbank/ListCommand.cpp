@@ -13,7 +13,7 @@ namespace Kestrova {
 void ListCommand::Describe(CLI::App& verb) {
     verb.add_option("DIR", m_strFolder, "the folder with the banks")->required();
     verb.add_option("--source", m_strSource,
-                    "only the banks named after this source bank, and whether they stem from it")
+                    "only the banks named after this source bank, and whether they were made from it")
         ->type_name("SOURCE");
     AddRateOption(verb, m_arRates);
     verb.get_option("--rates")->required(false);

@@ -9,7 +9,7 @@
 
 namespace Kestrova {
 
-// The table, and for each bank that something is wrong with, what that is.
+// Prints the table, and for each bank with a fault a line that says what is wrong.
 void TellList(Console& console, const std::string& strFolder, const std::vector<BankFile>& banks);
 
 // The fields of the document: "folder" and "banks".

@@ -24,7 +24,7 @@ Ending CheckNewSource(const std::string& strFile, bool bForce) {
 Ending PublishSource(PartFile& part, const std::string& strFile) {
     if (!part.Publish()) return {kExitOutput, strFile + ": " + std::strerror(errno)};
     if (part.GetSyncError() == 0) return {};
-    return {kExitOutput, strFile + " is in its place, but may not outlast a loss of power: " +
+    return {kExitOutput, strFile + " is in its place, but may be lost in a power failure: " +
                              std::strerror(part.GetSyncError())};
 }
 

@@ -1,5 +1,5 @@
-// NewSource.h - what the verbs that make a source bank have in common: where it may stand, and how it gets
-// there.
+// NewSource.h - what the verbs that make a source bank share: the check of its place, and the
+// move of the finished file to that place.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@
 
 namespace Kestrova {
 
-// Whether a source bank may be made under this name: banks can be named after it, and nothing is there but a
-// file that -f allows to replace.
+// Whether a source bank may be made under this name: banks can be named after it, and the place is free or
+// holds a file that -f allows to replace.
 Ending CheckNewSource(const std::string& strFile, bool bForce);
 
-// Puts the finished file in its place. When the file is there but may not outlast a loss of power, that is a
-// failed output too.
+// Moves the finished file to its place. When the file is there but may be lost in a
+// power failure, this is a failed output too.
 Ending PublishSource(PartFile& part, const std::string& strFile);
 
 }  // namespace Kestrova

@@ -19,7 +19,8 @@ void RemoveCommand::Describe(CLI::App& verb) {
         ->type_name("SOURCE");
     AddRateOption(verb, m_arRates);
     verb.get_option("--rates")->required(false);
-    verb.add_flag("-y,--yes", m_bYes, "do not ask, but leave stale banks, which do not stem from the source");
+    verb.add_flag("-y,--yes", m_bYes,
+                  "do not ask, and leave stale banks, which were not made from this source");
     verb.add_flag("-f,--force", m_bForce, "remove stale banks like the others");
     verb.add_flag("--leftovers", m_bLeftovers,
                   "instead of banks, without --source and --rates: remove what interrupted runs have left");
@@ -33,7 +34,8 @@ void RemoveCommand::Describe(CLI::App& verb) {
     });
 }
 
-// Both layouts of the rates asked for; the source is no bank of its own, and what is not whole is not for us.
+// The banks in their places, in both layouts, but never the source itself.
+// Banks in private folders are unfinished.
 bool RemoveCommand::IsChosen(const BankFile& bank) const {
     std::error_code ignored;
     return !bank.bInPrivateFolder && !fs::equivalent(bank.path, m_strSource, ignored);
@@ -46,7 +48,7 @@ std::vector<BankFile> RemoveCommand::FindBanks(std::error_code& error) {
     return banks;
 }
 
-// Nobody is asked: a build removes such things unasked too.
+// There is no question here: a build removes such leftovers without one too.
 int RemoveCommand::ClearLeftovers(Console& console) const {
     FolderLock turn(m_strFolder);
     if (turn.GetOutcome() == FolderLock::Outcome::Busy) {
@@ -69,7 +71,7 @@ int RemoveCommand::Run(Console& console) {
     if (m_bLeftovers) return ClearLeftovers(console);
     const bool bMayAsk = console.bInIsTerminal;
     if (!m_bYes && !bMayAsk) {
-        console.Error("nobody can be asked here; give -y to remove without a question");
+        console.Error("cannot ask, because standard input is not a terminal; -y removes without asking");
         return console.Finish("remove", kExitUsage);
     }
     if (const ExitCode code = m_run.OpenNames(console, m_strSource); code != kExitDone)
@@ -105,8 +107,9 @@ ExitCode RemoveCommand::Remove(RemoveReporter& reporter, std::vector<BankFile>& 
     return worst;
 }
 
-// Takes stale banks, which are another source's, from the list, unless they may go: -y does not count for
-// them, and where nobody can be asked they stay. Answers whether any stays without having been asked for.
+// Takes stale banks, which were made from another source, off the list unless they may be
+// removed. -y alone does not allow that, and without a terminal there is no question. Returns
+// whether any of them stays without a question.
 bool RemoveCommand::KeepsStale(RemoveReporter& reporter, std::vector<BankFile>& banks, bool bMayAsk) const {
     const auto isStale = [](const BankFile& bank) { return bank.state == BankState::Stale; };
     std::vector<BankFile> stale;

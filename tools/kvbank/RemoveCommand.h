@@ -1,5 +1,5 @@
-// RemoveCommand.h - kvbank remove: deletes banks of a source from a folder, or what interrupted runs have
-// left there.
+// RemoveCommand.h - kvbank remove: deletes banks of a source from a
+// folder, or the leftovers of interrupted runs.
 #pragma once
 
 #include <string>

@@ -6,7 +6,7 @@ namespace Kestrova {
 namespace {
 
 std::string StaleText(const BankFile& bank) {
-    return "stale, it does not stem from this source: " + bank.strCause;
+    return "stale, it was not made from this source: " + bank.strCause;
 }
 
 }  // namespace

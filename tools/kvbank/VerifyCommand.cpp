@@ -21,7 +21,7 @@ ExitCode ExitCodeOf(const VerifiedFile& file) {
 }  // namespace
 
 void VerifyCommand::Describe(CLI::App& verb) {
-    verb.add_option("FILE", m_files, "banks, or with no --source also source banks")->required();
+    verb.add_option("FILE", m_files, "banks; without --source also source banks")->required();
     verb.add_option("--source", m_strSource, "rebuild every sample from this source and compare")
         ->type_name("SOURCE");
     verb.add_option("--quality", m_nQuality, "the quality the banks were built with (default 7)")

@@ -42,11 +42,11 @@ public:
     // The console must outlive the reporter. An empty source: there is none.
     VerifyReporter(Console& console, const std::string& strSource);
 
-    // From now on there is a list of files, even if it stays empty.
+    // Begins the list of files, which is in the document even if it stays empty.
     void BeginFiles() { m_report["files"] = Json::array(); }
 
     // An observer that shows how many bytes of a file are done, and stops the work when a signal came. The
-    // bar goes with the last copy of the observer.
+    // bar is removed with the last copy of the observer.
     std::function<bool(uint64_t)> Watch(const std::string& strPath, const std::string& strMore,
                                         uint64_t nTotal);
 

@@ -11,9 +11,9 @@
 
 namespace {
 
-// When a standard stream was closed before the start, the system would give its number to the first file that
-// is opened, and texts would go into that file. So the number is taken by a handle that fails as a closed
-// stream does.
+// When a standard stream was closed before the start, the system would give its number to
+// the first file that is opened, and texts would go into that file. So the number is taken
+// by a handle that fails like a closed stream.
 void FillStandardPlaces() {
     for (const int nPlace : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(nPlace, F_GETFD) == -1) open("/dev/null", nPlace == STDIN_FILENO ? O_WRONLY : O_RDONLY);

@@ -62,7 +62,7 @@ TEST_F(BuildCommandTest, SkipsRatesThatAreThereInEitherLayoutUnlessForced) {
     const Outcome outcome = Build("44100,48000");
     EXPECT_EQ(0, outcome.nCode);
     EXPECT_EQ(
-        "44100 Hz: there already; -f builds it anew\n48000 Hz: there already, but in the per-key layout "
+        "44100 Hz: there already; -f builds it again\n48000 Hz: there already, but in the per-key layout "
         "(Src_0BB80.kvr); -f builds the plain one in its place\n",
         outcome.strOut);
     EXPECT_EQ(before, ReadFile(File(k44100)));
@@ -81,7 +81,7 @@ TEST_F(BuildCommandTest, ADryRunSaysWhatItWouldDoAndMakesNothing) {
     EXPECT_EQ(0, outcome.nCode);
     EXPECT_EQ(
         "44100 Hz: would be built as Src_0AC44.kvn, about 1.0 MB\n"
-        "48000 Hz: there already; -f builds it anew\n",
+        "48000 Hz: there already; -f builds it again\n",
         outcome.strOut);
     EXPECT_THAT(Names(), ElementsAre("Src.kvs", k48000));
     EXPECT_EQ(0, Run({"build", "DIR/Src.kvs", "-d", "DIR/new/er", "-r", "all", "--dry-run"}).nCode);

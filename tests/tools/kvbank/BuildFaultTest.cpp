@@ -95,10 +95,8 @@ TEST_F(BuildFaultTest, ARecordOfTheSourceUnderAParentTheBankHasNotIsItsFault) {
     WriteFile(File("Src.kvs"), DatabaseImage(notes));
     const Outcome outcome = Build();
     EXPECT_EQ(kExitBadInput, outcome.nCode);
-    EXPECT_EQ(
-        "kvbank: DIR/Src.kvs: 48000 Hz: preset 1 \"Preset 0\": the record it lies under is not in the "
-        "bank\n",
-        outcome.strErr);
+    EXPECT_EQ("kvbank: DIR/Src.kvs: 48000 Hz: preset 1 \"Preset 0\": its parent record is not in the bank\n",
+              outcome.strErr);
     EXPECT_THAT(Names(), ElementsAre("Src.kvs"));
 }
 

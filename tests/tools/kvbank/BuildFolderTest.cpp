@@ -43,7 +43,7 @@ TEST_F(BuildFolderTest, OfBanksInBothLayoutsTheOneAskedForIsNamed) {
     ASSERT_EQ(0, Build({"--layout", "per-key"}, "DIR/other").nCode);
     fs::copy_file(File("other/Src_0AC44.kvr"), File(k44100PerKey));
     for (const char* pszLayout : {"plain", "per-key"})
-        EXPECT_EQ("44100 Hz: there already; -f builds it anew\n", Build({"--layout", pszLayout}).strOut);
+        EXPECT_EQ("44100 Hz: there already; -f builds it again\n", Build({"--layout", pszLayout}).strOut);
 }
 
 // A file that is no usable bank is neither a bank that is there nor silently replaced.
@@ -79,7 +79,7 @@ TEST_F(BuildFolderTest, ADamagedBankIsBuiltAnew) {
     const Outcome outcome = Build();
     EXPECT_EQ(0, outcome.nCode);
     EXPECT_EQ(
-        "DIR/Src_0AC44.kvn: was damaged: it is cut short, 1186 of 1187 bytes are there; built anew\n"
+        "DIR/Src_0AC44.kvn: was damaged: it is cut short, 1186 of 1187 bytes are there; built again\n"
         "44100 Hz: DIR/Src_0AC44.kvn, 1.2 kB in TIME\n",
         outcome.strOut);
     EXPECT_EQ(0, Run({"verify", "DIR/Src_0AC44.kvn", "--source", "DIR/Src.kvs"}).nCode);
@@ -136,7 +136,7 @@ TEST_F(BuildFolderTest, ABankOfAnotherSourceIsReplacedByForceAlone) {
     EXPECT_EQ(kExitProblem, outcome.nCode);
     EXPECT_EQ("", outcome.strOut);
     EXPECT_EQ(
-        "kvbank: DIR/Src_0AC44.kvn: stale, it does not stem from this source: sample 3 \"Sample 0\": the "
+        "kvbank: DIR/Src_0AC44.kvn: stale, it was not made from this source: sample 3 \"Sample 0\": the "
         "source gives a preset here; -f builds the bank in its place\n",
         outcome.strErr);
     EXPECT_EQ(before, ReadFile(File(k44100)));
@@ -195,7 +195,7 @@ TEST_F(BuildFolderTest, AFolderThatIsNotOursIsSaidInADryRunToo) {
             EXPECT_EQ("", outcome.strOut);
             EXPECT_EQ("kvbank: " + std::string(pszFolder) + ": Permission denied\n", outcome.strErr);
         }
-    EXPECT_EQ("48000 Hz: there already; -f builds it anew\n",
+    EXPECT_EQ("48000 Hz: there already; -f builds it again\n",
               Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "48000"}).strOut)
         << "nothing is to be written";
     pNobody.reset();
@@ -230,7 +230,7 @@ TEST_F(BuildFolderTest, ASyncThatFailsAfterTheRenameSaysThatTheBankIsThere) {
     }
     EXPECT_EQ(kExitOutput, outcome.nCode);
     EXPECT_EQ(
-        "kvbank: DIR/Src_0AC44.kvn: the bank is in its place, but may not outlast a loss of power: "
+        "kvbank: DIR/Src_0AC44.kvn: the bank is in its place, but may be lost in a power failure: "
         "Input/output error\n",
         outcome.strErr);
     EXPECT_EQ("built", outcome.Document()["banks"][0]["action"]);

@@ -563,7 +563,7 @@ TEST_F(ImportCommandTest, AFolderThatCannotBeSyncedIsAFailedOutputThoughTheBankI
         const Outcome outcome = Run(arguments);
         EXPECT_EQ(kExitOutput, outcome.nCode);
         EXPECT_EQ(
-            "kvbank: DIR/a.kvs is in its place, but may not outlast a loss of power: Input/output error\n",
+            "kvbank: DIR/a.kvs is in its place, but may be lost in a power failure: Input/output error\n",
             outcome.strErr);
         EXPECT_THAT(Names(), ElementsAre("a.kvs", "a.sf2"));
     }

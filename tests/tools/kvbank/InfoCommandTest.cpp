@@ -92,7 +92,7 @@ TEST_F(InfoCommandTest, ANameThatNoBankCouldBeNamedAfterIsASoundFileAllTheSame) 
         EXPECT_THAT(outcome.strOut, ::testing::EndsWith("1 layer, 1 sample\n"));
         EXPECT_EQ(std::string("kvbank: warning: DIR/") + pszName +
                       ": the name needs a '.' for banks to be named after what stands before it; samples and "
-                      "sizes are not told\n",
+                      "sizes are not shown\n",
                   outcome.strErr);
     }
 }

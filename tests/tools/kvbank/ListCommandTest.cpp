@@ -61,7 +61,7 @@ TEST_F(ListCommandTest, NamesWhatKilledRunsHaveLeft) {
         "44100   plain        1.2 kB  complete     DIR/Src_0AC44.kvn\n"
         "48000   per-key      3.0 kB  complete     DIR/Src_0BB80.kvr\n"
         "88200   plain       0 bytes  interrupted  DIR/Src_15888.kvn\n"
-        "left by interrupted runs ('kvbank remove DIR --leftovers' removes it):\n"
+        "left by interrupted runs ('kvbank remove DIR --leftovers' removes them):\n"
         "DIR/.kvbank-dEaD00 (private folder)\n"
         "DIR/.kvbank-part-17 (part file)\n",
         Run({"list", "DIR"}).strOut);
@@ -281,7 +281,8 @@ TEST_F(RemoveCommandTest, JsonSaysThatTheUserDeclined) {
 TEST_F(RemoveCommandTest, InAPipeItNeedsAYesBeforehand) {
     const Outcome outcome = Remove({"-r", "all"}, "y\n");
     EXPECT_EQ(kExitUsage, outcome.nCode);
-    EXPECT_EQ("kvbank: nobody can be asked here; give -y to remove without a question\n", outcome.strErr);
+    EXPECT_EQ("kvbank: cannot ask, because standard input is not a terminal; -y removes without asking\n",
+              outcome.strErr);
     EXPECT_EQ(3u, Banks().size());
 }
 
@@ -338,7 +339,7 @@ TEST_F(RemoveStaleTest, InAPipeAStaleBankNeedsForce) {
     const Outcome outcome = RemoveV2({"-y", "--json"});
     EXPECT_EQ(kExitProblem, outcome.nCode);
     EXPECT_EQ(
-        "kvbank: DIR/Src_0AC44.kvn: stale, it does not stem from this source: sample 3 \"Sample 0\": the "
+        "kvbank: DIR/Src_0AC44.kvn: stale, it was not made from this source: sample 3 \"Sample 0\": the "
         "source gives a preset here; left as it is, -f removes it too\n",
         outcome.strErr);
     EXPECT_EQ(Json::parse(R"([{"file": "DIR/Src_0AC44.kvn", "removed": false, "state": "stale",
@@ -351,7 +352,7 @@ TEST_F(RemoveStaleTest, InAPipeAStaleBankNeedsForce) {
 
 TEST_F(RemoveStaleTest, AtATerminalTheQuestionNamesItAsStale) {
     const std::string strAsked =
-        "DIR/Src_0AC44.kvn (stale, it does not stem from this source: sample 3 \"Sample 0\": the source "
+        "DIR/Src_0AC44.kvn (stale, it was not made from this source: sample 3 \"Sample 0\": the source "
         "gives a "
         "preset here)\nRemove 1 bank? [y/N] ";
     for (const std::vector<std::string>& options : {std::vector<std::string>(), {"-y"}}) {
@@ -403,13 +404,14 @@ TEST_F(RemoveLeftoversTest, ClearsTheFolderWithoutAQuestion) {
     EXPECT_EQ(0, outcome.nCode);
     EXPECT_THAT(outcome.strOut, HasSubstr("removed DIR/.kvbank-part-17\n"));
     EXPECT_THAT(outcome.strOut, HasSubstr("removed DIR/Src_15888.kvn\n"));
-    EXPECT_THAT(outcome.strOut, HasSubstr("DIR/" + strHeld + ": stays, a run is at work on it\n"));
+    EXPECT_THAT(outcome.strOut,
+                HasSubstr("DIR/" + strHeld + ": left as it is, because a process is using it\n"));
     EXPECT_EQ("", outcome.strErr);
     EXPECT_THAT(Names(), ElementsAre(strHeld));
 }
 
 TEST_F(RemoveLeftoversTest, SaysThatNothingIsLeft) {
-    EXPECT_EQ("nothing is left in DIR\n", Run({"remove", "DIR", "--leftovers"}).strOut);
+    EXPECT_EQ("no leftovers of interrupted runs in DIR\n", Run({"remove", "DIR", "--leftovers"}).strOut);
     EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "remove", "exit_code": 0, "folder": "DIR",
         "leftovers": []})"),
               Run({"remove", "DIR", "--leftovers", "--json"}).Document());

@@ -82,7 +82,7 @@ TEST_F(TwoBuildsTest, ABankThatAnotherHasFinishedMeanwhileIsSkipped) {
         const char* pszFirst;  // the bank during which the other puts its own
         const char* pszSaid;
     } kRows[] = {
-        {"plain", k44100, "48000 Hz: there already; -f builds it anew\n"},
+        {"plain", k44100, "48000 Hz: there already; -f builds it again\n"},
         {"per-key", k44100PerKey,
          "48000 Hz: there already, but in the plain layout (Src_0BB80.kvn); -f builds the per-key one in its "
          "place\n"},

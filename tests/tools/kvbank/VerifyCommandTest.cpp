@@ -107,7 +107,7 @@ enum class Table { kMended, kLeft };
 
 // A wave lies at a multiple of 512 bytes, so a note in front of it must keep its size.
 constexpr const char* kMisaligned =
-    "sample 3 \"Sample 0\": its wave is misaligned: there is something else than silence around it";
+    "sample 3 \"Sample 0\": its wave is misaligned: the padding around it is not silent";
 
 class VerifyDamageTest : public VerifyCommandTest {
 protected:
@@ -156,7 +156,7 @@ TEST_F(VerifyDamageTest, AQuickLoadTableThatDisagreesIsFound) {
           {"quick-load table 0: its size is no multiple of an entry's", kMisaligned}},
          {"an empty table",
           {Size(kTable, 0)},
-          {"quick-load table 0: it is empty, which hides every record", kMisaligned}}},
+          {"quick-load table 0: it is empty, so no record can be found by it", kMisaligned}}},
         Table::kLeft);
 }
 
@@ -173,7 +173,7 @@ TEST_F(VerifyDamageTest, ImpossibleIdsAndTypesAreFound) {
          {[](Notes& notes) {
              notes.push_back({0, kSdbQuickLoad, 8, kSdbNoID, ""});
          }},
-         {kMisaligned, "quick-load table 8: only a file's first record can be one"}},
+         {kMisaligned, "quick-load table 8: only the first record of a file can be a quick-load table"}},
     });
 }
 
@@ -257,7 +257,7 @@ TEST_F(VerifyDamageTest, BodiesOfTheWrongLengthAreFound) {
          {kMisaligned}},
         {"three bytes behind a wave",
          {Body(kSampleAt, [](std::string& strBody) { strBody += "abc"; })},
-         {"sample 3 \"Sample 0\": 3 bytes behind its end belong to nothing"}},
+         {"sample 3 \"Sample 0\": 3 bytes behind its end are not used"}},
     });
 }
 

@@ -20,12 +20,12 @@ const BankFile* FirstIn(const std::vector<BankFile>& banks, BankState state) {
     return pFound == banks.end() ? nullptr : &*pFound;
 }
 
-// What may be built anew without a question: it was a bank and is one no more. Deliberate: a damaged database
-// of the plain kind stays, for it may be somebody's source.
+// Whether a file may be replaced without -f: it was a bank and is damaged. Deliberate: a damaged database of
+// the plain kind stays, because it may be somebody's source.
 bool IsReplaceable(const BankFile& bank) { return bank.state == BankState::Damaged && bank.bEnriched; }
 
-// The banks of the rate that count: what builds that died have left does not, nor does what is in a private
-// folder of which nobody can tell whether its build still runs.
+// The banks of the rate that count. Leftovers of interrupted builds do not count, nor do banks in a private
+// folder when the system cannot tell whether its build still runs.
 std::vector<BankFile> FindBanks(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate,
                                 const fs::path& own) {
     std::error_code ignored;  // a folder that cannot be read cannot be locked either
@@ -45,7 +45,7 @@ BuildAction ActionFor(const BankFile& bank) {
     }
 }
 
-// Of several the one in the layout asked for decides.
+// Of several banks the one in the layout asked for decides.
 const BankFile& Deciding(const std::vector<BankFile>& banks, BankLayout layout) {
     const auto pAskedFor = std::find_if(banks.begin(), banks.end(),
                                         [layout](const BankFile& bank) { return bank.layout == layout; });

@@ -34,14 +34,14 @@ enum class BuildAction {
     SkipExisting,
     SkipSource,
     Stale,    // a bank of another source has the place
-    Busy,     // another process is building the bank, in whatever layout
+    Busy,     // another process is building the bank, in either layout
     InTheWay  // a file that is no usable bank has its name, or something that is no file
 };
 
-// What a look into the folder gives.
+// What was found in the folder.
 struct BuildFinding {
     BuildAction action = BuildAction::Build;
-    BankFile bank = {};  // that decides it; of Build: the damaged one that is built anew, if any
+    BankFile bank = {};  // that decides the action; for Build: the damaged bank to replace, if any
 };
 
 // One bank.
@@ -52,8 +52,8 @@ struct BuildPlan {
     BuildFinding finding;
 };
 
-// Looks into the folder for what has the bank's place, its other layout's, or the mark of a build; marks in
-// the folder `own` are the caller's. REQUIRES: origin is of the source in the options.
+// Looks into the folder for a file in the bank's place, for a bank in its other layout, and for the mark of a
+// build. Marks in the folder `own` are the caller's. REQUIRES: origin is of the source in the options.
 BuildFinding LookAt(const BuildOptions& options, const CDBEUCreate& engine, BankOrigin& origin,
                     const BuildPlan& plan, const std::filesystem::path& own = {});
 

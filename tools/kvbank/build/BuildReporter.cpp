@@ -15,7 +15,7 @@ std::string LeftText(const Leftover& left) {
     return left.path.string() + ": what a build left here cannot be removed: " + std::strerror(left.nError);
 }
 
-// Two sizes that read alike but are not are given to the byte.
+// Two different sizes that look the same in short form are given in bytes.
 std::string SpaceText(uint64_t nNeeded, uint64_t nFree) {
     const bool bAlike = ReadableSize(nNeeded) == ReadableSize(nFree);
     const auto text = [bAlike](uint64_t nBytes) {
@@ -109,7 +109,7 @@ void BuildReporter::TellNotBegun(const BuildPlan& plan, const BuildFinding& find
             row["action"] = "stale";
             row["cause"] = finding.bank.strCause;
             return m_console.Error(finding.bank.path.string() +
-                                   ": stale, it does not stem from this source: " + finding.bank.strCause +
+                                   ": stale, it was not made from this source: " + finding.bank.strCause +
                                    "; -f builds the bank in its place");
         case BuildAction::Busy:
             row["action"] = "busy";
@@ -134,7 +134,7 @@ void BuildReporter::TellExisting(const BuildPlan& plan, const BankFile& bank, Js
     row["action"] = "skipped";
     row["found_layout"] = LayoutName(bank.layout);
     if (bank.layout == m_options.layout)
-        m_console.Say(RateText(plan) + ": there already; -f builds it anew");
+        m_console.Say(RateText(plan) + ": there already; -f builds it again");
     else
         m_console.Say(RateText(plan) + ": there already, but in the " + LayoutName(bank.layout) +
                       " layout (" + bank.path.filename().string() + "); -f builds the " +
@@ -154,7 +154,7 @@ void BuildReporter::TellBuilt(const BuildPlan& plan, const BuildOutcome& outcome
     if (!plan.finding.bank.path.empty()) {
         row["replaces_damaged"] = plan.finding.bank.strCause;
         m_console.Say(plan.finding.bank.path.string() + ": was damaged: " + plan.finding.bank.strCause +
-                      "; built anew");
+                      "; built again");
     }
     row["bytes"] = outcome.nBytes;
     row["seconds"] = outcome.seconds;

@@ -22,12 +22,12 @@ public:
 
     void Tell(const BuildFault& fault);
     void TellRemoved(unsigned nRemoved, const std::vector<Leftover>& left);
-    // The predicted bytes and those that are free, and what follows when these are fewer.
+    // The bytes needed and free, and what is done when too few are free.
     void TellSpace(uint64_t nNeeded, uint64_t nFree);
-    // From now on there is a list of banks, even if it stays empty.
+    // Begins the list of banks, which is in the document even if it stays empty.
     void BeginBanks() { m_report["banks"] = Json::array(); }
     void Tell(const BuildPlan& plan, const BuildOutcome& outcome);
-    // Of our own run; true when there is something to tell.
+    // What our own run could not remove; true when there is something to tell.
     bool TellLeft(const std::vector<Leftover>& left);
 
     int Finish(ExitCode code) { return m_console.Finish("build", code, m_report); }

@@ -55,7 +55,7 @@ BuildFinding BuildRun::FindingOf(const BuildPlan& plan) {
     return LookAt(m_options, m_run.Engine(), m_origin, plan, m_pFolder ? m_pFolder->Path() : fs::path());
 }
 
-// Tells on the first call what is waited for, then sleeps a moment; false when nobody is to wait any more.
+// On the first call tells what is waited for. Then sleeps a moment; false when the waiting is over.
 bool BuildRun::Wait(const std::string& strWhy) {
     if (!m_waitEnd) {
         m_waitEnd = Clock::now() + *m_options.wait;
@@ -66,8 +66,8 @@ bool BuildRun::Wait(const std::string& strWhy) {
     return true;
 }
 
-// A turn, and in it the look. Where waiting is asked for, the turn is given up and taken again as long as
-// another has the lock, or the look finds a bank that another is building. The last turn stays.
+// Takes a turn and looks. When waiting is asked for, the turn is given up and taken again as long as another
+// process has the lock or is building a bank that the look finds. The last turn is kept.
 BuildRun::Turn BuildRun::TakeTurn(const BusyLook& look) {
     for (bool bWaits = m_options.wait.has_value();;) {
         auto pTurn = std::make_unique<FolderLock>(m_options.strFolder, m_options.turnWait);
@@ -252,7 +252,7 @@ BuildFault BuildRun::Settle(const BuildPlan& plan, const std::string& strSum, co
     } else {
         const std::string strError = std::strerror(errno);
         fault = OutputFault(Place(plan.strName),
-                            "the bank is in its place, but may not outlast a loss of power: " + strError);
+                            "the bank is in its place, but may be lost in a power failure: " + strError);
     }
     if (!m_options.bSums) return fault;
     const SumsOutcome sums = PutSums(Place(plan.strName), strSum);
@@ -284,7 +284,7 @@ bool BuildRun::Fail(const BuildFault& fault, BuildOutcome& outcome) {
     return false;
 }
 
-// What cannot be written is the bank's fault, all else the source's.
+// When something cannot be written, the message names the bank; in all other cases it names the source.
 bool BuildRun::FailIn(BankResult result, const BuildPlan& plan, BuildOutcome& outcome) {
     outcome.result = result;
     return Fail(

@@ -37,25 +37,25 @@ struct BuildOutcome {
     BankResult result = kBankDone;  // of the engine
     uint64_t nBytes = 0;            // of the bank
     double seconds = 0;
-    bool bStops = false;  // no further bank is begun
+    bool bStops = false;  // no other bank is begun afterwards
 };
 
-// Is told how a build goes on.
+// Receives the progress of a build.
 class BuildWatcher {
 public:
     virtual ~BuildWatcher() = default;
     // At most ten times a second while a bank is filled: the bytes its file has.
     virtual void OnProgress(const BuildPlan& plan, uint64_t nBytes) = 0;
-    // Once in a run: others are waited for, for this reason.
+    // Called at most once in a run, when it begins to wait for others, with the reason.
     virtual void OnWait(const std::string& strWhy) = 0;
-    // Whenever a turn goes without a lock, with the system's error.
+    // Called whenever a turn is taken without a lock, with the system's error.
     virtual void OnNoLocks(int nError) = 0;
 };
 
-// In one turn at the folder all banks that are to be built are looked for and marked as being built: of two
-// builds that want the same banks the first has them all. Each is looked for again when its building begins
-// and once more in the turn in which it takes its place: what others have done meanwhile stays. No turn lasts
-// while a bank is filled.
+// In one turn at the folder, all banks that are to be built are looked for and marked as being built. So of
+// two builds that want the same banks, the first gets all of them. Each bank is looked for again when its
+// building begins, and once more in the turn in which it is moved to its place: what others have made
+// meanwhile stays. No turn lasts while a bank is filled.
 class BuildRun {
 public:
     // All four must outlive the run. run: has analysed the source.
@@ -80,13 +80,13 @@ public:
     // the plan was reserved.
     BuildOutcome BuildOne(const BuildPlan& plan);
 
-    // Removes the private folder; what could not be removed.
+    // Removes the private folder. Returns what could not be removed.
     std::vector<Leftover> End();
 
 private:
     using Clock = std::chrono::steady_clock;
     using Turn = std::unique_ptr<FolderLock>;
-    // Looks at the folder in a turn; what another process is building, or null.
+    // Looks at the folder in a turn. Returns the bank that another process is building, or null.
     using BusyLook = std::function<const BankFile*()>;
 
     Turn TakeTurn(const BusyLook& look);
@@ -119,7 +119,7 @@ private:
     std::optional<Clock::time_point> m_waitEnd;  // set when the waiting for others begins
 };
 
-// What a build that stays away from a bank exits with.
+// The exit code of a build that does not touch a bank.
 ExitCode ExitCodeOf(BuildAction action);
 
 }  // namespace Kestrova

@@ -1,4 +1,4 @@
-// BankOrigin.h - whether banks stem from a source, told without reading a wave.
+// BankOrigin.h - whether banks were made from a source, found out without reading a wave.
 #pragma once
 
 #include <string>
@@ -9,19 +9,20 @@
 
 namespace Kestrova {
 
-// Banks are found by the base name of their source alone, which another source may share. Here all that a
-// bank inherits is compared: information, presets, the samples' headers and loops, banks, programs, regions
-// and layers. The cost grows with the number of records, not with the bytes of their waves; a source that
-// differs in waves alone is not told apart.
+// Banks are found only by the base name of their source, and another source may have the same
+// one. Here all that a bank inherits is compared: information, presets, the samples' headers and
+// loops, banks, programs, regions and layers.
+// The cost grows with the number of records, not with the bytes of their waves. A source that
+// differs only in its waves is not noticed.
 // Threads: one. Throws std::bad_alloc.
 class BankOrigin {
 public:
-    // engine: has been given the source at strSource. When its analysis failed nothing is known of what its
-    // banks would be, and none is called stale.
+    // engine: has been given the source at strSource. When its analysis failed, it is not known how its banks
+    // would be, and none is called stale.
     BankOrigin(const CDBEUCreate& engine, const std::string& strSource);
 
-    // Makes a complete bank stale, and tells the first difference, when it does not stem from the source.
-    // The source itself is not compared. A bank that cannot be read any more becomes unreadable.
+    // Makes a complete bank stale, with the first difference as its cause, when it was not made from the
+    // source. The source itself is not compared. A bank that cannot be read any more becomes unreadable.
     void Check(BankFile& bank);
     void Check(std::vector<BankFile>& banks);
 

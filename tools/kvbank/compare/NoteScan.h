@@ -1,5 +1,5 @@
-// NoteScan.h - a database file as it stands: the headers of its notes, read one after the other, whatever its
-// quick-load table says.
+// NoteScan.h - a database file as it is: the headers of its notes, read one after the other,
+// without the help of its quick-load table.
 #pragma once
 
 #include <string>
@@ -29,7 +29,7 @@ public:
 
     // In file order, deleted ones too. The last may be cut short by the end of the file.
     const std::vector<SDBNOTE>& Notes() const { return m_arNotes; }
-    // Bytes behind the last note, too few for another.
+    // The number of bytes behind the last note that are too few for another one.
     uint64_t SurplusBytes() const;
     bool IsWhole(const SDBNOTE& note) const { return note.PosEnd() <= m_nFileSize; }
 
@@ -37,8 +37,8 @@ public:
     const SDBNOTE* Find(uint32_t id) const;
     const SDBNOTE* FindType(uint8_t nType) const;
 
-    // Decodes the body of a note, which need not be that of the record's id. REQUIRES, for an enriched
-    // sample: MeasureEnrichedSample said that it can be decoded.
+    // Decodes the body of a note, which may have another id than the record. REQUIRES, for an enriched
+    // sample: MeasureEnrichedSample has said that it can be decoded.
     bool Read(const SDBNOTE& note, CSDBInterpreter& record) { return Read(m_file, note, record); }
     static bool Read(CXFile& file, const SDBNOTE& note, CSDBInterpreter& record);
 

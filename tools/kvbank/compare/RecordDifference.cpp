@@ -17,7 +17,7 @@ const char* FirstOf(std::initializer_list<Field> fields) {
     return nullptr;
 }
 
-// Texts end at their first zero byte; what may stand behind it in memory is none of theirs.
+// Texts end at their first zero byte; the bytes behind it are not part of the text.
 bool Same(const char (&a)[256], const char (&b)[256]) { return std::strcmp(a, b) == 0; }
 
 bool SameBytes(const void* a, size_t nA, const void* b, size_t nB) {

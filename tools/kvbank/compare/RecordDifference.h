@@ -1,4 +1,4 @@
-// RecordDifference.h - what tells two records of one class apart, in words.
+// RecordDifference.h - names the first difference between two records of one class.
 #pragma once
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"

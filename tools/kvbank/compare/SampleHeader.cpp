@@ -5,7 +5,7 @@
 namespace Kestrova {
 namespace {
 
-// Of the source's frames to the bank's; 1 when the wave is copied.
+// The ratio of the source's frames to the bank's; 1 when the wave is copied.
 double RatioOf(const CSDBISampleBase& source, const SampleTarget& target, int nKey) {
     if (!target.bPerKey) return static_cast<double>(source.m_info.nSampleRate) / target.nRate;
     if (nKey == kEveryKey) return 1.0;

@@ -1,4 +1,4 @@
-// SampleHeader.h - what a sample of a bank must be apart from its wave, told from its source's header alone.
+// SampleHeader.h - makes all of a bank's sample except its wave, from the header of the source's sample.
 #pragma once
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
@@ -7,7 +7,7 @@
 namespace Kestrova {
 
 // Makes the header, loops, parameter block and tail that MakeTargetSample (SampleMaker.h) gives for this key,
-// without a wave and its length. False for want of memory.
+// without the wave and its length. False when there is not enough memory.
 bool MakeSampleHeader(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
                       CSDBISampleBase& made);
 

@@ -62,7 +62,7 @@ void SourceComparison::Begin(NoteScan& bank, ProblemList& problems, const Observ
 
 void SourceComparison::End() {
     const size_t nLeft = m_pBank->Notes().size() - m_nNext;
-    if (nLeft > 0) Stop("records follow that the source does not give: " + std::to_string(nLeft));
+    if (nLeft > 0) Stop("it has more records than the source gives: " + std::to_string(nLeft));
 }
 
 bool SourceComparison::Stop(const std::string& strCause) {
@@ -94,10 +94,10 @@ bool SourceComparison::ReadSourceHeader(TSourceInfo& sample) {
                 " cannot be read whole");
 }
 
-// The bank's next record; null, and the cause told, when it is not of the type the source gives.
+// The bank's next record. Null, with the cause reported, when it is not of the type that the source gives.
 const SDBNOTE* SourceComparison::NextOfType(uint8_t nType) {
     if (m_nNext == m_pBank->Notes().size()) {
-        Stop("it ends where the source gives a " + TypeName(nType));
+        Stop("it ends too early: the source gives a " + TypeName(nType) + " next");
         return nullptr;
     }
     const SDBNOTE& note = m_pBank->Notes()[m_nNext++];
@@ -106,7 +106,7 @@ const SDBNOTE* SourceComparison::NextOfType(uint8_t nType) {
     return nullptr;
 }
 
-// Tells a difference, of the parent or the size for want of another. Answers whether to go on.
+// Reports the difference given, or else one of the parent or the size. Returns whether to go on.
 bool SourceComparison::Told(const SDBNOTE& note, CSDBInterpreter& expected, const char* pszDifference) {
     if (pszDifference == nullptr && note.idParent != expected.GetParentID()) pszDifference = "its parent";
     if (pszDifference == nullptr && note.nSize != expected.GetSize()) pszDifference = "its size";

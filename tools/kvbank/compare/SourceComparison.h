@@ -26,7 +26,7 @@ enum class SampleDepth {
 // Threads: one, with helpers of its own. Throws std::bad_alloc.
 class SourceComparison {
 public:
-    // Told how many bytes of the bank have been compared; false stops the work.
+    // Called with the number of bytes of the bank compared so far; false stops the work.
     using Observer = std::function<bool(uint64_t nBytes)>;
 
     // engine: has analysed the source at strSource; both databases are only read.
@@ -36,8 +36,8 @@ public:
 
     bool IsSourceOpen() const { return m_source.IsOpen(); }
 
-    // Compares a bank that states this rate and layout, and adds what differs to the list; false when it was
-    // stopped.
+    // Compares a bank that states this rate and layout, and adds the differences to the
+    // list. Returns false when it was stopped.
     bool Run(NoteScan& bank, uint32_t nRate, bool bPerKey, ProblemList& problems, const Observer& observer);
 
 private:

@@ -12,8 +12,8 @@ constexpr int64_t kFullScale = (1 << 23) - 1;
 
 int64_t Times(int64_t a, int64_t b) { return (a * b) >> kOneBits; }
 
-// sin(2 pi phase / 2^32), by the odd polynomial of degree five that is exact, slope included, at the
-// quarters.
+// sin(2 pi phase / 2^32), by the odd polynomial of degree five that is
+// exact at the quarters, also in its slope.
 int64_t Sine(uint32_t nPhase) {
     constexpr int64_t kA = 1686629713, kB = 688904866, kC = 76016977;  // pi/2, pi - 5/2, pi/2 - 3/2
     int64_t x = static_cast<int32_t>(nPhase);                          // in quarters of a turn, -2 to 2
@@ -97,8 +97,8 @@ DemoFrames MakeBell(const DemoSound& sound) {
     return frames;
 }
 
-// A whole number of periods fits the loop, of the second voice one more than of the first: frame n + loop is
-// frame n again. What stands in front of the loop fades in.
+// The loop holds a whole number of periods, of the second voice one more than of the first, so frame n + loop
+// equals frame n. What comes before the loop fades in.
 DemoFrames MakeSustained(const DemoSound& sound) {
     const uint64_t nLoop = sound.nLoopFrames;
     const uint32_t nAttack = sound.nFrames - sound.nLoopFrames;

@@ -18,15 +18,15 @@ struct DemoSound {
     uint32_t nFrames;
     uint32_t nRootKey;
     uint32_t nLoopFrames;  // at its end; 0: no loop
-    // Of a plucked string: frames of its delay line. Of a bell and a block: Hz. Of a sustained sound: periods
-    // in the loop.
+    // For a plucked string: frames of its delay line. For a bell and a block: Hz.
+    // For a sustained sound: periods in the loop.
     uint32_t nPitch;
     DemoFrames (*make)(const DemoSound& sound);
 };
 
 DemoFrames MakePluck(const DemoSound& sound);      // noise through a delay line that smoothes it
-DemoFrames MakeBell(const DemoSound& sound);       // partials that are no harmonics, each with its own decay
+DemoFrames MakeBell(const DemoSound& sound);       // partials that are not harmonic, each with its own decay
 DemoFrames MakeSustained(const DemoSound& sound);  // harmonics of two voices a little apart; loops seamlessly
-DemoFrames MakeBlock(const DemoSound& sound);      // a tone and noise, soon gone
+DemoFrames MakeBlock(const DemoSound& sound);      // a tone and noise that fade quickly
 
 }  // namespace Kestrova

@@ -22,7 +22,7 @@ struct OpeningFault {
     std::string strCause;
 };
 
-// What can be told without opening it.
+// The faults that can be found without opening the file.
 OpeningFault FaultOf(const std::string& strSource) {
     std::error_code error;
     if (!std::filesystem::exists(strSource, error))
@@ -59,8 +59,8 @@ int EngineRun::OnCallback(int nCode, unsigned int nValue, unsigned long nUser) {
         run.m_bEnded = true;
         run.m_changed.notify_all();
     }
-    // A job cancelled at its first callback would leave its file behind and not tell of its end: the second
-    // callback is soon enough.
+    // A job cancelled at its first callback would leave its file behind and not report its end. So it is
+    // cancelled at its second callback.
     return nCode == 1 || CancelSignal() == 0;
 }
 
@@ -72,7 +72,7 @@ BankResult EngineRun::WaitForEnd(const Observer& observer) {
         guard.lock();
     }
     guard.unlock();
-    // After a failure the engine is idle only a moment after its last callback.
+    // After a failure the engine becomes idle a moment later than its last callback.
     while (m_engine.GetState() != 0) std::this_thread::yield();
     return m_result;
 }
@@ -94,7 +94,7 @@ BankResult EngineRun::Start(unsigned int nRate, BankLayout layout, int nQuality)
     return m_engine.CreateDB(nRate, layout == BankLayout::PerKey, nQuality);
 }
 
-// What the engine keeps of it; a result that it does not know more of stands alone.
+// The outcome that the engine keeps for this result. If it keeps none, the result alone.
 BankOutcome EngineRun::OutcomeOf(BankResult result) const {
     const BankOutcome& outcome = m_engine.GetFault();
     return outcome.result == result ? outcome : BankOutcome{.result = result};
@@ -120,7 +120,7 @@ std::string EngineRun::Cause(const BankOutcome& outcome) const {
 
 std::string EngineRun::Explain(BankResult result, bool bNumber) {
     const BankOutcome outcome = OutcomeOf(result);
-    // A whole bank's file needs no further name: the message begins with it.
+    // A fault of the bank's file as a whole needs no further name: the message begins with that file.
     const bool bNamed = outcome.side != BankSide::Target || outcome.nType != kSdbAny;
     std::string strText = *outcome.pszCause == '\0' ? Cause(outcome)
                           : bNamed                  ? NameOf(outcome) + ": " + outcome.pszCause

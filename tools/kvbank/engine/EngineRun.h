@@ -22,13 +22,13 @@ public:
 
     CDBEUCreate& Engine() { return m_engine; }
 
-    // For commands that are given a source. What is wrong with it is said on the console: what it is instead
-    // of a file, the system's reason, or the record and the cause.
+    // For commands that are given a source. Its fault is told on the console: what the path is instead of a
+    // file, the system's reason, or the record and the cause.
     ExitCode OpenSource(Console& console, const std::string& strSource) {
         return Open(console, strSource, &EngineRun::Analyse);
     }
-    // The same for those that need the names of a source's banks alone: only a file that cannot be opened as
-    // a source fails, whatever its analysis finds.
+    // The same for commands that need only the names of a source's banks: it fails only for a file that
+    // cannot be opened as a source, whatever its analysis finds.
     ExitCode OpenNames(Console& console, const std::string& strSource) {
         return Open(console, strSource, &EngineRun::NameBanks);
     }
@@ -41,12 +41,12 @@ public:
     BankResult Start(unsigned int nRate, BankLayout layout, int nQuality);
     BankResult Finish(const Observer& observer = nullptr) { return WaitForEnd(observer); }
 
-    // "sample 12 "Piano C4": the record cannot be read whole", or the result's own text when no record is to
-    // blame; with the system's reason where there is one, and with bNumber also the engine's number.
+    // "sample 12 "Piano C4": the record cannot be read whole", or the text of the result when no record is at
+    // fault. The system's reason follows where there is one, and with bNumber also the engine's number.
     std::string Explain(BankResult result, bool bNumber);
     // The exit code of a job or start that ended with the result.
     ExitCode ExitCodeFor(BankResult result) const { return ExitCodeOf(OutcomeOf(result)); }
-    // Whether the bank's file, not the source, is what a message about the result must name.
+    // Whether a message about the result must name the bank's file, not the source.
     bool IsTargetToBlame(BankResult result) const { return OutcomeOf(result).side == BankSide::Target; }
 
     // Removes a bank with its sums file, unless another process is building it. REQUIRES: it is not the source.

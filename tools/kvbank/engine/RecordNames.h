@@ -14,8 +14,8 @@ struct SDBNOTE;
 // "source" for a fault of no single kind.
 std::string TypeName(uint8_t nType);
 
-// "sample 12 \"Piano C4\"" of a note in an open file. Without a name, or when it cannot be read, the kind and
-// id alone.
+// "sample 12 \"Piano C4\"" of a note in an open file; the kind and id alone
+// when it has no name or it cannot be read.
 std::string DescribeNote(CXFile& file, const SDBNOTE& note);
 
 // The same of the record with an id, which may be missing; the database may be null.

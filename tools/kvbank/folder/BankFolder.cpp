@@ -23,7 +23,7 @@ int ReadError(const fs::path& path) {
     return file.GetLastError();
 }
 
-// The state of a whole file that nobody holds.
+// Sets the state of a whole file that no process holds.
 void TellContent(BankFile& bank) {
     CSDB database;
     if (OpenEitherKind(database, bank.path)) {
@@ -62,7 +62,7 @@ BankState PrivateState(Hold hold) {
     }
 }
 
-// Appends the files with their names' meaning and their size; their states are still to be told.
+// Appends the files with their sizes and what their names mean; their states are found later.
 void FindFiles(const fs::path& dir, std::string_view baseName, const std::vector<unsigned int>& arRates,
                std::vector<BankFile>& banks, std::error_code& error) {
     for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error)) {

@@ -13,10 +13,10 @@ namespace Kestrova {
 
 enum class BankState {
     Complete,
-    Stale,        // whole, but does not stem from the source given; told where there is one (BankOrigin)
+    Stale,        // whole, but not made from the source given, if there is one (BankOrigin)
     Damaged,      // sizes beyond the file, another rate inside than in the name ... (BankCheck)
     BeingBuilt,   // another process holds it
-    Interrupted,  // what a build that died has left; the next one removes it
+    Interrupted,  // left by a build that died; the next build removes it
     Unfinished,   // in the private folder of a build, and the file system cannot tell whether that still runs
     NotABank,     // bears the name, but is something else
     Unreadable    // the system's reason is the cause; also a link that leads to nothing
@@ -35,7 +35,7 @@ struct BankFile {
     bool bEnriched = false;         // of the kind that banks are; a source bank may be of the other
 };
 
-// A bank whose state is told with its cause, as something that is wrong.
+// Whether the state of a bank is a fault, which is shown with its cause.
 bool IsWrong(const BankFile& bank);
 
 // "it is a folder", "a device", ...: what is at the path, null when that is a file or nothing.
@@ -47,9 +47,9 @@ bool OpenEitherKind(CSDB& database, const std::filesystem::path& path);
 // Why a file cannot be opened as a database: the system's reason when it cannot be read, else "not a bank".
 std::string WhyNoBank(const std::filesystem::path& path);
 
-// The files of the folder that bear a bank's name, of one source when a base name is given and of some rates
-// when these are given, those in the private folders of builds included; by name. error is set when the
-// folder cannot be read.
+// The files of the folder with a bank's name, sorted by name; only of one source when a base name is given,
+// and only of some rates when these are given. Those in the private folders of builds are included. error is
+// set when the folder cannot be read.
 std::vector<BankFile> ListBanks(const std::filesystem::path& dir, std::string_view baseName,
                                 std::error_code& error, const std::vector<unsigned int>& arRates = {});
 

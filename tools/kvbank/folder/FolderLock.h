@@ -6,7 +6,7 @@
 
 namespace Kestrova {
 
-// How long a turn is waited for: holders keep it for moments only.
+// How long to wait for a turn: a process that has one keeps it only for moments.
 inline constexpr std::chrono::milliseconds kTurnWait{5000};
 
 // Whether somebody holds the lock of a folder.
@@ -17,9 +17,9 @@ enum class Hold {
 };
 
 // The exclusive advisory lock (flock) of a folder, from construction to destruction or Release. Nothing waits
-// for ever: a wait ends with its time or with a signal to cancel.
-// Some network and cluster file systems have no such locks. The work goes on without one there, and whoever
-// does it must warn the user.
+// for ever: a wait ends when its time is over or a signal asks to cancel.
+// Some network and cluster file systems have no such locks. The work then goes on without a
+// lock, and the caller must warn the user.
 // Threads: any. A second lock of the same process waits as another's would.
 class FolderLock {
 public:
@@ -42,8 +42,8 @@ public:
     Outcome GetOutcome() const { return m_outcome; }
     int GetError() const { return m_nError; }  // errno of a failure
 
-    // Ends the turn before the object goes: nothing is said to a user in a turn, for one who does not read on
-    // would keep all others waiting.
+    // Ends the turn before the object is destroyed. Nothing is printed to the user during a turn: if nobody
+    // reads the output, the print blocks and all others would wait.
     void Release();
 
     // Waits until the disk has the names in the folder. False with errno set.

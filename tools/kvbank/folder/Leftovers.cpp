@@ -23,7 +23,7 @@ void FindBanks(const fs::path& dir, std::vector<FoundLeftover>& found, std::erro
 
 int ErrorOf(int nResult) { return nResult == 0 || errno == ENOENT ? 0 : errno; }
 
-// The lock keeps others from building there until the file has gone.
+// The lock keeps others from building there until the file has been removed.
 int RemoveBank(const fs::path& path) {
     CXFile held;
     if (CSDB::HoldInterruptedBuild(path.c_str(), kSdbFormatEnriched, held))
@@ -31,7 +31,7 @@ int RemoveBank(const fs::path& path) {
     return EBUSY;
 }
 
-// errno, or 0. What can go of the private folders has gone already, with all that was in them.
+// errno, or 0. Of the private folders, all that can be removed has been removed already.
 int Remove(const FoundLeftover& leftover) {
     switch (leftover.kind) {
         case LeftoverKind::PrivateFolder: return ErrorOf(rmdir(leftover.path.c_str()));

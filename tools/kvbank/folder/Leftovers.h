@@ -25,11 +25,11 @@ struct FoundLeftover {
     int nError = 0;      // errno of a removal that failed
 };
 
-// What lies in the folder, by path, of whatever source. error is set when the folder cannot be read.
+// All leftovers in the folder, of any source, sorted by path. error is set when the folder cannot be read.
 std::vector<FoundLeftover> FindLeftovers(const std::filesystem::path& dir, std::error_code& error);
 
-// Removes what nobody holds; all that was found. A file that somebody else put into a private folder stays,
-// and the folder with it. REQUIRES: turn is one, and at dir.
+// Removes the leftovers that no process holds. Returns all that were found. A file that somebody else put
+// into a private folder stays, and the folder with it. REQUIRES: turn is a turn at dir.
 std::vector<FoundLeftover> RemoveLeftovers(const std::filesystem::path& dir, const FolderLock& turn,
                                            std::error_code& error);
 

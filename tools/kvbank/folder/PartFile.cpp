@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 // Short: the place's own name may be as long as names can be.
 constexpr const char* kPrefix = ".kvbank-part-";
-// The end by which a private folder knows what it may remove.
+// The suffix ".kvn" tells the private folder that it may remove the file.
 constexpr const char* kNameInFolder = "part.kvn";
 
 fs::path FolderOf(const fs::path& place) { return place.has_parent_path() ? place.parent_path() : "."; }

@@ -12,11 +12,11 @@
 
 namespace Kestrova {
 
-// The file has no name while it is made, where the system knows such files, and is opened by a path below
-// /proc: nothing is left of it when its process is killed. For the moment of its move it is named
-// .kvbank-part-NNNNNN, and locked under that name (kvTemporaryFile.h).
-// Elsewhere it is made in a private folder of its own. It cannot be locked itself, because a database locks
-// the file it is made in, and of one process, too, only one open file has the lock.
+// While it is made, the file has no name, on systems that allow this, and is opened by a path below /proc:
+// nothing is left of it when its process is killed. Just before it is moved to its place it gets the name
+// .kvbank-part-NNNNNN, under which it is locked (kvTemporaryFile.h).
+// On other systems it is made in a private folder of its own. The file itself cannot be locked there: a
+// database locks its file, and only one open file can have the lock, even within one process.
 class PartFile {
 public:
     // Removes what killed processes left under such names beside the place, then makes the file or folder. On
@@ -25,15 +25,15 @@ public:
     PartFile(const PartFile&) = delete;
     PartFile& operator=(const PartFile&) = delete;
 
-    // Where the file is to be written: an empty file, or none that is to be made. It goes with the object,
-    // unless it was put in its place.
+    // Where the file is to be written: an empty file, or one that is still to be made. It is removed with the
+    // object, unless it was moved to its place.
     const std::filesystem::path& Path() const { return m_path; }
 
     // Moves the file to its place and waits until the disk has the change. REQUIRES: its bytes are on the
     // disk and it is closed. False with errno set; what was at the place then stays.
     bool Publish();
-    // errno when the file is in its place and the disk could not be waited for: it may then not outlast a
-    // loss of power. Else 0.
+    // errno when the file is in its place but could not be brought to the disk: it may
+    // then be lost in a power failure. Else 0.
     int GetSyncError() const { return m_nSyncError; }
 
     // The part files in a folder, held or not (IsTemporaryFileHeld), also those of older versions, which were

@@ -32,7 +32,7 @@ std::vector<Leftover> RemovePrivate(const fs::path& path) {
         if (it->path().extension() == ".kvn" || it->path().extension() == ".kvr") banks.push_back(it->path());
     std::vector<Leftover> left;
     for (const fs::path& bank : banks) Note(unlink(bank.c_str()), bank, left);
-    // A folder with something in it cannot go; what is in it was told already.
+    // A folder that is not empty cannot be removed; what is in it is in the list already.
     if (left.empty()) Note(rmdir(path.c_str()), path, left);
     return left;
 }

@@ -18,10 +18,12 @@ struct Leftover {
 };
 
 // A bank's file in a private folder that a process holds is the mark that the bank is being built. The mark
-// ends with the process, however that ends, because its lock does.
-// Locks: a turn at dir comes first, then the private folder's own lock, for which nobody waits with a turn
-//        but the folder's maker. What is made or removed here is so within a turn, or by the holder.
-// On a file system without locks a mark says nothing to others: they can work, but do not see each other.
+// ends with the process, however the process ends, because its lock ends then.
+// Locks: a turn at dir comes first, then the private folder's own lock. Only the process
+//        that makes the folder waits for that lock during a turn. Files are made and removed
+//        here only within a turn, or by the holder.
+// On a file system without locks, other processes cannot see a mark:
+// they can work, but do not notice each other.
 class PrivateFolder {
 public:
     // Makes and locks the folder inside dir. On failure the path is empty and errno tells why.
@@ -46,8 +48,8 @@ public:
     // when it is still there.
     bool Discard(const std::string& strName);
 
-    // Removes the folder with its banks before the object goes; what could not be removed. Nothing else can
-    // be done with the object then.
+    // Removes the folder with its banks before the object is destroyed. Returns what could not be removed.
+    // The object cannot be used afterwards.
     std::vector<Leftover> Remove();
 
     // The private folders in dir, and whether a process holds each. Those that nobody holds were left by
@@ -58,8 +60,8 @@ public:
     };
     static std::vector<Found> FindIn(const std::filesystem::path& dir);
 
-    // Removes those in dir that no process holds any more. What the file system cannot tell is left alone.
-    // REQUIRES: the turn is one, and at dir.
+    // Removes the private folders in dir that no process holds any more. Those for which the file system
+    // cannot tell are left alone. REQUIRES: the turn is one, and at dir.
     struct Cleaned {
         unsigned nFolders = 0;  // removed
         std::vector<Leftover> left;

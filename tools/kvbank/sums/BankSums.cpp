@@ -51,7 +51,7 @@ SumsOutcome SumOpenFile(const std::string& strBank, int nFile, const SumsProgres
     return {};
 }
 
-// The same file, whatever it is called.
+// Whether both are the same file, under whatever name.
 bool IsSameFile(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
@@ -86,7 +86,7 @@ SumsOutcome PutSums(const std::string& strBank, const std::string& strSum) {
     const fs::path absolute = fs::absolute(strPath, error);
     if (error) return {Kind::Failed, strPath, error.message()};
     const SumsLine line{.strSum = strSum, .strName = NameOf(strBank)};
-    // Whoever may read the bank may read its sum.
+    // Everybody who may read the bank may read its sum.
     const mode_t nMode = bank.st_mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
     return ReplaceFile(absolute.c_str(), FormatSumsLine(line), nMode) ? SumsOutcome{} : Failure(strPath);
 }

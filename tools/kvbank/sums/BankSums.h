@@ -1,9 +1,9 @@
 // BankSums.h - the sums file of a bank: its SHA-256 sum in NAME.sha256 beside it, as `sha256sum -c` reads it.
 // A bank holds no checksum of its own, so only this file tells that a byte of a wave has changed.
 //
-// A sums file never stands beside a bank it does not belong to: whoever replaces or removes a bank removes
-// its sums file first, and writes a new one when the new bank is in its place. A crash in between leaves
-// none.
+// A sums file never stands beside a bank that it does not belong to. When a bank is replaced or
+// removed, its sums file is removed first, and a new one is written when the new bank is in its
+// place. After a crash in between there is none.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ struct SumsOutcome {
         Done,     // written, right, or removed
         NoFile,   // there is no sums file
         Differs,  // the bank is not the one that was summed
-        NotOurs,  // the sums file is none, or names another file
+        NotOurs,  // it is not a sums file, or names another file
         Failed,   // the system refused; strCause is its reason
         Cancelled,
     };
@@ -26,7 +26,7 @@ struct SumsOutcome {
     std::string strCause = {};  // empty when done, or when there is no sums file
 };
 
-// Is told how many bytes have been read so far; false cancels.
+// Called with the number of bytes read so far; false cancels.
 using SumsProgress = std::function<bool(uint64_t nBytes)>;
 
 std::string SumsPath(const std::string& strBank);

@@ -17,8 +17,8 @@ struct SumsLine {
 // with \\, \n or \r in their place, and a backslash in front of the line tells so.
 std::string FormatSumsLine(const SumsLine& line);
 
-// Reads one line, its newline included; nothing when it is none. Digits may be upper-case, and a star may
-// stand for the second space: so the program writes binary files.
+// Reads one line, its newline included; nothing when it is not such a line. Digits may be upper-case, and the
+// second space may be a star: so the program writes the line of a binary file.
 std::optional<SumsLine> ParseSumsLine(std::string_view text);
 
 }  // namespace Kestrova

@@ -67,7 +67,7 @@ Json WithBytes(const Json& value) {
     return copy;
 }
 
-// Then nobody reads our lines any more, and the user knows why the work is cancelled.
+// In that case nobody reads our lines any more, and the user knows why the work is cancelled.
 bool ReaderHasGone() { return CancelSignal() == SIGPIPE; }
 
 }  // namespace
@@ -92,8 +92,8 @@ void Console::Warn(const std::string& strLine) {
 
 int Console::Finish(const char* pszCommand, ExitCode code, const Json& report) {
     if (bJson) {
-        // Field by field: a list of them would be destroyed, for which the library takes memory and ends the
-        // process when there is none.
+        // The fields are set one by one. A list of them would be destroyed, for which the library allocates
+        // memory, and it ends the process when there is none.
         Json document;
         document["schema"] = 1;
         document["command"] = pszCommand;

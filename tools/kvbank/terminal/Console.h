@@ -29,9 +29,9 @@ struct Console {
     bool bVerbose = false;  // -v: details that are usually left out
     bool bJson = false;     // --json: one document on `out`, no other text there
 
-    // Each of these takes one line and writes it at once. Control characters, which a terminal would obey,
-    // are replaced. When the reader of `out` has gone (SIGPIPE) nothing more is said. A line for the user: to
-    // `out`, unless -q or --json.
+    // Say, Detail, Error and Warn take one line each and write it at once. Control characters, which a
+    // terminal would obey, are replaced. When the reader of `out` has gone (SIGPIPE) nothing more is printed.
+    // Say prints a line for the user to `out`, unless -q or --json is given.
     void Say(const std::string& strLine);
     // A line that only -v shows.
     void Detail(const std::string& strLine);
@@ -40,12 +40,13 @@ struct Console {
     void Warn(const std::string& strLine);
 
     // Ends a command: with --json writes the document {"schema": 1, "command": ..., "exit_code": ...} with
-    // the fields of `report` and the errors and warnings said; "command" is "" before one is known. Texts in
-    // `report` are given as they are: the document has them whole, with control characters escaped. Bytes
-    // that are no UTF-8 are replaced, and the field is followed by "NAME_bytes", all its bytes in
-    // hexadecimal. Returns the code.
+    // the fields of `report` and the errors and warnings that were told; "command" is "" before it is known.
+    // Texts in `report` are written in full, with control characters escaped. When a text is not UTF-8, its
+    // wrong bytes are replaced, and a field "NAME_bytes" follows with all its bytes in hexadecimal.
+    // Returns the code.
     int Finish(const char* pszCommand, ExitCode code, const Json& report = Json::object());
-    // The code, unless it is done and `out` did not take all that was written to it.
+    // Returns the code; when it is done, but `out` did not take all
+    // that was written to it, kExitOutput instead.
     int Flush(ExitCode code);
 
 private:

@@ -7,7 +7,7 @@
 
 namespace Kestrova {
 
-// Steps return it; the verb's end says the line, once.
+// Steps return it; the verb prints the error line once, at its end.
 struct Ending {
     ExitCode code = kExitDone;
     std::string strError;  // "FILE: cause", for the user; empty when done

@@ -20,8 +20,8 @@ enum ExitCode : int {
 
 // The exit code for a result of the engine, and its cause in words.
 ExitCode ExitCodeOf(BankResult result);
-// The same for an outcome, which also tells the file: whatever the system refused to do with the bank's is a
-// failure of the output, and a record that no bank can take is a fault of the source.
+// The same for an outcome, which also tells the file. Whatever the system refused to do with the bank's file
+// is a failure of the output; a record that no bank can take is a fault of the source.
 ExitCode ExitCodeOf(const BankOutcome& outcome);
 const char* DescribeResult(BankResult result);
 

@@ -7,8 +7,8 @@ namespace {
 
 constexpr size_t kLettersPerChange = 3;
 
-// The optimal string alignment distance. Row i holds the changes from the first i letters of a to the first
-// letters of b.
+// The optimal string alignment distance. Row i holds the number of changes from the first
+// i letters of a to the first letters of b.
 size_t ChangesBetween(const std::string& a, const std::string& b) {
     std::vector<std::vector<size_t>> changes(a.size() + 1, std::vector<size_t>(b.size() + 1));
     for (size_t i = 0; i <= a.size(); ++i) {

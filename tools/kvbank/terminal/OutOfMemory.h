@@ -3,9 +3,9 @@
 
 namespace Kestrova {
 
-// For std::set_terminate. The JSON library takes memory in its destructors; when there is none, the process
-// can only end there. It says so on standard error and ends with kExitNoMemory. What else was thrown where it
-// must not be ends it as usual (abort).
+// For std::set_terminate. The JSON library allocates memory in its destructors; when there is none, the
+// process can only end there. This function says so on standard error and exits with kExitNoMemory. Any other
+// exception that reaches it ends the process as usual (abort).
 [[noreturn]] void EndWithoutMemory() noexcept;
 
 }  // namespace Kestrova

@@ -89,7 +89,7 @@ bool BankVerifier::Run(const Observer& observer) {
     return CheckNotes(observer);
 }
 
-// As the engine tells what a build that died has left.
+// By the same rule as the engine.
 bool BankVerifier::IsInterrupted() const {
     const std::vector<SDBNOTE>& notes = m_scan.Notes();
     return m_scan.IsEnriched() && (notes.empty() || (notes.front().nState & kSdbStateNew) != 0);
@@ -106,7 +106,7 @@ void BankVerifier::CheckQuickLoad() {
     if (notes.empty() || notes.front().nType != kSdbQuickLoad) return;
     const SDBNOTE& table = notes.front();
     if (table.nSize == 0)
-        Report(table, "it is empty, which hides every record");
+        Report(table, "it is empty, so no record can be found by it");
     else if (table.nSize % QuickLoadEntry::kBytes != 0)
         Report(table, "its size is no multiple of an entry's");
     else if (!m_scan.IsWhole(table))
@@ -194,7 +194,7 @@ void BankVerifier::CheckHeader(const SDBNOTE& note) {
     if (note.nState != 0)
         Report(note, note.IsLive() ? "it was never committed" : "its deletion was never committed");
     if (note.nType == kSdbQuickLoad && &note != &m_scan.Notes().front())
-        Report(note, "only a file's first record can be one");
+        Report(note, "only the first record of a file can be a quick-load table");
     if (note.nType == kSdbAny) Report(note, "no record can have this type");
     if (!note.IsLive()) return;
     if (note.idNote == kSdbNoID) Report(note, "no record can have this id");
@@ -221,7 +221,8 @@ void BankVerifier::CheckParent(const SDBNOTE& note) {
         if (note.nType == row.nType && pParent->nType != row.nParentType) Report(note, row.pszCause);
 }
 
-// Climbs from each note to where another climb has been. A climb that meets itself has found a circle.
+// Climbs from each note to its parents, until a note that was visited before. A
+// climb that meets itself has found a circle.
 void BankVerifier::CheckCycles() {
     enum Mark : uint8_t { kNew, kOnClimb, kDone };
     const std::vector<SDBNOTE>& notes = m_scan.Notes();
@@ -267,7 +268,7 @@ bool BankVerifier::IsInSplitProgram(const SDBNOTE& region) const {
     return m_splitPrograms.count(region.idParent) != 0;
 }
 
-// What the analysis of a source demands of regions is demanded of split programs' alone.
+// The analysis of a source has demands only on the regions of split programs, so only these are checked.
 void BankVerifier::CheckRegion(const SDBNOTE& note) {
     CSDBIRegion region(note.idNote, note.idParent);
     if (!m_scan.Read(note, region)) return Report(note, kUnreadable);
@@ -277,7 +278,8 @@ void BankVerifier::CheckRegion(const SDBNOTE& note) {
     if (m_layerParents.count(note.idNote) == 0) Report(note, "it has no layers");
 }
 
-// In the per-key layout a layer of a program that is not split may play nothing: the engine leaves it so.
+// In the per-key layout a layer of a program that is not split may
+// play nothing: the engine makes such layers.
 void BankVerifier::CheckLayer(const SDBNOTE& note) {
     CSDBILayer layer(note.idNote, note.idParent);
     if (!m_scan.Read(note, layer)) return Report(note, kUnreadable);

@@ -11,11 +11,11 @@
 
 namespace Kestrova {
 
-// Works on the scan alone: what the quick-load table says is compared, never followed.
+// Works on the scan alone: the quick-load table is compared with it, and never used to find records.
 // Threads: one, with helpers of its own that decode samples ahead. Throws std::bad_alloc.
 class BankVerifier {
 public:
-    // Told how many bytes of the file have been checked; false stops the work.
+    // Called with the number of bytes of the file checked so far; false stops the work.
     using Observer = std::function<bool(uint64_t nBytes)>;
 
     BankVerifier(NoteScan& scan, ProblemList& problems) : m_scan(scan), m_problems(problems) {}

@@ -46,23 +46,23 @@ uint64_t HeaderBytes(CXFile& file, const SDBNOTE& note, const CSDBISampleEU& sam
            sample.m_info.cLayerLoops * sizeof(SDBLOOP) + 4;
 }
 
-// Where a wave lies follows from where its record lies, so that a record written for another place still
-// decodes, its wave shifted: the paddings, which must be silent, tell.
+// The place of a wave depends on the place of its record. A record that was written for another place still
+// decodes, but its wave is shifted. The padding around the wave, which must be silent, shows this.
 void CheckAlignment(CXFile& file, const SDBNOTE& note, const CSDBISampleEU& sample, Causes& causes) {
     const uint64_t nHeader = HeaderBytes(file, note, sample);
     const uint64_t posPadding = note.PosBody() + nHeader;
     const uint64_t nBefore = sample.m_posWave - posPadding;
     if (!IsZero(file, posPadding, nBefore) ||
         !IsZero(file, sample.m_posWave + sample.m_info.lWave, kWaveAlignment - nBefore))
-        causes.push_back("its wave is misaligned: there is something else than silence around it");
+        causes.push_back("its wave is misaligned: the padding around it is not silent");
     const uint64_t nBody = nHeader + kWaveAlignment + sample.m_info.lWave + 4 + sample.m_pars.Size();
     if (nBody != note.nSize)
-        causes.push_back(std::to_string(note.nSize - nBody) + " bytes behind its end belong to nothing");
+        causes.push_back(std::to_string(note.nSize - nBody) + " bytes behind its end are not used");
 }
 
 }  // namespace
 
-// When header and loops alone can be read, the wave is to blame.
+// When header and loops can be read but the whole record cannot, the wave is at fault.
 Causes CheckPlainSample(CXFile& file, const SDBNOTE& note, const std::string& strFolder) {
     Causes causes;
     CSDBISampleWave sample(note.idNote, note.idParent);

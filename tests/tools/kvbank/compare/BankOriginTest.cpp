@@ -76,7 +76,7 @@ TEST_F(BankOriginTest, ASourceThatDiffersIsToldByTheFirstDifference) {
              s.programs[1].regions[0].layers = {1, 0};
          },
          "layer 16: the sample it plays is not what the source gives", nullptr},
-        {[](SourceSpec& s) { s.programs.pop_back(); }, "records follow that the source does not give: 4",
+        {[](SourceSpec& s) { s.programs.pop_back(); }, "it has more records than the source gives: 4",
          nullptr},
     };
     for (const bool bPerKey : {false, true}) {

@@ -129,10 +129,10 @@ TEST_F(SourceComparisonTest, EveryFieldThatDiffersIsTold) {
          {"preset 3 \"Preset 1\": the source gives a sample here"}},
         {"a program more",
          [](SourceSpec& s) { s.programs.push_back({}); },
-         {"it ends where the source gives a program"}},
+         {"it ends too early: the source gives a program next"}},
         {"a program less",
          [](SourceSpec& s) { s.programs.pop_back(); },
-         {"records follow that the source does not give: 4"}},
+         {"it has more records than the source gives: 4"}},
         {"nothing", [](SourceSpec&) {}, {}},
     };
     BankOf(Rich());
