@@ -6,7 +6,6 @@
 #include <mutex>
 #include <new>
 
-#include "SamplerDBDS/BaseClasses/XFileHold.h"
 #include "bank/FileAnswer.h"
 #include "bank/PitchTables.h"
 #include "bank/Resampler.h"
@@ -153,7 +152,6 @@ uint32_t SampleMaker<TSource>::EntryOf(size_t nJob) const {
 
 template <class TSource>
 bool SampleMaker<TSource>::ReadWave(const SDBNOTE& note, CXFile& file, TSource& record) const {
-    const CXFileHold hold(file);
     if constexpr (std::is_base_of_v<CSDBISampleEU, TSource>) {
         if (!MeasureEnrichedSample(file, note.PosBody(), note.nSize)) return false;
     } else {
