@@ -22,14 +22,6 @@ BankOutcome Refuse(const CSDBISampleBase& source, BankResult result, const char*
     return SourceFault(result, kSdbSample, source.GetID(), pszCause);
 }
 
-void ScaleLoops(CSDBISampleBase& sample, double ratio) {
-    SDBLOOP* const arLoops = sample.GetLoops();
-    for (uint32_t i = 0; i < sample.m_info.cLayerLoops; ++i) {
-        arLoops[i].nStart = ScaledPosition(arLoops[i].nStart, ratio);
-        arLoops[i].nEnd = ScaledPosition(arLoops[i].nEnd, ratio);
-    }
-}
-
 // Gives the new sample, all of whose other fields are set, a wave of so many bytes.
 BankOutcome AllocWave(const CSDBISampleBase& source, CSDBISampleEUWave& made, uint64_t nBytes) {
     constexpr uint64_t kMost = std::numeric_limits<uint32_t>::max();
@@ -83,6 +75,20 @@ uint32_t ScaledPosition(uint32_t nPosition, double ratio) {
     return scaled > 0 ? static_cast<uint32_t>(std::min(scaled, kHighest)) : 0;
 }
 
+double ConversionRatio(const CSDBISampleBase& source, const SampleTarget& target, int nKey) {
+    if (!target.bPerKey) return static_cast<double>(source.m_info.nSampleRate) / target.nRate;
+    if (nKey == kEveryKey) return 1.0;
+    return source.m_info.nSampleRate * double{PitchFactor(nKey, source.m_info.nRootKey)} / target.nRate;
+}
+
+void ScaleLoops(CSDBISampleBase& sample, double ratio) {
+    SDBLOOP* const arLoops = sample.GetLoops();
+    for (uint32_t i = 0; i < sample.m_info.cLayerLoops; ++i) {
+        arLoops[i].nStart = ScaledPosition(arLoops[i].nStart, ratio);
+        arLoops[i].nEnd = ScaledPosition(arLoops[i].nEnd, ratio);
+    }
+}
+
 BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
                              CSDBISampleEUWave& made) {
     if (source.m_info.cLayerLoops >= kMaxLoops)
@@ -90,17 +96,9 @@ BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& 
     made.CopyHeader(source);
     made.m_info.nSampleRate = target.nRate;
     if (!made.CopyOwned(source)) return Refuse(source, kBankNoMemory, kCauseNoMemory);
-    if (!target.bPerKey) {
-        if (source.m_info.nSampleRate == target.nRate) return CopyUnchanged(source, made);
-        return Convert(source, static_cast<double>(source.m_info.nSampleRate) / target.nRate, target.nQuality,
-                       made);
-    }
-    if (nKey == kEveryKey) return CopyUnchanged(source, made);
-    made.m_info.nRootKey = static_cast<uint32_t>(nKey);
-    const double ratio =
-        source.m_info.nSampleRate * double{PitchFactor(nKey, source.m_info.nRootKey)} / target.nRate;
-    if (ratio == 1.0) return CopyUnchanged(source, made);
-    return Convert(source, ratio, target.nQuality, made);
+    if (target.bPerKey && nKey != kEveryKey) made.m_info.nRootKey = static_cast<uint32_t>(nKey);
+    const double ratio = ConversionRatio(source, target, nKey);
+    return ratio == 1.0 ? CopyUnchanged(source, made) : Convert(source, ratio, target.nQuality, made);
 }
 
 template <class TSource>
