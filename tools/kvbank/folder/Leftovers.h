@@ -21,14 +21,14 @@ const char* KindName(LeftoverKind kind);
 struct FoundLeftover {
     std::filesystem::path path;
     LeftoverKind kind = LeftoverKind::Bank;
-    bool bHeld = false;  // a process is at work on it, or the file system has no locks that would tell
-    int nError = 0;      // errno of a removal that failed
+    Hold hold = Hold::Free;  // held: a run is at work on it; unknown: the file system does not tell
+    int nError = 0;          // errno of a removal that failed
 };
 
 // What lies in the folder, by path, of whatever source. error is set when the folder cannot be read.
 std::vector<FoundLeftover> FindLeftovers(const std::filesystem::path& dir, std::error_code& error);
 
-// Removes what nobody holds; all that was found. A file that somebody else put into a private folder stays,
+// Removes what nobody holds, and leaves alone what cannot be asked; all that was found. A file that somebody else put into a private folder stays,
 // and the folder with it. REQUIRES: turn is one, and at dir.
 std::vector<FoundLeftover> RemoveLeftovers(const std::filesystem::path& dir, const FolderLock& turn,
                                            std::error_code& error);
