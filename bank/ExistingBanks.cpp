@@ -82,7 +82,7 @@ BankOutcome FindExisting(const BankShelf& shelf, int kinds[kRateCount], unsigned
 
 BankOutcome FindOccupant(CSDB& source, const char* pszPath, Occupant& occupant) {
     CXFile looked;
-    const FileAnswer same = AskFile(source, [&] { return source.SameFile(pszPath); });
+    const FileAnswer same = AskFile(looked, [&] { return source.SameFile(pszPath, looked); });
     const FileAnswer held = AskFile(looked, [&] { return CSDB::IsHeld(pszPath, looked); });
     occupant = same ? Occupant::Source : held ? Occupant::Build : Occupant::None;
     if (same || (!IsWant(same.nError) && !IsWant(held.nError))) return {};

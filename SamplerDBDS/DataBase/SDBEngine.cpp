@@ -168,12 +168,16 @@ bool CSDB::ProcessFile(uint8_t nMode) {
 }
 
 bool CSDB::SameFile(const char* pszPath) {
+    CXFile other;
+    return SameFile(pszPath, other);
+}
+
+bool CSDB::SameFile(const char* pszPath, CXFile& other) {
     if (pszPath == nullptr || !IsOpen()) return false;
     if (strcasecmp(pszPath, GetPath()) == 0) return true;
-    CXFile other;
     FileFacts ours, others;
     const bool bKnown = other.Open(pszPath, 0) && other.GetFacts(others) && m_file.GetFacts(ours);
-    m_file.NoteError(other.GetFirstError());
+    other.Close();
     return bKnown && ours.IsSameFile(others);
 }
 

@@ -57,9 +57,10 @@ public:
     bool Save(const char* pszPath);
 
     // True when the path is the open one, letter case ignored, or leads to the same file (links, doubled
-    // slashes). False for null and for a closed database, and when the other file cannot be looked at;
-    // GetFirstError then tells why.
+    // slashes). False for null and for a closed database.
     bool SameFile(const char* pszPath);
+    // The same, asked with a file of the caller's, whose GetFirstError then tells why it could not be opened.
+    bool SameFile(const char* pszPath, CXFile& other);
 
     // The engine lock, recursive. REQUIRES: an open database (the lock asserts "m_bInited" otherwise).
     void Lock();
