@@ -1,5 +1,6 @@
 #include "bank/BankWriter.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -27,9 +28,9 @@ BankOutcome BankWriter::Open() {
     std::error_code ignored;
     const bool bNew = !std::filesystem::exists(m_strPath, ignored);
     const FileAnswer made =
-        AskFile([this] { return m_target.Create(m_strPath.c_str(), kSdbFormatEnriched); });
+        AskFile(m_target, [this] { return m_target.Create(m_strPath.c_str(), kSdbFormatEnriched); });
     if (made) return {};
-    if (CSDB::IsHeld(m_strPath.c_str())) return {.result = kBankBusy};
+    if (made.nError == EWOULDBLOCK) return {.result = kBankBusy};
     if (bNew) DeleteThisFile(m_strPath.c_str());
     return TargetFault(kBankTargetNotCreated, kSdbAny, kSdbNoID, "the bank file cannot be created",
                        made.nError);
@@ -50,7 +51,8 @@ BankOutcome BankWriter::WriteLocked() {
     const BankAnalysis& counts = m_analysis.GetCounts();
     m_source.StartJob(counts.nRecords + static_cast<uint64_t>(counts.nPerKeyRecords));
     const auto nTotal = static_cast<uint32_t>(m_order.IsPerKey() ? counts.nPerKeyRecords : counts.nRecords);
-    if (const FileAnswer reserved = AskFile([&] { return m_target.ReserveQuickLoad(nTotal); }); !reserved)
+    if (const FileAnswer reserved = AskFile(m_target, [&] { return m_target.ReserveQuickLoad(nTotal); });
+        !reserved)
         return TargetFault(kBankWriteFailed, kSdbQuickLoad, kSdbNoID, "it cannot be written",
                            reserved.nError);
     if (const BankOutcome begun = m_progress.Begin(nTotal); !begun.IsDone()) {
@@ -70,9 +72,9 @@ BankOutcome BankWriter::RunStages() {
 
 // Buffered data is written first, so that a full disk is reported as a write failure like any other.
 BankOutcome BankWriter::WriteQuickLoad() {
-    if (const FileAnswer flushed = AskFile([this] { return m_target.GetFile().Flush(); }); !flushed)
+    if (const FileAnswer flushed = AskFile(m_target, [this] { return m_target.GetFile().Flush(); }); !flushed)
         return TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be written", flushed.nError);
-    const FileAnswer written = AskFile([this] { return m_target.CreateQuickLoad(); });
+    const FileAnswer written = AskFile(m_target, [this] { return m_target.CreateQuickLoad(); });
     if (written) return {};
     // When the system refused nothing, the source is at fault: circles among
     // its records leave some of them unwritten.
@@ -85,7 +87,7 @@ BankOutcome BankWriter::WriteQuickLoad() {
 
 // A bank that cannot be committed has failed, and the file of a failed bank is deleted.
 BankOutcome BankWriter::Close(BankOutcome outcome) {
-    const FileAnswer closed = AskFile([&] { return m_target.Close(outcome.IsDone()); });
+    const FileAnswer closed = AskFile(m_target, [&] { return m_target.Close(outcome.IsDone()); });
     if (!closed && outcome.IsDone())
         outcome =
             TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be committed", closed.nError);
@@ -104,7 +106,7 @@ const char* BankWriter::WhyRefused(CSDBInterpreter& record) const {
 BankOutcome BankWriter::AddToTarget(CSDBInterpreter& record, uint32_t idSource) {
     if (const char* const pszCause = WhyRefused(record))
         return SourceFault(kBankWriteFailed, record.GetType(), idSource, pszCause);
-    const FileAnswer added = AskFile([&] { return m_target.AddNewNote(&record); });
+    const FileAnswer added = AskFile(m_target, [&] { return m_target.AddNewNote(&record); });
     if (!added)
         return TargetFault(kBankWriteFailed, record.GetType(), idSource, "it cannot be written",
                            added.nError);

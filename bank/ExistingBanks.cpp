@@ -49,12 +49,13 @@ BankOutcome ForEachBank(const BankShelf& shelf, TVisit visit) {
 // file. The answer "no" then means nothing.
 bool IsWant(int nError) { return nError == ENOMEM || nError == EMFILE || nError == ENFILE; }
 
-bool AddFileLength(const char* pszPath, uint64_t& nTotal) {
+FileAnswer AddFileLength(const char* pszPath, uint64_t& nTotal) {
     CXFile file;
     unsigned long long nLength = 0;
-    if (!file.Open(pszPath, 0) || !file.SeekToEnd(nLength)) return false;
+    const FileAnswer measured =
+        AskFile(file, [&] { return file.Open(pszPath, 0) && file.SeekToEnd(nLength); });
     nTotal += nLength;
-    return true;
+    return measured;
 }
 
 }  // namespace
@@ -72,7 +73,7 @@ BankOutcome FindExisting(const BankShelf& shelf, int kinds[kRateCount], unsigned
         int& nKind = kinds[bank.name.nRateIndex];
         nKind = nKind == 0 ? KindOf(bank.name.layout) : kSeveralBanks;
         if (pMegabytes == nullptr) return {};
-        const FileAnswer measured = AskFile([&] { return AddFileLength(bank.pszPath, nTotal); });
+        const FileAnswer measured = AddFileLength(bank.pszPath, nTotal);
         if (measured) return {};
         return TargetFault(kBankSourceNotOpened, kSdbAny, kSdbNoID, "", measured.nError);
     });
@@ -81,8 +82,9 @@ BankOutcome FindExisting(const BankShelf& shelf, int kinds[kRateCount], unsigned
 }
 
 BankOutcome FindOccupant(CSDB& source, const char* pszPath, Occupant& occupant) {
-    const FileAnswer same = AskFile([&] { return source.SameFile(pszPath); });
-    const FileAnswer held = AskFile([&] { return CSDB::IsHeld(pszPath); });
+    CXFile looked;
+    const FileAnswer same = AskFile(looked, [&] { return source.SameFile(pszPath, looked); });
+    const FileAnswer held = AskFile(looked, [&] { return CSDB::IsHeld(pszPath, looked); });
     occupant = same ? Occupant::Source : held ? Occupant::Build : Occupant::None;
     if (same || (!IsWant(same.nError) && !IsWant(held.nError))) return {};
     return {.result = kBankNoMemory};
@@ -115,7 +117,7 @@ BankOutcome RemoveInterruptedBuilds(CSDB& source, const BankShelf& shelf, unsign
         if (!found.IsDone() || occupant != Occupant::None) return found;
         CXFile held;
         const FileAnswer interrupted =
-            AskFile([&] { return CSDB::HoldInterruptedBuild(bank.pszPath, kSdbFormatEnriched, held); });
+            AskFile(held, [&] { return CSDB::HoldInterruptedBuild(bank.pszPath, kSdbFormatEnriched, held); });
         if (interrupted) nRemoved += DeleteThisFile(bank.pszPath);
         return BankOutcome{.result = IsWant(interrupted.nError) ? kBankNoMemory : kBankDone};
     });

@@ -1,11 +1,7 @@
-// FileAnswer.h - what an operation on a file answers, with the system's reason when it fails.
-// Files, databases and records answer true or false and leave the reason in errno. This is the only place of
-// the engine that reads errno; from here on the reason is a value.
+// FileAnswer.h - what an operation on a file or database answers, with the system's reason when it fails.
 #pragma once
 
-#include <cerrno>
-
-#include "SamplerDBDS/BaseClasses/XFile.h"
+#include "SamplerDBDS/BaseClasses/XFileHold.h"
 
 namespace Kestrova {
 
@@ -16,22 +12,20 @@ struct FileAnswer {
     explicit operator bool() const { return bDone; }
 };
 
-// Runs an operation that answers true or false.
-template <class TOperation>
-FileAnswer AskFile(TOperation operation) {
-    errno = 0;
+// Runs an operation on a CXFile or CSDB that answers true or false. Others may use the object meanwhile only
+// under its locks.
+template <class TAsked, class TOperation>
+FileAnswer AskFile(TAsked& asked, TOperation operation) {
+    asked.ClearFirstError();
     const bool bDone = operation();
-    return {bDone, bDone ? 0 : errno};
+    return {bDone, bDone ? 0 : asked.GetFirstError()};
 }
 
-// Runs the decoding of a record of `file`. Damage makes it fail too, and on the way it may have
-// looked for other files (external waves). So the system's reason counts only when it is a
-// failed read of this file, or lack of memory.
+// Runs the decoding of a record of a file that other threads read too.
 template <class TOperation>
 FileAnswer AskRecord(CXFile& file, TOperation operation) {
-    FileAnswer answer = AskFile(operation);
-    if (answer.nError != ENOMEM && answer.nError != file.GetLastError()) answer.nError = 0;
-    return answer;
+    const CXFileHold hold(file);
+    return AskFile(file, operation);
 }
 
 }  // namespace Kestrova

@@ -6,7 +6,6 @@
 #include <mutex>
 #include <new>
 
-#include "SamplerDBDS/BaseClasses/XFileHold.h"
 #include "bank/FileAnswer.h"
 #include "bank/PitchTables.h"
 #include "bank/Resampler.h"
@@ -21,14 +20,6 @@ bool IsConvertible(const CSDBISampleBase::Info& info) {
 
 BankOutcome Refuse(const CSDBISampleBase& source, BankResult result, const char* pszCause) {
     return SourceFault(result, kSdbSample, source.GetID(), pszCause);
-}
-
-void ScaleLoops(CSDBISampleBase& sample, double ratio) {
-    SDBLOOP* const arLoops = sample.GetLoops();
-    for (uint32_t i = 0; i < sample.m_info.cLayerLoops; ++i) {
-        arLoops[i].nStart = ScaledPosition(arLoops[i].nStart, ratio);
-        arLoops[i].nEnd = ScaledPosition(arLoops[i].nEnd, ratio);
-    }
 }
 
 // Gives the new sample, all of whose other fields are set, a wave of so many bytes.
@@ -84,6 +75,20 @@ uint32_t ScaledPosition(uint32_t nPosition, double ratio) {
     return scaled > 0 ? static_cast<uint32_t>(std::min(scaled, kHighest)) : 0;
 }
 
+double ConversionRatio(const CSDBISampleBase& source, const SampleTarget& target, int nKey) {
+    if (!target.bPerKey) return static_cast<double>(source.m_info.nSampleRate) / target.nRate;
+    if (nKey == kEveryKey) return 1.0;
+    return source.m_info.nSampleRate * double{PitchFactor(nKey, source.m_info.nRootKey)} / target.nRate;
+}
+
+void ScaleLoops(CSDBISampleBase& sample, double ratio) {
+    SDBLOOP* const arLoops = sample.GetLoops();
+    for (uint32_t i = 0; i < sample.m_info.cLayerLoops; ++i) {
+        arLoops[i].nStart = ScaledPosition(arLoops[i].nStart, ratio);
+        arLoops[i].nEnd = ScaledPosition(arLoops[i].nEnd, ratio);
+    }
+}
+
 BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
                              CSDBISampleEUWave& made) {
     if (source.m_info.cLayerLoops >= kMaxLoops)
@@ -91,17 +96,9 @@ BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& 
     made.CopyHeader(source);
     made.m_info.nSampleRate = target.nRate;
     if (!made.CopyOwned(source)) return Refuse(source, kBankNoMemory, kCauseNoMemory);
-    if (!target.bPerKey) {
-        if (source.m_info.nSampleRate == target.nRate) return CopyUnchanged(source, made);
-        return Convert(source, static_cast<double>(source.m_info.nSampleRate) / target.nRate, target.nQuality,
-                       made);
-    }
-    if (nKey == kEveryKey) return CopyUnchanged(source, made);
-    made.m_info.nRootKey = static_cast<uint32_t>(nKey);
-    const double ratio =
-        source.m_info.nSampleRate * double{PitchFactor(nKey, source.m_info.nRootKey)} / target.nRate;
-    if (ratio == 1.0) return CopyUnchanged(source, made);
-    return Convert(source, ratio, target.nQuality, made);
+    if (target.bPerKey && nKey != kEveryKey) made.m_info.nRootKey = static_cast<uint32_t>(nKey);
+    const double ratio = ConversionRatio(source, target, nKey);
+    return ratio == 1.0 ? CopyUnchanged(source, made) : Convert(source, ratio, target.nQuality, made);
 }
 
 template <class TSource>
@@ -154,7 +151,6 @@ uint32_t SampleMaker<TSource>::EntryOf(size_t nJob) const {
 
 template <class TSource>
 bool SampleMaker<TSource>::ReadWave(const SDBNOTE& note, CXFile& file, TSource& record) const {
-    const CXFileHold hold(file);
     if constexpr (std::is_base_of_v<CSDBISampleEU, TSource>) {
         if (!MeasureEnrichedSample(file, note.PosBody(), note.nSize)) return false;
     } else {

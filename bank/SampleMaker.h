@@ -27,6 +27,12 @@ struct SampleTarget {
     bool bPerKey = false;
 };
 
+// Source frames per frame of the target sample (MakeTargetSample); exactly 1 when the wave is copied.
+double ConversionRatio(const CSDBISampleBase& source, const SampleTarget& target, int nKey);
+
+// Moves the loops of a sample to where its conversion puts them.
+void ScaleLoops(CSDBISampleBase& sample, double ratio);
+
 // One target sample, or why there is none.
 struct MadeSample {
     BankOutcome outcome;

@@ -24,7 +24,8 @@ uint32_t PlayedBytes(const CSDBISampleBase& sample) {
 
 BankOutcome SourceAnalysis::Run() {
     Forget();
-    if (const FileAnswer measured = AskFile([this] { return MeasureSource(); }); !measured)
+    if (const FileAnswer measured = AskFile(m_source.Database(), [this] { return MeasureSource(); });
+        !measured)
         return SourceFault(kBankReadFailed, kSdbAny, kSdbNoID, "the file cannot be measured",
                            measured.nError);
     m_source.StartJob(m_counts.nRecords);

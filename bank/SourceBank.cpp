@@ -3,6 +3,7 @@
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "bank/BankFileName.h"
 #include "bank/FileAnswer.h"
+#include "shared/System/kvPath.h"
 
 namespace Kestrova {
 namespace {
@@ -18,7 +19,7 @@ BankOutcome SourceBank::Open(const char* pszPath) {
     const std::string_view path(pszPath);
     std::string strBase(SourceBaseName(path));
     if (strBase.empty()) return {.result = kBankBadArgument};
-    std::string strFolder(path.substr(0, path.find_last_of('/') + 1));
+    std::string strFolder(FolderPart(path));
     m_database.Close(false);
     if (const BankOutcome outcome = OpenEitherKind(pszPath); !outcome.IsDone()) return outcome;
     if (m_bEnriched) strBase.resize(CutRateFromBaseName(strBase).size());
@@ -31,10 +32,12 @@ BankOutcome SourceBank::Open(const char* pszPath) {
 
 // A file that the system cannot open or read is not tried again as the other kind.
 BankOutcome SourceBank::OpenEitherKind(const char* pszPath) {
-    FileAnswer opened = AskFile([&] { return m_database.Open(pszPath, kSdbFormatEnriched, false); });
+    const auto openAs = [&](uint32_t nFormat) {
+        return AskFile(m_database, [&] { return m_database.Open(pszPath, nFormat, false); });
+    };
+    FileAnswer opened = openAs(kSdbFormatEnriched);
     m_bEnriched = opened.bDone;
-    if (!opened && opened.nError == 0)
-        opened = AskFile([&] { return m_database.Open(pszPath, kSdbFormatPlain, false); });
+    if (!opened && opened.nError == 0) opened = openAs(kSdbFormatPlain);
     if (opened) return {};
     return SourceFault(kBankSourceNotOpened, kSdbAny, kSdbNoID, "", opened.nError);
 }

@@ -3,8 +3,10 @@
 #include <strings.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <new>
+#include <thread>
 #include <vector>
 
 #include "SamplerDBDS/BaseClasses/LogErrno.h"
@@ -34,6 +36,22 @@ bool DescribeRecord(CSDBInterpreter& interp, SDBNOTE& note) {
     note.idNote = interp.GetID();
     note.idParent = interp.GetParentID();
     return true;
+}
+
+constexpr int kLockAttempts = 100;
+constexpr std::chrono::milliseconds kBetweenAttempts{1};
+
+// Asks for the exclusive lock of a file just opened. Processes that only look have a shared one for a moment:
+// they are let pass. Whoever holds the file for itself is not waited for.
+LockAnswer LockPastLookers(CXFile& file, const char* pszPath) {
+    LockAnswer answer = LockAnswer::kBusy;
+    for (int n = 0; n < kLockAttempts; ++n) {
+        answer = file.TryLockFile();
+        if (answer != LockAnswer::kBusy || CSDB::IsHeld(pszPath)) break;
+        std::this_thread::sleep_for(kBetweenAttempts);
+    }
+    if (answer == LockAnswer::kHeld) file.ClearFirstError();
+    return answer;
 }
 
 }  // namespace
@@ -97,7 +115,7 @@ bool CSDB::CreateFile() {
 
 // A file system that has no locks is worked on without one.
 bool CSDB::ProtectFile() {
-    const LockAnswer answer = m_file.TryLockFile();
+    const LockAnswer answer = LockPastLookers(m_file, GetPath());
     m_bUnprotected = answer == LockAnswer::kNotSupported;
     return m_bUnprotected || answer == LockAnswer::kHeld;
 }
@@ -150,12 +168,17 @@ bool CSDB::ProcessFile(uint8_t nMode) {
 }
 
 bool CSDB::SameFile(const char* pszPath) {
+    CXFile other;
+    return SameFile(pszPath, other);
+}
+
+bool CSDB::SameFile(const char* pszPath, CXFile& other) {
     if (pszPath == nullptr || !IsOpen()) return false;
     if (strcasecmp(pszPath, GetPath()) == 0) return true;
-    CXFile other;
     FileFacts ours, others;
-    return other.Open(pszPath, 0) && other.GetFacts(others) && m_file.GetFacts(ours) &&
-           ours.IsSameFile(others);
+    const bool bKnown = other.Open(pszPath, 0) && other.GetFacts(others) && m_file.GetFacts(ours);
+    other.Close();
+    return bKnown && ours.IsSameFile(others);
 }
 
 // --- The engine lock ---
@@ -417,8 +440,13 @@ bool CSDB::UpdateDBUID(const DBUID* id) {
 
 bool CSDB::IsHeld(const char* pszPath) {
     CXFile file;
+    return IsHeld(pszPath, file);
+}
+
+bool CSDB::IsHeld(const char* pszPath, CXFile& file) {
     if (!file.Open(pszPath, 0)) return false;
     const LockAnswer answer = file.TryLockFile(FileLock::kShared);
+    file.Close();
     return answer == LockAnswer::kBusy || answer == LockAnswer::kFailed;
 }
 
@@ -440,7 +468,9 @@ bool IsUnfinished(CXFile& file, uint32_t nFormat) {
 bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFile& file) {
     const bool bMayWrite = lock == FileLock::kExclusive && file.Open(pszPath, 1);
     if (!bMayWrite && !file.Open(pszPath, 0)) return false;
-    if (file.TryLockFile(lock) == LockAnswer::kHeld && IsUnfinished(file, nFormat)) return true;
+    const LockAnswer answer =
+        lock == FileLock::kExclusive ? LockPastLookers(file, pszPath) : file.TryLockFile(lock);
+    if (answer == LockAnswer::kHeld && IsUnfinished(file, nFormat)) return true;
     file.Close();
     return false;
 }
@@ -460,7 +490,7 @@ bool CSDB::IsInterruptedBuild(const char* pszPath, uint32_t nFormat) {
 bool CSDB::HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
     // Looks first with the shared lock: others would take the exclusive one for a build, so a whole bank must
     // not get it.
-    return IsInterruptedBuild(pszPath, nFormat) &&
+    return LockInterrupted(pszPath, nFormat, FileLock::kShared, file) &&
            LockInterrupted(pszPath, nFormat, FileLock::kExclusive, file);
 }
 

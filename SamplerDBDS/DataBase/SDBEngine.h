@@ -39,7 +39,7 @@ public:
 
     // Makes a new, empty, writable database with a new identity; an existing file is emptied. The file is
     // held (flock) until Close. When another open file holds it, Create fails with EWOULDBLOCK and the file
-    // keeps its bytes. On a file system that has no such locks Create works without one; see IsUnprotected.
+    // keeps its bytes; those that only look (IsHeld) are let pass. On a file system that has no such locks Create works without one; see IsUnprotected.
     bool Create(const char* pszPath, uint32_t nFormat);
     // Never asks for a lock. False also for a file that is too short, of another format, or whose quick-load
     // table is cut short; GetFirstError is 0 then, and not 0 when the file could not be opened or read.
@@ -59,6 +59,8 @@ public:
     // True when the path is the open one, letter case ignored, or leads to the same file (links, doubled
     // slashes). False for null and for a closed database.
     bool SameFile(const char* pszPath);
+    // The same, asked with a file of the caller's, whose GetFirstError then tells why it could not be opened.
+    bool SameFile(const char* pszPath, CXFile& other);
 
     // The engine lock, recursive. REQUIRES: an open database (the lock asserts "m_bInited" otherwise).
     void Lock();
@@ -173,6 +175,8 @@ public:
     // for a file that cannot be opened, and on a file system without such locks. Processes that ask this at
     // the same time do not disturb each other.
     static bool IsHeld(const char* pszPath);
+    // The same, asked with a file of the caller's, whose GetFirstError then tells why it could not be opened.
+    static bool IsHeld(const char* pszPath, CXFile& file);
     // True when the file is what a build leaves before its commit: empty, or of the format and without a
     // whole note or with a first note that was never committed. Whether the build still runs is not asked.
     static bool IsUnfinishedBuild(const char* pszPath, uint32_t nFormat);
@@ -181,7 +185,7 @@ public:
     // alone.
     static bool IsInterruptedBuild(const char* pszPath, uint32_t nFormat);
     // The same; `file` is then open on it and holds it, so that it can be deleted safely. Otherwise `file` is
-    // closed.
+    // closed, and its GetFirstError tells the system's reason, if there is one.
     static bool HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file);
 
 private:

@@ -90,6 +90,18 @@ protected:
     }
 };
 
+TEST_F(EngineFileFaultTest, OnAFileSystemWithoutLocksBanksAreBuiltAndBuiltAnew) {
+    for (const int nError : {ENOLCK, EOPNOTSUPP, ENOSYS}) {
+        SCOPED_TRACE(nError);
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kLock, 1, Lasting::kForGood, nError);
+        EngineDriver driver;
+        EXPECT_EQ(kBankDone, Run(driver).result);
+        ExpectWholeBank(Run(driver));
+        EXPECT_TRUE(env.FaultHit());
+    }
+}
+
 TEST_F(EngineFileFaultTest, EveryRefusedWriteNamesTheBankAndTheReason) {
     for (const int nError : {ENOSPC, EIO, EFBIG})
         for (const Lasting lasting : {Lasting::kOnce, Lasting::kForGood})

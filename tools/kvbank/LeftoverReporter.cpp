@@ -6,8 +6,16 @@
 namespace Kestrova {
 namespace {
 
+constexpr const char* kNotTold = "the file system does not tell whether a run is at work on it";
+
 Json RowOf(const FoundLeftover& leftover) {
-    return {{"file", leftover.path.string()}, {"kind", KindName(leftover.kind)}};
+    Json row = {{"file", leftover.path.string()}, {"kind", KindName(leftover.kind)}};
+    if (leftover.hold == Hold::Unknown) row["may_be_in_use"] = true;
+    return row;
+}
+
+std::string NameAndKind(const FoundLeftover& leftover) {
+    return leftover.path.string() + " (" + KindName(leftover.kind) + ")";
 }
 
 }  // namespace
@@ -16,14 +24,18 @@ Json TellLeftovers(Console& console, const std::string& strFolder, const std::ve
     Json rows = Json::array();
     bool bFirst = true;
     for (const FoundLeftover& leftover : found) {
-        if (leftover.bHeld) continue;
+        if (leftover.hold == Hold::Held) continue;
         rows.push_back(RowOf(leftover));
         if (leftover.kind == LeftoverKind::Bank) continue;
+        if (leftover.hold == Hold::Unknown) {
+            console.Say(NameAndKind(leftover) + ": " + kNotTold);
+            continue;
+        }
         if (bFirst)
             console.Say("left by interrupted runs ('kvbank remove " + strFolder +
                         " --leftovers' removes them):");
         bFirst = false;
-        console.Say(leftover.path.string() + " (" + KindName(leftover.kind) + ")");
+        console.Say(NameAndKind(leftover));
     }
     return rows;
 }
@@ -35,10 +47,13 @@ ExitCode TellRemoved(Console& console, const std::string& strFolder, const std::
     for (const FoundLeftover& leftover : found) {
         const std::string strPath = leftover.path.string();
         Json row = RowOf(leftover);
-        row["removed"] = !leftover.bHeld && leftover.nError == 0;
+        row["removed"] = leftover.hold == Hold::Free && leftover.nError == 0;
         rows.push_back(row);
-        if (leftover.bHeld) {
+        if (leftover.hold == Hold::Held) {
             console.Say(strPath + ": left as it is, because a process is using it");
+        } else if (leftover.hold == Hold::Unknown) {
+            console.Say(strPath + ": left as it is, because " + kNotTold +
+                        "; delete it yourself when none is");
         } else if (leftover.nError == 0) {
             console.Say("removed " + strPath);
         } else {

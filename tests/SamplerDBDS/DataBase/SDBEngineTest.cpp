@@ -200,6 +200,27 @@ TEST_F(SDBEngineTest, LookersDoNotTakeEachOtherForABuild) {
     CXFile file;
     EXPECT_FALSE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file)) << "not alone";
     EXPECT_FALSE(file.IsOpen());
+    EXPECT_FALSE(Create());
+    EXPECT_EQ(EWOULDBLOCK, m_db.GetFirstError());
+}
+
+// A listing that asks at just that moment must not make a build fail.
+TEST_F(SDBEngineTest, WhoOnlyLooksForAMomentKeepsNobodyFromAFile) {
+    for (const int nLook : {1, 2}) {
+        SCOPED_TRACE(nLook);
+        WriteFile(m_strPath, std::string());
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kLock, nLook, FaultyFileEnv::Lasting::kOnce, EWOULDBLOCK);
+        CXFile file;
+        if (nLook == 2) {
+            EXPECT_TRUE(CSDB::HoldInterruptedBuild(m_strPath.c_str(), kSdbFormatEnriched, file));
+        } else {
+            EXPECT_TRUE(Create());
+            EXPECT_EQ(0, m_db.GetFirstError());
+            EXPECT_TRUE(m_db.Close(false));
+        }
+        EXPECT_TRUE(env.FaultHit());
+    }
 }
 
 TEST_F(SDBEngineTest, AWholeDatabaseIsNotLockedToSeeWhetherItsBuildWasInterrupted) {

@@ -16,6 +16,8 @@ struct ShapeCase {
     uint8_t (*pTypeOf)(uint32_t n);
 };
 
+void PrintTo(const ShapeCase& shape, std::ostream* pOut) { *pOut << shape.pszName; }
+
 uint8_t OneType(uint32_t) { return kSdbRegion; }
 uint8_t ManyTypes(uint32_t n) { return static_cast<uint8_t>(n % 250); }
 

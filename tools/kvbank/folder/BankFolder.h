@@ -17,7 +17,7 @@ enum class BankState {
     Damaged,      // sizes beyond the file, another rate inside than in the name ... (BankCheck)
     BeingBuilt,   // another process holds it
     Interrupted,  // left by a build that died; the next build removes it
-    Unfinished,   // in the private folder of a build, and the file system cannot tell whether that still runs
+    Unfinished,   // of a build, and the file system does not tell whether that still runs
     NotABank,     // bears the name, but is something else
     Unreadable    // the system's reason is the cause; also a link that leads to nothing
 };

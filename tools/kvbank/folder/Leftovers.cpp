@@ -14,11 +14,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void FindBanks(const fs::path& dir, std::vector<FoundLeftover>& found, std::error_code& error) {
+void FindBanks(const fs::path& dir, bool bHasLocks, std::vector<FoundLeftover>& found,
+               std::error_code& error) {
+    const auto pfnIsLeft = bHasLocks ? CSDB::IsInterruptedBuild : CSDB::IsUnfinishedBuild;
+    const Hold hold = bHasLocks ? Hold::Free : Hold::Unknown;
     for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error))
         if (ParseAnyBankName(it->path().filename().string()) &&
-            CSDB::IsInterruptedBuild(it->path().c_str(), kSdbFormatEnriched))
-            found.push_back({.path = it->path(), .kind = LeftoverKind::Bank});
+            pfnIsLeft(it->path().c_str(), kSdbFormatEnriched))
+            found.push_back({it->path(), LeftoverKind::Bank, hold});
 }
 
 int ErrorOf(int nResult) { return nResult == 0 || errno == ENOENT ? 0 : errno; }
@@ -54,11 +57,13 @@ const char* KindName(LeftoverKind kind) {
 
 std::vector<FoundLeftover> FindLeftovers(const fs::path& dir, std::error_code& error) {
     std::vector<FoundLeftover> found;
-    FindBanks(dir, found, error);
+    const bool bHasLocks = FolderLock::Ask(dir) != Hold::Unknown;
+    const Hold used = bHasLocks ? Hold::Held : Hold::Unknown;
+    FindBanks(dir, bHasLocks, found, error);
     for (const PrivateFolder::Found& folder : PrivateFolder::FindIn(dir))
-        found.push_back({folder.path, LeftoverKind::PrivateFolder, folder.hold != Hold::Free});
+        found.push_back({folder.path, LeftoverKind::PrivateFolder, folder.hold});
     for (const std::string& strPath : PartFile::FindIn(dir))
-        found.push_back({strPath, LeftoverKind::PartFile, IsTemporaryFileHeld(strPath)});
+        found.push_back({strPath, LeftoverKind::PartFile, IsTemporaryFileHeld(strPath) ? used : Hold::Free});
     std::sort(found.begin(), found.end(),
               [](const FoundLeftover& a, const FoundLeftover& b) { return a.path < b.path; });
     return found;
@@ -69,7 +74,7 @@ std::vector<FoundLeftover> RemoveLeftovers(const fs::path& dir, const FolderLock
     std::vector<FoundLeftover> found = FindLeftovers(dir, error);
     PrivateFolder::RemoveAbandoned(dir, turn);
     for (FoundLeftover& leftover : found)
-        if (!leftover.bHeld) leftover.nError = Remove(leftover);
+        if (leftover.hold == Hold::Free) leftover.nError = Remove(leftover);
     return found;
 }
 

@@ -21,15 +21,16 @@ const char* KindName(LeftoverKind kind);
 struct FoundLeftover {
     std::filesystem::path path;
     LeftoverKind kind = LeftoverKind::Bank;
-    bool bHeld = false;  // a process is at work on it, or the file system has no locks that would tell
-    int nError = 0;      // errno of a removal that failed
+    Hold hold = Hold::Free;  // held: a run is at work on it; unknown: the file system does not tell
+    int nError = 0;          // errno of a removal that failed
 };
 
 // All leftovers in the folder, of any source, sorted by path. error is set when the folder cannot be read.
 std::vector<FoundLeftover> FindLeftovers(const std::filesystem::path& dir, std::error_code& error);
 
-// Removes the leftovers that no process holds. Returns all that were found. A file that somebody else put
-// into a private folder stays, and the folder with it. REQUIRES: turn is a turn at dir.
+// Removes the leftovers that no process holds, and leaves those alone whose lock cannot be asked for. Returns
+// all that were found. A file that somebody else put into a private folder stays, and the folder with it.
+// REQUIRES: turn is a turn at dir.
 std::vector<FoundLeftover> RemoveLeftovers(const std::filesystem::path& dir, const FolderLock& turn,
                                            std::error_code& error);
 

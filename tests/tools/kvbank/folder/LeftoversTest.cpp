@@ -34,7 +34,10 @@ protected:
         std::vector<std::string> texts;
         for (const FoundLeftover& leftover : found)
             texts.push_back(leftover.path.lexically_relative(m_dir.Path()).string() + ", " +
-                            KindName(leftover.kind) + (leftover.bHeld ? ", held" : "") +
+                            KindName(leftover.kind) +
+                            (leftover.hold == Hold::Held      ? ", held"
+                             : leftover.hold == Hold::Unknown ? ", unknown"
+                                                              : "") +
                             (leftover.nError != 0 ? ", " + std::to_string(leftover.nError) : ""));
         return texts;
     }
@@ -86,6 +89,16 @@ TEST_F(LeftoversTest, WhatIsHeldStays) {
     EXPECT_THAT(Found(), UnorderedElementsAre(folder.Path().filename().string() + ", private folder, held",
                                               ".kvbank-part-000000, part file, held"));
     EXPECT_TRUE(fs::exists(m_dir.File("Src_15888.kvn")));
+}
+
+TEST_F(LeftoversTest, WhereThereAreNoLocksAllStaysAndIsTold) {
+    const PosixFault fault("flock", ENOLCK, PosixFault::kEveryCall);
+    const auto areThese =
+        ElementsAre(".kvbank-dEaD00, private folder, unknown", ".kvbank-part-17, part file, unknown",
+                    "Src_0AC44.kvn, interrupted bank, unknown");
+    EXPECT_THAT(Found(), areThese);
+    EXPECT_THAT(Removed(), areThese);
+    EXPECT_THAT(Found(), areThese);
 }
 
 TEST_F(LeftoversTest, WhatIsNoLeftoverIsNotTouched) {
