@@ -388,12 +388,12 @@ TEST(StreamBufferTest, DetachOfForeignMemoryHandsOverACopyThatMayBeFreed) {
 
 // ---- Exceptions
 
-TEST(ExceptionTest, NamesItself) { EXPECT_STREQ("Exception", Exception().GetText()); }
+TEST(ExceptionTest, NamesItself) { EXPECT_STREQ("Kestrova::Exception", Exception().GetText()); }
 
 TEST(StreamBufferExceptionTest, TellsIdAndBufferAndNamesTheId) {
     StreamBuffer buffer;
-    const char* const kTexts[] = {"StreamBufferException<0>", "StreamBufferException<1>",
-                                  "StreamBufferException<2>"};
+    const char* const kTexts[] = {"Kestrova::StreamBufferException<0>", "Kestrova::StreamBufferException<1>",
+                                  "Kestrova::StreamBufferException<2>"};
     for (int id = 0; id < 3; ++id) {
         const StreamBufferException e(&buffer, static_cast<StreamBufferException::ExceptId>(id));
         EXPECT_EQ(id, e.GetId());
@@ -415,7 +415,7 @@ TEST(StreamBufferExceptionTest, IsCaughtAsTheGeneralException) {
         buffer.Read(&ch, 1);
         FAIL() << "nothing to read";
     } catch (const Exception& e) {
-        EXPECT_STREQ("StreamBufferException<2>", e.GetText());
+        EXPECT_STREQ("Kestrova::StreamBufferException<2>", e.GetText());
     }
 }
 
