@@ -39,7 +39,8 @@ public:
 
     // Makes a new, empty, writable database with a new identity; an existing file is emptied. The file is
     // held (flock) until Close. When another open file holds it, Create fails with EWOULDBLOCK and the file
-    // keeps its bytes; those that only look (IsHeld) are let pass. On a file system that has no such locks Create works without one; see IsUnprotected.
+    // keeps its bytes; those that only look (IsHeld) are let pass. On a file system that has no such locks
+    // Create works without one; see IsUnprotected.
     bool Create(const char* pszPath, uint32_t nFormat);
     // Never asks for a lock. False also for a file that is too short, of another format, or whose quick-load
     // table is cut short; GetFirstError is 0 then, and not 0 when the file could not be opened or read.

@@ -155,8 +155,7 @@ int64_t RunLoop(const TMethod& method, _Args& state, int64_t nSourceFrames, int6
     Cursor cursor{state.pSource, state};
     for (int64_t n = destination.Stored(nComputed); n > 0; --n) {
         StoreFrame(method, cursor, pOut);
-        // A 24-bit sample is written as four bytes; the fourth stays
-        // visible where the next frame leaves a gap.
+        // Deliberate: a 24-bit sample is written as four bytes; the fourth is seen where there is a gap.
         if constexpr (TMethod::kAdvance > Format::kFrameBytes)
             if (pEnd - pOut > Format::kFrameBytes) pOut[Format::kFrameBytes] = 0;
         pOut += TMethod::kAdvance;

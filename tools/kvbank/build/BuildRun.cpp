@@ -232,8 +232,8 @@ BuildFault BuildRun::TakeSum(const BuildPlan& plan, std::string& strSum) const {
     return OutputFault(Place(plan.strName), "its sum cannot be taken: " + sum.strCause);
 }
 
-// The sums file of the bank that is replaced goes first, and that of the new one comes after it (Settle): none
-// ever stands beside a bank it is not of.
+// The sums file of the bank that is replaced goes first, and that of the new one comes after it (Settle): a
+// sums file never stands beside a bank that it does not belong to.
 BuildFault BuildRun::Move(const BuildPlan& plan, const FolderLock& turn) {
     const std::string strPlace = Place(plan.strName);
     if (const SumsOutcome sums = RemoveSums(strPlace); sums.kind == SumsOutcome::Kind::Failed)

@@ -278,8 +278,7 @@ void BankVerifier::CheckRegion(const SDBNOTE& note) {
     if (m_layerParents.count(note.idNote) == 0) Report(note, "it has no layers");
 }
 
-// In the per-key layout a layer of a program that is not split may
-// play nothing: the engine makes such layers.
+// Deliberate: in the per-key layout a layer may play nothing where its program is not split.
 void BankVerifier::CheckLayer(const SDBNOTE& note) {
     CSDBILayer layer(note.idNote, note.idParent);
     if (!m_scan.Read(note, layer)) return Report(note, kUnreadable);
