@@ -31,6 +31,7 @@ constexpr char kVersion[] = "kvbankmgr 1.0\n";
 
 // The path in unified form and, unless it is empty, absolute, so that it means the same file when the folder
 // of the process changes. When that folder cannot be found out, a relative path stays as it is.
+// Deliberate (Q141): drives and hosts of other systems on the command line are relative names.
 String FullPath(const char* pszPath) {
     String strPath(pszPath);
     MakeUnifiedPath(strPath);
@@ -44,6 +45,7 @@ String FullPath(const char* pszPath) {
 
 CommandLine ReadCommandLine(int argc, const char* const* argv) {
     CommandLine line;
+    // Deliberate (Q115): a launcher's mark in the first argument drops all arguments.
     if (argc > 1 && std::strstr(argv[1], kLauncherMark) == nullptr) {
         line.strMode = argv[1];
         if (argc > 2) line.strSource = FullPath(argv[2]);
@@ -52,12 +54,14 @@ CommandLine ReadCommandLine(int argc, const char* const* argv) {
     return line;
 }
 
+// Deliberate (Q134): --help and --version as the first word print, need no display, and end.
 const char* InformationFor(const char* pszWord) {
     if (CompareStringCase(pszWord, "--help") == 0) return kHelp;
     if (CompareStringCase(pszWord, "--version") == 0) return kVersion;
     return nullptr;
 }
 
+// Deliberate (Q135): the exit code of a job refused at its start is that of one that failed later: 9 or 10.
 int ExitCode(int nStatus) {
     switch (nStatus) {
         case kBankBadArgument:  // the name is no source's

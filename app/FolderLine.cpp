@@ -47,6 +47,8 @@ std::string Decoded(std::string_view line) {
 
 }  // namespace
 
+// Deliberate (Q139): a folder stands in the settings with codes for %, brackets, control characters and
+// spaces at its ends; one too long for a line is not remembered.
 String FolderLine(const char* pszFolder) {
     const std::string strLine = Encoded(pszFolder);
     return strLine.size() <= kLongestLine ? strLine.c_str() : "";
@@ -54,6 +56,8 @@ String FolderLine(const char* pszFolder) {
 
 String FolderOfLine(const char* pszLine) {
     String strFolder = Decoded(pszLine).c_str();
+    // Deliberate (Q140): a settings line this program would not have written is the folder as it stands, so
+    // /50% and /%41 of older versions keep their meaning.
     if (FolderLine(strFolder) != pszLine) return pszLine;
     return strFolder;
 }

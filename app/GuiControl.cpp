@@ -45,6 +45,7 @@ void GuiControl::UpdateState() {
     if ((nTaken & kPendingEnable) != 0) GuiEnableControl(m_control, bEnabled);
 }
 
+// Deliberate (Q133): a posted alert waits while another question is open.
 void GuiControl::UpdateStatus() {
     if (GuiIsAsking())
         return;  // one question at a time: this alert waits for the end of the one that is open

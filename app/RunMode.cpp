@@ -19,6 +19,7 @@ constexpr std::string_view kCreateWord = "create";
 RunMode ParseModeWord(const char* pszWord) {
     if (CompareString(pszWord, "install") == 0) return {kInstall};
     if (CompareString(pszWord, "uninstall") == 0) return {kUninstall};
+    // Deliberate (Q114): only "create" is matched as a prefix; an unknown rate is the first.
     if (pszWord == nullptr || strncasecmp(pszWord, kCreateWord.data(), kCreateWord.size()) != 0)
         return {kManager};
     const int nRate = std::atoi(pszWord + kCreateWord.size());

@@ -26,6 +26,7 @@ String FreeSpaceText(int nMegabytes) {
 
 String ProgressPercentText(int nStep, int nSteps) {
     if (nSteps == 0) return "0.0%";
+    // Deliberate (Q113): the percentage is computed in single precision.
     const float fPercent = static_cast<float>(nStep) * kFullScale / static_cast<float>(nSteps);
     return String::NewWithFormat("%2.1f%%", static_cast<double>(fPercent));
 }

@@ -64,6 +64,7 @@ StgMan::StgMan(const String& strMode, const String& strSource, const String& str
 
 // The window disappears from the screen at once. Then the engine is the first member to be destroyed, because
 // its worker may be in a callback, which uses all the others.
+// Deliberate (Q131): the engine goes before the dialog, which its callbacks use.
 StgMan::~StgMan() {
     m_nKeepGoing = 0;
     if (m_pDialog) m_pDialog->Hide();
@@ -85,6 +86,7 @@ void StgMan::OpenSettings() {
     if (strFolder.IsEmpty() || m_ini.Open(strFolder + iniName, "a+") == 0) return;
     m_ini.SetItem(iniSect, nullptr);
     FifoList<LinkedString> folders;
+    // Deliberate (Q120): the last folder of the settings beats the command line.
     if (m_ini.GetItems(folders, iniSect) > 0) m_strTarget = FolderOfLine(folders.GetTail()->strText);
 }
 
@@ -104,6 +106,7 @@ int StgMan::Routine() {
             m_pDialog->EnableControls(0);
         }
     }
+    // Deliberately (Q123) whatever the first analysis gave.
     m_pDialog->ModalDialog();  // also when the analysis has failed by now: the user must see that
     return m_nStatus;
 }
@@ -154,6 +157,8 @@ bool StgMan::RefreshTarget(const char* pszPrevious) {
 
 bool StgMan::ShowExisting() {
     int existing[kRateCount] = {};
+    // Deliberate (Q128): a bank that another program is building counts as existing, and its file is left
+    // alone.
     if (m_engine.GetExisting(existing, nullptr) != kBankDone) return false;
     m_pDialog->SetCheckBoxes(existing);
     m_pDialog->SetExistingInfo(existing);
@@ -205,6 +210,7 @@ void StgMan::Cancel() {
         m_nKeepGoing = 0;
 }
 
+// Deliberate (Q130): the status is busy until the worker has left its last callback.
 int StgMan::GetStatus() {
     const int nPhase = m_nPhase;
     return m_bEnding != 0 || m_engine.GetState() != 0 ? nPhase | StgStatusAnalysing : nPhase;

@@ -40,7 +40,8 @@ void StgManDlg::MakeControls() {
         GuiSetControlName(Control(i).GetControl(), AccessibleName(i));
         if (GuiCtrlLayout(m_mode.type, i).IsHidden()) Control(i).SetShow(0);
     }
-    // 44100 is never chosen by hand: an installation always has it, elsewhere it stays as it is.
+    // 44100 is never chosen by hand: an installation always has it, elsewhere it stays as it is. Deliberate
+    // (Q121).
     if (m_mode.type == kUninstall)
         RateBox(0).SetEnable(0);
     else
@@ -101,7 +102,7 @@ void StgManDlg::SetProgressBar(int nStep, int nSteps) {
 void StgManDlg::EndProgress() {
     for (const int i : {kProgressText, kProgressBar, kProgressPercent, kCancelButton}) Control(i).SetShow(0);
     if (m_mode.type == kCreate && m_pManager->GetBanksCreated() != 0)
-        m_bCloseWhenIdle = 1;
+        m_bCloseWhenIdle = 1;  // deliberate (Q132): create mode closes by a flag, at a tick when no job runs
     else
         EnableControls(1);
 }

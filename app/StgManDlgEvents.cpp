@@ -17,7 +17,7 @@ constexpr char kSourceChooserTitle[] = "Select source bank file:";
 constexpr char kTargetChooserTitle[] = "Select banks destination folder:";
 constexpr char kSourceBanksLabel[] = "Bellwarden source banks";
 
-// Create mode starts its one run by itself; deliberately once in the life of the process.
+// Create mode starts its one run by itself; deliberately (Q119) once in the life of the process.
 bool s_bAutoStart = true;
 
 }  // namespace

@@ -20,6 +20,7 @@ void StgMan::Process() {
     if (run == Run::GoesOn) return;  // the callback does the rest
     if (run == Run::Failed) m_nStatus = m_nRunResult;
     m_pDialog->SetFreeDiskSpace();
+    // Deliberate (Q125): after a job that could not start, banks, free space and selection are read again.
     const bool bListed = ShowExisting();
     m_pDialog->EndProgress();
     TellNotice();
@@ -56,6 +57,8 @@ void StgMan::TellBankStays(int nHertz, int nKind) {
         return;
     }
     m_strNotice.Format("The bank for %d is in use or cannot be removed.", nHertz);
+    // Deliberate (Q136): uninstallation removes plain banks only; it fails with 10 when it leaves one it had
+    // shown.
     if (m_pDialog->GetMode() == kUninstall) m_nStatus = kBankWriteFailed;
 }
 
@@ -67,17 +70,18 @@ StgMan::Run StgMan::CreateBank(int nRate) {
     const StgStatus phaseBefore = Phase();
     const int nJob = ExpectJob(StgStatusCreating);  // from now on Cancel means this job
     BankResult result = kBankCancelled;             // by a cancel that came too late for the bank before
-    if (m_nKeepGoing != 0) {
+    if (m_nKeepGoing != 0) {                        // deliberate (Q129)
         m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
         result = m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
         if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
     }
-    ExpectNoJob(phaseBefore);
+    ExpectNoJob(phaseBefore);  // deliberate (Q126): a start that is refused leaves the phase as it was
     if (result == kBankBusy) m_strNotice.Format("The bank for %d is being built by another program.", nHertz);
     m_nRunResult = static_cast<int>(result);
     return result == kBankDone ? Run::Over : Run::Failed;
 }
 
+// Deliberate (Q127): the status line stays after a run and says what the run could not do, and why.
 void StgMan::TellNotice() {
     if (!m_strNotice.IsEmpty()) m_pDialog->ShowProgressText(m_strNotice);
 }
@@ -106,6 +110,7 @@ void StgMan::OnStart(int nSteps) {
     m_pDialog->EnableControls(0);
     m_pDialog->InitProgressBar(nSteps, m_nPhase == StgStatusCreating);
     const CriticalSectionGuard guard(m_lock);
+    // Deliberate (Q122): a wish to cancel before a job's first callback is passed on behind it.
     if (m_bCancelAtStart) m_nKeepGoing = 0;
     m_bAwaitsStart = m_bCancelAtStart = false;
 }
@@ -124,7 +129,8 @@ void StgMan::OnDone(int nResult) {
             return;
         }
     } else if (nResult != 0 && nResult != kBankCancelled) {
-        // For the user a source that cannot be analysed is the same as one that cannot be opened.
+        // For the user a source that cannot be analysed is the same as one that cannot be opened. Deliberate
+        // (Q124).
         m_pDialog->SetErrorStatus(kAlertSource);
     }
     if (!RefreshTarget(nullptr) && !m_strTarget.IsEmpty()) {
@@ -139,8 +145,8 @@ void StgMan::OnDone(int nResult) {
 // Goes on with the run after a bank. True when another bank is being created.
 bool StgMan::GoesOnAfter(int nResult) {
     if (nResult == 0) {
-        // Deliberate: a run whose last bank is that of the highest rate is not counted, so that installation
-        // and creation do not end by themselves after it.
+        // Deliberate (Q116, Q117, Q118): a run whose last bank is that of the highest rate is not counted, so
+        // that installation and creation do not end by themselves after it.
         if (++m_nRateIndex == kRateCount) return false;
         const Run run = Process1();
         if (run == Run::GoesOn) return true;

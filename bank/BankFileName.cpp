@@ -43,6 +43,7 @@ std::string MakeBankFileName(std::string_view folder, std::string_view baseName,
     std::array<char, 32> suffix{};
     std::snprintf(suffix.data(), suffix.size(), "_%05X.kv%c", nRate, static_cast<char>(layout));
     std::string strName(folder);
+    // Deliberate (Q106): the folder is used as given, doubled slashes and all.
     strName.append("/").append(baseName).append(suffix.data());
     return strName;
 }
@@ -59,6 +60,7 @@ std::optional<BankFileName> ParseBankFileName(std::string_view name, std::string
 }
 
 std::string_view SourceBaseName(std::string_view path) {
+    // Deliberate (Q105): a back-slash in a source's path counts as a separator.
     size_t nSeparator = path.find_last_of('\\');
     if (nSeparator == std::string_view::npos) nSeparator = path.find_last_of('/');
     const std::string_view file = nSeparator == std::string_view::npos ? path : path.substr(nSeparator + 1);

@@ -43,7 +43,7 @@ public:
     // is written. A failed bank leaves no file.
     BankOutcome Write();
 
-    // Deliberate: a job cancelled at its first call leaves its file open and makes no further call.
+    // Deliberate (Q97): a job cancelled at its first call leaves its file open and makes no further call.
     bool IsAbandoned() const { return m_bAbandoned; }
 
 private:

@@ -24,8 +24,8 @@ public:
 
     // The copy that a layer plays at a key; kSdbNoID when there is none. When the key has no copy of its own,
     // it is that of the nearest lower key, else that of the nearest higher one.
-    // Deliberate: in the per-key layout a sample that split programs play has no single copy. A layer of a
-    // program that is not split then gets kSdbNoID and plays nothing.
+    // Deliberate (Q100): in the per-key layout a sample that split programs play has no single copy. A layer
+    // of a program that is not split then gets kSdbNoID and plays nothing.
     uint32_t Find(size_t nSample, int nKey) const {
         return nKey == kEveryKey ? m_arSingle[nSample] : Nearest(m_arByKey[nSample], nKey);
     }

@@ -98,6 +98,7 @@ BankOutcome CDBEUCreate::StartCreation(const BankOrder& order) {
     if (!found.IsDone()) return found;
     if (occupant == Occupant::Build) return {.result = kBankBusy};
     RemoveBank(source, PathOf(OtherLayout(layout)).c_str());
+    // Deliberately (Q99) no error, and no job either.
     if (occupant == Occupant::Source) return {};  // the source already is that bank
     RemoveBank(source, strPath.c_str());
     Module::EnsureFolderExists(m_strFolder.c_str());
@@ -140,6 +141,7 @@ BankResult CDBEUCreate::CreateDB() {
     const BankResult result = m_fault.result;  // the next job, started from the last callback, has its own
     if (m_pWriter->IsAbandoned()) return result;
     m_pWriter.reset();
+    // Deliberate (Q98): the engine is idle before the last call of a success.
     if (result == kBankDone) m_nState = kIdle;
     Callback(BankProgress::kEndCode, result);
     return result;

@@ -71,6 +71,7 @@ BankOutcome FindExisting(const BankShelf& shelf, int kinds[kRateCount], unsigned
     uint64_t nTotal = 0;
     const BankOutcome outcome = ForEachBank(shelf, [&](const FoundBank& bank) -> BankOutcome {
         int& nKind = kinds[bank.name.nRateIndex];
+        // Deliberate (Q104): two files of one letter count as several banks.
         nKind = nKind == 0 ? KindOf(bank.name.layout) : kSeveralBanks;
         if (pMegabytes == nullptr) return {};
         const FileAnswer measured = AddFileLength(bank.pszPath, nTotal);

@@ -77,6 +77,7 @@ uint32_t ScaledPosition(uint32_t nPosition, double ratio) {
 
 double ConversionRatio(const CSDBISampleBase& source, const SampleTarget& target, int nKey) {
     if (!target.bPerKey) return static_cast<double>(source.m_info.nSampleRate) / target.nRate;
+    // Deliberate (Q101): per key, a sample no key plays is copied without conversion.
     if (nKey == kEveryKey) return 1.0;
     return source.m_info.nSampleRate * double{PitchFactor(nKey, source.m_info.nRootKey)} / target.nRate;
 }

@@ -92,7 +92,7 @@ BankOutcome SourceAnalysis::MarkPlayedKeys() {
 BankOutcome SourceAnalysis::MarkKeysOfProgram(uint32_t idProgram) {
     CSDBIProgram program(idProgram, kSdbNoID);
     if (const BankOutcome outcome = m_source.Read(program); !outcome.IsDone()) return outcome;
-    if (!program.IsSplit()) return {};
+    if (!program.IsSplit()) return {};  // deliberate (Q102): fewer steps may come than were announced
     return m_source.ForEachChild(idProgram, kSdbRegion, [this](uint32_t id) { return MarkKeysOfRegion(id); });
 }
 

@@ -38,7 +38,8 @@ unsigned int MegabytesRoundedUp(uint64_t nBytes) {
         std::min<uint64_t>(nMegabytes, std::numeric_limits<unsigned int>::max()));
 }
 
-// Deliberately too large for the plain layout: there too the table is counted with the per-key records.
+// Deliberately (Q103) too large for the plain layout: there too the table is counted with the per-key
+// records.
 unsigned int SourceAnalysis::PredictMegabytes(unsigned int nRate, bool bPerKey) const {
     const double perKeyRecords = static_cast<double>(m_counts.nPerKeyRecords);
     const double overhead = static_cast<double>(m_counts.nOverheadBytes);

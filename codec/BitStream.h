@@ -18,7 +18,8 @@ inline uint64_t LoadBigEndian64(const uint8_t* p) {
     return __builtin_bswap64(n);
 }
 
-// Reads bits of a block of memory, which it does not own. Past its end there are endless one bits.
+// Reads bits of a block of memory, which it does not own. Past its end there are endless one bits. Deliberate
+// (Q55).
 class BitReader {
 public:
     static constexpr unsigned kMaxBits = 56;  // most that one bsR or Peek gives

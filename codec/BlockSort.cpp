@@ -36,6 +36,7 @@ uint8_t PassByte(uint32_t link, uint32_t& iPlace) {
 
 }  // namespace
 
+// A full stack deliberately (Q61) fails the whole compression.
 class BlockSorter::RangeStack {
 public:
     bool IsEmpty() const { return m_nCount == 0; }
@@ -64,6 +65,7 @@ BlockSorter::BlockSorter(BlockSortArrays& arrays, uint32_t nWorkPerByte)
 bool BlockSorter::doReversibleTransformation(uint32_t nCount, bool (&used)[kByteValues]) {
     m_nCount = nCount;
     m_nWork = 0;
+    // Deliberate (Q62): the work limit randomises a block, small ones too.
     m_nWorkLimit = uint64_t{m_nWorkPerByte} * (nCount - 1);
     m_eRanges = Ranges::kCompared;
     m_bRandomised = m_bError = false;

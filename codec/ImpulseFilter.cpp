@@ -14,7 +14,7 @@ struct SampleWidth {
     static constexpr size_t kBytes = sizeof(TLane) * kLaneCount;
 };
 using Width16 = SampleWidth<uint16_t, 1>;
-// Deliberate: no carry passes between the bytes of a 24-bit sample; stored waves depend on it.
+// Deliberate (Q52): no carry passes between the bytes of a 24-bit sample; stored waves depend on it.
 using Width24 = SampleWidth<uint8_t, 3>;
 using Width32 = SampleWidth<uint32_t, 1>;
 
@@ -51,6 +51,7 @@ struct RunningSum {
 template <class TDirection, class TWidth>
 bool Filter(uint8_t* p, size_t n) {
     typename TWidth::Lane before[TWidth::kLanes] = {};
+    // Deliberate (Q53): bytes behind the last whole sample stay unfiltered.
     for (size_t nLeft = n / TWidth::kBytes; nLeft > 0; --nLeft)
         for (auto& lane : before) {
             TDirection::Step(p, lane);

@@ -8,7 +8,7 @@
 
 namespace Kestrova {
 
-// The sample width that `bits` asks for: only its low 31 bits count.
+// The sample width that `bits` asks for: only its low 31 bits count. Deliberate (Q54).
 constexpr unsigned SampleBits(unsigned bits) { return bits & 0x7FFFFFFF; }
 
 // Both work in place on n bytes of any alignment. False, with nothing

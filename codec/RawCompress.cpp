@@ -112,6 +112,7 @@ private:
 CRawCompress::CRawCompress(StreamBuffer* in, StreamBuffer* out, unsigned int bits) {
     if (in == nullptr || in->GetBuffer() == nullptr || in->GetSize() == 0 || out == nullptr) return;
     const std::unique_ptr<CompressWorkspace> ws(new (std::nothrow) CompressWorkspace);
+    // Deliberate (Q60): the compressor filters its input in place.
     if (!ws || !ApplyImpulse(bits, in->GetBuffer(), in->GetSize())) return;
     WaveCompressor compressor(static_cast<const uint8_t*>(in->GetBuffer()), in->GetSize(), *out, *ws);
     if (!compressor.CompressStream()) EmptyOutput(*out);

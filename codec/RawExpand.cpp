@@ -34,6 +34,7 @@ public:
 
     void Deliver(const uint8_t* p, size_t n) {
         m_crc = UpdateCrc(m_crc, p, n);
+        // Deliberate (Q56): a size below the wave's: the rest is checked and dropped.
         n = std::min<uint64_t>(n, m_nWanted);
         m_output.Put(p, n);
         m_nWanted -= n;
@@ -47,6 +48,7 @@ public:
 
     void Flush() { m_output.Flush(); }
     bool HasFailed() const { return m_output.HasFailed(); }
+    // Deliberate (Q57): left-over bits never deliver a byte.
     bool IsComplete() const { return m_nWanted == 0 && !HasFailed(); }
 
 private:
@@ -75,6 +77,7 @@ public:
         }
         if (magic != kEndMagic || m_in.bsGet32() != crcCombined) return false;
         m_out.Flush();
+        // Deliberate (Q58): the final padding is not looked at.
         return m_in.HasTouchedAllBytes() && m_out.IsComplete();
     }
 
@@ -133,6 +136,7 @@ private:
         return table.hbCreateDecodeTables({lengths, nAlphabet});
     }
 
+    // Deliberate (Q59): lists of lengths that no compressor writes are taken.
     // During the steps a length may leave its range; only its final value is checked. Past the end of the
     // input the steps would never stop.
     bool ReadLengthSteps(int64_t& nLength) {

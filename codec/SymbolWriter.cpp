@@ -44,6 +44,7 @@ bool SymbolWriter::sendMTFValues(const SymbolList& block, const bool (&used)[kBy
 
 // First guess: ranges of the alphabet that are about equally frequent, one for each table, starting with the
 // last table. Every second range, except the first and the last, leaves its last symbol to the next range.
+// Deliberate (Q63).
 void SymbolWriter::SplitAlphabet(const SymbolList& block) {
     auto nLeft = static_cast<uint32_t>(block.symbols.size());
     unsigned iFrom = 0;

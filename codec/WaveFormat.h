@@ -3,6 +3,7 @@
 //   block...        magic, CRC, randomised flag, origin pointer, byte-use map, Huffman tables, symbols
 //   end of stream   magic, combined CRC, zero bits up to the next byte
 // There is no stream header, blocks are always the largest, and the bytes inside are delta-filtered samples.
+// Deliberate (Q51).
 #pragma once
 
 #include <cstddef>

@@ -7,7 +7,7 @@
 namespace Kestrova {
 
 // Reads and writes a buffer, whose reference it holds, at the buffer's own position.
-// Errors: a read past the end and a growth that fails throw StreamBufferException.
+// Errors: a read past the end and a growth that fails throw StreamBufferException. Deliberate (Q45).
 class MemoryStream : public InputRandomAccessStream, public OutputRandomAccessStream {
 public:
     explicit MemoryStream(IStreamBuffer& buffer);

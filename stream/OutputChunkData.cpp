@@ -140,6 +140,7 @@ OutputChunkData::Status OutputChunkData::AppendItem(uint32_t id, const void* p, 
     if (!HasRoomFor(nBytes)) return kBadArgument;
     if (!WriteAtEnd({id, n}) || m_stream->Write(p, n) != n) return kWriteFailed;
     if (bPadded && !m_stream->WriteUInt8(0)) return kWriteFailed;
+    // Deliberate (Q49): an item rewrites the innermost size alone.
     return MoveEnd(m_nEnd + nBytes) ? kDone : kWriteFailed;
 }
 
@@ -159,6 +160,7 @@ bool OutputChunkData::Rewind() {
 }
 
 OutputChunkData::Status OutputChunkData::CloseCurrent(const Chunk& chunk) {
+    // Deliberate (Q48): an empty chunk is dropped when closed, an empty list never.
     if (m_nEnd == chunk.nStart + kHeaderBytes) return DropCurrent(chunk);
     if (!MoveEnd(m_nEnd)) return kWriteFailed;
     --m_nOpen;

@@ -55,6 +55,7 @@ unsigned long StreamBuffer::Read(void* p, unsigned long n) {
 
 unsigned long StreamBuffer::Write(const void* p, unsigned long n) {
     if (n == 0 || p == nullptr) return 0;
+    // Deliberate (Q47): buffers grow to exactly what is needed.
     if (n > m_nSize - m_nPosition) Grow(SaturatedSum(m_nPosition, n));
     std::memcpy(At(m_nPosition), p, n);
     m_nPosition += n;

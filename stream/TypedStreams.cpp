@@ -37,7 +37,7 @@ bool WriteValue(OutputStream& out, TValue value) {
     return out.Write(&value, sizeof value) == sizeof value;
 }
 
-// Writes a long as its 4 bytes.
+// Writes a long as its 4 bytes. Deliberate (Q50).
 template <class TWire, class TValue>
 bool WriteNarrowed(OutputStream& out, TValue value) {
     return std::in_range<TWire>(value) && WriteValue(out, static_cast<TWire>(value));
@@ -52,6 +52,7 @@ bool IsAddressable(unsigned long nCount, unsigned long nSize) {
 bool ReadCharacters(InputStream& in, String& strText, int nLength) {
     for (int nDone = 0; nDone != nLength;) {
         const int nPiece = std::min(nLength - nDone, std::max(nDone, kFirstTextPiece));
+        // A negative length ends the program here, deliberately (Q46).
         char* pchText = strText.GetBufferSetLength(nDone + nPiece);  // fatal for a negative length
         const auto nBytes = static_cast<unsigned long>(nPiece);
         if (in.Read(pchText + nDone, nBytes) != nBytes) return false;
@@ -107,7 +108,7 @@ float InputStream::ReadFloat32() { return ReadOrZero<float>(*this); }
 double InputStream::ReadFloat64() { return ReadOrZero<double>(*this); }
 
 bool InputStream::Read(String& strText) {
-    const int32_t nLength = ReadInt32();  // deliberate: 0, an empty text, when there is none to read
+    const int32_t nLength = ReadInt32();  // deliberate (Q44): 0, an empty text, when there is none to read
     String strRead;
     if (nLength != 0) {
         if (nLength > kLongestText || !ReadCharacters(*this, strRead, nLength)) return false;

@@ -88,17 +88,7 @@ TEST(QuirksTest, EveryRowNamesTestsThatExist) {
     }
 }
 
-class QuirkNumbersTest : public ::testing::Test {
-protected:
-    // BEGIN until numbered
-    void SetUp() override {
-        if (TheQuirks().front().nNumber == 0)
-            GTEST_SKIP() << "the rows of docs/QUIRKS.md have no numbers yet";
-    }
-    // END until numbered
-};
-
-TEST_F(QuirkNumbersTest, TheyGoFromOneUpwardsWithoutAGap) {
+TEST(QuirkNumbersTest, TheyGoFromOneUpwardsWithoutAGap) {
     const std::vector<Quirk> quirks = TheQuirks();
     const std::set<int> numbers = NumbersOf(quirks);
     EXPECT_EQ(quirks.size(), numbers.size()) << "a number stands in two rows";
@@ -106,7 +96,7 @@ TEST_F(QuirkNumbersTest, TheyGoFromOneUpwardsWithoutAGap) {
     EXPECT_EQ(static_cast<int>(quirks.size()), *numbers.rbegin());
 }
 
-TEST_F(QuirkNumbersTest, TheCodeBearsTheNumbersOfTheRows) {
+TEST(QuirkNumbersTest, TheCodeBearsTheNumbersOfTheRows) {
     std::set<int> inCode;
     for (const std::string& strFolder : kProductFolders)
         for (const std::string& strFile : FilesBelow(strFolder, {".h", ".cpp"}))
@@ -116,7 +106,7 @@ TEST_F(QuirkNumbersTest, TheCodeBearsTheNumbersOfTheRows) {
     for (const int nNumber : inCode) EXPECT_EQ(1u, inRows.count(nNumber)) << "no row has Q" << nNumber;
 }
 
-TEST_F(QuirkNumbersTest, ExactlyTheTestsOfARowBearItsNumber) {
+TEST(QuirkNumbersTest, ExactlyTheTestsOfARowBearItsNumber) {
     const std::map<int, Names> ofRows = TestsByNumber(TheQuirks());
     const std::map<int, Names> ofTests = TestsByNumber(AllTests());
     for (const auto& [nNumber, tests] : ofRows) {

@@ -50,7 +50,7 @@ uint32_t DBUID::TextWord(const char* pszSeedText) {
     uint32_t nWord = 1;
     uint32_t nFactor = 3;
     for (const char* pch = pszSeedText; pch != nullptr && *pch != 0; ++pch)
-        nWord += static_cast<uint32_t>(static_cast<signed char>(*pch)) * nFactor++;
+        nWord += static_cast<uint32_t>(static_cast<signed char>(*pch)) * nFactor++;  // deliberate (Q43)
     return nWord;
 }
 

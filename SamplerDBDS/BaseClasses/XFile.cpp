@@ -173,7 +173,7 @@ void CXFile::NoteError(int nError) {
 bool CXFile::WriteString(const char* pszText) {
     char arBytes[256];
     const size_t nText = pszText != nullptr ? std::strlen(pszText) : 0;
-    const auto nLength = static_cast<uint8_t>(nText);  // deliberate: modulo 256
+    const auto nLength = static_cast<uint8_t>(nText);  // deliberate (Q40): modulo 256
     std::memcpy(arBytes, &nLength, 1);
     if (nLength != 0) std::memcpy(arBytes + 1, pszText, nLength);
     return Write(arBytes, nLength + 1UL);
@@ -267,7 +267,7 @@ bool CXFile::CheckCreateDir(const char* pszPath, int create) {
     struct stat status;
     const int nStatus = stat(pszPath, &status);
     if (nStatus == 0) return true;
-    // Deliberate: the query answers 0 or -1 and never 2, so a missing folder is reported and not made.
+    // Deliberate (Q41): the query answers 0 or -1 and never 2, so a missing folder is reported and not made.
     return nStatus == kStatusNever && create != 0 && CreateDirIn(pszPath, create);
 }
 

@@ -37,8 +37,8 @@ public:
     CXFileReader& operator=(const CXFileReader&) = delete;
 
     virtual bool Read(void* pData, unsigned long n);
-    // One length byte, then the text, terminated. Deliberate: only the length byte is checked against the
-    // window.
+    // One length byte, then the text, terminated. Deliberate (Q42): only the length byte is checked against
+    // the window.
     virtual bool ReadString(char (*pszText)[256]);
     // 1, 2, 4 and 8 bytes in host order.
     virtual bool ReadLittle8(void* pData);

@@ -124,7 +124,7 @@ int CXEvent::WaitFor(int nMs) {
 }
 
 timespec EventDeadline(time_t tNow, int nMs) {
-    // Deliberate: milliseconds go unscaled into the nanosecond field, so waits end on whole seconds.
+    // Deliberate (Q17): milliseconds go unscaled into the nanosecond field, so waits end on whole seconds.
     return {tNow + nMs / 1000, nMs % 1000};
 }
 

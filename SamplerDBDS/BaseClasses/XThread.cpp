@@ -37,6 +37,7 @@ int CXThread::AddFunction(Function pfn, int bRunAtStart) {
 
 int CXThread::Create(void* pArgument, int nPriority) {
     const bool bHasFunction = m_arFunctions.size() > 1;
+    // Deliberate (Q18): a thread stopped once is never started again.
     if (m_bRunning || m_nStop || !bHasFunction || !m_event.Create()) return 0;
     m_pArgument = pArgument;
     m_nPriority = ClampLevel(nPriority);
@@ -96,6 +97,7 @@ int GetCurrentPriority() {
 }
 
 int SetCurrentPriority(int nLevel) {
+    // Deliberate (Q20): without a priority range every level is accepted and 0 is read.
     if (CXThread::sPrMax <= CXThread::sPrMin) return 1;
     int nPolicy = 0;
     sched_param param{};

@@ -47,6 +47,7 @@ public:
 
     // Whether Signal was called since the worker last woke, or since the last call of this. It consumes the
     // signal.
+    // Deliberate (Q19): isSignaled consumes the worker's wake-up.
     int isSignaled() { return m_event.WaitFor(0); }
 
     // Lets the running function end, drops the runs that wait and joins. The thread cannot be started again.

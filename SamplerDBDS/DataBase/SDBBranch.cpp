@@ -69,7 +69,7 @@ SDBNOTE GetBranchHeader(const uint8_t* pHeader) {
     return note;
 }
 
-// Deliberate: whether the body could be read is not reported; one that could not is zeros.
+// Deliberate (Q75): whether the body could be read is not reported; one that could not is zeros.
 void PutBranchBody(uint8_t* pBody, const SDBNOTE& note, CXFile& file) {
     if (!file.ReadAtPos(note.PosBody(), pBody, note.nSize)) std::memset(pBody, 0, note.nSize);
 }

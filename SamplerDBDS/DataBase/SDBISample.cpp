@@ -30,6 +30,7 @@ std::unique_ptr<const StreamBuffer> Compress(const CSDBISampleBase::Info& info) 
         auto pPacked = std::make_unique<StreamBuffer>();
         scratch.Write(info.pWave, info.lWave);
         CRawCompress(&scratch, pPacked.get(), info.nFormat);
+        // Deliberately (Q82) also where it is the larger of the two.
         const bool bUsable = pPacked->GetSize() > 0 && pPacked->GetSize() <= UINT32_MAX;
         return bUsable ? std::move(pPacked) : nullptr;
     } catch (const StreamBufferException&) {
@@ -242,7 +243,7 @@ bool CSDBISample::WriteIntWave(CXFile* file) const {
     if (!file || m_lStored == 0 || !m_info.pWave) return false;
     if (m_lStored == m_info.lWave) {
         const uint32_t nSample = GetSampleBytes();
-        // Quirk: whole samples only; a wave that ends inside one writes less than GetSize counts.
+        // Quirk (Q81): whole samples only; a wave that ends inside one writes less than GetSize counts.
         return nSample > 0 && file->Write(m_info.pWave, m_lStored - m_lStored % nSample);
     }
     const auto pPacked = Compress(m_info);

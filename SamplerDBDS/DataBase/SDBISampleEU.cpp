@@ -10,8 +10,8 @@ namespace {
 
 constexpr uint8_t kPadding[kWaveAlignment] = {};
 
-// Zero bytes in front of a wave whose length field ends at pos: 1 to 512. Quirk: a position that is on a
-// boundary already gets 512; readers and GetSize depend on the two paddings adding up to 512.
+// Zero bytes in front of a wave whose length field ends at pos: 1 to 512. Quirk (Q84): a position that is on
+// a boundary already gets 512; readers and GetSize depend on the two paddings adding up to 512.
 uint32_t PrePadding(uint64_t pos) { return kWaveAlignment - static_cast<uint32_t>(pos % kWaveAlignment); }
 
 }  // namespace
@@ -26,6 +26,7 @@ void CSDBISampleEU::Clear(bool) {
     m_posWave = 0;
 }
 
+// Deliberately (Q86) unlike the plain kind, whose length stays: here it goes with the wave.
 void CSDBISampleEU::SmplMemFree() {
     FreeWave();
     m_info.lWave = 0;

@@ -17,6 +17,7 @@ public:
     using CSDBInterpreter::Read;
     using CSDBInterpreter::Write;
     using LOADTYPE = int;
+    // Deliberately (Q83) other numbers than those of the plain kind.
     static constexpr LOADTYPE kLoadInfo = 0;  // header and loops; the wave is skipped
     static constexpr LOADTYPE kLoadWave = 1;  // header, loops and wave
     // Any other value reads no wave and takes what follows the wave's length for the tail.

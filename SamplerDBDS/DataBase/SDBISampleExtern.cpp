@@ -106,7 +106,7 @@ bool CSDBISample::ReadExtFileInfo(CXFile& file) {
     AllocLoops(0);
     if (!OpenExtFile(file)) {
         m_info.nFrames = 0;
-        // Quirk: a bank whose external files are elsewhere can still be looked through.
+        // Quirk (Q87): a bank whose external files are elsewhere can still be looked through.
         return file.GetFirstError() != ENOMEM;
     }
     CWaveChunks chunks(file);

@@ -82,7 +82,7 @@ bool CSDBIInfo::Fields(TSelf& self, TCodec& codec) {
 void CSDBIInfo::Clear(bool) { Reset(*this); }
 
 int CSDBIInfo::Compare(CSDBInterpreter&) {
-    KV_ASSERT_TEXT(false, "0");
+    KV_ASSERT_TEXT(false, "0");  // deliberate (Q80): comparing information records ends the program
     return 0;
 }
 

@@ -141,7 +141,8 @@ public:
     struct Info {
         char szName[256] = {};
         int32_t nLowKey = 0;
-        int32_t nHighKey = 255;  // quirk: above the range of the other defaults; fresh regions store it so
+        // quirk (Q76): above the range of the other defaults; fresh regions store it so
+        int32_t nHighKey = 255;
         int32_t nThird = 1;
         int32_t nFourth = 127;
     };

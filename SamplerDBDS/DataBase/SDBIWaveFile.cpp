@@ -38,6 +38,7 @@ int32_t FineTuneOfFraction(uint32_t nFraction) {
 }
 
 uint32_t FractionOfFineTune(int32_t nCents) {
+    // Deliberate (Q89): a negative fine tune leaves the root key.
     const uint64_t nUpward = static_cast<uint64_t>((nCents % 100 + 100) % 100);
     return static_cast<uint32_t>((nUpward * 4294967295 + 50) / 100);
 }

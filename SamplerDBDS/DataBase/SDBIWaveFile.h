@@ -27,8 +27,8 @@ inline constexpr uint32_t kWaveTagFloat = 3;
 inline uint32_t Word16(const uint8_t* p) { return p[0] | uint32_t{p[1]} << 8; }
 inline uint32_t Word32(const uint8_t* p) { return Word16(p) | Word16(p + 2) << 16; }
 
-// The chunks of an open file, one after the other. Quirk: no pad byte is skipped after a chunk of odd size,
-// so what follows such a chunk in a padded file is not found; the accepted files depend on it.
+// The chunks of an open file, one after the other. Quirk (Q88): no pad byte is skipped after a chunk of odd
+// size, so what follows such a chunk in a padded file is not found; the accepted files depend on it.
 // Threads: one. Owner: the file is the caller's. Errors: false.
 class CWaveChunks {
 public:

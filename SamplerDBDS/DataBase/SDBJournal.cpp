@@ -96,6 +96,7 @@ Settled SettleNotes(CXFile& file, const char* pszPath, uint8_t nDrop) {
     CSDBNoteWalk walk(file);
     SDBNOTE note;
     do {
+        // Deliberate (Q71): dirty stays set when no note has a state.
         if (!walk.Next(note)) return walk.HasFailed() ? Settled::kUnreadable : Settled::kNothing;
     } while (note.nState == 0);
 

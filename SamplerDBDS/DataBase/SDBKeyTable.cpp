@@ -77,14 +77,15 @@ bool CSDBKeyTable::ReadNotes(CXFile& file, bool& bDirty) {
     do {
         if (!List(file, note)) return false;
         if (note.nState != 0) bDirty = true;
-        // An id of 0xFFFFFFFF takes the counter back to 0, from where lower ids raise it again.
+        // An id of 0xFFFFFFFF takes the counter back to 0, from where lower ids raise it again. Deliberate
+        // (Q67).
         if (note.idNote >= m_nNextID) m_nNextID = note.idNote + 1;
     } while (walk.Next(note));
     return !walk.HasFailed();
 }
 
 CSDBKeyTable::QuickLoad CSDBKeyTable::ReadQuickLoad(CXFile& file, const SDBNOTE& first) {
-    if (first.nSize == 0) return QuickLoad::kLoaded;  // deliberate: such a file opens without any note
+    if (first.nSize == 0) return QuickLoad::kLoaded;  // deliberate (Q68): such a file opens without any note
     if (!m_bHasTable) return QuickLoad::kNotUsable;
     if (!HasWholeBody(file, first)) return QuickLoad::kFailed;
     const std::unique_ptr<uint8_t[]> pTable(new (std::nothrow) uint8_t[first.nSize]);
@@ -94,7 +95,8 @@ CSDBKeyTable::QuickLoad CSDBKeyTable::ReadQuickLoad(CXFile& file, const SDBNOTE&
     return bListed ? QuickLoad::kLoaded : QuickLoad::kFailed;
 }
 
-// The table is believed: positions follow from its sizes, and every note counts as committed.
+// The table is believed: positions follow from its sizes, and every note counts as committed. Deliberate
+// (Q69).
 bool CSDBKeyTable::ListQuickLoad(CXFile& file, const uint8_t* pTable, size_t nEntries) {
     SDBNOTE note;
     note.posHeader = FileHeader::kBytes;

@@ -40,6 +40,7 @@ bool CSDB::ReserveQuickLoad(uint32_t count) {
 
 bool CSDB::CreateQuickLoad() {
     if (!m_bWritable || GetNoteCount() == 0 || m_keys[0].nType != kSdbQuickLoad) return false;
+    // Deliberate (Q70): the table is written only when it is exactly full.
     if (GetNoteCount() != m_keys[0].nSize / QuickLoadEntry::kBytes) return false;
     const NoteHeaderBytes header = EncodeNoteHeader(m_keys[0]);
     return m_file.SeekToPos(FileHeader::kBytes) && m_file.Write(header.data(), header.size()) &&

@@ -167,8 +167,8 @@ bool CopyStgStr(char (&dst)[256], const char* src);
 // does not fit the tail's 32-bit count.
 bool CopyStgPars(StgPars& pars, const void* data, unsigned long size);
 
-// Replaces the tail by size bytes read from the file. Quirk: whether the read succeeded is not looked at, and
-// the holder reports size bytes; callers rely on a result that tells of memory alone.
+// Replaces the tail by size bytes read from the file. Quirk (Q77): whether the read succeeded is not looked
+// at, and the holder reports size bytes; callers rely on a result that tells of memory alone.
 bool ReadStgPars(StgPars& pars, CXFile* file, unsigned long size);
 
 // Reads the 32-bit count and the bytes of a tail. False, and the holder empty, when either does not come.

@@ -115,6 +115,7 @@ public:
         return m_reader.Read32(&n);
     }
 
+    // Deliberately (Q78) not looked into: a block whose first word is not its count is kept as it came.
     bool Block(CStgBlock& block) {
         uint32_t nCount = 0;
         return Word(nCount) && m_reader.HasRoom(nCount) && Provide(block, nCount) &&
@@ -122,6 +123,7 @@ public:
     }
 
     bool LoopLimit(uint32_t nLoops, uint32_t nLimit) {
+        // Deliberate (Q85): a million loops in an enriched sample is a fatal check.
         KV_ASSERT_TEXT(nLoops < nLimit, "m_info.cLayerLoops < 1000000");
         return true;
     }
@@ -156,6 +158,7 @@ class CFieldEncoder {
 public:
     explicit CFieldEncoder(CXFile& file) : m_file(file) {}
 
+    // Deliberately (Q79) up to its first zero byte.
     bool Text(const char (&sz)[256]) { return m_file.WriteString(sz); }
 
     template <class TWord>

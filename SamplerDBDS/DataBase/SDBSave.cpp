@@ -44,7 +44,7 @@ bool CSDB::SaveAs(const char* pszPath) {
     target.Lock();
     if (!CopyLiveNotesTo(target.m_file)) {
         m_file.NoteError(target.GetFirstError());
-        return false;  // deliberate: our engine lock stays taken
+        return false;  // deliberate (Q72): our engine lock stays taken
     }
     target.Unlock();
     Unlock();

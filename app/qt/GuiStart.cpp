@@ -35,6 +35,8 @@ void EndWithoutDisplay(QtMsgType type, const QMessageLogContext&, const QString&
 }
 
 // The application object must not be destroyed any more: its destructor would use the display, which is gone.
+// Deliberate (Q138): when the display goes away the program cancels, cleans up and ends with 255; nothing of
+// the toolkit is destroyed.
 void EndAfterDisplay() {
     if (!s_pApplication) return;  // GuiStop was called: an ordinary end
     std::fputs("kvbankmgr: the display has gone away, so the program ends.\n", stderr);

@@ -141,6 +141,8 @@ public:
     void SetValue(int nValue) override { Bar().setValue(nValue); }
     // A job without steps ends at once. Qt would show a range from 0 to 0 as a job of unknown length.
     void SetRange(int nMinimum, int nMaximum) override {
+        // Deliberate (Q142): a job of no steps has a bar of one step, or the toolkit would show it as
+        // endless.
         Bar().setRange(nMinimum, std::max(nMaximum, nMinimum + 1));
         Bar().setValue(nMinimum);
     }

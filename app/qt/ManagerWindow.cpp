@@ -127,6 +127,7 @@ void GuiWindow::keyPressEvent(QKeyEvent* pEvent) {
     }
 }
 
+// Deliberate (Q137): enter presses the button that has the keyboard, and the main button elsewhere.
 void GuiWindow::PressEnterButton() {
     auto* const pFocused = dynamic_cast<QPushButton*>(focusWidget());
     QPushButton* const pButton = pFocused != nullptr ? pFocused : m_pEnter;

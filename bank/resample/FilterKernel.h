@@ -30,7 +30,7 @@ int Coefficient(int h) {
     return TTable::kImp[i] + ((TTable::kImpD[i] * (h & 127)) >> 7);
 }
 
-// Each product is rounded on its own before it is added; the sums wrap at 32 bits.
+// Each product is rounded on its own before it is added; the sums wrap at 32 bits. Deliberate (Q96).
 template <class TFormat>
 uint32_t FilterTerm(int nCoefficient, int nSample) {
     using Product = typename TFormat::Product;
@@ -50,7 +50,8 @@ uint32_t WingSum(const char* pSample, int nStride, int h, int nTableStep, int nL
     return sum;
 }
 
-// The sum scaled to an output sample; the product is 32-bit for 16-bit samples and wraps there.
+// The sum scaled to an output sample; the product is 32-bit for 16-bit samples and wraps there. Deliberate
+// (Q95).
 template <class TFormat>
 int ApplyGain(uint32_t sum, int nGain) {
     const int nQuarter = static_cast<int32_t>(sum) >> 2;
@@ -84,7 +85,7 @@ int ScalarKernel(const char* position, const _Args& state) {
     const int hLeft = (state.nPhase * nTableStep) >> 15;
     const int hRight = ((nTableStep * nAhead) >> 15) + (nAhead == 0 ? nTableStep : 0);
     const FrameReach reach = ReachOf<TFormat>(position, state);
-    // The right wing stops one entry earlier than the left one, deliberately.
+    // The right wing stops one entry earlier than the left one, deliberately (Q93).
     const uint32_t sum =
         WingSum<TFormat, TTable, kInterpolate>(position, -kStride, hLeft, nTableStep, TTable::kEntries - 1,
                                                reach.nBefore) +

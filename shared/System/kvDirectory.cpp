@@ -42,6 +42,7 @@ std::string AbsoluteFolder(const char* pszPath) {
 uint32_t FlagsOf(const char* pszPath, const struct stat& own) {
     struct stat end;
     if (S_ISDIR(own.st_mode)) return kDirObjFolder;
+    // Deliberate (Q15): a link to a folder has exactly flags 1.
     if (S_ISLNK(own.st_mode) && stat(pszPath, &end) == 0 && S_ISDIR(end.st_mode)) return kDirObjAliasOfFolder;
     return 0;
 }
@@ -52,6 +53,7 @@ bool Directory::Open(const char* pszPath, Filter pfnFilter, void* pUser) {
     Close();
     m_pfnFilter = pfnFilter;
     m_pUser = pUser;
+    // Deliberate (Q14): a folder walk takes the folder part: "/a/b" walks "/a/".
     m_strFolder = AbsoluteFolder(pszPath != nullptr ? pszPath : "/");
     m_bOpen = ReadNames(m_strFolder.c_str());
     if (!m_bOpen) m_arNames.clear();

@@ -27,7 +27,7 @@ namespace Kestrova {
 class IniFile {
 public:
     IniFile() = default;
-    // Deliberately writes nothing: changes that no Close wrote are lost.
+    // Deliberately (Q35) writes nothing: changes that no Close wrote are lost.
     ~IniFile() = default;
     IniFile(const IniFile&) = delete;
     IniFile& operator=(const IniFile&) = delete;

@@ -85,6 +85,7 @@ LogFile& GlobalLog() {
 void LogFile::openLog(const char* pszTitle, unsigned nFlags, const char* pszFileName) {
     if ((nFlags & kLogLeaveAsIs) != 0) return;
     SetTitle(pszTitle);
+    // Deliberate (Q39): without a file flag only the title changes; an open file stays open.
     if ((nFlags & (kLogNewFile | kLogAppend)) == 0) return;
     const bool bInTmp = (nFlags & kLogInTmp) != 0;
     std::string strPath(bInTmp ? "/tmp/" : "");
@@ -121,10 +122,11 @@ void LogFile::SetTitle(const char* pszTitle) {
 
 void LogFile::messageV(const char* pszFormat, va_list args) {
     Text achText, achFormat;
+    // Deliberate (Q37): title and format are cut together before the arguments go in.
     std::snprintf(achFormat, sizeof achFormat, "%s%s", m_pszTitle, pszFormat);
     DropBrokenConversion(achFormat);
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // deliberate: the title is a part of the format
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // deliberate (Q38): the title is a part of the format
     FormatText(achText, sizeof achText, achFormat, args);
 #pragma GCC diagnostic pop
     Write(achText);

@@ -35,7 +35,7 @@ public:
     // tells title and time.
     //   pszTitle:    null or empty for szDefTitle
     //   pszFileName: null for no name, a file that cannot be opened
-    // Deliberately, standard output becomes the log, so that messages are still seen, when
+    // Deliberately (Q36), standard output becomes the log, so that messages are still seen, when
     // the file cannot be opened or is locked by another process, or when a file below "/tmp/"
     // is a symbolic link or not a regular file.
     void openLog(const char* pszTitle, unsigned nFlags, const char* pszFileName);

@@ -22,6 +22,7 @@ constexpr int kLevelsAboveExecutable = 4;  // its folder, the contents, the bund
 
 // Whether the folder is there now; a failure is reported.
 bool MakeFolder(const char* pszFolder) {
+    // Deliberate (Q16): a file in a folder's place passes for it.
     if (mkdir(pszFolder, 0777) == 0 || errno == EEXIST) return true;
     std::fprintf(stderr, "mkdir error %d: path = \"%s\"\n", errno, pszFolder);
     return false;
@@ -78,7 +79,7 @@ void Module::Init(const char* pszExecutablePath, const char* pszName, const char
     Init(pszName, pszVersion);
     const String strPath(pszExecutablePath);
     const bool bHasFolder = strPath.Find(kSeparator) >= 0;
-    sModulePath = bHasFolder ? FolderPart(strPath) : strPath;  // deliberately not looked up
+    sModulePath = bHasFolder ? FolderPart(strPath) : strPath;  // deliberately (Q23) not looked up
     LocateInstallation(bHasFolder ? strPath : getMainBundle());
 }
 
@@ -92,7 +93,7 @@ void Module::LocateInstallation(const char* pszExecutablePath) {
     FSSpec spec;
     if (FullPathMakeFSSpec(pszExecutablePath, spec) != 0) return;
     for (int i = 0; i < kLevelsAboveExecutable; ++i)
-        if (!ClimbToParent(spec)) return;
+        if (!ClimbToParent(spec)) return;  // deliberate (Q24)
     sModLocation = spec;
 }
 

@@ -49,8 +49,8 @@ public:
     static String GetPathSubfolder(int nType, const char* pszSubPath);
     // The same, making every component (permissions 0777 less the umask). When that fails, the failure is
     // reported as EnsureFolderExists does and the next lower type is tried, down to the module's own folder;
-    // empty when all fail. Deliberately, types 2 and 1 are the same folder, so its failure is reported twice,
-    // and a folder that is there passes even when it cannot be written to.
+    // empty when all fail. Deliberately (Q25, Q26), types 2 and 1 are the same folder, so its failure is
+    // reported twice, and a folder that is there passes even when it cannot be written to.
     static String GetPathCreateSubfolder(int nType, const char* pszSubPath);
 
     // Creates every folder along the path (permissions 0777 less the umask); existing ones are passed over.

@@ -45,7 +45,7 @@ long CopyPart(std::string_view part, char* pchDst, unsigned long nSize) {
 
 void MakeUnifiedPath(char* pszPath) {
     if (pszPath == nullptr) return;
-    // Deliberately kept: a leading pair names a server.
+    // Deliberately (Q13) kept: a leading pair names a server.
     const bool bServer = pszPath[0] == kWinSeparator && pszPath[1] == kWinSeparator;
     ReplaceSeparator(bServer ? pszPath + 2 : pszPath, kWinSeparator, kSeparator);
 }

@@ -12,6 +12,7 @@ namespace Kestrova {
 
 namespace {
 
+// Deliberate (Q28): "Out of memory." is logged without a line end.
 constexpr char kOutOfMemory[] = "%s Out of memory.";
 constexpr char kInvalidEntry[] = "%s Not initialized or invalid Entry (%p).\n";
 constexpr char kFound[] = "%s Found CFType %p ID %d\n";
@@ -39,7 +40,7 @@ std::string FirstPart(const char* pszPath) { return Preferences::GetEntryFirstPa
 
 int KindOf(const PreferencesValue& value) { return static_cast<int>(value.content.index()); }
 
-// The dictionary a value holds; anything else is replaced by a new one.
+// The dictionary a value holds; anything else is replaced by a new one. Deliberate (Q27).
 PreferencesDictionary& MakeDictionaryIn(PreferencesValue& value) {
     if (value.Dictionary() == nullptr) value.content = std::make_unique<PreferencesDictionary>();
     return *value.Dictionary();
@@ -121,6 +122,7 @@ int Preferences::SetProfileBinary(const char* pszEntry, const char* pszKey, cons
         pszEntry, [=] { return PreferencesBinary(pFirst, pFirst + nLength); }, pszKey);
 }
 
+// Nothing is left out: an empty part is deliberately (Q29) a key like any other.
 String Preferences::GetEntryFirstPartString(const char* pszPath) {
     if (pszPath == nullptr) IOLog("%s CFString NULL\n", "GetEntryString:");
     return String(pszPath).SpanExcluding("/");

@@ -71,6 +71,7 @@ String::String(String&& stringSrc) noexcept : String() { *this = std::move(strin
 
 // Assignment and concatenation
 
+// Deliberately (Q2) no word about a locked block of ours: Release leaves it alone, so it is forgotten.
 String& String::operator=(const String& stringSrc) {
     if (this == &stringSrc || m_pchData == stringSrc.m_pchData) return *this;
     if (stringSrc.GetData()->nRefs < 0) {
@@ -134,6 +135,7 @@ String operator+(const String& string1, char ch) { return String::Concat(string1
 
 String operator+(char ch, const String& string2) { return String::Concat({&ch, 1}, string2.View()); }
 
+// A locked block that is too short is deliberately (Q3) forgotten: Release leaves it alone.
 void String::AssignCopy(std::string_view src) {
     StringData* const pOldData = AllocBeforeWrite(static_cast<int64_t>(src.size()));
     Traits::move(m_pchData, src.data(), src.size());
@@ -148,6 +150,7 @@ String String::Concat(std::string_view first, std::string_view second) {
 }
 
 // Leaves the old block to the caller, who may be reading one of the texts from it.
+// Exactly what is needed, deliberately (Q12): callers count on the room they asked for and no more.
 void String::ConcatCopy(std::string_view first, std::string_view second) {
     AllocBuffer(static_cast<int64_t>(first.size() + second.size()));
     Traits::copy(m_pchData, first.data(), first.size());
@@ -230,7 +233,7 @@ void String::Share(const String& stringSrc) {
     m_pchData = stringSrc.m_pchData;
 }
 
-// Deliberately leaves a locked block alone: IsNotNil takes it for the empty representation.
+// Deliberately (Q1) leaves a locked block alone: IsNotNil takes it for the empty representation.
 void String::Release() {
     if (!GetData()->IsNotNil()) return;
     KV_ASSERT(GetData()->nRefs != 0);
@@ -304,7 +307,7 @@ char* String::LockBuffer() {
 
 void String::UnlockBuffer() {
     KV_ASSERT(GetData()->nRefs == -1);
-    // Deliberately never true: a locked block is judged to be the empty representation and stays locked.
+    // Deliberately (Q4) never true: a locked block is judged to be the empty representation and stays locked.
     if (GetData()->IsNotNil()) GetData()->nRefs = 1;
 }
 

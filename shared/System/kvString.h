@@ -117,8 +117,8 @@ public:
     }
 
     // The index of the character or text looked for, or -1. A negative nStart counts as 0.
-    // Deliberately unlike each other: at nStart == length the character form finds nothing, the text form
-    // searches the empty tail and finds an empty text there.
+    // Deliberately (Q5) unlike each other: at nStart == length the character form finds nothing, the text
+    // form searches the empty tail and finds an empty text there.
     int Find(char ch, int nStart = 0) const;
     int Find(const char* lpszSub, int nStart = 0) const;
     int ReverseFind(char ch) const;                // the last occurrence
@@ -146,7 +146,7 @@ public:
     int Insert(int nIndex, char ch);
     int Insert(int nIndex, const char* lpsz);
     // Removes nCount characters from nIndex (negative counts as 0); does nothing, copying nothing, when
-    // nIndex >= length or nCount < 1. Deliberately returns the length before the deletion.
+    // nIndex >= length or nCount < 1. Deliberately (Q6) returns the length before the deletion.
     // REQUIRES: nCount <= length - nIndex. The count is deliberately
     // not clamped; a larger one ends the process.
     int Delete(int nIndex, int nCount = 1);

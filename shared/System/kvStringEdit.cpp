@@ -1,3 +1,4 @@
+// Deliberately (Q8) also an edit that then finds nothing to do.
 // The edits in place. Each makes the block private before it writes.
 #include <algorithm>
 #include <cctype>
@@ -121,7 +122,7 @@ int String::Delete(int nIndex, int nCount) {
     const int nOldLength = GetLength();
     nIndex = std::max(nIndex, 0);
     if (nIndex >= nOldLength || nCount < 1) return nOldLength;
-    // Deliberately not clamped: a count beyond the end is a mistake of the caller.
+    // Deliberately (Q7) not clamped: a count beyond the end is a mistake of the caller.
     KV_ASSERT_TEXT(nCount <= nOldLength - nIndex, "nIndex + nCount <= (int)(GetData()->nDataLength)");
     CutOut(nIndex, nCount);
     return nOldLength;

@@ -51,7 +51,7 @@ public:
             if (*m_lpsz == '%' && *++m_lpsz != '%')
                 AddConversion();
             else  // deliberately the whole rest of the format, not 1, for each character printed as it is
-                m_nTotal += m_lpszEnd - m_lpsz++;
+                m_nTotal += m_lpszEnd - m_lpsz++;  // deliberate (Q9)
         }
         return m_nTotal;
     }
@@ -108,7 +108,7 @@ private:
             case 'G': TakeFloat(conversion); return conversion.LimitNumber(kFloatLength);
             case 'f': return TakeFixedLength(conversion);
             case 'n': Take<void*>(); return 0;
-            default: KV_ASSERT(false); return 0;  // also "E", deliberately
+            default: KV_ASSERT(false); return 0;  // also "E", deliberately (Q10)
         }
     }
 
@@ -193,7 +193,7 @@ void String::FormatV(const char* lpszFormat, va_list argList) {
     const size_t nRoom = GetAllocLength() == 0 ? 0 : static_cast<size_t>(GetAllocLength()) + 1;
     const int r = std::vsnprintf(m_pchData, nRoom, lpszFormat, argList);
     KV_ASSERT(r <= GetAllocLength());
-    ReleaseBuffer(r < 0 ? 0 : -1);
+    ReleaseBuffer(r < 0 ? 0 : -1);  // deliberate (Q11): formatted text is cut at its first zero byte
 }
 
 }  // namespace Kestrova

@@ -28,9 +28,9 @@ CriticalSection::CriticalSection() {
 
 CriticalSection::~CriticalSection() {
     pthread_mutex_lock(&m_mutex);
-    m_pMutex = nullptr;
-    // Deliberately not released first: a thread that comes too late must not enter. The C library then leaves
-    // the mutex as it is; this loses nothing, because the mutex holds nothing that must be freed.
+    m_pMutex = nullptr;  // deliberate (Q22): a critical section whose life is over still answers
+    // Deliberately (Q21) not released first: a thread that comes too late must not enter. The C library then
+    // leaves the mutex as it is; this loses nothing, because the mutex holds nothing that must be freed.
 #ifdef __SANITIZE_THREAD__
     pthread_mutex_unlock(&m_mutex);  // ThreadSanitizer would count it among the thread's locks for ever
 #endif

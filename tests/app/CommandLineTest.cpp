@@ -37,7 +37,9 @@ TEST(CommandLineTest, NotEvenTheProgramsNameIsNeeded) { ExpectLine("", "", "", R
 TEST(CommandLineTest, MoreThanThreeAreIgnored) {
     ExpectLine("install", "/a", "/b", Read({"install", "/a", "/b", "/c", "-psn_0"}));
 }
+// Q115
 
+// Q115
 TEST(CommandLineTest, ALaunchersMarkInTheFirstArgumentDropsAll) {
     ExpectLine("", "", "", Read({"-psn_0_12345"}));
     ExpectLine("", "", "", Read({"-psn_0_12345", "/a", "/b"}));
@@ -54,7 +56,9 @@ TEST(CommandLineTest, PathsAreUnifiedAndTheModeWordIsUntouched) {
     ExpectLine("Create\\48000", "/banks/a.kvs", "//host/banks/",
                Read({"Create\\48000", "\\banks\\a.kvs", "/\\host\\banks\\"}));
 }
+// Q141
 
+// Q141
 TEST(CommandLineTest, RelativePathsAreMadeAbsoluteAndTheModeWordIsNot) {
     ExpectLine("a", Here("b.kvs").c_str(), Here("../banks/").c_str(), Read({"a", "b.kvs", "..\\banks\\"}));
     // Drives and hosts of other systems are names like any other here.
@@ -88,6 +92,7 @@ TEST(CommandLineTest, HelpNamesEveryModeWord) {
 TEST(CommandLineTest, VersionIsOneLine) { EXPECT_STREQ("kvbankmgr 1.0\n", InformationFor("--version")); }
 
 // The numbers of the engine's results: 6 to 8 are those of jobs that were refused at once.
+// Q135
 TEST(CommandLineTest, TheExitCodeIsTheStatusButOfRefusedJobsThatOfFailedOnes) {
     const std::vector<std::pair<int, int>> codes = {{-1, -1}, {0, 0},  {2, 2}, {3, 3},   {4, 4},   {6, 9},
                                                     {7, 9},   {8, 10}, {9, 9}, {10, 10}, {11, 11}, {12, 12}};

@@ -23,7 +23,9 @@ constexpr FolderCase kFolders[] = {
     {"nothing but spaces", "  ", "%20%20"},
     {"nothing", "", ""},
 };
+// Q139
 
+// Q139
 TEST(FolderLineTest, ALineHasCodesForWhatTheFileWouldTakeOtherwise) {
     for (const FolderCase& c : kFolders) EXPECT_STREQ(c.pszLine, FolderLine(c.pszFolder)) << c.pszWhy;
 }
@@ -35,13 +37,17 @@ TEST(FolderLineTest, EveryLineIsReadBackAsItsFolder) {
         EXPECT_EQ(strFolder, FolderOfLine(FolderLine(strFolder.c_str())).c_str()) << ch;
     }
 }
+// Q140
 
+// Q140
 TEST(FolderLineTest, ALineThatIsNotOfThisProgramsMakingIsTheFolderAsItStands) {
     for (const char* const pszLine :
          {"/50%", "/%41", "/%5b", "/%", "/%2", "/%zz", "/%+5", "/%00", "/[a", "/%25 %"})
         EXPECT_STREQ(pszLine, FolderOfLine(pszLine));
 }
+// Q139
 
+// Q139
 TEST(FolderLineTest, AFolderWhoseLineWouldBeReadAsTwoHasNone) {
     const std::string strLongest = "/" + std::string(1020, 'x');
     EXPECT_EQ(strLongest, FolderLine(strLongest.c_str()).c_str());

@@ -138,7 +138,9 @@ TEST_F(GuiControlTest, OfTwoAlertsOnlyTheLastIsShown) {
     ASSERT_EQ(1u, m_gui.Alerts().size());
     EXPECT_EQ(3, m_gui.Alerts()[0].nCode);
 }
+// Q133
 
+// Q133
 TEST_F(GuiControlTest, APostedAlertWaitsForTheQuestionThatIsOpenAndIsShownOnce) {
     m_text.SetStatus(4);
     m_gui.WhileNextQuestion([this] {

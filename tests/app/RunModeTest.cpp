@@ -43,7 +43,9 @@ constexpr WordCase kWords[] = {
     {"a negative number", "create-48000", kCreate, 0},
     {"the word alone with more letters", "created", kCreate, 0},
 };
+// Q114
 
+// Q114
 TEST(RunModeTest, TheFirstWordChoosesTheMode) {
     for (const WordCase& row : kWords) {
         SCOPED_TRACE(row.pszWhy);

@@ -11,7 +11,9 @@ struct SpaceCase {
     int nMegabytes;
     const char* pszText;
 };
+// Q110
 
+// Q110
 TEST(SpaceTextTest, NeededGigabytesAreRoundedAndFreedOnesTruncated) {
     constexpr SpaceCase kCases[] = {
         {0, "0 M"},
@@ -34,7 +36,9 @@ TEST(SpaceTextTest, NeededGigabytesAreRoundedAndFreedOnesTruncated) {
     for (const SpaceCase& row : kCases)
         EXPECT_STREQ(row.pszText, RequiredSpaceText(row.nMegabytes)) << row.nMegabytes;
 }
+// Q111
 
+// Q111
 TEST(SpaceTextTest, FreeGigabytesBeginAt1025AndAreTruncated) {
     constexpr SpaceCase kCases[] = {
         {0, "0 M"},    {1, "1 M"},    {1023, "1023 M"}, {1024, "1024 M"},  {1025, "1 G"},
@@ -43,7 +47,9 @@ TEST(SpaceTextTest, FreeGigabytesBeginAt1025AndAreTruncated) {
     for (const SpaceCase& row : kCases)
         EXPECT_STREQ(row.pszText, FreeSpaceText(row.nMegabytes)) << row.nMegabytes;
 }
+// Q112
 
+// Q112
 TEST(SpaceTextTest, AFinishedJobReads999) {
     EXPECT_STREQ("99.9%", ProgressPercentText(5, 5));
     EXPECT_STREQ("99.9%", ProgressPercentText(1, 1));
@@ -59,6 +65,7 @@ TEST(SpaceTextTest, ProgressHasOneDecimal) {
 }
 
 // 16.65 and 38.85 lie just below themselves in single precision, just above in double.
+// Q113
 TEST(SpaceTextTest, ProgressIsComputedInSinglePrecision) {
     EXPECT_STREQ("16.6%", ProgressPercentText(1, 6));
     EXPECT_STREQ("38.8%", ProgressPercentText(7, 18));

@@ -85,7 +85,9 @@ TEST(StgManDlgModesTest, CreationStartsOnceAndByItselfWhenTheSourceIsReady) {
         EXPECT_EQ(1u, bench.manager.calls.size());
     });
 }
+// Q119
 
+// Q119
 TEST(StgManDlgModesTest, CreationStartsOnceInAProcess) {
     ExpectPassesInAFreshProcess([] {
         {
@@ -138,7 +140,9 @@ TEST(StgManDlgModesTest, OtherModesDoNotUseUpTheOneStartOfCreation) {
         EXPECT_EQ((CallList{"process"}), bench.manager.calls);
     });
 }
+// Q132
 
+// Q132
 TEST(StgManDlgModesTest, CreationClosesWhenItsBankIsBuiltAndNoJobRuns) {
     DialogBench bench("create96000");
     bench.manager.nStatus = StgStatusCreating;

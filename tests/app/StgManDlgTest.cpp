@@ -69,7 +69,9 @@ TEST(StgManDlgTest, EveryControlHasItsRow) {
         }
     }
 }
+// Q121
 
+// Q121
 TEST(StgManDlgTest, EachModeHidesWhatItDoesNotUse) {
     const std::set<int> hidden[] = {{7, 17, 18, 19, 20},
                                     {0, 1, 2, 7, 17, 18, 19, 20, 22},

@@ -56,6 +56,7 @@ TEST(StgManEndTest, AfterACancelledRunTheNextOneRuns) {
 
 // When the first call of a job is answered with a refusal, the engine makes no last call, and the dialog
 // would wait for that for ever.
+// Q122
 TEST(StgManEndTest, AWishBeforeTheFirstCallOfAJobIsHeardBehindIt) {
     StgManBench bench;
     StgMan& man = bench.Open();
@@ -101,6 +102,7 @@ TEST(StgManEndTest, AWishFromBeforeARunDoesNotStopIt) {
 
 // All records are written when the file is synchronised: the bank is finished, the ones behind it are not
 // begun.
+// Q129
 TEST(StgManEndTest, AWishTooLateForABankStopsTheRunBehindIt) {
     StgManBench bench;
     StgMan& man = bench.Open();
@@ -157,7 +159,9 @@ TEST(StgManEndTest, ASignalCancelsTheBankAndQuitsWithoutAQuestion) {
     EXPECT_TRUE(bench.gui.Alerts().empty());
     EXPECT_TRUE(fs::is_empty(bench.banks));
 }
+// Q131
 
+// Q131
 TEST(StgManEndTest, TheEndWaitsForABankThatIsBuilt) {
     for (const bool bBeforeItsFirstCall : {false, true}) {
         StgManBench bench;

@@ -38,7 +38,9 @@ TEST(StgManModesTest, InstallationBuildsTheFirstRateAndEndsByItself) {
     EXPECT_TRUE(bench.HasBank(0));
     EXPECT_TRUE(bench.gui.Alerts().empty());
 }
+// Q117
 
+// Q117
 TEST(StgManModesTest, InstallationWith192000DeliberatelyDoesNotEndByItself) {
     StgManBench bench;
     bench.Open("install");
@@ -82,7 +84,9 @@ TEST(StgManModesTest, UninstallationRemovesEveryBankAndEnds) {
     EXPECT_TRUE(fs::exists(bench.strSource));
     EXPECT_TRUE(bench.gui.Alerts().empty());
 }
+// Q136
 
+// Q136
 TEST(StgManModesTest, UninstallationThatLeavesAPlainBankItShowedFails) {
     StgManBench bench;
     bench.PutBank(2);
@@ -97,7 +101,9 @@ TEST(StgManModesTest, UninstallationThatLeavesAPlainBankItShowedFails) {
     EXPECT_TRUE(bench.HasBank(0)) << "another program builds it";
     EXPECT_FALSE(bench.HasBank(2));
 }
+// Q136
 
+// Q136
 TEST(StgManModesTest, UninstallationRemovesPlainBanksOnlyWhichIsNoFailure) {
     StgManBench bench;
     bench.PutPerKeyBank(1);
@@ -132,7 +138,9 @@ TEST(StgManModesTest, CreationBuildsItsRateAndClosesByItself) {
         EXPECT_EQ("Creating bank for 48000; please wait ...", bench.StatusText());
     });
 }
+// Q118
 
+// Q118
 TEST(StgManModesTest, CreationOf192000DeliberatelyStaysOpen) {
     ExpectPassesInAFreshProcess([] {
         StgManBench bench;
@@ -149,6 +157,7 @@ TEST(StgManModesTest, CreationOf192000DeliberatelyStaysOpen) {
 
 // The start that is refused is the one of the user. The automatic start comes only when the source has been
 // analysed.
+// Q126
 TEST(StgManModesTest, CreationOfASourceThatCannotBeAnalysedIsRefusedOncePerPress) {
     ExpectPassesInAFreshProcess([] {
         StgManBench bench;

@@ -47,6 +47,7 @@ TEST(StgManRunTest, WhileABankIsBuiltItsProgressIsShown) {
 }
 
 // Free space is read within the last callback, when the phase is that of a job that has ended.
+// Q130
 TEST(StgManRunTest, TheStatusIsBusyUntilTheLastCallbackHasBeenLeft) {
     StgManBench bench;
     StgMan& man = bench.Open();
@@ -90,7 +91,9 @@ TEST(StgManRunTest, EveryRunCounts) {
         EXPECT_EQ(2, man.GetBanksCreated());
     });
 }
+// Q116
 
+// Q116
 TEST(StgManRunTest, ARunThatEndsWith192000IsNotCounted) {
     for (const std::vector<int>& rates : {std::vector<int>{5}, {1, 5}}) {
         StgManBench bench;
@@ -165,7 +168,9 @@ TEST(StgManRunTest, ARunWithNothingToDoListsTheBanksAgain) {
     });
     EXPECT_TRUE(bench.gui.Alerts().empty());
 }
+// Q125
 
+// Q125
 TEST(StgManRunTest, ABankThatCannotBeStartedGivesAnAlertAtOnce) {
     StgManBench bench;
     WriteFile(bench.dir.File("file"), std::string("no folder"));
@@ -302,7 +307,9 @@ TEST(StgManRunTest, TheSourceItselfIsNeverRemoved) {
     });
     EXPECT_EQ(before, ReadFile(bench.BankPath(1)));
 }
+// Q127
 
+// Q127
 TEST(StgManRunTest, ABankAnotherProgramBuildsIsToldOfAndLeftAlone) {
     StgManBench bench;
     StgMan& man = bench.Open();
@@ -335,7 +342,9 @@ TEST(StgManRunTest, ALaterBankAnotherProgramBuildsIsToldOfToo) {
     EXPECT_EQ(3, nStatus);
     EXPECT_TRUE(bench.HasBank(1));
 }
+// Q128
 
+// Q128
 TEST(StgManRunTest, ABankThatIsHeldIsNotRemovedAndTheNextRunForgetsTheNotice) {
     StgManBench bench;
     bench.Open();
@@ -357,7 +366,9 @@ TEST(StgManRunTest, ABankThatIsHeldIsNotRemovedAndTheNextRunForgetsTheNotice) {
     });
     EXPECT_TRUE(bench.HasBank(2));
 }
+// Q127
 
+// Q127
 TEST(StgManRunTest, APerKeyBankStaysAndItIsToldWhatRemovesIt) {
     for (const bool bPlainToo : {false, true}) {
         StgManBench bench;

@@ -49,7 +49,9 @@ TEST(StgManTest, LinksThatLeadToNoFileStayAsTheyAre) {
     for (const char* pszName : {"broken", "toFolder", "missing"})
         EXPECT_EQ(bench.dir.File(pszName), bench.Open("", bench.dir.File(pszName), "").GetSource().c_str());
 }
+// Q120
 
+// Q120
 TEST(StgManTest, TheLastFolderOfTheSettingsIsTheTargetWhateverWasGiven) {
     StgManBench bench;
     const std::string strLast = bench.dir.File("last");
@@ -265,7 +267,9 @@ TEST(StgManTest, ASoundSourceChosenAfterARefusedOneIsAnalysed) {
     EXPECT_TRUE(bench.HasBank(1));
     EXPECT_EQ((Codes{5}), bench.AlertCodes());
 }
+// Q124
 
+// Q124
 TEST(StgManTest, AFailedAnalysisIsToldOfAndItsResultIsThatOfTheProgram) {
     StgManBench bench;
     SourceSpec empty;
@@ -284,7 +288,9 @@ TEST(StgManTest, AFailedAnalysisIsToldOfAndItsResultIsThatOfTheProgram) {
     });
     EXPECT_EQ(11, nStatus);
 }
+// Q123
 
+// Q123
 TEST(StgManTest, AnAnalysisThatFailsAtOnceDoesNotKeepTheWindowAway) {
     for (int i = 0; i < 10; ++i) {
         StgManBench bench;

@@ -20,7 +20,9 @@ TEST(BankFileNameTest, NamesHoldTheRateInFiveHexadecimalDigits) {
     EXPECT_EQ("/x/Calde4_0BB80.kvr", MakeBankFileName("/x", "Calde4", 48000, BankLayout::PerKey));
     EXPECT_EQ("F/Calde4_2EE00.kvn", MakeBankFileName("F", "Calde4", 192000, BankLayout::Plain));
 }
+// Q106
 
+// Q106
 TEST(BankFileNameTest, TheFolderIsUsedAsGiven) {
     EXPECT_EQ("/x//A_0AC44.kvn", MakeBankFileName("/x/", "A", 44100, BankLayout::Plain));
     EXPECT_EQ("/A_0AC44.kvn", MakeBankFileName("", "A", 44100, BankLayout::Plain));
@@ -84,7 +86,9 @@ constexpr BaseCase kBases[] = {
     {"/a/", ""},
     {"", ""},
 };
+// Q105
 
+// Q105
 TEST(BankFileNameTest, TheBaseNameIsTheFileNameUpToItsFirstDot) {
     for (const BaseCase& row : kBases) EXPECT_EQ(row.pszBase, SourceBaseName(row.pszPath)) << row.pszPath;
 }

@@ -117,7 +117,9 @@ TEST_F(EngineAnalysisTest, ASampleNoRegionUsesCountsOnce) {
     ASSERT_EQ(kBankDone, m_driver.Analyse(Make(spec)));
     EXPECT_EQ(int64_t{RecordCount(spec)}, m_engine.GetAnalysis().nPerKeyRecords);
 }
+// Q102
 
+// Q102
 TEST_F(EngineAnalysisTest, ProgramsThatAreNotSplitAreNotWalked) {
     SourceSpec spec;
     spec.programs = {{false, {{0, 127, {}}}}};  // a region without layers would be inconsistent

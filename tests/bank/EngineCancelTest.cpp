@@ -74,6 +74,7 @@ TEST_F(EngineCancelTest, TheLastAnswerIsIgnored) {
 }
 
 // Pins the quirk of the first call: the file stays, there is no last call.
+// Q97
 TEST_F(EngineCancelTest, ABuildCancelledAtItsFirstCallLeavesItsFileAndSaysNoMore) {
     EngineDriver driver;
     Prepare(driver);

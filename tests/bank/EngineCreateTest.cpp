@@ -60,7 +60,9 @@ TEST_F(EngineCreateTest, OlderBanksOfTheRateInBothLayoutsGiveWay) {
     EXPECT_FALSE(fs::exists(Bank("Test_0AC44.kvn")));
     EXPECT_TRUE(BankReader(Bank("Test_0AC44.kvr")).IsOpen());
 }
+// Q99
 
+// Q99
 TEST_F(EngineCreateTest, WhenTheBankIsTheSourceNothingIsDone) {
     fs::create_directory(m_strBanks);
     SourceSpec spec;
@@ -159,6 +161,7 @@ TEST_F(EngineCreateTest, ThePerKeyLayoutHasARegionAndACopyForEachKey) {
 }
 
 // Pins the quirk that in the per-key layout a sample of split programs has no single copy.
+// Q100
 TEST_F(EngineCreateTest, AProgramThatIsNotSplitPlaysNothingOfASampleSplitProgramsPlay) {
     SourceSpec spec;
     spec.samples.resize(2);
@@ -221,6 +224,7 @@ TEST_F(EngineCreateTest, ABankIsASourceAgain) {
 }
 
 // As a run over several rates does it: the next bank is started from within the last call of the one before.
+// Q98
 TEST_F(EngineCreateTest, TheNextBankCanBeStartedFromTheLastCall) {
     Analyse({});
     std::atomic<int> nStarts{0};

@@ -50,7 +50,9 @@ TEST_F(EngineExistingTest, WithoutSourceOrFolderNothingIsReady) {
     EXPECT_EQ(kBankNotReady, engine.CreateDB(44100, 0, 7));
     EXPECT_EQ(kBankBadArgument, engine.RemoveDB(44099u, 1)) << "the rate is looked at first";
 }
+// Q104
 
+// Q104
 TEST_F(EngineExistingTest, KindsTellLayoutsAndSeveralBanks) {
     EXPECT_EQ((std::vector<int>{0, 0, 0, 0, 0, 0}), Kinds());
     Put("Calde4_0AC44.kvn");

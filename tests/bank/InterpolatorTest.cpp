@@ -103,7 +103,9 @@ TEST(InterpolatorTest, OnlyTheInterpolatingKernelsReadBetweenEntries) {
     EXPECT_EQ((LargeFilterImp[100] + ((LargeFilterImpD[100] * 64) >> 7)) >> 2,
               ImpulseThrough(Interpolator::_f1l161, 0, nPhase));
 }
+// Q93
 
+// Q93
 TEST(InterpolatorTest, TheRightWingStopsOneEntryBeforeTheLeftOne) {
     // Entry 1535 is -2: the left wing meets it at phase 255 * 128, the right one would at phase 128.
     ASSERT_EQ(-2, SmallFilterImp[1535]);
@@ -115,7 +117,9 @@ TEST(InterpolatorTest, TheRightWingStopsOneEntryBeforeTheLeftOne) {
 TEST(InterpolatorTest, AWholePhaseMovesTheRightWingByOneTableStep) {
     EXPECT_EQ(LargeFilterImp[256] >> 2, ImpulseThrough(Interpolator::_f1l161, 1, 32768));
 }
+// Q96
 
+// Q96
 TEST(InterpolatorTest, TheRoundingIsPerTerm) {
     // Entries 1 and 2 frames away are 3566 and -3349; a sample of 2 gives them 0.43 and -0.41 of a unit.
     GuardedWave wave(100, 2);
@@ -125,7 +129,9 @@ TEST(InterpolatorTest, TheRoundingIsPerTerm) {
     for (long n = 45; n < 56; ++n) wave.Put(n, n == 50 ? 0 : 3);  // 0.65: rounds up at either side
     EXPECT_EQ(((1 + 1) - (1 + 1)) >> 2, Interpolator::_f0l161(wave.Frame(50), &state));
 }
+// Q95
 
+// Q95
 TEST(InterpolatorTest, TheLastProductWrapsFor16BitsAndNotFor24) {
     // A table step far below what the gain was made for: about eleven times the full scale.
     GuardedWave narrow(2000, 2);
@@ -219,7 +225,9 @@ constexpr CubicRow kCubicRows[] = {
     // A = (y2 + 3 * (y0 - y1) - y-1) / 2 = 131070; its product with the phase passes 2^31.
     {"16-bit products wrap, 24-bit ones do not", {-32768, 32767, -32768, 32767}, 20000, 20498, -10673},
 };
+// Q94
 
+// Q94
 TEST(InterpolatorTest, CubicKernelsFollowTheCurve) {
     for (const CubicRow& row : kCubicRows) {
         SCOPED_TRACE(row.pszWhy);

@@ -127,7 +127,9 @@ constexpr CountRow kCounts[] = {
     {"the largest step of a filter", 2, 7, 65535.99, 1000, 5, 1},
     {"the smallest step", 2, 7, 1.0 / 32768, 1, 40000, 32768},
 };
+// Q90
 
+// Q90
 TEST(ResamplerTest, EveryMethodHasItsOwnEnd) {
     for (const CountRow& row : kCounts) {
         GuardedWave wave(row.nFrames, row.nBytesPerFrame);
@@ -256,7 +258,9 @@ TEST(ResamplerTest, TheLast24BitStoreOfAFullDestinationStaysInside) {
         EXPECT_EQ(33, Convert(wave, 1.0, nQuality, 33).nProduced);  // the destination is fenced on both sides
     }
 }
+// Q91
 
+// Q91
 TEST(ResamplerTest, Linear24BitStereoFillsEveryOtherPlace) {
     GuardedWave wave(4, 6);
     wave.MakeLoud(13);
@@ -272,7 +276,9 @@ TEST(ResamplerTest, Linear24BitStereoFillsEveryOtherPlace) {
     expected.resize(72, 0);
     EXPECT_EQ(expected, outcome.bytes);
 }
+// Q92
 
+// Q92
 TEST(ResamplerTest, SpreadFramesBeyondTheDestinationAreDroppedAndNothingIsCleared) {
     GuardedWave wave(9, 6);
     wave.MakeLoud(14);

@@ -105,7 +105,9 @@ TEST_F(SampleMakerTest, APerKeyCopyAtItsRootKeyIsCopiedAndOthersAreTransposed) {
         EXPECT_EQ(static_cast<uint32_t>(nKey), m_made.m_info.nRootKey);
     }
 }
+// Q101
 
+// Q101
 TEST_F(SampleMakerTest, AnUnplayedSampleOfThePerKeyLayoutIsCopiedWhateverItsRate) {
     SetSource(22050, 100);
     ASSERT_EQ(kBankDone, Make(96000, true, kEveryKey));

@@ -58,7 +58,9 @@ TEST_F(SpacePredictionTest, AtTheSamplesOwnRateItIsExactAndWholeMegabytesAreNotR
     Analyse(spec);
     EXPECT_EQ(4u, Predicted(44100, 0));
 }
+// Q103
 
+// Q103
 TEST_F(SpacePredictionTest, ThePlainLayoutScalesTheWavesByTheRates) {
     SourceSpec spec;
     spec.bEnriched = true;

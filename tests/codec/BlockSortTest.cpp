@@ -159,7 +159,9 @@ Bytes StackOverflow() {
 }
 
 TEST(BlockSorterTest, AnOverflowOfTheRangeStackIsAnError) { EXPECT_FALSE(Sorting(StackOverflow()).bSorted); }
+// Q61
 
+// Q61
 TEST(BlockSorterTest, AnOverflowFailsTheWholeCompression) {
     EXPECT_EQ(Bytes(), Compress(Unfiltered(StackOverflow(), 16), 16));
 }

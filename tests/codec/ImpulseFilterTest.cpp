@@ -33,7 +33,9 @@ constexpr FilterCase kCases[] = {
     {"32 bits, three bytes over", 32, "050000000700000001aabb", "050000000200000001aabb"},
     {"the top bit of the width is ignored", 0x80000010, "05000600", "05000100"},
 };
+// Q52
 
+// Q52
 TEST(ImpulseFilterTest, FiltersAndUndoes) {
     for (const FilterCase& row : kCases) {
         SCOPED_TRACE(row.pszWhy);

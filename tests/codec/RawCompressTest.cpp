@@ -125,6 +125,7 @@ TEST(RawCompressTest, SilenceIsShort) {
 
 // Two bytes by turns take every comparison around the whole block; the work limit turns that into a
 // randomised block, a small block just as a large one.
+// Q62
 TEST(RawCompressTest, RepetitiveBlocksAreRandomisedAndComeBack) {
     for (const size_t n : {1000u, 3999u, 4000u, 4001u, 20000u}) {
         const Bytes wave = Unfiltered(Periodic(n, 2), 16);
@@ -206,12 +207,16 @@ TEST(RawCompressTest, OtherWidthsStopBeforeAnythingIsWritten) {
         EXPECT_EQ(Noise(100), wave);
     }
 }
+// Q54
 
+// Q54
 TEST(RawCompressTest, TheTopBitOfTheWidthIsIgnored) {
     for (const unsigned bits : {16u, 24u, 32u})
         EXPECT_EQ(Compress(Noise(1000), bits), Compress(Noise(1000), bits | 0x80000000));
 }
+// Q60
 
+// Q60
 TEST(RawCompressTest, FiltersTheInputInPlace) {
     for (const unsigned bits : {16u, 24u, 32u}) {
         Bytes wave = Noise(1003);
@@ -269,6 +274,7 @@ TEST(RawCompressTest, TheSameWaveGivesTheSameStream) {
 
 // The black box shares sorting, tables and their improvement wherever the number of tables is the same, which
 // it is for long blocks.
+// Q63
 TEST(RawCompressTest, LongBlocksEqualThoseOfTheBlackBox) {
     for (const Bytes& wave : {Noise(5000), Noise(100000), Periodic(100000, 40000)})
         for (const unsigned bits : {16u, 24u, 32u})

@@ -136,7 +136,9 @@ const BlockCase kAccepted[] = {
          b.symbols.back() = 7;
      }},
 };
+// Q59
 
+// Q59
 TEST(RawExpandTest, AcceptsWhatNoCompressorWrites) {
     for (const BlockCase& row : kAccepted) {
         SCOPED_TRACE(row.pszWhy);
@@ -278,7 +280,9 @@ TEST(RawExpandTest, TheLargestBlockIsAcceptedAndOneByteMoreIsNot) {
         EXPECT_EQ(nCoded == 900000 ? Unfiltered(expanded, 16) : Bytes(), ExpandBlock(block, expanded.size()));
     }
 }
+// Q51
 
+// Q51
 TEST(RawExpandTest, WrongMarkersAndCombinedCrcAreRefused) {
     const HandMadeBlock block = MakeBlock(kText);
     const auto stream = [&](uint64_t endMagic, uint32_t crc) {

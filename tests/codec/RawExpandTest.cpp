@@ -29,7 +29,9 @@ TEST(RawExpandTest, ExpandsAHandMadeBlockAtEveryWidth) {
     for (const unsigned bits : {16u, 24u, 32u, 0x80000010u, 0x80000018u, 0x80000020u})
         EXPECT_EQ(WaveOf(kText, bits), Expand(stream, bits, kText.size())) << bits;
 }
+// Q53
 
+// Q53
 TEST(RawExpandTest, BytesAfterTheLastWholeSampleAreNotFiltered) {
     for (size_t n = 1; n <= 13; ++n) {
         const Bytes coded = NoiseWithoutRuns(n);
@@ -123,14 +125,18 @@ TEST(RawExpandTest, ASmallerSizeGivesTheFirstBytes) {
         EXPECT_EQ(Unfiltered(start, 16), Expand(StreamOf(MakeBlock(coded)), 16, nSize));
     }
 }
+// Q56
 
+// Q56
 TEST(RawExpandTest, TheBytesBeyondTheSizeAreCheckedAllTheSame) {
     HandMadeBlock second = MakeBlock(kText);
     second.crc ^= 1;
     const Bytes stream = WaveStreamBuilder().Block(MakeBlock(kText)).Block(second).End().Finish();
     EXPECT_EQ(Bytes(), Expand(stream, 16, kText.size()));
 }
+// Q57
 
+// Q57
 TEST(RawExpandTest, ALargerSizeFailsAndTakesNoMemoryForIt) {
     for (const unsigned long nMore : {1ul, 2ul, 3ul, 4ul, 1000ul, 1ul << 40, ~0ul - kText.size()})
         EXPECT_EQ(Bytes(), Expand(StreamOf(MakeBlock(kText)), 16, kText.size() + nMore)) << nMore;
@@ -143,7 +149,9 @@ TEST(RawExpandTest, TrailingBytesFail) {
         EXPECT_EQ(Bytes(), Expand(stream, 16, kText.size()));
     }
 }
+// Q58
 
+// Q58
 TEST(RawExpandTest, ThePaddingMayBeAnything) {
     const WaveStreamBuilder bits = WaveStreamBuilder().Block(MakeBlock(kText)).End();
     ASSERT_NE(bits.Finish(false), bits.Finish(true));
@@ -160,6 +168,7 @@ TEST(RawExpandTest, EveryCutIsNoticed) {
 }
 
 // Past the end of the input bits are ones, so a stream that ends in ones can do without them.
+// Q55
 TEST(RawExpandTest, AStreamThatEndsInOnesSurvivesTheLossOfThem) {
     ASSERT_EQ(0xFF, WaveStreamBuilder().Block(MakeBlock(kText)).End().Finish(true).back());
     Bytes stream = StreamOf(MakeBlock(kText));

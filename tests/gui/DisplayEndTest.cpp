@@ -40,6 +40,7 @@ TEST_F(DisplayEndTest, AnOpenAlertMakesNoDifference) {
 }
 
 // The first bank is finished, the second is not, the third has not begun.
+// Q138
 TEST_F(DisplayEndTest, ABuildIsCancelledAndWhatIsFinishedStays) {
     const std::string& strSource = m_user.BigSource();
     ManagerOnScreen manager(m_user, kManager, {"manager", strSource, m_user.BanksFolder()});

@@ -104,7 +104,9 @@ TEST(MemoryStreamTest, AReadPastTheEndThrowsIdTwoAndMovesNowhere) {
     EXPECT_EQ(8, lKept);
     EXPECT_EQ(0u, stream.Tell());
 }
+// Q45
 
+// Q45
 TEST(MemoryStreamTest, ALengthMissingFromMemoryThrowsInsteadOfCountingAsZero) {
     StreamBuffer buffer("abc", 3);
     MemoryStream stream(buffer);

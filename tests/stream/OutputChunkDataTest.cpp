@@ -186,7 +186,9 @@ TEST_F(OutputChunkDataTest, AListsTypeCountsInItsSize) {
     m_writer.Close();
     EXPECT_EQ(Hex("LIST") + "10000000" + Hex("TYPE") + Hex("ITEM") + "0400000001000000", Written(m_writer));
 }
+// Q49
 
+// Q49
 TEST_F(OutputChunkDataTest, AnItemInsideRewritesOnlyTheInnerSizeAndCloseTheOuter) {
     m_writer.CreateChunk(Id("OUTR"));
     m_writer.CreateChunk(Id("INNR"));
@@ -253,7 +255,9 @@ TEST_F(OutputChunkDataTest, AChunkThatHoldsAChunkIsKeptThoughItHasNoItemOfItsOwn
     EXPECT_TRUE(m_writer.Close());
     EXPECT_EQ(Hex("OUTR") + "0c000000" + Hex("LIST") + "04000000" + Hex("TYPE"), Written(m_writer));
 }
+// Q48
 
+// Q48
 TEST_F(OutputChunkDataTest, AnEmptyListIsNeverDropped) {
     m_writer.CreateList(Id("TYPE"));
     EXPECT_TRUE(m_writer.Close());

@@ -117,7 +117,9 @@ TEST(StreamBufferTest, AnEmptyBufferHasNothingToFree) {
 }
 
 // ---- Write
+// Q47
 
+// Q47
 TEST(StreamBufferTest, EveryWritePastTheEndReallocatesToExactlyTheNewEnd) {
     FaultyAllocator allocator;
     StreamBuffer buffer(allocator);

@@ -106,7 +106,9 @@ TEST(OutputStreamTest, NotANumberIsWrittenToo) {
     EXPECT_TRUE(out.Write(std::nanf("")));
     EXPECT_EQ(4u, out.m_bytes.size());
 }
+// Q50
 
+// Q50
 TEST(OutputStreamTest, ALongThatFourBytesCannotHoldIsRefusedUnwritten) {
     ShortOutput out(kUnlimited);
     EXPECT_FALSE(out.Write(0x100000000ul));
@@ -238,7 +240,9 @@ const TextCase kTexts[] = {
     {"a hostile length", WithLength(0x7FFFFFF0, "abc"), false, "kept"},
     {"a length no text can have", WithLength(0x7FFFFFFF, "abc"), false, "kept"},
 };
+// Q44
 
+// Q44
 TEST(InputStreamTest, TextsAreAssignedOnlyWhenTheyCameWhole) {
     for (const TextCase& c : kTexts) {
         SCOPED_TRACE(c.pszWhy);
@@ -276,7 +280,9 @@ TEST(InputStreamTest, ALongTextArrivesWholeInGrowingPieces) {
     EXPECT_EQ(strLong, TextOf(in.ReadString()));
     EXPECT_EQ(6, in.m_nReads);  // the length; 64, 64, 128, 256 KiB and the rest
 }
+// Q46
 
+// Q46
 TEST(InputStreamDeathTest, ANegativeLengthIsFatal) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (const int32_t nLength : {-1, std::numeric_limits<int32_t>::min()}) {

@@ -38,7 +38,9 @@ constexpr TextWordCase kTextWords[] = {
     {"\xFF", 1U - 3U},  // bytes are signed
     {"\x80\x01", 1U - 128U * 3U + 4U},
 };
+// Q43
 
+// Q43
 TEST(DBUIDTest, TheTextWordWeighsSignedBytesByTheirPlace) {
     for (const TextWordCase& c : kTextWords)
         EXPECT_EQ(c.nWord, DBUID::TextWord(c.pszText)) << (c.pszText != nullptr ? c.pszText : "null");

@@ -42,7 +42,9 @@ constexpr TextCase kTextCases[] = {
     {"300 bytes become their first 44", 300, 44},
     {"twice around", 513, 1},
 };
+// Q40
 
+// Q40
 TEST_F(XFileFormatTest, WriteStringStoresTheLengthModulo256) {
     for (const TextCase& c : kTextCases) {
         SCOPED_TRACE(c.pszWhy);
@@ -234,7 +236,9 @@ TEST_F(XFileFormatTest, CheckCreateDirKnowsWhatExists) {
         EXPECT_FALSE(CXFile::CheckCreateDir(nullptr, create));
     }
 }
+// Q41
 
+// Q41
 TEST_F(XFileFormatTest, CheckCreateDirMakesNothingWhateverTheFlag) {
     for (const int create : {0, 1, 2, -1}) {
         EXPECT_FALSE(CXFile::CheckCreateDir(m_dir.File("new").c_str(), create));

@@ -195,6 +195,7 @@ TEST_F(XFileReaderDeathTest, AFileMovedOutOfTheWindowEndsTheProgram) {
 }
 
 // Deliberate: of a text, only the length byte is compared with the window.
+// Q42
 TEST_F(XFileReaderDeathTest, ATextMayLeaveTheWindowAndTheNextOperationAsserts) {
     OpenWith("\4abcd....");
     CXFileReader reader(&m_file, 3);

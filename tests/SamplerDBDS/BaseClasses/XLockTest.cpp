@@ -254,7 +254,9 @@ TEST(EventTest, WaitForGoesOnWhenAnotherThreadSets) {
     EXPECT_EQ(1, event.WaitFor(600000));
     setter.join();
 }
+// Q17
 
+// Q17
 TEST(EventTest, DeadlineAddsWholeSecondsAndPutsTheRestUnscaledIntoNanoseconds) {
     struct {
         int nMs;

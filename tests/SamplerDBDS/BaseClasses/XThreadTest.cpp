@@ -122,7 +122,9 @@ TEST(ThreadTest, WithoutAFunctionItDoesNotStart) {
     EXPECT_EQ(0, thread.Create(nullptr, 0));
     EXPECT_EQ(0, thread.Signal(0));
 }
+// Q18
 
+// Q18
 TEST(ThreadTest, ItStartsOnce) {
     CXThread thread;
     thread.AddFunction(&Nothing, 0);
@@ -283,7 +285,9 @@ TEST(ThreadTest, DestroyBeforeCreateForbidsTheStart) {
     thread.Destroy();
     EXPECT_EQ(0, thread.Create(nullptr, 0));
 }
+// Q19
 
+// Q19
 TEST(ThreadTest, IsSignaledIsTrueOncePerSignal) {
     Log log;
     CXThread thread;
@@ -328,7 +332,9 @@ TEST(ThreadTest, AThreadThatCannotBeJoinedEndsTheProgram) {
         "pthread_join: error 35\nDestroy: SamplerDBDS/BaseClasses/OSSpec, line [0-9]+: assertion failed: "
         "!err");
 }
+// Q20
 
+// Q20
 TEST(PriorityTest, WithoutARangeTheLevelIsZeroAndAnyLevelIsAccepted) {
     ASSERT_GE(CXThread::sPrMin, CXThread::sPrMax) << "the default policy of this system has a range";
     for (const int nLevel : {0, -15, 15, 99, INT_MIN, INT_MAX}) {

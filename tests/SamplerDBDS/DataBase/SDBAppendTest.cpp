@@ -141,7 +141,9 @@ protected:
         return ReadFile(m_strPath);
     }
 };
+// Q73
 
+// Q73
 TEST_F(SDBAppendBehindTableTest, TheEndIsLeftAsItIsAndTheTableTellsWhatIsListed) {
     const Bytes image = TableImage();
     for (const Bytes& before : {image, image + Bytes(5, 0x55), WithoutLast(image, 2)}) {

@@ -126,7 +126,9 @@ TEST_F(SDBBranchTest, IdsThatOccurTwiceOnEveryLevelDoNotMultiply) {
     OpenNotes(arNotes);
     EXPECT_EQ(28 * arNotes.size(), m_db.GetNotesBranch(m_db.GetNoteByID(1), nullptr));
 }
+// Q75
 
+// Q75
 TEST_F(SDBBranchTest, ABodyThatCannotBeReadIsZeros) {
     Bytes image = DatabaseImage({{.id = 1, .strBody = "abcd"}});
     image.pop_back();

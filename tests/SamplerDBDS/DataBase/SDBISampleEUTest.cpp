@@ -99,7 +99,9 @@ TEST(SampleEUTest, RoundTripsAtEveryPaddingAndPutsTheWaveOnABoundary) {
         EXPECT_EQ(expected.size(), sample.GetSize());
     }
 }
+// Q84
 
+// Q84
 TEST(SampleEUTest, LengthFieldThatEndsOnABoundaryGets512BytesBeforeTheWaveAndNoneAfter) {
     const EnrichedBody body;
     const uint32_t nPosition = static_cast<uint32_t>(1024 - body.HeaderBytes());
@@ -122,7 +124,9 @@ TEST(SampleEUTest, WaveIsWrittenAtTheRecordsPlaceNotWhereItWasRead) {
     EXPECT_EQ(body.GetAt(4000), EncodeAt(sample, 4000));
     EXPECT_EQ(4096u, sample.m_posWave);
 }
+// Q83
 
+// Q83
 TEST(SampleEUTest, OtherLoadTypesTakeThePaddingForTheTail) {
     CSDBISampleEU sample(1, 2, 5);
     ASSERT_TRUE(Decode(sample, EnrichedBody().Get()));
@@ -150,7 +154,9 @@ TEST(SampleEUTest, LoopCountOf999999Reads) {
     EXPECT_EQ(999999u, sample.m_info.cLayerLoops);
     EXPECT_EQ(bytes.size(), sample.GetSize());
 }
+// Q85
 
+// Q85
 TEST(SampleEUTest, LoopCountOf1000000EndsTheProgramAndIsMeasuredAsBad) {
     EnrichedBody body;
     body.nLoops = 1000000;
@@ -260,7 +266,9 @@ TEST(AllocWaveTest, SetsTheLengthAndGivesASilentWave) {
     EXPECT_EQ(0, sample.m_info.pWave[-256 * 3]);
     EXPECT_EQ(0, sample.m_info.pWave[30 + 256 * 3 - 1]);
 }
+// Q86
 
+// Q86
 TEST(AllocWaveTest, FreeSetsTheLengthToZero) {
     CSDBISampleEUWave sample(1, 2);
     ASSERT_TRUE(sample.CopyWave("abc", 3));

@@ -104,7 +104,9 @@ TEST(SampleTest, LoadTypesDecideWhatIsRead) {
         EXPECT_EQ(bResolved ? 0u : 2u, sample.m_info.cLayerLoops);
     }
 }
+// Q83
 
+// Q83
 TEST(SampleTest, OtherLoadTypesTakeTheWaveForTheTail) {
     PlainBody body;
     body.Raw(BodyBuilder().Word(3).Zeros(3).Get());

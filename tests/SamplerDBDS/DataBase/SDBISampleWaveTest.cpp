@@ -20,7 +20,9 @@ TEST(CompressSizeTest, IsTheCompressedLengthOfTheWave) {
     EXPECT_EQ(Packed(wave, 16).size(), sample.m_lStored);
     EXPECT_EQ(wave, WaveOf(sample));
 }
+// Q82
 
+// Q82
 TEST(CompressSizeTest, LengthAboveTheWavesIsKept) {
     const Bytes wave = MakeNoise(8);
     CSDBISampleWave sample(1, 2);
@@ -89,7 +91,9 @@ TEST_F(WriteIntWaveTest, CompressedLengthMustBeTheStoredSize) {
     EXPECT_TRUE(m_sample.WriteIntWave(&m_file));
     EXPECT_EQ(Packed(MakeWave(200, 16, 2), 16), Written());
 }
+// Q81
 
+// Q81
 TEST_F(WriteIntWaveTest, RawWaveIsCutToWholeSamples) {
     m_sample.m_info.nFormat = 24;
     LoadWave(m_sample, Counting(11));

@@ -186,7 +186,9 @@ TEST(StructureTest, TypicalRecordTakesNoMemory) {
     }
     EXPECT_EQ(0, fault.Calls());
 }
+// Q79
 
+// Q79
 TEST(StructureTest, NamesAreCutAtTheirFirstZeroByte) {
     CSDBIPreset preset(1, 2);
     ASSERT_TRUE(Decode(preset, BodyBuilder().Text(std::string("ab\0cd", 5)).Word(5).Word(0).Get()));
@@ -223,7 +225,9 @@ TEST(InfoTest, FieldsLieInTheirOrder) {
     EXPECT_EQ(4u, info.m_info.nFourth);
     EXPECT_EQ(22u + 4 + 10 + 3, info.GetSize());
 }
+// Q80
 
+// Q80
 TEST(InfoTest, ComparingEndsTheProgram) {
     CSDBIInfo info(1, kSdbNoID);
     EXPECT_DEATH(info.Compare(info), "Compare.*SamplerDBDS/DataBase/SDBInterpreter.*[^0-9]0[^0-9]*$");
@@ -307,7 +311,9 @@ TEST(RegionTest, BodyThatEndsAfterItsNameFails) {
     CSDBIRegion region(1, 2);
     EXPECT_FALSE(Decode(region, BodyBuilder().Text("Region").Get()));
 }
+// Q76
 
+// Q76
 TEST(RegionTest, FreshRegionKeepsItsNameAndDefaults) {
     CSDBIRegion region(1, 2);
     CopyStgStr(region.m_info.szName, "Low");
@@ -331,7 +337,9 @@ TEST(LayerTest, ParameterBlockIsWrittenWholeAfterItsCount) {
     EXPECT_EQ(40u, body.size());
     EXPECT_EQ(BodyBuilder().Word(12).Raw(block).Get(), Bytes(body.begin() + 16, body.begin() + 32));
 }
+// Q78
 
+// Q78
 TEST(LayerTest, BlockWhoseFirstWordIsNotItsCountIsKeptAsItCame) {
     for (const size_t nCount : {1u, 3u, 4u, 12u, 17u}) {
         SCOPED_TRACE(nCount);

@@ -87,7 +87,9 @@ TEST_F(ExtFileTest, HeaderIsTakenFromTheChunks) {
     EXPECT_EQ(44u, loop.nEnd);
     EXPECT_EQ(66u, loop.nPlayCount);
 }
+// Q88
 
+// Q88
 TEST_F(ExtFileTest, NoPadByteIsSkippedAfterAnOddChunk) {
     EXPECT_TRUE(Info(Riff({Format(), Data(43), Bytes(1), Sampler()})));
     EXPECT_EQ(10u, m_sample.m_info.nFrames);
@@ -109,7 +111,9 @@ TEST_F(ExtFileTest, EmptyNameFailsAndTouchesNothing) {
     EXPECT_EQ(3u, m_sample.m_info.cLayerLoops);
     EXPECT_EQ(1234u, m_sample.m_info.nFrames);
 }
+// Q87
 
+// Q87
 TEST_F(ExtFileTest, MissingFileHasNoFramesAndIsNoFailureOfTheHeader) {
     EXPECT_TRUE(m_sample.GetExtFileInfo());
     EXPECT_EQ(0u, m_sample.m_info.nFrames);
@@ -275,7 +279,9 @@ TEST(FineTuneTest, EveryFineTuneComesBackAndOthersByWholeSemitones) {
     EXPECT_EQ(-7, FineTuneOfFraction(FractionOfFineTune(-207)));
     EXPECT_EQ(FractionOfFineTune(52), FractionOfFineTune(std::numeric_limits<int32_t>::min()));
 }
+// Q89
 
+// Q89
 TEST_F(ExtFileTest, FineTuneComesFromThePitchFraction) {
     ASSERT_TRUE(Info(Riff({Format(), Data(), Sampler(FractionOfFineTune(-20))})));
     EXPECT_EQ(-20, m_sample.m_info.nFineTune);

@@ -164,7 +164,9 @@ TEST(SDBNewIDTest, IdsInUseAreSteppedOver) {
     EXPECT_EQ(3u, id);
     EXPECT_EQ(4u, nCounter);
 }
+// Q66
 
+// Q66
 TEST(SDBNewIDTest, TheSearchEndsWhereItBeganWithoutTryingTheLastCandidate) {
     // In a space of the ids 0 to 5 that starts at 3, the candidate 2 would be the last.
     uint32_t nCounter = 3, id = 99;

@@ -77,7 +77,9 @@ TEST_F(SDBJournalTest, ANoteAddedAndDeletedVanishesEitherWay) {
         EXPECT_EQ((Notes{{.id = 1}}), NotesOf(m_strPath));
     }
 }
+// Q74
 
+// Q74
 TEST_F(SDBJournalTest, DestructionCommits) {
     {
         CSDB db;
@@ -270,7 +272,9 @@ TEST_F(SDBJournalTest, ACommitTellsOfTheChangeItMade) {
     EXPECT_TRUE(CallbackLog::s_bWasChanged);
     EXPECT_FALSE(m_db.IsChanged());
 }
+// Q71
 
+// Q71
 TEST_F(SDBJournalTest, ACommitThatFindsNothingToDoTellsNothing) {
     // As in AMarkThatHitNoHeaderLeavesNothingToSettle: dirty, but no note has a state.
     Bytes table;
@@ -369,7 +373,9 @@ TEST_F(SDBJournalTest, SavingWhereNothingCanBeCreatedFailsAndChangesNothing) {
     EXPECT_TRUE(m_db.Close(true));
     EXPECT_EQ(2u, NotesOf(m_strPath).size());
 }
+// Q72
 
+// Q72
 TEST_F(SDBJournalTest, ANoteThatCannotBeReadLeavesAPartialCopyAndTheLockTaken) {
     Bytes image = DatabaseImage({{.id = 1, .strBody = "one"}, {.id = 2, .strBody = "two"}});
     image.pop_back();

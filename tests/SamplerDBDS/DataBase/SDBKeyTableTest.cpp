@@ -179,7 +179,9 @@ const CounterCase kCounterCases[] = {
     {"0xFFFFFFFF as last note takes the counter to 0", {5, 0xFFFFFFFF}, 0, 0},
     {"a scan raises it again from there, a quick-load table does not", {0xFFFFFFFF, 5}, 6, 0},
 };
+// Q67
 
+// Q67
 TEST_F(SDBKeyTableTest, TheCounterFollowsTheIdsOfTheFile) {
     for (const CounterCase& row : kCounterCases) {
         SCOPED_TRACE(row.pszWhy);
@@ -220,7 +222,9 @@ TEST_F(SDBKeyTableTest, ABodyOf4GigabytesThatIsNotThereEndsTheList) {
     EXPECT_TRUE(Rebuild(image));
     EXPECT_EQ((Ids{1}), Listed(kAny));
 }
+// Q69
 
+// Q69
 TEST_F(SDBKeyTableTest, AQuickLoadTableIsBelieved) {
     const std::string strTable = QuickLoadTable(
         {{kSdbQuickLoad, 9, kSdbNoID, 48}, {0xAB00 + kSdbBank, 1, 4, 0xFFFFFFFF}, {18, 2, 1, 5}});
@@ -240,7 +244,9 @@ TEST_F(SDBKeyTableTest, ASizeThatIsNoMultipleOf16IsScanned) {
     EXPECT_EQ((Ids{3, 4}), Listed(kAny));
     EXPECT_TRUE(m_bDirty);
 }
+// Q68
 
+// Q68
 TEST_F(SDBKeyTableTest, AQuickLoadNoteOfSizeZeroHidesEverything) {
     EXPECT_TRUE(
         Rebuild(DatabaseImage({{.nState = 1, .nType = kSdbQuickLoad, .id = 3}, {.nState = 1, .id = 4}})));

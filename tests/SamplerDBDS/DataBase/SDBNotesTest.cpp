@@ -245,7 +245,9 @@ TEST_F(SDBNotesTest, ARecordOfAnotherTypeOrIdIsNotRead) {
     EXPECT_FALSE(m_db.ReadNote(&missing));
     EXPECT_FALSE(m_db.ReadWholeNote(&missing));
 }
+// Q64
 
+// Q64
 TEST_F(SDBNotesTest, AFoundRecordCountsAsReadThoughItsBodyDoesNotDecode) {
     Bytes image = DatabaseImage({{.id = 3, .idParent = 8, .strBody = "body"}});
     image.pop_back();
@@ -315,7 +317,9 @@ TEST_F(SDBNotesTest, ABodyCutShortFailsBeforeMemoryIsTaken) {
     EXPECT_EQ(0xFFFFFFFFu, note.nSize) << "the entry was copied before";
     EXPECT_FALSE(m_db.GetFile().Unlock()) << "the stream lock was released";
 }
+// Q65
 
+// Q65
 TEST_F(SDBNotesTest, AMissingRawNoteLeavesTheStreamLocked) {
     ASSERT_TRUE(OpenImage(DatabaseImage({{.id = 3}}), false));
     SDBNOTE note;

@@ -83,7 +83,9 @@ struct CountCase {
     uint32_t nReserved, nAdded;
     bool bWritten;
 };
+// Q70
 
+// Q70
 TEST_F(SDBQuickLoadTest, TheTableIsWrittenOnlyWhenItIsExactlyFull) {
     for (const CountCase& row : {CountCase{3, 2, false}, CountCase{3, 3, true}, CountCase{3, 4, false},
                                  CountCase{0, 0, true}, CountCase{0, 1, false}}) {

@@ -229,7 +229,9 @@ TEST_F(StgParsFileTest, ReadStgParsTakesTheBytesAtThePosition) {
     const Bytes all = Counting(400);
     EXPECT_EQ(Bytes(all.begin() + 10, all.begin() + 310), TailOf(m_pars));
 }
+// Q77
 
+// Q77
 TEST_F(StgParsFileTest, ReadStgParsReportsItsSizeThoughTheReadFailed) {
     Open(Counting(10));
     EXPECT_TRUE(ReadStgPars(m_pars, &m_file, 300));

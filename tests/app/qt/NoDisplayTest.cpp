@@ -59,7 +59,9 @@ TEST_F(NoDisplayTest, TheModesThatNeedNoUserNeedADisplayAsWell) {
     for (const char* const pszMode : {"install", "uninstall", "create96000"})
         ExpectRefused({"QT_QPA_PLATFORM=xcb"}, {pszMode, "source.kvs", m_dir.File("home/banks")});
 }
+// Q134
 
+// Q134
 TEST_F(NoDisplayTest, HelpAndVersionNeedNoDisplay) {
     for (const char* const pszWord : {"--help", "--version"}) {
         const ProgramRun run = Run({"QT_QPA_PLATFORM=xcb"}, {pszWord});

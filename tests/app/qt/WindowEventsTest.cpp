@@ -97,6 +97,7 @@ TEST_F(WindowEventsTest, TheRangeOfAProgressBarStartsItAnew) {
 }
 
 // Qt would show a bar from 0 to 0 as one that runs to and fro.
+// Q142
 TEST_F(WindowEventsTest, ARangeOfNothingStaysDeterminate) {
     const GuiControlRef bar = Make(kProgressIndicator, "");
     GuiSetControlRange(bar, 0, 0);

@@ -256,7 +256,9 @@ protected:
         return control;
     }
 };
+// Q137
 
+// Q137
 TEST_F(EnterTest, PressesTheButtonThatHasTheKeyboard) {
     const GuiControlRef chooser = MakeShown(kPushButton, "...", 2);
     const GuiControlRef close = MakeShown(kPushButton, "Close", 22);
@@ -267,7 +269,9 @@ TEST_F(EnterTest, PressesTheButtonThatHasTheKeyboard) {
         EXPECT_EQ(std::vector<SeenEvent>{ControlEvent(21, 0)}, EventsOf(key, m_enter));
     }
 }
+// Q137
 
+// Q137
 TEST_F(EnterTest, PressesTheMainButtonWhereNoButtonHasTheKeyboard) {
     const GuiControlRef box = MakeShown(kCheckBox, "48000", 8);
     const GuiControlRef path = MakeShown(kReadOnlyEdit, "/banks", 4);

@@ -67,7 +67,9 @@ TEST_F(DirectoryTest, EntriesComeInTheByteOrderOfTheirNames) {
     ASSERT_TRUE(Open());
     EXPECT_THAT(Names(), ElementsAre(".hidden", "B", "Z", "a", "b", "c.kvn", "\xe4"));
 }
+// Q15
 
+// Q15
 TEST_F(DirectoryTest, OnlyFoldersAndLinksToFoldersHaveFlags) {
     Make("file");
     fs::create_directory(m_dir.File("folder"));
@@ -111,7 +113,9 @@ TEST_F(DirectoryTest, NullInfoPassesAnAcceptedEntryOverUnseen) {
     EXPECT_THAT(Names(), ElementsAre("by"));
     EXPECT_FALSE(m_directory.GetObject(nullptr));
 }
+// Q14
 
+// Q14
 TEST_F(DirectoryTest, TheFolderPartOfThePathIsWalked) {
     Make("a");
     ASSERT_TRUE(m_directory.Open(m_dir.File("not there").c_str(), nullptr, nullptr));

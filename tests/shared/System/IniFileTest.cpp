@@ -132,7 +132,9 @@ TEST_F(IniFileTest, ALineOfTwoThousandCharactersBecomesTwoItems) {
     OpenWith("[s]\n" + strLine + "\nnext\n");
     EXPECT_EQ((Texts{strLine.substr(0, 1022), strLine.substr(1022), "next"}), Items("s"));
 }
+// Q33
 
+// Q33
 TEST_F(IniFileTest, APieceOfALineHolds1022CharactersItsLineEndIncluded) {
     const std::string strFits(1021, 'x'), strFull(1022, 'y');
     OpenWith("[s]\n" + strFits + "\n" + strFull + "\n");
@@ -239,7 +241,9 @@ TEST_F(IniFileTest, ANewItemComesBehindEmptyLinesToo) {
     m_ini.SetItem("b", "3");
     EXPECT_EQ("[a]\n1\n\n2\n[b]\n3\n", ClosedText());
 }
+// Q31
 
+// Q31
 TEST_F(IniFileTest, SetAndRemoveCompareWholeLinesWithoutTrimming) {
     OpenWith("[s]\n /a/\n/b/ \n");
     m_ini.SetItem("s", "/a/");
@@ -247,7 +251,9 @@ TEST_F(IniFileTest, SetAndRemoveCompareWholeLinesWithoutTrimming) {
     EXPECT_EQ((Texts{"/a/", "/b/", "/a/"}), Items("s"));
     EXPECT_EQ("[s]\n /a/\n/b/ \n/a/\n", ClosedText());
 }
+// Q32
 
+// Q32
 TEST_F(IniFileTest, AnItemThatLooksLikeAHeaderBecomesOne) {
     OpenWith("[s]\n/a/\n");
     m_ini.SetItem("s", "/m [live]/");
@@ -286,7 +292,9 @@ TEST_F(IniFileTest, RemoveItemTakesAnEmptyLineForAnEmptyItem) {
     m_ini.RemoveItem("s", "");
     EXPECT_EQ("[s]\na\nb\n\n", ClosedText());
 }
+// Q30
 
+// Q30
 TEST_F(IniFileTest, RemovingFromAnUnknownSectionCreatesIt) {
     OpenWith("[s]\na\n");
     m_ini.RemoveItem("t", "a");

@@ -109,7 +109,9 @@ TEST_F(IniFileWriteTest, AClosedObjectWritesNothing) {
     m_ini.SetItem("s", "b");
     EXPECT_EQ("[s]\na\n", ClosedText());
 }
+// Q35
 
+// Q35
 TEST_F(IniFileWriteTest, TheDestructorWritesNothing) {
     {
         IniFile ini;
@@ -118,7 +120,9 @@ TEST_F(IniFileWriteTest, TheDestructorWritesNothing) {
     }
     EXPECT_EQ("[s]\na\n", IniText());
 }
+// Q34
 
+// Q34
 TEST_F(IniFileWriteTest, ChangesAreWrittenInReadModeToo) {
     for (const char* pszMode : {"r", "a", "w"}) {
         Open(pszMode);

@@ -132,7 +132,9 @@ TEST_F(LogFileTest, AMessageIsCutAt258Characters) {
     IOPrint("|");
     EXPECT_EQ(strLong.substr(0, 258) + "|", Messages());
 }
+// Q37
 
+// Q37
 TEST_F(LogFileTest, TitleAndFormatTogetherAreCutBeforeTheArgumentsArePutIn) {
     const std::string strTitle(254, 't');
     OpenThenTitle(strTitle);
@@ -159,7 +161,9 @@ TEST_F(LogFileTest, ATitleOfMoreThan258CharactersIsTheWholeMessage) {
     IOLog("%s", "a");
     EXPECT_EQ(strTitle.substr(0, 258), Messages());
 }
+// Q38
 
+// Q38
 TEST_F(LogFileTest, ATitleIsAPartOfTheFormat) {
     Open("100%% ");
     IOLog("%s\n", "one");
@@ -254,7 +258,9 @@ TEST_F(LogFileTest, FlagValuesAreThose) {
     EXPECT_EQ(0x4000u, kLogInTmp);
     EXPECT_EQ(0x8000u, kLogLeaveAsIs);
 }
+// Q39
 
+// Q39
 TEST_F(LogFileTest, WithoutAFileFlagOnlyTheTitleIsTaken) {
     Open("first ", 1 | 8 | kLogInTmp);
     EXPECT_FALSE(fs::exists(Path()));
@@ -298,7 +304,9 @@ TEST_F(LogFileTest, OpeningAnotherFileClosesTheFirst) {
     EXPECT_EQ("U; loaded at TIME.\n", LogText("other"));
     EXPECT_TRUE(DescriptorsOf(Path()).empty());
 }
+// Q36
 
+// Q36
 TEST_F(LogFileTest, AFailedOpeningSendsMessagesToStandardOutput) {
     EXPECT_EQ("T a\nb\n", StandardOutputOf([this] {
                   IOLogOpen("T ", 0, kLogNewFile, m_dir.File("no/such/folder").c_str());

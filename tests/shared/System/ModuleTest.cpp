@@ -99,7 +99,9 @@ TEST_F(ModuleTest, TheClimbBeginsAtTheEndOfALink) {
     EXPECT_EQ(m_dir.Path().string() + "/|holder", Location());
     EXPECT_EQ(m_dir.Path().string() + "/", std::string(Module::GetModulePath()));
 }
+// Q24
 
+// Q24
 TEST_F(ModuleTest, AFailedClimbLeavesTheLocation) {
     // No such file; fewer folders above it than levels.
     for (const char* pszPath : {"/no/such/file/here/program", "/", "/bin/", "/etc/passwd"}) {
@@ -126,7 +128,9 @@ TEST_F(ModuleTest, ABareNameWasFoundByTheShellSoTheClimbBeginsAtTheProgramsOwnFi
         EXPECT_EQ(strExpected, Location());
     }
 }
+// Q23
 
+// Q23
 TEST_F(ModuleTest, TheFoldersAboveComeFromThePathOfTheExecutable) {
     struct Row {
         const char* pszExecutable;
@@ -261,7 +265,9 @@ TEST_F(ModuleTest, AFailureDeeperInTheSubPathFallsBackToo) {
     EXPECT_EQ(m_dir.File("data/Kestrova/Calderine/"), CreateSubfolder(3, "Kestrova/Calderine"));
     EXPECT_EQ("mkdir error 20: path = \"" + m_dir.File("local/Kestrova/Calderine") + "\"\n", m_strErrors);
 }
+// Q25
 
+// Q25
 TEST_F(ModuleTest, TheUsersFolderIsTriedTwiceAndThenTheModulesOwn) {
     WriteFile(m_dir.File("local"), "");
     fs::create_directory(m_dir.File("data"));
@@ -277,7 +283,9 @@ TEST_F(ModuleTest, ATypeAboveTheListedOnesFallsBackToThem) {
     EXPECT_EQ(m_dir.File("local/a/"), CreateSubfolder(INT_MAX, "a"));
     EXPECT_EQ("", CreateSubfolder(-1, "a"));
 }
+// Q26
 
+// Q26
 TEST_F(ModuleTest, AFolderThatCannotBeWrittenToPassesAllTheSame) {
     fs::create_directories(m_dir.File("local/a"));
     fs::permissions(m_dir.File("local/a"), fs::perms::owner_read | fs::perms::owner_exec);
@@ -349,7 +357,9 @@ TEST(EnsureFolderExistsTest, TheFirstFailureIsReportedAndEndsTheWork) {
     EXPECT_EQ("mkdir error 20: path = \"" + dir.File("file/a") + "\"\n",
               EnsureFolder(dir.File("file/a/b/c")));
 }
+// Q16
 
+// Q16
 TEST(EnsureFolderExistsTest, AFileInTheFoldersPlacePassesForIt) {
     const TempDir dir;
     WriteFile(dir.File("file"), "x");

@@ -72,7 +72,9 @@ protected:
 };
 
 }  // namespace
+// Q13
 
+// Q13
 TEST(UnifiedPathTest, EveryBackslashButALeadingPairBecomesASlash) {
     const Conversion kRows[] = {
         {"", ""},

@@ -202,7 +202,9 @@ TEST_F(PreferencesTest, AKeyIsTheDictionaryTheEntryBeginsIn) {
     EXPECT_EQ(2, Int("b/c", "other"));
     EXPECT_EQ(3, Int("b/c"));
 }
+// Q29
 
+// Q29
 TEST_F(PreferencesTest, EmptyPartsAreKeysLikeAnyOther) {
     const char* const kPaths[] = {"/", "a/", "/a", "a//b", "a/b"};
     for (int i = 0; i < 4; ++i) {
@@ -211,7 +213,9 @@ TEST_F(PreferencesTest, EmptyPartsAreKeysLikeAnyOther) {
     }
     EXPECT_EQ(99, Int("a/b"));
 }
+// Q27
 
+// Q27
 TEST_F(PreferencesTest, WhatIsNoDictionaryIsReplacedByOneThatAPathLeadsThrough) {
     SetInt("a", 1);
     SetInt("b/c", 2);
@@ -419,7 +423,9 @@ TEST_F(PreferencesTest, RunningOutOfMemoryInAReadIsLoggedAndGivesTheDefault) {
     }
     EXPECT_GT(nFaults, 3);
 }
+// Q28
 
+// Q28
 TEST_F(PreferencesTest, RunningOutOfMemoryInAWriteIsLoggedAndChangesNothing) {
     SetText("a/b", "text");
     m_store.SetTrace(false);

@@ -57,7 +57,9 @@ TEST(StringDeathTest, IndicesOutsideTheTextAreRefused) {
         {"GetAt of nothing", [](String&) { String().GetAt(0); }, "GetAt", kInside},
     });
 }
+// Q7
 
+// Q7
 TEST(StringDeathTest, DeleteDoesNotClampItsCount) {
     constexpr char kInside[] = "nIndex + nCount <= (int)(GetData()->nDataLength)";
     ExpectReports({

@@ -181,7 +181,9 @@ TEST(StringLockTest, AssigningALockedStringToItselfChangesNothing) {
     EXPECT_EQ(-1, Refs(str));
     MakeFreeable(str);
 }
+// Q1
 
+// Q1
 TEST(StringLockTest, TheEndOfALockedStringDoesNotFreeItsBlock) {
     StringData* pBlock = nullptr;
     {
@@ -193,7 +195,9 @@ TEST(StringLockTest, TheEndOfALockedStringDoesNotFreeItsBlock) {
     EXPECT_STREQ("abc", pBlock->Data());
     pBlock->Destroy();
 }
+// Q2
 
+// Q2
 TEST(StringLockTest, AssigningAStringToALockedOneSharesTheSourceAndForgetsTheBlock) {
     String str("abc");
     str.LockBuffer();
@@ -216,7 +220,9 @@ TEST(StringLockTest, AssigningATextThatFitsKeepsTheLockedBlock) {
     EXPECT_EQ(-1, Refs(str));
     MakeFreeable(str);
 }
+// Q3
 
+// Q3
 TEST(StringLockTest, AssigningALongerTextForgetsTheLockedBlock) {
     String str("abc");
     str.LockBuffer();
@@ -268,7 +274,9 @@ TEST(StringLockTest, EditsWriteIntoTheLockedBlock) {
     EXPECT_EQ(-1, Refs(str));
     MakeFreeable(str);
 }
+// Q4
 
+// Q4
 TEST(StringLockTest, UnlockBufferDoesNotUnlock) {
     String str("abc");
     str.LockBuffer();

@@ -47,7 +47,9 @@ const EditCase kUnsharing[] = {
     {"TrimRight absent set", [](String& s) { s.TrimRight("xy"); }, " abba "},
     {"TrimLeft absent set", [](String& s) { s.TrimLeft("xy"); }, " abba "},
 };
+// Q8
 
+// Q8
 TEST(StringEditTest, EditsMakeTheBlockPrivateAndLeaveTheSharerAlone) {
     for (const EditCase& c : kUnsharing) {
         SCOPED_TRACE(c.pszName);
@@ -300,7 +302,9 @@ TEST(StringEditTest, AStringCanBeInsertedIntoItself) {
     EXPECT_STREQ("bccabcbc", strRoomy);
     EXPECT_EQ(20, strRoomy.GetAllocLength());
 }
+// Q6
 
+// Q6
 TEST(StringEditTest, DeleteReturnsTheLengthBeforeTheDeletion) {
     String str("hello");
     EXPECT_EQ(5, str.Delete(1, 3));

@@ -37,7 +37,9 @@ void ExpectTextsAndRooms(std::initializer_list<FormatCase> cases) {
         EXPECT_EQ(c.nRoom, str.GetAllocLength());
     }
 }
+// Q9
 
+// Q9
 TEST(StringFormatTest, EachLiteralCharacterReservesTheWholeRestOfTheFormat) {
     ExpectTextsAndRooms({
         {"one", [](String& s) { s.Format("a"); }, "a", 1},
@@ -259,7 +261,9 @@ TEST(StringFormatTest, ASharerGetsABlockOfItsOwnNoShorterThanTheOldText) {
     EXPECT_EQ(1, Refs(strOther));
     EXPECT_EQ(50, strOther.GetLength());
 }
+// Q11
 
+// Q11
 TEST(StringFormatTest, TheOutputIsCutAtItsFirstZeroByte) {
     String str;
     str.Format("a%cb", '\0');
@@ -285,7 +289,9 @@ struct DeathCase {
     std::function<void(String&)> format;
     const char* pszExpression;
 };
+// Q10
 
+// Q10
 TEST(StringFormatDeathTest, FormatsOutsideTheRulesEndTheProcess) {
     const char* const pszNull = nullptr;
     const DeathCase cases[] = {

@@ -39,7 +39,9 @@ TEST(StringTest, FindLooksForATextFromAPlaceOn) {
     EXPECT_EQ(2, str.Find("ca"));
     EXPECT_EQ(0, String().Find(""));
 }
+// Q5
 
+// Q5
 TEST(StringTest, FindAtTheEndDiffersForCharactersAndTexts) {
     const String str("abc");
     EXPECT_EQ(-1, str.Find('x', str.GetLength()));

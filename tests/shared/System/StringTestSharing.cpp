@@ -351,7 +351,9 @@ TEST(StringTest, AppendingWithinTheBlockStaysInPlace) {
     EXPECT_EQ(pchBlock, str.c_str());
     EXPECT_EQ(6, str.GetAllocLength());
 }
+// Q12
 
+// Q12
 TEST(StringTest, AppendingBeyondTheBlockAllocatesExactly) {
     String str("abc");
     str += "de";

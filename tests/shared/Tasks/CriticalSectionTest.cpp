@@ -116,7 +116,9 @@ TEST(CriticalSectionTest, GuardsACounterAgainstManyThreads) {
     CriticalSectionGuard guard(counter.m_lock);
     EXPECT_EQ(20000, counter.m_nCount);
 }
+// Q21
 
+// Q21
 TEST(CriticalSectionTest, DestructionKeepsTheLockItTakes) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "the lock is released under ThreadSanitizer";
@@ -150,7 +152,9 @@ TEST(CriticalSectionTest, DestructionWaitsForTheHolder) {
     }
     holder.join();
 }
+// Q22
 
+// Q22
 TEST(CriticalSectionTest, AnObjectWhoseLifeIsOverFailsTheAssertion) {
     EXPECT_DEATH(Ended().Get().Enter(), Assertion("Enter", "_mutex != 0"));
     EXPECT_DEATH(Ended().Get().Leave(), Assertion("Leave", "_mutex != 0"));

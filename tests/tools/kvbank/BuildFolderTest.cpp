@@ -117,6 +117,7 @@ TEST_F(BuildFolderTest, ADamagedBankBesideAWholeOneIsLeft) {
 }
 
 // It may be somebody's source.
+// Q108
 TEST_F(BuildFolderTest, ADamagedDatabaseOfTheOtherKindIsInTheWay) {
     WriteFile(File(k44100), WithoutLast(ReadFile(File("Src.kvs")), 1));
     const Outcome outcome = Build();

@@ -128,7 +128,9 @@ protected:
         }
     }
 };
+// Q109
 
+// Q109
 TEST_F(VerifyDamageTest, AQuickLoadTableThatDisagreesIsFound) {
     constexpr size_t kEntry = QuickLoadEntry::kBytes;
     ExpectFound(
@@ -159,7 +161,9 @@ TEST_F(VerifyDamageTest, AQuickLoadTableThatDisagreesIsFound) {
           {"quick-load table 0: it is empty, so no record can be found by it", kMisaligned}}},
         Table::kLeft);
 }
+// Q109
 
+// Q109
 TEST_F(VerifyDamageTest, ImpossibleIdsAndTypesAreFound) {
     ExpectFound({
         {"an id twice", {Id(kPresetAt, kInfoAt)}, {"preset 1 \"Preset 0\": another record has its id"}},
@@ -351,7 +355,9 @@ TEST_F(VerifyCommandTest, ANameMustNotBelieTheBank) {
         "kvbank: DIR/x_0BB80.kvr: its name gives another layout than its information record\n",
         VerifyBytes(good, "x_0BB80.kvr").strErr);
 }
+// Q107
 
+// Q107
 TEST_F(VerifyCommandTest, InThePerKeyLayoutOnlyLayersOfOtherProgramsMayPlayNothing) {
     SourceSpec spec;
     spec.programs = {{}, {.bSplit = false}};

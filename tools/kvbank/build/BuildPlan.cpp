@@ -20,8 +20,8 @@ const BankFile* FirstIn(const std::vector<BankFile>& banks, BankState state) {
     return pFound == banks.end() ? nullptr : &*pFound;
 }
 
-// Whether a file may be replaced without -f: it was a bank and is damaged. Deliberate: a damaged database of
-// the plain kind stays, because it may be somebody's source.
+// Whether a file may be replaced without -f: it was a bank and is damaged. Deliberate (Q108): a damaged
+// database of the plain kind stays, because it may be somebody's source.
 bool IsReplaceable(const BankFile& bank) { return bank.state == BankState::Damaged && bank.bEnriched; }
 
 // The banks of the rate that count. Leftovers of interrupted builds do not count, nor do banks in a private

@@ -29,6 +29,8 @@ bool IsEntryOf(const uint8_t* pEntry, const SDBNOTE& note) {
     GetField<QuickLoadEntry::kId>(pEntry, listed.idNote);
     GetField<QuickLoadEntry::kParent>(pEntry, listed.idParent);
     GetField<QuickLoadEntry::kBodySize>(pEntry, listed.nSize);
+    // Deliberate (Q109): only the low byte of a quick-load entry's type counts; unknown record types are no
+    // problem.
     return static_cast<uint8_t>(nType) == note.nType && listed.idNote == note.idNote &&
            listed.idParent == note.idParent && listed.nSize == note.nSize;
 }
@@ -278,7 +280,7 @@ void BankVerifier::CheckRegion(const SDBNOTE& note) {
     if (m_layerParents.count(note.idNote) == 0) Report(note, "it has no layers");
 }
 
-// Deliberate: in the per-key layout a layer may play nothing where its program is not split.
+// Deliberate (Q107): in the per-key layout a layer may play nothing where its program is not split.
 void BankVerifier::CheckLayer(const SDBNOTE& note) {
     CSDBILayer layer(note.idNote, note.idParent);
     if (!m_scan.Read(note, layer)) return Report(note, kUnreadable);
