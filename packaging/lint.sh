@@ -2,9 +2,9 @@
 # lint.sh [--changed [BASE]] - clang-format must have nothing to change and clang-tidy nothing to say: of the whole
 # tree, or of what was changed since the commit BASE.
 #
-# Without BASE it is $KV_LINT_BASE, else the commit in packaging/lint-base. That is the last commit whose whole tree was
-# looked at: when this has run without --changed and had nothing to say, write the commit there. When that commit is
-# not in this history, or the rules have changed since, the whole tree is looked at, so that nothing is missed.
+# Without BASE it is $KV_LINT_BASE, else the commit in packaging/lint-base: a submission writes there the commit from
+# which on its sources are to be looked at. What lies before is left to the whole lint, which packaging/full-check.sh
+# runs. When that commit is not in this history, or the rules have changed since, the whole tree is looked at.
 # A changed source is looked at itself, a changed header in the source of its name, or in one that includes it.
 set -eu
 
