@@ -14,16 +14,21 @@ constexpr size_t kLeastArray = 4096;
 
 }  // namespace
 
+// All forms but the aligned ones are here: memory of one form must not be released by another's library.
 void* operator new(size_t n) {
     if (void* const p = std::malloc(n != 0 ? n : 1)) return p;
     throw std::bad_alloc();
 }
+void* operator new[](size_t n) { return operator new(n); }
 
+void* operator new(size_t n, const std::nothrow_t&) noexcept { return std::malloc(n != 0 ? n : 1); }
 void* operator new[](size_t n, const std::nothrow_t&) noexcept {
     return n < kLeastArray ? __real_malloc(n != 0 ? n : 1) : std::malloc(n);
 }
 
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete[](void* p, size_t) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
