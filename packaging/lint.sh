@@ -4,7 +4,8 @@
 #
 # Without BASE it is $KV_LINT_BASE, else the commit in packaging/lint-base: a submission writes there the commit from
 # which on its sources are to be looked at. What lies before is left to the whole lint, which packaging/full-check.sh
-# runs. When that commit is not in this history, or the rules have changed since, the whole tree is looked at.
+# runs. When that commit is not in this history, what the last commit changed is looked at, and that is said. When the
+# rules have changed since, the whole tree is looked at.
 # A changed source is looked at itself, a changed header in the source of its name, or in one that includes it.
 set -eu
 
@@ -37,9 +38,10 @@ case ${1:-} in
     --changed)
         base=${2:-${KV_LINT_BASE:-$(cat packaging/lint-base)}}
         if ! git merge-base --is-ancestor "$base" HEAD 2>/dev/null; then
-            echo "lint.sh: the commit $base is not in this history: the whole tree is looked at"
-            base=
-        elif ! git diff --quiet "$base" -- .clang-tidy; then
+            echo "lint.sh: the commit $base is not in this history: what the last commit changed is looked at"
+            base=$(git rev-parse --verify --quiet HEAD~1 || git rev-parse HEAD)  # a single commit: nothing has changed
+        fi
+        if ! git diff --quiet "$base" -- .clang-tidy; then
             echo "lint.sh: the rules have changed since $base: the whole tree is looked at"
             base=
         fi ;;
