@@ -21,9 +21,10 @@ FileAnswer AskFile(TAsked& asked, TOperation operation) {
     return {bDone, bDone ? 0 : asked.GetFirstError()};
 }
 
-// Runs the decoding of a record of a file that other threads read too.
+// The same for a file that other threads use too: it is held meanwhile, so that the reason is this
+// operation's own.
 template <class TOperation>
-FileAnswer AskRecord(CXFile& file, TOperation operation) {
+FileAnswer AskSharedFile(CXFile& file, TOperation operation) {
     const CXFileHold hold(file);
     return AskFile(file, operation);
 }

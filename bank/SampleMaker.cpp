@@ -167,7 +167,7 @@ BankOutcome SampleMaker<TSource>::Load(uint32_t nEntry, unsigned nHelper, TSourc
     FileAnswer read;
     if (pNote != nullptr && pNote->nType == kSdbSample) {
         CXFile& file = FileOf(nHelper);
-        read = AskRecord(file, [&] { return ReadWave(*pNote, file, record); });
+        read = AskSharedFile(file, [&] { return ReadWave(*pNote, file, record); });
     }
     if (!read)
         return SourceFault(kBankReadFailed, kSdbSample, id, "the wave cannot be read whole", read.nError);

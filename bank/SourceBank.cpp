@@ -55,7 +55,7 @@ BankOutcome SourceBank::Read(CSDBInterpreter& record) {
     const SDBNOTE* const pNote = m_database.GetNoteByID(id);
     FileAnswer read;
     if (pNote != nullptr)
-        read = AskRecord(m_database.GetFile(), [&] { return ReadMeasured(*pNote, record); });
+        read = AskSharedFile(m_database.GetFile(), [&] { return ReadMeasured(*pNote, record); });
     if (read) return {};
     return SourceFault(kBankReadFailed, nType, id, "the record cannot be read whole", read.nError);
 }

@@ -7,10 +7,10 @@ namespace Kestrova {
 
 ImportOutcome Refused(const std::string& strCause) { return {ImportEnd::Refused, "", strCause}; }
 
-ImportOutcome UnreadableByErrno() {
-    if (errno == 0) return Refused("it is cut short");
-    if (errno == ENOMEM) return NoMemory();
-    return {ImportEnd::Unreadable, "", std::strerror(errno), errno};
+ImportOutcome Unreadable(int nError) {
+    if (nError == 0) return Refused("it is cut short");
+    if (nError == ENOMEM) return NoMemory();
+    return {ImportEnd::Unreadable, "", std::strerror(nError), nError};
 }
 
 ImportOutcome NotWritten(int nError, const char* pszOtherwise) {

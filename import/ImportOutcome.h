@@ -30,10 +30,9 @@ struct ImportOutcome {
 };
 
 ImportOutcome Refused(const std::string& strCause);
-// The next two functions answer NoMemory when errno is ENOMEM. REQUIRES: errno was set to 0 before the
-// operation that failed. When errno is still 0, the file ended too early.
-ImportOutcome UnreadableByErrno();
-// With nError 0 the cause is pszOtherwise.
+// The next two functions take the system's error of the operation that failed. ENOMEM makes NoMemory of it. With
+// 0 there was none: the file to be read ended too early, or pszOtherwise is the cause.
+ImportOutcome Unreadable(int nError);
 ImportOutcome NotWritten(int nError, const char* pszOtherwise);
 ImportOutcome Cancelled();
 ImportOutcome NoMemory();

@@ -1,12 +1,12 @@
 #include "import/SourceBankWriter.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <vector>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
+#include "bank/FileAnswer.h"
 #include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
 
@@ -61,12 +61,12 @@ public:
 
     ImportOutcome Write(const std::string& strPath) {
         if (!m_database.Create(strPath.c_str(), kSdbFormatPlain))
-            return NotWritten(errno, "the file cannot be created");
+            return NotWritten(m_database.GetFirstError(), "the file cannot be created");
         ImportOutcome outcome = CatchNoMemory([this] { return WriteRecords(); });
         outcome.nBytes = BytesSoFar();
-        errno = 0;
-        if (m_database.Close(outcome.IsDone()) || !outcome.IsDone()) return outcome;
-        return NotWritten(errno, "the file cannot be completed");
+        const FileAnswer closed = AskFile(m_database, [&] { return m_database.Close(outcome.IsDone()); });
+        if (closed || !outcome.IsDone()) return outcome;
+        return NotWritten(closed.nError, "the file cannot be completed");
     }
 
 private:
@@ -194,7 +194,7 @@ private:
     }
 
     ImportOutcome FailedWrite() {
-        return NotWritten(m_database.GetFile().GetLastError(), "a record cannot be written");
+        return NotWritten(m_database.GetFirstError(), "a record cannot be written");
     }
 
     uint64_t BytesSoFar() {

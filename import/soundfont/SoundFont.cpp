@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "SamplerDBDS/DataBase/SDBFormat.h"
+#include "bank/FileAnswer.h"
 
 namespace Kestrova {
 namespace {
@@ -74,8 +74,8 @@ bool Share(const std::vector<uint16_t>& firsts, const std::vector<TItem>& items,
 
 ImportOutcome SoundFont::Open(const std::string& strPath) {
     return CatchNoMemory([&] {
-        errno = 0;
-        return m_file.Open(strPath.c_str(), 0) ? ReadAll() : UnreadableByErrno();
+        const FileAnswer opened = AskFile(m_file, [&] { return m_file.Open(strPath.c_str(), 0); });
+        return opened ? ReadAll() : Unreadable(opened.nError);
     });
 }
 
@@ -89,8 +89,8 @@ ImportOutcome SoundFont::ReadAll() {
 }
 
 ImportOutcome SoundFont::ReadAt(uint64_t pos, void* p, size_t n) const {
-    errno = 0;
-    return m_file.ReadAtPos(pos, p, n) ? ImportOutcome() : UnreadableByErrno();
+    const FileAnswer read = AskSharedFile(m_file, [&] { return m_file.ReadAtPos(pos, p, n); });
+    return read ? ImportOutcome() : Unreadable(read.nError);
 }
 
 std::string SoundFont::GetVersion() const {

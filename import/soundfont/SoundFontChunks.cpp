@@ -1,9 +1,9 @@
 #include "import/soundfont/SoundFontChunks.h"
 
-#include <cerrno>
 #include <string>
 #include <string_view>
 
+#include "bank/FileAnswer.h"
 #include "shared/System/kvPrintable.h"
 
 namespace Kestrova {
@@ -43,8 +43,8 @@ struct Header {
 };
 
 ImportOutcome Read(CXFile& file, uint64_t pos, void* p) {
-    errno = 0;
-    return file.ReadAtPos(pos, p, kTagBytes) ? ImportOutcome() : UnreadableByErrno();
+    const FileAnswer read = AskFile(file, [&] { return file.ReadAtPos(pos, p, kTagBytes); });
+    return read ? ImportOutcome() : Unreadable(read.nError);
 }
 
 ImportOutcome ReadTag(CXFile& file, uint64_t pos, std::string& strTag) {
@@ -101,8 +101,8 @@ const char* SoundFontChunks::NameOf(FontChunk chunk) { return kChunks[static_cas
 
 ImportOutcome SoundFontChunks::Find(CXFile& file) {
     unsigned long long nFileSize = 0;
-    errno = 0;
-    if (!file.GetSize(nFileSize)) return UnreadableByErrno();
+    const FileAnswer measured = AskFile(file, [&] { return file.GetSize(nFileSize); });
+    if (!measured) return Unreadable(measured.nError);
     const ImportOutcome kNoFont = Refused("it is not a SoundFont file");
     if (nFileSize < kHeaderBytes) return kNoFont;
     Header riff;

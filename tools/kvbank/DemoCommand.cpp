@@ -41,8 +41,12 @@ int DemoCommand::Run(Console& console) {
 Ending DemoCommand::Write(DemoFacts& facts) const {
     if (Ending ending = CheckNewSource(m_strFile, m_bForce); !ending.IsDone()) return ending;
     PartFile part(m_strFile);
-    if (part.Path().empty() || !WriteDemoInstrument(part.Path().string(), facts))
-        return {kExitOutput, m_strFile + ": " + (errno != 0 ? std::strerror(errno) : "it cannot be written")};
+    if (part.Path().empty()) return {kExitOutput, m_strFile + ": " + std::strerror(errno)};
+    if (const FileAnswer written = WriteDemoInstrument(part.Path().string(), facts); !written) {
+        const char* const pszCause =
+            written.nError != 0 ? std::strerror(written.nError) : "it cannot be written";
+        return {kExitOutput, m_strFile + ": " + pszCause};
+    }
     if (CancelSignal() != 0) return {kExitProblem, m_strFile + ": cancelled"};
     return PublishSource(part, m_strFile);
 }

@@ -77,11 +77,11 @@ bool VerifyCommand::OpenFile(const std::string& strFile, NoteScan& scan, Verifie
         file.strCause = "another process is building it";
         return false;
     }
-    errno = 0;
     const NoteScan::Outcome outcome = scan.Open(strFile);
     if (outcome == NoteScan::Outcome::Scanned) return true;
     file.code = kExitBadInput;
-    file.strCause = outcome == NoteScan::Outcome::NotABank ? "not a bank" : std::strerror(errno);
+    file.strCause =
+        outcome == NoteScan::Outcome::NotABank ? "not a bank" : std::strerror(scan.File().GetFirstError());
     return false;
 }
 

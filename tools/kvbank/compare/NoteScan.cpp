@@ -1,8 +1,8 @@
 #include "tools/kvbank/compare/NoteScan.h"
 
 #include <algorithm>
-#include <cerrno>
 
+#include "SamplerDBDS/BaseClasses/XFileHold.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
 
 namespace Kestrova {
@@ -24,7 +24,6 @@ NoteScan::Outcome NoteScan::Open(const std::string& strPath) {
         uint32_t& nFirst = m_mapLive.At(note.idNote);
         if (nFirst == CSDBIdMap::kNone) nFirst = nIndex;
     }
-    if (walk.HasFailed()) errno = m_file.GetLastError();
     return walk.HasFailed() ? Outcome::Unreadable : Outcome::Scanned;
 }
 
@@ -46,10 +45,8 @@ const SDBNOTE* NoteScan::FindType(uint8_t nType) const {
 }
 
 bool NoteScan::Read(CXFile& file, const SDBNOTE& note, CSDBInterpreter& record) {
-    file.Lock();
-    const bool bRead = file.SeekToPos(note.PosBody()) && record.Read(&file, note.nSize);
-    file.Unlock();
-    return bRead;
+    const CXFileHold hold(file);
+    return file.SeekToPos(note.PosBody()) && record.Read(&file, note.nSize);
 }
 
 }  // namespace Kestrova

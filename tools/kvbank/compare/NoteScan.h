@@ -17,7 +17,7 @@ class NoteScan {
 public:
     enum class Outcome {
         Scanned,
-        Unreadable,  // errno tells why
+        Unreadable,  // File().GetFirstError() tells why
         NotABank     // of neither kind
     };
     Outcome Open(const std::string& strPath);

@@ -124,16 +124,14 @@ bool AddAll(CSDB& database) {
 
 }  // namespace
 
-bool WriteDemoInstrument(const std::string& strPath, DemoFacts& facts) {
+FileAnswer WriteDemoInstrument(const std::string& strPath, DemoFacts& facts) {
     CSDB database;
     facts = {static_cast<uint32_t>(std::size(kSounds)), static_cast<uint32_t>(Programs().size())};
-    errno = 0;
-    if (!database.Create(strPath.c_str(), kSdbFormatPlain)) return false;
-    const bool bWritten = AddAll(database);
-    const int nError = database.GetFile().GetLastError();
-    const bool bDone = database.Close(bWritten) && bWritten;
-    if (!bDone && nError != 0) errno = nError;
-    return bDone;
+    return AskFile(database, [&] {
+        if (!database.Create(strPath.c_str(), kSdbFormatPlain)) return false;
+        const bool bWritten = AddAll(database);
+        return database.Close(bWritten) && bWritten;
+    });
 }
 
 }  // namespace Kestrova

@@ -138,8 +138,9 @@ EngineRun::Removal EngineRun::Remove(const std::string& strBank) {
         if (sums.kind == SumsOutcome::Kind::Failed)
             return {kExitOutput, "it stays, because its sums file cannot be removed: " + sums.strCause};
     }
-    m_engine.RemoveDB(strBank.c_str());
-    const int nError = errno;
+    const BankResult result = m_engine.RemoveDB(strBank.c_str());
+    const int nError = errno;  // of the file's removal, which the result does not tell
+    if (result == kBankNoMemory) return {ExitCodeOf(result), DescribeResult(result)};
     std::error_code ignored;
     if (!std::filesystem::exists(std::filesystem::symlink_status(strBank, ignored))) return {};
     if (CSDB::IsHeld(strBank.c_str())) return {kExitBusy, "another process is building it"};

@@ -64,7 +64,8 @@ SumsOutcome ReadSums(const std::string& strBank, std::string& strSum) {
     if (file < 0 || !ReadToEnd(file, kMostSumsBytes, strText)) return Failure(strPath);
     const std::optional<SumsLine> line = ParseSumsLine(strText);
     if (!line) return {Kind::NotOurs, strPath, "not a line of sha256sum"};
-    if (line->strName != NameOf(strBank)) return {Kind::NotOurs, strPath, "it is of " + line->strName};
+    if (line->strName != NameOf(strBank))
+        return {Kind::NotOurs, strPath, "it holds the sum of " + line->strName};
     strSum = line->strSum;
     return {};
 }
@@ -108,7 +109,7 @@ SumsOutcome CheckSums(const std::string& strBank, const SumsProgress& progress) 
     if (SumsOutcome outcome = ReadSums(strBank, strExpected); outcome.kind != Kind::Done) return outcome;
     if (SumsOutcome outcome = SumBank(strBank, progress, strSum); outcome.kind != Kind::Done) return outcome;
     if (strSum == strExpected) return {};
-    return {Kind::Differs, strBank, "its bytes are not those that " + NameOf(SumsPath(strBank)) + " is of"};
+    return {Kind::Differs, strBank, "its bytes do not match " + NameOf(SumsPath(strBank))};
 }
 
 SumsOutcome RemoveSums(const std::string& strBank) {

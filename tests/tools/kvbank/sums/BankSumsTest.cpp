@@ -79,8 +79,8 @@ TEST_F(BankSumsTest, TellAChangedByteAndAChangedLength) {
     EXPECT_THAT(Check(), FieldsAre(Kind::Done, "", ""));
     for (const char* pszBytes : {"abd", "ab", "abcd", ""}) {
         WriteFile(m_strBank, std::string(pszBytes));
-        EXPECT_THAT(Check(), FieldsAre(Kind::Differs, m_strBank,
-                                       "its bytes are not those that Src_0AC44.kvn.sha256 is of"));
+        EXPECT_THAT(Check(),
+                    FieldsAre(Kind::Differs, m_strBank, "its bytes do not match Src_0AC44.kvn.sha256"));
     }
 }
 
@@ -136,7 +136,8 @@ TEST_F(BankSumsTest, OfAnotherFormAreSaidToBeNone) {
 TEST_F(BankSumsTest, OfAnotherNameAreSaidToBeSo) {
     for (const char* pszName : {"Src_0BB80.kvn", "x/Src_0AC44.kvn", " Src_0AC44.kvn"}) {
         SetSums(std::string(kSumOfAbc) + "  " + pszName + "\n");
-        EXPECT_THAT(Check(), FieldsAre(Kind::NotOurs, m_strSums, std::string("it is of ") + pszName));
+        EXPECT_THAT(Check(),
+                    FieldsAre(Kind::NotOurs, m_strSums, std::string("it holds the sum of ") + pszName));
     }
 }
 

@@ -178,8 +178,7 @@ TEST_F(SumsOfVerbsTest, VerifyUsesThem) {
     WriteFile(m_strSums, std::string(64, '0') + "  " + k48000 + "\n");
     const Outcome bad = Verify();
     EXPECT_EQ(1, bad.nCode);
-    EXPECT_EQ("kvbank: DIR/banks/Src_0BB80.kvn: its bytes are not those that Src_0BB80.kvn.sha256 is of\n",
-              bad.strErr);
+    EXPECT_EQ("kvbank: DIR/banks/Src_0BB80.kvn: its bytes do not match Src_0BB80.kvn.sha256\n", bad.strErr);
 }
 
 TEST_F(SumsOfVerbsTest, VerifyNamesSumsThatAreNone) {
