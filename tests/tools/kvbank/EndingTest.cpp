@@ -187,6 +187,27 @@ TEST_F(UsageTest, WithoutMemoryTheDocumentSaysSo) {
     EXPECT_GT(nTold, 10);
 }
 
+// The engine tells of it by its result alone; whether the bank is there has not been looked at then.
+TEST_F(UsageTest, WithoutMemoryForTheEngineARemovalSaysSoOfTheBank) {
+    Source();
+    ASSERT_EQ(0, Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "44100", "-q"}).nCode);
+    const std::string strBank = File("Src_0AC44.kvn");
+    const Bytes bank = ReadFile(strBank);
+    int nTold = 0;
+    bool bMet = true;
+    for (int nCall = 1; bMet; ++nCall) {
+        SCOPED_TRACE(nCall);
+        WriteFile(strBank, bank);
+        const PosixFault fault("open", ENOMEM, nCall);
+        const Outcome outcome = Run({"remove", "DIR", "--source", "DIR/Src.kvs", "-r", "44100", "-y"});
+        bMet = fault.Calls() >= nCall;
+        EXPECT_TRUE(outcome.nCode == kExitDone || outcome.nCode == kExitNoMemory) << outcome.strErr;
+        EXPECT_EQ(outcome.nCode != kExitDone, fs::exists(strBank));
+        nTold += outcome.strErr == "kvbank: DIR/Src_0AC44.kvn: out of memory\n";
+    }
+    EXPECT_EQ(2, nTold);  // the engine looks at the bank twice
+}
+
 void ThrowWhereNothingMayBeThrown(void (*pfnThrow)()) noexcept {
     std::set_terminate(EndWithoutMemory);
     pfnThrow();
