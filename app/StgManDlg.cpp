@@ -76,7 +76,27 @@ void StgManDlg::ModalDialog() { GuiRunLoop(m_window, this); }
 void StgManDlg::ShowError(int nAlert) { GuiErrorBox(m_window, nAlert); }
 
 void StgManDlg::EnableControls(int bOn) {
-    for (const int i : {kSourceChooser, kTargetChooser, kCloseButton}) Control(i).SetEnable(bOn);
+    for (const int i : {kSourceChooser, kTargetChooser, kCloseButton}) EnableInput(i, bOn);
+}
+
+// For the controls that act only while no job runs. The worker wants them enabled before it has left its last
+// callback, and a press that came in between would do nothing; so the enabling waits until then.
+void StgManDlg::EnableInput(int nControl, int bOn) {
+    const uint32_t nBit = uint32_t{1} << nControl;
+    if (bOn != 0) {
+        m_nInputsWaiting |= nBit;
+        return;
+    }
+    m_nInputsWaiting &= ~nBit;
+    Control(nControl).SetEnable(0);
+}
+
+// While no job runs only the interface thread, which calls this, starts one or disables an input.
+void StgManDlg::EnableWaitingInputs() {
+    if (m_nInputsWaiting == 0 || IsBusyNow()) return;
+    const uint32_t nWaiting = m_nInputsWaiting.exchange(0);
+    for (int i = 0; i < kDialogControlCount; ++i)
+        if ((nWaiting >> i & 1) != 0) Control(i).SetEnable(1);
 }
 
 void StgManDlg::ShowProgressText(const char* pszText) {
@@ -85,7 +105,7 @@ void StgManDlg::ShowProgressText(const char* pszText) {
 }
 
 void StgManDlg::InitProgressBar(int nSteps, int bCancellable) {
-    for (int i = 0; i < kRateCount; ++i) RateBox(i).SetEnable(0);
+    for (int i = 0; i < kRateCount; ++i) EnableInput(kFirstRateBox + i, 0);
     Control(kProgressBar).SetRange(0, nSteps);
     Control(kProgressBar).SetShow(1);
     Control(kProgressPercent).SetText("0.0%");
@@ -119,10 +139,10 @@ void StgManDlg::SetCheckBoxes(const int* flags) {
         const bool bWanted =
             (m_mode.type == kCreate && i == m_mode.nCreateRate) || (m_mode.type == kInstall && i == 0);
         m_selected[nRate] = bWanted ? 1 : m_existing[nRate].load();
-        RateBox(i).SetEnable(bChoosable);
+        EnableInput(kFirstRateBox + i, bChoosable);
         RateBox(i).SetValue(m_selected[nRate]);
     }
-    Control(kMainButton).SetEnable(0);
+    EnableInput(kMainButton, 0);
 }
 
 void StgManDlg::SetExistingInfo(const int* existing) {
@@ -132,7 +152,7 @@ void StgManDlg::SetExistingInfo(const int* existing) {
     int nMegabytes = m_pManager->EstimateBaseSize(selected);
     if (m_mode.type != kUninstall) nMegabytes -= m_pManager->EstimateBaseSize(present);
     Control(kRequiredSpace).SetText(RequiredSpaceText(nMegabytes));
-    Control(kMainButton).SetEnable(m_mode.type != kManager || IsSelectionNew());
+    EnableInput(kMainButton, m_mode.type != kManager || IsSelectionNew());
 }
 
 bool StgManDlg::IsSelectionNew() const {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 #include "app/DialogTables.h"
@@ -39,7 +40,9 @@ public:
     // Hides what shows progress. In create mode, when a bank has been created, the window then closes at the
     // first tick at which no job runs; otherwise the choosers and "Close" are enabled.
     void EndProgress();
-    void EnableControls(int bOn);  // the choosers and "Close"
+    // The choosers and "Close". Like the boxes and the main button, they are shown as enabled at the first
+    // tick at which no job runs.
+    void EnableControls(int bOn);
     void ShowProgressText(const char* pszText);
     void SetErrorStatus(int nAlert);  // posts an alert for the next tick
     // Six flags: the banks that exist, which are then also the ones selected. Null: the banks that were known
@@ -68,6 +71,8 @@ private:
     GuiControl& Control(int nControl) { return *m_controls[static_cast<size_t>(nControl)]; }
     GuiControl& RateBox(int nRate) { return Control(kFirstRateBox + nRate); }
     bool IsSelectionNew() const;
+    void EnableInput(int nControl, int bOn);
+    void EnableWaitingInputs();
 
     // StgManDlgEvents.cpp
     bool IsBusyNow() const { return IsBusy(m_pManager->GetStatus()); }
@@ -91,8 +96,9 @@ private:
     std::array<std::unique_ptr<GuiControl>, kDialogControlCount> m_controls;
     Flags m_selected{};
     Flags m_existing{};
-    std::atomic<int> m_bCloseWhenIdle{0};  // create mode has built its bank
-    bool m_bQuitting = false;              // a signal came: no more questions
+    std::atomic<uint32_t> m_nInputsWaiting{0};  // see EnableInput; a bit for each control
+    std::atomic<int> m_bCloseWhenIdle{0};       // create mode has built its bank
+    bool m_bQuitting = false;                   // a signal came: no more questions
 };
 
 }  // namespace Kestrova

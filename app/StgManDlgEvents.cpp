@@ -28,6 +28,7 @@ void StgManDlg::OnTimer() {
         m_pManager->Cancel();
     }
     if (m_bQuitting) return QuitWhenIdle();
+    EnableWaitingInputs();
     ApplyChanges();
     if (GuiIsAsking()) return;  // what a mode does by itself waits until the question has been answered
     switch (m_mode.type) {
@@ -165,7 +166,7 @@ void StgManDlg::OnMainButton() {
 }
 
 void StgManDlg::StartProcess() {
-    Control(kMainButton).SetEnable(0);
+    EnableInput(kMainButton, 0);
     m_pManager->Process();
 }
 

@@ -76,10 +76,10 @@ TEST(StgManDlgModesTest, CreationStartsOnceAndByItselfWhenTheSourceIsReady) {
         bench.manager.nStatus = StgStatusAnalysing;
         bench.List({0, 0, 0, 0, 0, 0});
         EXPECT_TRUE(bench.manager.calls.empty());
-        EXPECT_TRUE(bench.Control(kMainButton).bEnabled);
         bench.manager.nStatus = StgStatusReady;
         bench.gui.Tick();
         EXPECT_EQ((CallList{"process"}), bench.manager.calls);
+        EXPECT_TRUE(bench.Control(kMainButton).bEnabled);
         bench.gui.Tick();
         EXPECT_FALSE(bench.Control(kMainButton).bEnabled);
         EXPECT_EQ(1u, bench.manager.calls.size());

@@ -167,7 +167,7 @@ TEST(StgManDlgTest, ListedBanksAreSelectedAndTheModesOwnRateToo) {
                                  {kCreate, {0, 1, 0, 1, 1, 0}, {0, 0, 0, 0, 0, 0}}}) {
         SCOPED_TRACE(row.mode);
         DialogBench bench(kModeWords[row.mode]);
-        bench.manager.nStatus = StgStatusAnalysing;
+        bench.manager.nStatus = StgStatusNone;
         const int existing[] = {0, 1, 0, 0, 1, 0};
         bench.Dialog().SetCheckBoxes(existing);
         bench.gui.Tick();
@@ -213,7 +213,7 @@ TEST(StgManDlgTest, RequiredSpaceIsTheDifferenceAndForUninstallationTheSum) {
                                  {kUninstall, "1001 M", true},
                                  {kCreate, "0 M", true}}) {
         DialogBench bench(kModeWords[row.mode]);
-        bench.manager.nStatus = StgStatusAnalysing;
+        bench.manager.nStatus = StgStatusNone;
         bench.List({1, 0, 0, 1, 0, 0});
         EXPECT_EQ(row.pszText, bench.Control(kRequiredSpace).strText) << row.mode;
         EXPECT_EQ(row.bMainEnabled, bench.Control(kMainButton).bEnabled) << row.mode;
@@ -222,7 +222,7 @@ TEST(StgManDlgTest, RequiredSpaceIsTheDifferenceAndForUninstallationTheSum) {
 
 TEST(StgManDlgTest, CreationAndInstallationRequireTheirOwnRate) {
     DialogBench creating("create88200");
-    creating.manager.nStatus = StgStatusAnalysing;
+    creating.manager.nStatus = StgStatusNone;
     creating.List({1, 0, 0, 1, 0, 0});
     EXPECT_EQ("100 M", creating.Control(kRequiredSpace).strText);
 }
@@ -320,11 +320,45 @@ TEST(StgManDlgTest, TheEndOfAJobHidesItsProgressAndEnablesTheChoosers) {
         bench.Dialog().InitProgressBar(5, 1);
         bench.gui.Tick();
         bench.Dialog().EndProgress();
+        bench.manager.nStatus = StgStatusNone;
         bench.gui.Tick();
         for (const int i : {17, 18, 19, 20}) EXPECT_FALSE(bench.Control(i).bShown) << mode << " " << i;
         for (const int i : {2, 5, 22}) EXPECT_TRUE(bench.Control(i).bEnabled) << mode << " " << i;
         EXPECT_FALSE(bench.gui.LoopWasQuit()) << mode;
     }
+}
+
+// The worker sets all that a job's end shows before it has left its last callback. A control that was shown as
+// enabled by then would ignore a press.
+TEST(StgManDlgTest, WhatActsOnlyWhileNoJobRunsIsEnabledAtTheFirstTickWhenNoneRuns) {
+    DialogBench bench("");
+    bench.manager.nStatus = StgStatusCreating;
+    bench.Dialog().EnableControls(0);
+    bench.Dialog().InitProgressBar(5, 1);
+    bench.gui.Tick();
+    const int existing[] = {0, 1, 0, 0, 0, 0};
+    bench.Dialog().SetCheckBoxes(existing);
+    bench.Dialog().SetExistingInfo(existing);
+    bench.Dialog().EndProgress();
+    bench.gui.Tick();
+    for (const int i : {2, 5, 22}) EXPECT_FALSE(bench.Control(i).bEnabled) << i;
+    EXPECT_EQ((Numbers{0, 0, 0, 0, 0, 0}), bench.BoxesEnabled());
+    EXPECT_EQ((Numbers{0, 1, 0, 0, 0, 0}), bench.BoxValues()) << "all else is shown at once";
+
+    bench.manager.nStatus = StgStatusReady;
+    bench.gui.Tick();
+    for (const int i : {2, 5, 22}) EXPECT_TRUE(bench.Control(i).bEnabled) << i;
+    EXPECT_EQ((Numbers{1, 1, 1, 1, 1, 1}), bench.BoxesEnabled());
+    bench.gui.Press(kTargetChooser);
+    EXPECT_EQ(1u, bench.gui.Choosers().size());
+}
+
+TEST(StgManDlgTest, AnInputThatIsDisabledAgainBeforeTheTickStaysDisabled) {
+    DialogBench bench("");
+    bench.Dialog().EnableControls(1);
+    bench.Dialog().EnableControls(0);
+    bench.gui.Tick();
+    for (const int i : {2, 5, 22}) EXPECT_FALSE(bench.Control(i).bEnabled) << i;
 }
 
 TEST(StgManDlgTest, InManagerModeAMadeBankEnablesTheChoosersToo) {

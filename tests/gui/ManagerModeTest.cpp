@@ -65,6 +65,7 @@ TEST_F(ManagerModeTest, ABuildShowsItsProgressAndCanBeCancelled) {
     manager.Press(kCancelButton);
     ASSERT_TRUE(manager.AnswerAlert("Bank(s) creation failed.", "Return"));
     ASSERT_TRUE(manager.WaitForEndOfProgress());
+    ASSERT_TRUE(manager.WaitForEnabled(kCloseButton));
     EXPECT_FALSE(fs::exists(m_user.BankOf(m_user.BigSource(), 192000)));
     EXPECT_FALSE(manager.Process().HasEnded());
 
@@ -82,6 +83,7 @@ TEST_F(ManagerModeTest, EscapeCancelsABuild) {
     ASSERT_TRUE(manager.WaitForProgress());
     manager.Key("Escape");
     ASSERT_TRUE(manager.AnswerAlert("Bank(s) creation failed.", "Escape"));
+    ASSERT_TRUE(manager.WaitForEnabled(kCloseButton));
     EXPECT_THAT(m_user.FilesInBanksFolder(), IsEmpty());
     manager.Close();
     EXPECT_EQ(2, manager.Process().Wait());

@@ -12,6 +12,9 @@ constexpr int kIndicatorWidth = 17;  // of a check box, from its left edge
 constexpr int kIndicatorFrame = 3;
 constexpr int kButtonFrame = 8;
 constexpr int kInkPointsOfAText = 12;
+constexpr int kInkPointsOfDots = 2;  // of "...", the text of the choosers
+
+bool IsChooser(int nControl) { return nControl == kSourceChooser || nControl == kTargetChooser; }
 
 std::vector<std::string> Joined(std::vector<std::string> first, const std::vector<std::string>& second) {
     first.insert(first.end(), second.begin(), second.end());
@@ -87,6 +90,7 @@ XWindow ManagerOnScreen::WaitForWindow(const std::string& strTitle) {
 }
 
 void ManagerOnScreen::Press(int nControl) {
+    if (GuiCtrlTypes[static_cast<size_t>(nControl)] == kPushButton && !WaitForEnabled(nControl)) return;
     const Rect place = Place(nControl);
     const int x = nControl >= kFirstRateBox && nControl <= kLastRateBox ? place.left + kIndicatorWidth / 2
                                                                         : (place.left + place.right) / 2;
@@ -117,7 +121,7 @@ bool ManagerOnScreen::IsButtonEnabled(int nControl) {
     text.right -= kButtonFrame;
     text.top += kButtonFrame;
     text.bottom -= kButtonFrame;
-    return m_screen.InkPoints(m_window, text) > kInkPointsOfAText;
+    return m_screen.InkPoints(m_window, text) > (IsChooser(nControl) ? kInkPointsOfDots : kInkPointsOfAText);
 }
 
 // The 44100 box is hidden, but for uninstallation.

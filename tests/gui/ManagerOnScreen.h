@@ -54,6 +54,7 @@ public:
     // A further window of the program, a chooser or an alert, by its title; 0 when it does not come.
     XWindow WaitForWindow(const std::string& strTitle);
 
+    // A button is pressed as soon as it is shown as enabled, and not at all when that does not come.
     void Press(int nControl);
     void PressBox(int nRate) { Press(kFirstRateBox + nRate); }
     void Key(const char* pszKey);
