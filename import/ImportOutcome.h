@@ -30,8 +30,8 @@ struct ImportOutcome {
 };
 
 ImportOutcome Refused(const std::string& strCause);
-// The next two functions take the system's error of the operation that failed. ENOMEM makes NoMemory of it. With
-// 0 there was none: the file to be read ended too early, or pszOtherwise is the cause.
+// The next two functions take the system's error of the operation that failed. ENOMEM makes NoMemory of it.
+// With 0 there was none: the file to be read ended too early, or pszOtherwise is the cause.
 ImportOutcome Unreadable(int nError);
 ImportOutcome NotWritten(int nError, const char* pszOtherwise);
 ImportOutcome Cancelled();

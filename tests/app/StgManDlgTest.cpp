@@ -328,8 +328,8 @@ TEST(StgManDlgTest, TheEndOfAJobHidesItsProgressAndEnablesTheChoosers) {
     }
 }
 
-// The worker sets all that a job's end shows before it has left its last callback. A control that was shown as
-// enabled by then would ignore a press.
+// The worker sets all that a job's end shows before it has left its last callback. A control that was shown
+// as enabled by then would ignore a press.
 TEST(StgManDlgTest, WhatActsOnlyWhileNoJobRunsIsEnabledAtTheFirstTickWhenNoneRuns) {
     DialogBench bench("");
     bench.manager.nStatus = StgStatusCreating;

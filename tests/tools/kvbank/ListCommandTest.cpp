@@ -190,11 +190,12 @@ TEST_F(ListCommandTest, ABankOfAnotherSourceIsStale) {
     Source({.nPresets = 5}, "Src.v2.kvs");
     const Outcome outcome = Run({"list", "DIR", "--source", "DIR/Src.v2.kvs", "--json"});
     EXPECT_EQ(kExitProblem, outcome.nCode);
-    for (const Json& row : outcome.Document()["banks"]) {
+    const Json banks = outcome.Document()["banks"];
+    for (const Json& row : banks) {
         EXPECT_EQ("stale", row["state"]);
         EXPECT_EQ("sample 3 \"Sample 0\": the source gives a preset here", row["cause"]);
     }
-    EXPECT_EQ(2u, outcome.Document()["banks"].size());
+    EXPECT_EQ(2u, banks.size());
     EXPECT_EQ(0, Run({"list", "DIR", "--source", "DIR/Src.kvs"}).nCode);
     EXPECT_EQ(0, Run({"list", "DIR"}).nCode) << "nobody asked";
 }
