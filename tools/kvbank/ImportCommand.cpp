@@ -1,13 +1,14 @@
 #include "tools/kvbank/ImportCommand.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <system_error>
 
+#include "import/PlanSpace.h"
 #include "import/SourceBankWriter.h"
 #include "import/formats/OpenInstrument.h"
 #include "shared/System/kvCancelSignal.h"
@@ -30,6 +31,27 @@ std::optional<ProgramNumber> ParsePreset(const std::string& strText) {
     return number;
 }
 
+void AddProgramOption(CLI::App& verb, const char* pszName, std::set<ProgramNumber>& numbers,
+                      const char* pszText) {
+    verb.add_option_function<std::vector<std::string>>(
+            pszName,
+            [pszName, &numbers](const std::vector<std::string>& texts) {
+                for (const std::string& strText : texts) {
+                    const std::optional<ProgramNumber> number = ParsePreset(strText);
+                    if (!number)
+                        throw CLI::ValidationError(pszName,
+                                                   "'" + strText + "': give bank and program as 0:12");
+                    numbers.insert(*number);
+                }
+            },
+            pszText)
+        ->type_name("BANK:PROGRAM")
+        ->type_size(1)
+        ->expected(1)
+        ->allow_extra_args(false)  // one for each option: what follows may be the input
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
 ImportWatch WatchForSignals() {
     ImportWatch watch;
     watch.isStopped = [] { return CancelSignal() != 0; };
@@ -42,24 +64,10 @@ void ImportCommand::Describe(CLI::App& verb) {
     verb.add_option("INPUT", m_strInput, "what to import: a SoundFont file, version 2.01 to 2.04")
         ->required();
     verb.add_option("-o,--output", m_strOutput, "the source bank to make")->type_name("OUT");
-    verb.add_option_function<std::vector<std::string>>(
-            "--preset",
-            [this](const std::vector<std::string>& presets) {
-                for (const std::string& strPreset : presets) {
-                    const std::optional<ProgramNumber> number = ParsePreset(strPreset);
-                    if (!number)
-                        throw CLI::ValidationError("--preset",
-                                                   "'" + strPreset + "': give bank and program as 0:12");
-                    m_presets.insert(*number);
-                }
-            },
-            "only this preset; may be given several times")
-        ->type_name("BANK:PROGRAM")
-        ->type_size(1)
-        ->expected(1)
-        ->allow_extra_args(false)  // one for each --preset: what follows may be the input
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    verb.add_flag("--list", m_bList, "only list the presets");
+    AddProgramOption(verb, "--preset", m_presets, "only this preset; may be given several times");
+    AddProgramOption(verb, "--unsplit", m_unsplit,
+                     "do not split this program in the per-key layout; may be given several times");
+    verb.add_flag("--list", m_bList, "only list the presets, and the sizes of their banks");
     verb.add_flag("--strict", m_bStrict, "fail (exit code 6) when anything would be repaired or dropped");
     verb.add_flag("-f,--force", m_bForce, "replace OUT when it is there");
 }
@@ -71,7 +79,12 @@ int ImportCommand::Run(Console& console) {
 
 Ending ImportCommand::List(ImportReporter& reporter) {
     Ending ending = OpenInput(reporter);
-    if (ending.IsDone()) reporter.TellPresets(ChosenPresets());
+    if (ending.IsDone()) ending = MakePlan();
+    if (!ending.IsDone()) return ending;
+    reporter.TellPresets(ChosenPresets());
+    if (!m_plan.waves.empty()) reporter.TellSizes(PlanSpace(m_plan));
+    const InstrumentFacts facts = m_pInstrument->GetFacts();
+    if (!facts.strRule.empty()) reporter.TellRule(facts.strRule, m_plan, m_report);
     return ending;
 }
 
@@ -80,14 +93,20 @@ Ending ImportCommand::Import(ImportReporter& reporter) {
     Ending ending = CheckOutput();
     if (ending.IsDone()) ending = OpenInput(reporter);
     if (!ending.IsDone()) return ending;
-    ImportPlan plan;
-    ending = EndingOf(m_pInstrument->MakePlan(m_presets, plan, m_report, WatchForSignals()));
+    ending = MakePlan();
     reporter.TellReport(m_report);
-    if (ending.IsDone()) ending = CheckPlan(plan);
+    if (ending.IsDone()) ending = CheckPlan();
     WrittenBank bank;
-    if (ending.IsDone()) ending = WriteBank(plan, reporter, bank);
-    if (ending.IsDone()) reporter.TellBank(bank, plan, m_report);
+    if (ending.IsDone()) ending = WriteBank(reporter, bank);
+    if (ending.IsDone()) reporter.TellBank(bank, m_plan, m_report);
     return ending;
+}
+
+Ending ImportCommand::MakePlan() {
+    const ImportOutcome made = m_pInstrument->MakePlan(m_presets, m_plan, m_report, WatchForSignals());
+    if (!made.IsDone()) return EndingOf(made);
+    m_waves.emplace(*m_pInstrument).Unsplit(m_plan, m_unsplit, m_report);
+    return {};
 }
 
 Ending ImportCommand::CheckOutput() const {
@@ -106,34 +125,44 @@ Ending ImportCommand::OpenInput(ImportReporter& reporter) {
 }
 
 Ending ImportCommand::CheckPresets() const {
-    const std::vector<InstrumentProgram> programs = m_pInstrument->GetPrograms();
-    for (const ProgramNumber& number : m_presets) {
-        const bool bThere =
-            std::any_of(programs.begin(), programs.end(),
-                        [&](const InstrumentProgram& program) { return program.number == number; });
-        if (!bThere) return {kExitUsage, m_strInput + ": there is no preset " + PresetText(number)};
-    }
+    std::set<ProgramNumber> there;
+    for (const InstrumentProgram& program : m_pInstrument->GetPrograms()) there.insert(program.number);
+    for (const std::set<ProgramNumber>* const pAsked : {&m_presets, &m_unsplit})
+        for (const ProgramNumber& number : *pAsked)
+            if (there.count(number) == 0)
+                return {kExitUsage, m_strInput + ": there is no preset " + PresetText(number)};
     return {};
 }
 
-std::vector<InstrumentProgram> ImportCommand::ChosenPresets() const {
-    std::vector<InstrumentProgram> programs = m_pInstrument->GetPrograms();
-    std::erase_if(programs, [this](const InstrumentProgram& program) {
-        return !m_presets.empty() && m_presets.count(program.number) == 0;
-    });
-    return programs;
+// Of several presets with one number, and of those without a sample, the sizes are not known.
+std::vector<ListedPreset> ImportCommand::ChosenPresets() const {
+    std::map<ProgramNumber, const PlannedProgram*> planned;
+    for (const PlannedProgram& program : m_plan.programs) planned.emplace(program.Number(), &program);
+    std::vector<ListedPreset> presets;
+    for (const InstrumentProgram& program : m_pInstrument->GetPrograms()) {
+        if (!m_presets.empty() && m_presets.count(program.number) == 0) continue;
+        presets.push_back({program, {}, {}});
+        const auto place = planned.find(program.number);
+        if (place == planned.end()) continue;
+        const auto size = [&](bool bSplit) {
+            return PlanSpace(m_plan, *place->second, bSplit).Predict(kListedRate, true);
+        };
+        presets.back().nPerKey = size(true);
+        presets.back().nUnsplit = size(false);
+        planned.erase(place);
+    }
+    return presets;
 }
 
-Ending ImportCommand::CheckPlan(const ImportPlan& plan) const {
+Ending ImportCommand::CheckPlan() const {
     if (m_bStrict && m_report.HasLosses())
         return {kExitLoss,
                 m_strInput + ": nothing is written, because --strict forbids losses: " + SummaryOf(m_report)};
-    if (plan.waves.empty()) return EndingOf(Refused("no preset plays a sample"));
+    if (m_plan.waves.empty()) return EndingOf(Refused("no preset plays a sample"));
     return {};
 }
 
-Ending ImportCommand::WriteBank(const ImportPlan& plan, const ImportReporter& reporter,
-                                WrittenBank& bank) const {
+Ending ImportCommand::WriteBank(const ImportReporter& reporter, WrittenBank& bank) const {
     const auto start = std::chrono::steady_clock::now();
     PartFile part(m_strOutput);
     if (part.Path().empty()) return EndingOf(NotWritten(errno, "the file cannot be created"));
@@ -142,7 +171,7 @@ Ending ImportCommand::WriteBank(const ImportPlan& plan, const ImportReporter& re
         Progress bar = reporter.MakeBar();
         ImportWatch watch = WatchForSignals();
         watch.progress = [&bar](double fraction, uint64_t nBytes) { bar.Show(fraction, nBytes); };
-        outcome = WriteSourceBank(part.Path().string(), plan, *m_pInstrument, watch);
+        outcome = WriteSourceBank(part.Path().string(), m_plan, *m_waves, watch);
     }
     if (outcome.IsDone() && CancelSignal() != 0) outcome = Cancelled();
     if (!outcome.IsDone()) return EndingOf(outcome);

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "import/ImportReport.h"
 #include "import/Instrument.h"
+#include "import/UnsplitPrograms.h"
 #include "tools/kvbank/Command.h"
 #include "tools/kvbank/ImportReporter.h"
 
@@ -25,19 +27,23 @@ private:
     Ending CheckOutput() const;
     Ending OpenInput(ImportReporter& reporter);
     Ending CheckPresets() const;
-    std::vector<InstrumentProgram> ChosenPresets() const;
-    Ending CheckPlan(const ImportPlan& plan) const;
-    Ending WriteBank(const ImportPlan& plan, const ImportReporter& reporter, WrittenBank& bank) const;
+    Ending MakePlan();
+    std::vector<ListedPreset> ChosenPresets() const;
+    Ending CheckPlan() const;
+    Ending WriteBank(const ImportReporter& reporter, WrittenBank& bank) const;
     Ending EndingOf(const ImportOutcome& outcome) const;
 
     std::string m_strInput;
     std::string m_strOutput;
     std::set<ProgramNumber> m_presets;  // none: all
+    std::set<ProgramNumber> m_unsplit;
     bool m_bList = false;
     bool m_bStrict = false;
     bool m_bForce = false;
 
     std::unique_ptr<IInstrument> m_pInstrument;  // none before OpenInput
+    std::optional<UnsplitPrograms> m_waves;      // of the plan
+    ImportPlan m_plan;
     ImportReport m_report;
 };
 

@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <utility>
 
+#include "bank/BankRates.h"
+#include "tools/kvbank/terminal/PredictedSizes.h"
+
 namespace Kestrova {
 namespace {
 
@@ -47,10 +50,28 @@ Json RowsOf(const std::vector<ImportReport::Entry>& entries) {
     return rows;
 }
 
-std::string PresetRow(const std::string& strNumber, const std::string& strZones, const std::string& strName) {
-    char columns[32];
-    std::snprintf(columns, sizeof columns, "%-9s %5s  ", strNumber.c_str(), strZones.c_str());
+std::string PresetRow(const std::string& strNumber, const std::string& strZones, const std::string& strPerKey,
+                      const std::string& strUnsplit, const std::string& strName) {
+    char columns[64];
+    std::snprintf(columns, sizeof columns, "%-9s %5s %10s %10s  ", strNumber.c_str(), strZones.c_str(),
+                  strPerKey.c_str(), strUnsplit.c_str());
     return columns + strName;
+}
+
+std::string SizeText(const std::optional<unsigned int>& nMegabytes) {
+    return nMegabytes ? ReadableSize(*nMegabytes * kBytesPerMegabyte) : "-";
+}
+
+std::string RegionRow(const std::string& strPreset, const std::string& strKeys,
+                      const std::string& strVelocities, const std::string& strSamples) {
+    char columns[64];
+    std::snprintf(columns, sizeof columns, "%-9s %-9s %-10s  ", strPreset.c_str(), strKeys.c_str(),
+                  strVelocities.c_str());
+    return columns + strSamples;
+}
+
+std::string RangeText(const MidiRange& range) {
+    return std::to_string(range.nLow) + "-" + std::to_string(range.nHigh);
 }
 
 }  // namespace
@@ -79,19 +100,58 @@ void ImportReporter::TellInput(const InstrumentFacts& facts) {
     m_document["format"] = facts.strFormat;
     m_document["name"] = facts.strName;
     if (!facts.strVersion.empty()) m_document["version"] = facts.strVersion;
-    m_document["bits"] = facts.nBits;
+    if (facts.nBits != 0) m_document["bits"] = facts.nBits;
 }
 
-void ImportReporter::TellPresets(const std::vector<InstrumentProgram>& programs) {
+void ImportReporter::TellPresets(const std::vector<ListedPreset>& presets) {
     m_document["presets"] = Json::array();
-    m_console.Say(PresetRow("PRESET", "ZONES", "NAME"));
-    for (const InstrumentProgram& program : programs) {
-        m_console.Say(PresetRow(PresetText(program.number), std::to_string(program.nZones), program.strName));
-        m_document["presets"].push_back({{"bank", program.number.first},
-                                         {"program", program.number.second},
-                                         {"name", program.strName},
-                                         {"zones", program.nZones}});
+    m_console.Say(PresetRow("PRESET", "ZONES", "PER-KEY", "UNSPLIT", "NAME"));
+    for (const ListedPreset& preset : presets) {
+        const InstrumentProgram& program = preset.program;
+        m_console.Say(PresetRow(PresetText(program.number), std::to_string(program.nZones),
+                                SizeText(preset.nPerKey), SizeText(preset.nUnsplit), program.strName));
+        Json row = {{"bank", program.number.first},
+                    {"program", program.number.second},
+                    {"name", program.strName},
+                    {"zones", program.nZones}};
+        if (preset.nPerKey) row["per_key_mib"] = *preset.nPerKey;
+        if (preset.nUnsplit) row["unsplit_mib"] = *preset.nUnsplit;
+        m_document["presets"].push_back(row);
     }
+    m_console.Say("PER-KEY, UNSPLIT: a per-key bank of the preset alone at " + std::to_string(kListedRate) +
+                  " Hz, with its keys split or (--unsplit) not");
+}
+
+void ImportReporter::TellSizes(const PlanSpace& space) {
+    std::vector<PredictedSize> sizes;
+    for (const int nListed : iSPS) {
+        const auto nRate = static_cast<unsigned int>(nListed);
+        sizes.push_back({nRate, space.Predict(nRate, false), space.Predict(nRate, true)});
+    }
+    m_document["predicted"] = TellPredicted(m_console, sizes);
+}
+
+void ImportReporter::TellRule(const std::string& strRule, const ImportPlan& plan,
+                              const ImportReport& report) {
+    Json rows = Json::array();
+    m_document["rule"] = strRule;
+    m_console.Say(strRule);
+    m_console.Say(RegionRow("PRESET", "KEYS", "VELOCITIES", "SAMPLE"));
+    for (const PlannedProgram& program : plan.programs)
+        for (const PlannedRegion& region : program.regions) {
+            const auto& [keys, velocities] = region.range;
+            m_console.Say(RegionRow(PresetText(program.Number()), RangeText(keys), RangeText(velocities),
+                                    region.strName));
+            rows.push_back({{"bank", program.nBank},
+                            {"program", program.nProgram},
+                            {"low_key", keys.nLow},
+                            {"high_key", keys.nHigh},
+                            {"low_velocity", velocities.nLow},
+                            {"high_velocity", velocities.nHigh},
+                            {"name", region.strName}});
+        }
+    m_document["regions"] = rows;
+    TellReport(report);
 }
 
 void ImportReporter::TellReport(const ImportReport& report) {

@@ -1,17 +1,27 @@
 // ImportReporter.h - tells what an import found and did: as lines for a person, and as a JSON document.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "import/ImportPlan.h"
 #include "import/ImportReport.h"
 #include "import/Instrument.h"
+#include "import/PlanSpace.h"
 #include "tools/kvbank/terminal/Console.h"
 #include "tools/kvbank/terminal/Ending.h"
 #include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova {
+
+inline constexpr unsigned int kListedRate = 48000;  // of the sizes told for each preset
+
+// A preset of the input, with the size of a bank of it alone, in MiB, if its keys are split or not.
+struct ListedPreset {
+    InstrumentProgram program;
+    std::optional<unsigned int> nPerKey, nUnsplit;  // none: it is not in the plan
+};
 
 // The bank that was written.
 struct WrittenBank {
@@ -32,7 +42,11 @@ public:
     ImportReporter(Console& console, std::string strInput, std::string strOutput);
 
     void TellInput(const InstrumentFacts& facts);
-    void TellPresets(const std::vector<InstrumentProgram>& programs);
+    void TellPresets(const std::vector<ListedPreset>& presets);
+    // The sizes of the banks of the whole plan.
+    void TellSizes(const PlanSpace& space);
+    // How the programs were found, what each file became, and what was left out.
+    void TellRule(const std::string& strRule, const ImportPlan& plan, const ImportReport& report);
     // A line for everything repaired, dropped and accepted; with -v also
     // for everything joined, copied and left out.
     void TellReport(const ImportReport& report);
