@@ -30,6 +30,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"import", {"shared/System", "SamplerDBDS/DataBase", "bank"}},
     {"import/soundfont",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import"}},
+    {"import/wavefile", {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import"}},
     {"tools", {}},
     {"tools/kvbank/terminal", {"shared/System", "bank"}},
     {"tools/kvbank/folder", {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
