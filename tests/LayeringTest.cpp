@@ -31,6 +31,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"import/soundfont",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import"}},
     {"import/formats", {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import", "import/soundfont"}},
+    {"import/wavefile", {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import"}},
     {"tools", {}},
     {"tools/kvbank/terminal", {"shared/System", "bank"}},
     {"tools/kvbank/folder", {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},

@@ -63,7 +63,6 @@ private:
 
     const Header& HeaderOf(uint32_t nSample);
     bool IsPlayable(const FontSample& sample);
-    uint32_t RateOf(const FontSample& sample);
     int RootKeyOf(const FontSample& sample);
     std::optional<WavePart> PartOf(uint32_t nSample, const GenValues& values);
     void SetPitch(FontVoice& voice, int nHeaderRoot, const GenValues& values);
