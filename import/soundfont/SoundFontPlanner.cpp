@@ -20,7 +20,7 @@ ProgramNumber NumberOf(const FontPreset& preset) { return {preset.nBank, preset.
 
 }  // namespace
 
-SoundFontPlanner::SoundFontPlanner(const SoundFont& font, ImportReport& report)
+SoundFontPlanner::SoundFontPlanner(SoundFont& font, ImportReport& report)
     : m_font(font), m_report(report), m_voices(font, report), m_instruments(font.GetInstruments().size()) {}
 
 ImportOutcome SoundFontPlanner::Make(const std::set<ProgramNumber>& chosen, SoundFontPlan& plan,
@@ -72,7 +72,9 @@ ImportOutcome SoundFontPlanner::PlanPreset(const FontPreset& preset, PlannedProg
         if (m_nZonePairs > kMostZonePairs)
             return Refused("it has more than " + std::to_string(kMostZonePairs) +
                            " pairs of a preset's zone and an instrument's zone");
-        AddVoices(VoicesOf(zone, zones), m_font.GetInstruments()[zone.nTarget].strName, regions);
+        const std::vector<FontVoice> voices = VoicesOf(zone, zones);
+        if (!m_voices.GetFailure().IsDone()) return m_voices.GetFailure();
+        AddVoices(voices, m_font.GetInstruments()[zone.nTarget].strName, regions);
     }
     for (auto& [range, region] : regions) program.regions.push_back(std::move(region));
     return {};

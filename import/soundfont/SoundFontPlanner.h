@@ -40,10 +40,11 @@ public:
 
     // Both must outlive the planner. Everything repaired, dropped, joined, copied or left out is noted in the
     // report, and so are the font's own notes.
-    SoundFontPlanner(const SoundFont& font, ImportReport& report);
+    SoundFontPlanner(SoundFont& font, ImportReport& report);
 
     // Plans all presets, or those with the numbers given. When several presets have one number, the first in
-    // the file counts. A plan without waves is valid: no preset of the font plays a sample then.
+    // the file counts. A plan without waves is valid: no preset of the font plays a sample then. A compressed
+    // sample that cannot be opened ends the planning.
     ImportOutcome Make(const std::set<ProgramNumber>& chosen, SoundFontPlan& plan,
                        const ImportWatch& watch = {});
 

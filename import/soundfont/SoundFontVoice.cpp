@@ -50,7 +50,7 @@ GenValues LeftOutOf(const GenValues& values, const MidiRange& keys) {
 
 std::string SampleText(const FontSample& sample) { return "sample \"" + sample.strName + "\""; }
 
-VoiceMaker::VoiceMaker(const SoundFont& font, ImportReport& report)
+VoiceMaker::VoiceMaker(SoundFont& font, ImportReport& report)
     : m_font(font), m_report(report), m_headers(font.GetSamples().size()) {}
 
 std::optional<FontVoice> VoiceMaker::Make(const PlayRange& range, uint32_t nSample, const GenValues& values) {
@@ -74,15 +74,23 @@ const VoiceMaker::Header& VoiceMaker::HeaderOf(uint32_t nSample) {
     if (header.bKnown) return header;
     const FontSample& sample = m_font.GetSamples()[nSample];
     header.bKnown = true;
-    header.bUsable = IsPlayable(sample);
+    header.bUsable = IsPlayable(sample) && OpenSample(nSample);
     if (!header.bUsable) return header;
     header.nRate = HoldRate(sample.nRate, SampleText(sample), m_report);
     header.nRootKey = RootKeyOf(sample);
     return header;
 }
 
+bool VoiceMaker::OpenSample(uint32_t nSample) {
+    ImportOutcome outcome = m_font.OpenSample(nSample);
+    if (outcome.IsDone()) return true;
+    outcome.strRecord = SampleText(m_font.GetSamples()[nSample]);
+    if (m_failure.IsDone()) m_failure = outcome;
+    return false;
+}
+
 bool VoiceMaker::IsPlayable(const FontSample& sample) {
-    constexpr uint16_t kKnown = kFontMono | kFontRight | kFontLeft | kFontLinked;
+    constexpr uint16_t kKnown = kFontMono | kFontRight | kFontLeft | kFontLinked | kFontPacked;
     if ((sample.nType & kFontRom) != 0) {
         m_report.Note(ImportEvent::Dropped, SampleText(sample), "its wave is in ROM");
         return false;
@@ -105,7 +113,7 @@ int VoiceMaker::RootKeyOf(const FontSample& sample) {
 
 std::optional<WavePart> VoiceMaker::PartOf(uint32_t nSample, const GenValues& values) {
     const FontSample& sample = m_font.GetSamples()[nSample];
-    const auto nAll = static_cast<int64_t>(m_font.GetFrames());
+    const auto nAll = static_cast<int64_t>(m_font.GetFramesFor(nSample));
     int64_t nStart = sample.nStart + Offset(values, kGenStartOffset, kGenStartCoarseOffset);
     int64_t nEnd = sample.nEnd + Offset(values, kGenEndOffset, kGenEndCoarseOffset);
     bool bCut = Hold(nStart, nAll);

@@ -39,6 +39,7 @@ struct WaveFileFacts {
 struct FilePart {
     uint64_t pos = 0;
     uint64_t nBytes = UINT64_MAX;  // what reaches beyond the file's end is not there
+    auto operator<=>(const FilePart&) const = default;
 };
 
 // One open file, with one descriptor.

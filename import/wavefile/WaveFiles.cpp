@@ -4,17 +4,17 @@
 
 namespace Kestrova {
 
-ImportOutcome WaveFiles::Add(const std::string& strPath, size_t& nFile) {
+ImportOutcome WaveFiles::Add(const std::string& strPath, size_t& nFile, const FilePart& part) {
     return CatchNoMemory([&] {
-        if (const auto place = m_numbers.find(strPath); place != m_numbers.end()) {
+        if (const auto place = m_numbers.find({strPath, part}); place != m_numbers.end()) {
             nFile = place->second;
             return ImportOutcome();
         }
         WaveFile file;
-        if (ImportOutcome outcome = file.Open(strPath); !outcome.IsDone()) return outcome;
+        if (ImportOutcome outcome = file.Open(strPath, part); !outcome.IsDone()) return outcome;
         nFile = m_files.size();
-        m_files.push_back({strPath, file.GetFacts()});
-        m_numbers.emplace(strPath, nFile);
+        m_files.push_back({strPath, part, file.GetFacts()});
+        m_numbers.emplace(std::pair(strPath, part), nFile);
         return ImportOutcome();
     });
 }
@@ -36,7 +36,7 @@ ImportOutcome WaveFiles::Take(size_t nFile, uint64_t nFirst, std::unique_ptr<Wav
     pFile = TakeIdle(nFile, nFirst);
     if (pFile) return {};
     pFile = std::make_unique<WaveFile>();
-    ImportOutcome outcome = pFile->Open(m_files[nFile].strPath);
+    ImportOutcome outcome = pFile->Open(m_files[nFile].strPath, m_files[nFile].part);
     // Its frames would be of other bytes than the caller has room for.
     if (outcome.IsDone() && pFile->GetFacts() != m_files[nFile].facts)
         return Refused("it has changed during the import");

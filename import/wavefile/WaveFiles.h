@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "import/wavefile/WaveFile.h"
@@ -21,8 +22,9 @@ class WaveFiles {
 public:
     static constexpr size_t kMostIdle = 16;  // descriptors, besides one for each thread that reads
 
-    // Opens the file; nFile is its number when done. A path that is there already keeps its number.
-    ImportOutcome Add(const std::string& strPath, size_t& nFile);
+    // Opens the file, or a part of it that is a sound file by itself; nFile is its number when done. What is there
+    // already keeps its number.
+    ImportOutcome Add(const std::string& strPath, size_t& nFile, const FilePart& part = {});
 
     const WaveFileFacts& GetFacts(size_t nFile) const { return m_files[nFile].facts; }
     const std::string& GetPath(size_t nFile) const { return m_files[nFile].strPath; }
@@ -34,6 +36,7 @@ public:
 private:
     struct File {
         std::string strPath;
+        FilePart part;
         WaveFileFacts facts;
     };
     struct IdleFile {
@@ -46,9 +49,9 @@ private:
     void GiveBack(size_t nFile, std::unique_ptr<WaveFile> pFile) const;
 
     std::vector<File> m_files;
-    std::map<std::string, size_t> m_numbers;  // by path
-    mutable std::mutex m_lock;                // guards the next line
-    mutable std::list<IdleFile> m_idle;       // the one used last first
+    std::map<std::pair<std::string, FilePart>, size_t> m_numbers;
+    mutable std::mutex m_lock;           // guards the next line
+    mutable std::list<IdleFile> m_idle;  // the one used last first
 };
 
 }  // namespace Kestrova

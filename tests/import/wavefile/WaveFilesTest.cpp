@@ -38,6 +38,22 @@ TEST_F(WaveFilesTest, FilesAreNumberedAndAPathKeepsItsNumber) {
     EXPECT_EQ(RampFrames(3, 5), Frames(1, 3, 5));
 }
 
+TEST_F(WaveFilesTest, PartsOfOneFileAreFilesOfTheirOwn) {
+    const Bytes first = MakeRampWav(10), second = MakeRampWav(20);
+    Bytes both = first;
+    both.insert(both.end(), second.begin(), second.end());
+    WriteFile(m_dir.File("both"), both);
+    size_t nFirst = 999, nSecond = 999, nAgain = 999;
+    EXPECT_EQ("", m_files.Add(m_dir.File("both"), nFirst, {0, first.size()}).strCause);
+    EXPECT_EQ("", m_files.Add(m_dir.File("both"), nSecond, {first.size(), second.size()}).strCause);
+    EXPECT_EQ("", m_files.Add(m_dir.File("both"), nAgain, {0, first.size()}).strCause);
+    EXPECT_EQ(0u, nFirst);
+    EXPECT_EQ(1u, nSecond);
+    EXPECT_EQ(0u, nAgain);
+    EXPECT_EQ(RampFrames(0, 10), Frames(0, 0, 10));
+    EXPECT_EQ(RampFrames(15, 5), Frames(1, 15, 5));
+}
+
 TEST_F(WaveFilesTest, AFileThatCannotBeOpenedIsNotAdded) {
     size_t nFile = 999;
     EXPECT_EQ("No such file or directory", m_files.Add(m_dir.File("none.wav"), nFile).strCause);
