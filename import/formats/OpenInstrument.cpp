@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "bank/FileAnswer.h"
+#include "import/notefolder/NoteFolder.h"
 #include "import/soundfont/SoundFontInstrument.h"
 
 namespace Kestrova {
@@ -50,7 +53,12 @@ ImportOutcome OpenAs(const std::string& strPath, std::unique_ptr<IInstrument>& p
 ImportOutcome FindInputFormat(const std::string& strPath, InputFormat& format) {
     return CatchNoMemory([&] {
         std::string strHead;
+        std::error_code unknown;  // is told when the file is opened
         format = InputFormat::None;
+        if (std::filesystem::is_directory(strPath, unknown)) {
+            format = InputFormat::NoteFolder;
+            return ImportOutcome();
+        }
         ImportOutcome outcome = ReadHead(strPath, strHead);
         if (!outcome.IsDone()) return outcome;
         for (const FormatRow& row : kFormats)
@@ -71,9 +79,11 @@ ImportOutcome OpenInstrument(const std::string& strPath, std::unique_ptr<IInstru
     return CatchNoMemory([&] {
         switch (format) {
             case InputFormat::SoundFont: return OpenAs<SoundFontInstrument>(strPath, pInstrument);
+            case InputFormat::NoteFolder: return OpenAs<NoteFolder>(strPath, pInstrument);
             case InputFormat::None: break;
         }
-        return Refused("it is not of a format that is read: a SoundFont file");
+        return Refused(
+            "it is of no format that is read: SoundFont (SF2, SF3), or a folder of samples named by note");
     });
 }
 

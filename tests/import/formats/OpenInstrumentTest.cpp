@@ -20,7 +20,8 @@ protected:
     std::unique_ptr<IInstrument> m_pInstrument;
 };
 
-constexpr char kNoFormat[] = "it is not of a format that is read: a SoundFont file";
+constexpr char kNoFormat[] =
+    "it is of no format that is read: SoundFont (SF2, SF3), or a folder of samples named by note";
 
 TEST_F(OpenInstrumentTest, ASoundFontIsToldByItsContentWhateverItsName) {
     WriteFile(m_dir.File("font.txt"), MakeFont(SimpleFont()));
