@@ -21,6 +21,7 @@ public:
     unsigned int Predict(unsigned int nRate, bool bPerKey) const {
         return PredictMegabytes(m_counts, m_samples, nRate, bPerKey);
     }
+    const BankAnalysis& GetCounts() const { return m_counts; }
 
 private:
     void MarkKeys(const PlannedProgram& program);

@@ -1,9 +1,9 @@
-#include "import/TuneRules.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "import/TuneRules.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -1,6 +1,5 @@
 #include <cstring>
 
-#include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/ImportFixture.h"
 #include "tools/kvbank/ImportReporter.h"
 
@@ -52,17 +51,6 @@ TEST_F(ImportCommandTest, TheJsonDocumentHoldsCountsAndNames) {
     EXPECT_EQ(Json::array(), document["dropped"]);
     EXPECT_EQ(Json::array(), document["accepted"]);
     EXPECT_EQ(Json::parse(R"([{"what": "initialFilterFc", "times": 2}])"), document["not_carried"]);
-}
-
-// The records of a bank, read whole.
-template <class TRecord>
-std::vector<std::unique_ptr<TRecord>> ReadAll(CSDB& database, uint8_t nType) {
-    std::vector<std::unique_ptr<TRecord>> records;
-    for (const SDBNOTE* pNote = nullptr; (pNote = database.GetNoteByType(pNote, nType)) != nullptr;) {
-        records.push_back(std::make_unique<TRecord>(pNote->idNote, kSdbNoID));
-        EXPECT_TRUE(database.ReadWholeNote(records.back().get()));
-    }
-    return records;
 }
 
 TEST_F(ImportCommandTest, EveryRecordHoldsWhatTheFontSays) {
@@ -247,24 +235,6 @@ TEST_F(ImportCommandTest, PresetsThatAreNotThereOrNoNumbersAreWrongUse) {
         EXPECT_EQ(2, wrong.nCode) << pszText;
         EXPECT_THAT(wrong.strErr, HasSubstr("give bank and program as 0:12"));
     }
-    ExpectNothingButTheFont();
-}
-
-TEST_F(ImportCommandTest, ListTellsThePresetsAndWritesNothing) {
-    Font();
-    const Outcome outcome = Run({"import", "DIR/a.sf2", "--list"});
-    EXPECT_EQ(0, outcome.nCode);
-    EXPECT_EQ(
-        "PRESET    ZONES  NAME\n"
-        "0:5           1  Woods\n"
-        "128:3         1  Kit\n",
-        outcome.strOut);
-    const Json document = Run({"import", "DIR/a.sf2", "--list", "--json"}).Document();
-    EXPECT_EQ(Json::parse(R"([{"bank": 0, "program": 5, "name": "Woods", "zones": 1},
-                              {"bank": 128, "program": 3, "name": "Kit", "zones": 1}])"),
-              document["presets"]);
-    EXPECT_EQ(Run({"import", "DIR/a.sf2", "--list", "--preset", "128:3"}).strOut,
-              "PRESET    ZONES  NAME\n128:3         1  Kit\n");
     ExpectNothingButTheFont();
 }
 

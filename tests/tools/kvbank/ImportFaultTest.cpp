@@ -18,7 +18,11 @@ TEST_F(ImportFaultTest, UnreadableFontsAreBadInput) {
     WriteFile(File("a.sf2"), std::string("text"));
     const Outcome text = Import();
     EXPECT_EQ(3, text.nCode);
-    EXPECT_EQ("kvbank: DIR/a.sf2: it is not of a format that is read: a SoundFont file\n", text.strErr);
+    EXPECT_EQ(
+        "kvbank: DIR/a.sf2: it is of no format that is read: SoundFont (SF2, SF3), or a folder of samples "
+        "named by "
+        "note\n",
+        text.strErr);
     FontSpec silent = SmallFont();
     silent.presets.clear();
     Font(silent);

@@ -1,11 +1,13 @@
 // ImportFixture.h - kvbank import of a small SoundFont in a folder of the test's own.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "import/soundfont/SoundFontZones.h"
 #include "tests/support/SoundFontMaker.h"
+#include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 
 namespace Kestrova::Test {
@@ -27,6 +29,17 @@ inline FontSpec SmallFont() {
           {{{kGenPan, 500}, {kGenVelocityRange, RangeAmount(10, 100)}, {8, 900}, {kGenSample, 2}}}}}};
     spec.presets = {{"Kit", 3, 128, {{{{kGenInstrument, 1}}}}}, {"Woods", 5, 0, {{{{kGenInstrument, 0}}}}}};
     return spec;
+}
+
+// The records of a bank, read whole.
+template <class TRecord>
+std::vector<std::unique_ptr<TRecord>> ReadAll(CSDB& database, uint8_t nType) {
+    std::vector<std::unique_ptr<TRecord>> records;
+    for (const SDBNOTE* pNote = nullptr; (pNote = database.GetNoteByType(pNote, nType)) != nullptr;) {
+        records.push_back(std::make_unique<TRecord>(pNote->idNote, kSdbNoID));
+        EXPECT_TRUE(database.ReadWholeNote(records.back().get()));
+    }
+    return records;
 }
 
 class ImportTest : public CommandTest {
