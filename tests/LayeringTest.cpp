@@ -31,6 +31,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"import/soundfont",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import"}},
     {"import/wavefile", {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import"}},
+    {"import/sfz", {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import", "import/wavefile"}},
     {"tools", {}},
     {"tools/kvbank/terminal", {"shared/System", "bank"}},
     {"tools/kvbank/folder", {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
