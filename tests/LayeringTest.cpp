@@ -35,6 +35,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"import/formats",
      {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import", "import/soundfont", "import/notefolder"}},
     {"import/wavefile", {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import"}},
+    {"import/sfz", {"shared/System", "SamplerDBDS/BaseClasses", "bank", "import", "import/wavefile"}},
     {"tools", {}},
     {"tools/kvbank/terminal", {"shared/System", "bank"}},
     {"tools/kvbank/folder", {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
