@@ -115,7 +115,7 @@ ImportOutcome SfzPlanner::OpenFile(const std::string& strName) {
     if (!outcome.IsDone()) return outcome;
     m_fileOf[strName] = nFile;
     const WaveFileFacts& facts = m_files.GetFacts(nFile);
-    if (!facts.strRounded.empty()) m_report.Note(ImportEvent::Repaired, "samples", facts.strRounded);
+    if (!facts.strRounded.empty()) m_report.Note(ImportEvent::Accepted, "waves", facts.strRounded);
     return outcome;
 }
 

@@ -233,9 +233,9 @@ TEST_F(SfzPlannerTest, WhatIsRoundedOrHeldIsNoted) {
     EXPECT_EQ((Strings{"f 10 60 0", "o 2000 60 0", "r 10 60 0"}),
               Waves("<region>sample=f.wav <region>sample=o.ogg <region>sample=r.wav"));
     EXPECT_EQ(
-        (Strings{"samples: 32-bit floating point rounded to 24 bits", "samples: Vorbis decoded to 16 bits",
-                 "sample \"r.wav\": rate 300 Hz taken as 400 Hz"}),
-        Notes(ImportEvent::Repaired));
+        (Strings{"waves: 32-bit floating point rounded to 24 bits", "waves: Vorbis decoded to 16 bits"}),
+        Notes(ImportEvent::Accepted));
+    EXPECT_EQ((Strings{"sample \"r.wav\": rate 300 Hz taken as 400 Hz"}), Notes(ImportEvent::Repaired));
     EXPECT_EQ(24u, m_plan.waves[0].nBits);
     EXPECT_EQ(2u, m_plan.waves[0].nChannels);
     EXPECT_EQ(48000u, m_plan.waves[0].tune.nRate);
