@@ -9,6 +9,7 @@
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "bank/FileAnswer.h"
 #include "import/notefolder/NoteFolder.h"
+#include "import/sfz/SfzInstrument.h"
 #include "import/soundfont/SoundFontInstrument.h"
 
 namespace Kestrova {
@@ -38,6 +39,7 @@ struct FormatRow {
 };
 constexpr std::array kFormats = {
     FormatRow{InputFormat::SoundFont, IsSoundFont},
+    FormatRow{InputFormat::Sfz, SfzInstrument::IsSfz},
 };
 
 template <class TInstrument>
@@ -79,11 +81,13 @@ ImportOutcome OpenInstrument(const std::string& strPath, std::unique_ptr<IInstru
     return CatchNoMemory([&] {
         switch (format) {
             case InputFormat::SoundFont: return OpenAs<SoundFontInstrument>(strPath, pInstrument);
+            case InputFormat::Sfz: return OpenAs<SfzInstrument>(strPath, pInstrument);
             case InputFormat::NoteFolder: return OpenAs<NoteFolder>(strPath, pInstrument);
             case InputFormat::None: break;
         }
         return Refused(
-            "it is of no format that is read: SoundFont (SF2, SF3), or a folder of samples named by note");
+            "it is of no format that is read: SoundFont (SF2, SF3), SFZ, or a folder of samples named by "
+            "note");
     });
 }
 

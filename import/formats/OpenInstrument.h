@@ -8,7 +8,7 @@
 
 namespace Kestrova {
 
-enum class InputFormat { None, SoundFont, NoteFolder };
+enum class InputFormat { None, SoundFont, Sfz, NoteFolder };
 
 // The format of a file, by its first bytes; every folder is taken as one of samples. None: no format that is read.
 // Whether the rest is sound is found when it is opened. The outcome tells when the system could not read it.

@@ -61,8 +61,9 @@ ImportWatch WatchForSignals() {
 }  // namespace
 
 void ImportCommand::Describe(CLI::App& verb) {
-    verb.add_option("INPUT", m_strInput,
-                    "a SoundFont file (2.01 to 2.04, or SF3), or a folder of samples named by note")
+    verb.add_option(
+            "INPUT", m_strInput,
+            "a SoundFont file (2.01 to 2.04, or SF3), an SFZ file, or a folder of samples named by note")
         ->required();
     verb.add_option("-o,--output", m_strOutput, "the source bank to make")->type_name("OUT");
     AddProgramOption(verb, "--preset", m_presets, "only this preset; may be given several times");

@@ -2,6 +2,7 @@
 
 #include "import/formats/OpenInstrument.h"
 #include "tests/support/FaultyFileEnv.h"
+#include "tests/support/SoundFileMaker.h"
 #include "tests/support/SoundFontMaker.h"
 
 namespace Kestrova::Test {
@@ -21,7 +22,7 @@ protected:
 };
 
 constexpr char kNoFormat[] =
-    "it is of no format that is read: SoundFont (SF2, SF3), or a folder of samples named by note";
+    "it is of no format that is read: SoundFont (SF2, SF3), SFZ, or a folder of samples named by note";
 
 TEST_F(OpenInstrumentTest, ASoundFontIsToldByItsContentWhateverItsName) {
     WriteFile(m_dir.File("font.txt"), MakeFont(SimpleFont()));
@@ -42,6 +43,17 @@ TEST_F(OpenInstrumentTest, APlanOfItGivesItsFrames) {
     ASSERT_TRUE(m_pInstrument->ReadFrames(0, 0, 100, reinterpret_cast<uint8_t*>(frames.data())).IsDone());
     const std::vector<int16_t> ramp = MakeRamp(200);
     EXPECT_EQ(std::vector<int16_t>(ramp.begin(), ramp.begin() + 100), frames);
+}
+
+TEST_F(OpenInstrumentTest, TextWithAHeaderOfSfzIsOneWhateverItsName) {
+    WriteFile(m_dir.File("a.txt"), std::string("// piano\n<region> sample=c4.wav\n"));
+    EXPECT_EQ("SFZ", Open("a.txt"));
+}
+
+TEST_F(OpenInstrumentTest, AFolderIsOneOfSamples) {
+    EXPECT_EQ("no sound file in this folder is named by note, as \"Piano C#4.wav\" or \"60.wav\"", Open(""));
+    WriteFile(m_dir.File("60.wav"), MakeRampWav(10));
+    EXPECT_EQ("folder of samples", Open(""));
 }
 
 TEST_F(OpenInstrumentTest, OtherContentIsRefusedAndTheFormatsAreNamed) {

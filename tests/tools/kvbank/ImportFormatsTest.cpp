@@ -2,6 +2,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "tests/support/FaultyFileEnv.h"
 #include "tests/support/PackedFont.h"
 #include "tests/tools/kvbank/ImportFixture.h"
 
@@ -101,6 +102,44 @@ TEST_F(ImportFormatsTest, ListTellsTheRuleOfAFolderAndWhatEachFileBecomes) {
                               "high_velocity": 127, "name": "Piano C4"})"),
               document["regions"][0]);
     EXPECT_THAT(Names(), ElementsAre("in"));
+}
+
+TEST_F(ImportFormatsTest, AnSfzInstrumentIsImported) {
+    AddSound("c4.wav");
+    WriteFile(File("in/Piano.sfz"), std::string("<region> sample=c4.wav key=60 pitch_keycenter=60\n"));
+    const Outcome outcome = Run({"import", "DIR/in/Piano.sfz", "-o", "DIR/a.kvs", "--json"});
+    EXPECT_EQ(0, outcome.nCode) << outcome.strErr;
+    EXPECT_EQ("SFZ", outcome.Document()["format"]);
+    EXPECT_EQ(1u, outcome.Document()["counts"]["samples"]);
+    CSDB database;
+    ASSERT_TRUE(database.Open(File("a.kvs").c_str(), kSdbFormatPlain, false));
+    const auto samples = ReadAll<CSDBISampleWave>(database, kSdbSample);
+    const Bytes frames = RampFrames(0, 1000);
+    EXPECT_EQ(0, std::memcmp(frames.data(), samples[0]->m_info.pWave, frames.size()));
+}
+
+TEST_F(ImportFormatsTest, AnyFailedFileCallGivesAWholeBankOrNone) {
+    Font(Packed(SmallFont()));
+    AddSound("60.wav");
+    for (const char* pszInput : {"DIR/a.sf2", "DIR/in"}) {
+        int nFailures = 0;
+        for (int nFault = 1;; ++nFault) {
+            SCOPED_TRACE(pszInput + std::to_string(nFault));
+            FaultyFileEnv env;
+            env.FailCall(nFault, FaultyFileEnv::Lasting::kForGood);
+            const Outcome outcome = Run({"import", pszInput, "-o", "DIR/a.kvs", "-f"});
+            if (!env.FaultHit()) break;
+            if (outcome.nCode == 0) continue;
+            ++nFailures;
+            EXPECT_TRUE(outcome.nCode == kExitBadInput || outcome.nCode == kExitOutput) << outcome.nCode;
+            EXPECT_THAT(outcome.strErr, HasSubstr("Input/output error"));
+            EXPECT_THAT(Names(), ElementsAre("a.sf2", "in"));
+        }
+        EXPECT_GT(nFailures, 10);
+        CSDB database;
+        EXPECT_TRUE(database.Open(File("a.kvs").c_str(), kSdbFormatPlain, false));
+        std::filesystem::remove(File("a.kvs"));
+    }
 }
 
 TEST_F(ImportFormatsTest, AFolderWithoutANoteIsBadInput) {

@@ -63,9 +63,10 @@ TEST_F(KvBankTest, HelpIsAnOrdinaryWordBehindAVerbAndBehindADoubleDash) {
 }
 
 TEST_F(KvBankTest, HelpSaysWhatIsImported) {
-    EXPECT_THAT(Run({"--help"}).strOut, HasSubstr("make a source of a SoundFont (SF2, SF3) or a folder of samples"));
+    EXPECT_THAT(Run({"--help"}).strOut,
+                HasSubstr("make a source of a SoundFont (SF2, SF3), an SFZ or a folder of samples"));
     EXPECT_THAT(Run({"import", "--help"}).strOut,
-                HasSubstr("a SoundFont file (2.01 to 2.04, or SF3), or a folder of samples"));
+                HasSubstr("a SoundFont file (2.01 to 2.04, or SF3), an SFZ file, or a folder of samples"));
 }
 
 TEST_F(KvBankTest, WrongUseIsExitCodeTwo) {
