@@ -96,7 +96,6 @@ BankOutcome SourceAnalysis::MarkKeysOfProgram(uint32_t idProgram) {
     return m_source.ForEachChild(idProgram, kSdbRegion, [this](uint32_t id) { return MarkKeysOfRegion(id); });
 }
 
-// A region of n keys becomes n regions with their layers; a region without keys (high below low) is left out.
 BankOutcome SourceAnalysis::MarkKeysOfRegion(uint32_t idRegion) {
     CSDBIRegion region(idRegion, kSdbNoID);
     if (const BankOutcome outcome = m_source.Read(region); !outcome.IsDone()) return outcome;
@@ -111,7 +110,7 @@ BankOutcome SourceAnalysis::MarkKeysOfRegion(uint32_t idRegion) {
     });
     if (!outcome.IsDone()) return outcome;
     if (nLayers == 0) return Inconsistent(kSdbRegion, idRegion, "it has no layers");
-    m_counts.nPerKeyRecords += (nLayers + 1) * std::max(nHigh - nLow, -1);
+    m_counts.nPerKeyRecords += CountAddedByKeys(nLayers, nLow, nHigh);
     return {};
 }
 
@@ -126,8 +125,7 @@ BankOutcome SourceAnalysis::MarkKeysOfLayer(uint32_t idLayer, int nLowKey, int n
 }
 
 BankOutcome SourceAnalysis::CountPerKeyRecords() {
-    for (const tagSampleEntry& entry : m_arSamples)
-        m_counts.nPerKeyRecords += std::max<int64_t>(static_cast<int64_t>(entry.playedKeys.count()), 1);
+    m_counts.nPerKeyRecords += CountKeyCopies(m_arSamples);
     if (m_counts.nPerKeyRecords < 0 || m_counts.nPerKeyRecords > std::numeric_limits<uint32_t>::max())
         return Inconsistent(kSdbAny, kSdbNoID, "the per-key layout would hold too many records");
     return {};

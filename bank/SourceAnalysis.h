@@ -52,7 +52,7 @@ public:
     // The index in the table of the sample with an id; none for an id that no sample has, kSdbNoID included.
     std::optional<uint32_t> FindSample(uint32_t id) const;
 
-    // Space for a bank at one rate, in MiB rounded up (SpacePrediction.cpp).
+    // Space for a bank of the source at one rate, in MiB rounded up.
     unsigned int PredictMegabytes(unsigned int nRate, bool bPerKey) const;
 
 private:
@@ -73,6 +73,16 @@ private:
     std::vector<tagSampleEntry> m_arSamples;
     std::unordered_map<uint32_t, uint32_t> m_mapSamples;  // source id -> its first entry
 };
+
+// The records that a region of a split program adds to the per-key layout. A region of n keys becomes n regions
+// with their layers; one without keys (high below low) is left out.
+int64_t CountAddedByKeys(int64_t nLayers, int nLowKey, int nHighKey);
+// The copies of all samples in the per-key layout: one for each key that plays it, at least one.
+int64_t CountKeyCopies(std::span<const tagSampleEntry> samples);
+
+// Space for a bank at one rate, in MiB rounded up, from the counts and the samples (SpacePrediction.cpp).
+unsigned int PredictMegabytes(const BankAnalysis& counts, std::span<const tagSampleEntry> samples,
+                              unsigned int nRate, bool bPerKey);
 
 // Bytes as the user sees them: MiB, rounded up.
 unsigned int MegabytesRoundedUp(uint64_t nBytes);

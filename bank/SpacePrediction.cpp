@@ -32,6 +32,17 @@ void AddSample(double& bytes, const tagSampleEntry& entry, unsigned int nRate, b
 
 }  // namespace
 
+int64_t CountAddedByKeys(int64_t nLayers, int nLowKey, int nHighKey) {
+    return (nLayers + 1) * std::max(nHighKey - nLowKey, -1);
+}
+
+int64_t CountKeyCopies(std::span<const tagSampleEntry> samples) {
+    int64_t nCopies = 0;
+    for (const tagSampleEntry& entry : samples)
+        nCopies += std::max<int64_t>(static_cast<int64_t>(entry.playedKeys.count()), 1);
+    return nCopies;
+}
+
 unsigned int MegabytesRoundedUp(uint64_t nBytes) {
     const uint64_t nMegabytes = (nBytes >> 20) + ((nBytes & 0xFFFFF) != 0);
     return static_cast<unsigned int>(
@@ -40,13 +51,18 @@ unsigned int MegabytesRoundedUp(uint64_t nBytes) {
 
 // Deliberately (Q103) too large for the plain layout: there too the table is counted with the per-key
 // records.
-unsigned int SourceAnalysis::PredictMegabytes(unsigned int nRate, bool bPerKey) const {
-    const double perKeyRecords = static_cast<double>(m_counts.nPerKeyRecords);
-    const double overhead = static_cast<double>(m_counts.nOverheadBytes);
-    double bytes = bPerKey ? perKeyRecords / m_counts.nRecords * overhead : overhead;
+unsigned int PredictMegabytes(const BankAnalysis& counts, std::span<const tagSampleEntry> samples,
+                              unsigned int nRate, bool bPerKey) {
+    const double perKeyRecords = static_cast<double>(counts.nPerKeyRecords);
+    const double overhead = static_cast<double>(counts.nOverheadBytes);
+    double bytes = bPerKey ? perKeyRecords / counts.nRecords * overhead : overhead;
     bytes += kRecordBytes * perKeyRecords;
-    for (const tagSampleEntry& entry : m_arSamples) AddSample(bytes, entry, nRate, bPerKey);
+    for (const tagSampleEntry& entry : samples) AddSample(bytes, entry, nRate, bPerKey);
     return MegabytesRoundedUp(TruncateHeld(bytes));
+}
+
+unsigned int SourceAnalysis::PredictMegabytes(unsigned int nRate, bool bPerKey) const {
+    return Kestrova::PredictMegabytes(m_counts, m_arSamples, nRate, bPerKey);
 }
 
 }  // namespace Kestrova

@@ -28,4 +28,8 @@ size_t ImportPlan::CountLayers() const {
     return nCount;
 }
 
+uint64_t ImportPlan::CountRecords() const {
+    return 1 + 2 * uint64_t{programs.size()} + waves.size() + CountBanks() + CountRegions() + CountLayers();
+}
+
 }  // namespace Kestrova

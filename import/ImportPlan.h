@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Kestrova {
@@ -61,6 +62,9 @@ struct PlannedProgram {
     uint16_t nBank = 0;
     uint16_t nProgram = 0;
     std::vector<PlannedRegion> regions;
+    bool bSplit = true;  // by the per-key layout
+
+    std::pair<uint16_t, uint16_t> Number() const { return {nBank, nProgram}; }
 };
 
 // In a valid plan every region has a layer, every program has a region and every wave has frames; layers name
@@ -74,6 +78,7 @@ struct ImportPlan {
     size_t CountBanks() const;
     size_t CountRegions() const;
     size_t CountLayers() const;
+    uint64_t CountRecords() const;  // of the source bank
 };
 
 }  // namespace Kestrova

@@ -9,39 +9,13 @@
 #include "bank/FileAnswer.h"
 #include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
+#include "import/PlanRecords.h"
 
 namespace Kestrova {
 namespace {
 
-constexpr uint16_t kPercussionBank = 128;
-constexpr uint32_t kProgramsPerBank = 128;
 constexpr size_t kAheadPerHelper = 2;          // waves; more need more memory, with fewer the helpers wait
 constexpr uint64_t kFramesPerPiece = 0x40000;  // read between two checks for cancellation
-
-std::string BankName(uint16_t nBank) {
-    return nBank == kPercussionBank ? "Percussion" : "Bank " + std::to_string(nBank);
-}
-
-void SetHeader(CSDBISampleWave& sample, const PlannedWave& wave) {
-    CSDBISampleBase::Info& info = sample.m_info;
-    CopyStgStr(info.szName, wave.strName.c_str());
-    info.nSampleRate = wave.tune.nRate;
-    info.nFormat = wave.nBits;
-    info.nChannels = wave.nChannels;
-    info.nFrames = static_cast<uint32_t>(wave.nFrames);
-    info.nRootKey = wave.tune.nRootKey;
-    info.nFineTune = wave.tune.nFineTune;
-    info.lWave = static_cast<uint32_t>(sample.GetStatedBytes());
-}
-
-bool SetLoop(CSDBISampleWave& sample, const WaveTune& tune) {
-    if (!tune.bLoop) return true;
-    if (!sample.AllocLoops(1)) return false;
-    SDBLOOP& loop = *sample.GetLoops();
-    loop.nStart = static_cast<uint32_t>(tune.nLoopStart);
-    loop.nEnd = static_cast<uint32_t>(tune.nLoopEnd);
-    return true;
-}
 
 ImportOutcome About(const PlannedWave& wave, ImportOutcome outcome) {
     outcome.strRecord = "sample \"" + wave.strName + "\"";
@@ -71,33 +45,14 @@ public:
 
 private:
     ImportOutcome WriteRecords() {
-        const uint64_t nRecords = CountRecords();
+        const uint64_t nRecords = m_plan.CountRecords();
         if (nRecords > UINT32_MAX || !m_database.ReserveQuickLoad(static_cast<uint32_t>(nRecords)))
             return FailedWrite();
-        ImportOutcome outcome = WriteHead();
+        const RecordSink add = [this](CSDBInterpreter& record) { return Add(record); };
+        ImportOutcome outcome = MakeHeadRecords(m_plan, add);
         if (outcome.IsDone()) outcome = WriteSamples();
-        if (outcome.IsDone()) outcome = WritePrograms();
+        if (outcome.IsDone()) outcome = MakeProgramRecords(m_plan, m_arSampleIds, add);
         return outcome.IsDone() && !m_database.CreateQuickLoad() ? FailedWrite() : outcome;
-    }
-
-    uint64_t CountRecords() const {
-        return 1 + 2 * uint64_t{m_plan.programs.size()} + m_plan.waves.size() + m_plan.CountBanks() +
-               m_plan.CountRegions() + m_plan.CountLayers();
-    }
-
-    ImportOutcome WriteHead() {
-        CSDBIInfo info(kSdbNoID, kSdbNoID);
-        CopyStgStr(info.m_info.szName, m_plan.strName.c_str());
-        CopyStgStr(info.m_info.szDescription, m_plan.strDescription.c_str());
-        ImportOutcome outcome = Add(info);
-        for (const PlannedProgram& program : m_plan.programs) {
-            if (!outcome.IsDone()) return outcome;
-            CSDBIPreset preset(kSdbNoID, kSdbNoID);
-            CopyStgStr(preset.m_info.szName, program.strName.c_str());
-            preset.m_info.nFirst = program.nBank * kProgramsPerBank + program.nProgram;
-            outcome = Add(preset);
-        }
-        return outcome;
     }
 
     ImportOutcome WriteSamples() {
@@ -125,8 +80,7 @@ private:
             if (wave.nFrames > UINT32_MAX / wave.FrameBytes())
                 return About(wave, Refused("it is longer than a record can hold"));
             made.pRecord = std::make_unique<CSDBISampleWave>(kSdbNoID, kSdbNoID);
-            SetHeader(*made.pRecord, wave);
-            if (!SetLoop(*made.pRecord, wave.tune) || !made.pRecord->SmplMemAlloc()) return NoMemory();
+            if (!SetSampleHeader(*made.pRecord, wave) || !made.pRecord->SmplMemAlloc()) return NoMemory();
             ImportOutcome outcome = ReadWave(nWave, made.pRecord->m_info.pWave);
             if (outcome.IsDone()) made.pRecord->PackWave();
             return outcome;
@@ -145,47 +99,6 @@ private:
             return About(wave, outcome);
         }
         return {};
-    }
-
-    // Programs are sorted by bank; the record of a bank is written before its first program.
-    ImportOutcome WritePrograms() {
-        uint32_t idBank = kSdbNoID;
-        const PlannedProgram* pLast = nullptr;
-        for (const PlannedProgram& program : m_plan.programs) {
-            if (pLast == nullptr || pLast->nBank != program.nBank) {
-                CSDBIBank bank(kSdbNoID, kSdbNoID);
-                CopyStgStr(bank.m_info.szName, BankName(program.nBank).c_str());
-                bank.m_info.nFirst = program.nBank;
-                if (ImportOutcome outcome = Add(bank); !outcome.IsDone()) return outcome;
-                idBank = bank.GetID();
-            }
-            pLast = &program;
-            CSDBIProgram record(kSdbNoID, idBank);
-            CopyStgStr(record.m_info.szName, program.strName.c_str());
-            record.m_info.nFirst = program.nProgram;
-            if (ImportOutcome outcome = Add(record); !outcome.IsDone()) return outcome;
-            for (const PlannedRegion& region : program.regions)
-                if (ImportOutcome outcome = WriteRegion(region, record.GetID()); !outcome.IsDone())
-                    return outcome;
-        }
-        return {};
-    }
-
-    ImportOutcome WriteRegion(const PlannedRegion& region, uint32_t idProgram) {
-        CSDBIRegion record(kSdbNoID, idProgram);
-        CopyStgStr(record.m_info.szName, region.strName.c_str());
-        record.m_info.nLowKey = region.range.keys.nLow;
-        record.m_info.nHighKey = region.range.keys.nHigh;
-        record.m_info.nThird = region.range.velocities.nLow;
-        record.m_info.nFourth = region.range.velocities.nHigh;
-        ImportOutcome outcome = Add(record);
-        for (const size_t nWave : region.layers) {
-            if (!outcome.IsDone()) return outcome;
-            CSDBILayer layer(kSdbNoID, record.GetID());
-            layer.m_info.nSampleID = m_arSampleIds[nWave];
-            outcome = Add(layer);
-        }
-        return outcome;
     }
 
     ImportOutcome Add(CSDBInterpreter& record) {

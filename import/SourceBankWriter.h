@@ -18,9 +18,8 @@ namespace Kestrova {
 // - information: the plan's name and description;
 // - a program: a preset record whose value is bank * 128 + program, and a program record below its
 //   bank's record with the program number as first value. All programs, percussion too, keep the
-//   default values, with which the per-key layout splits them. For percussion this changes little,
-//   because its regions are mostly single keys. If it were not split, a sample that it shares with a
-//   split program would have no copy for it;
+//   default values, with which the per-key layout splits them, unless the plan says otherwise: then the
+//   third value is 0. For percussion a split changes little, because its regions are mostly single keys;
 // - a bank: named "Bank N", bank 128 "Percussion";
 // - a region: low key, high key, low and high velocity;
 // - a layer: the default values, because nothing is known of their meaning.

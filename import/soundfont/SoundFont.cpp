@@ -42,6 +42,7 @@ constexpr size_t kMostRows = 0x10000 + 1;  // 16-bit indexes reach no farther; o
 constexpr uint64_t kMostTextBytes = 256;   // of a text of INFO, terminators included
 constexpr uint64_t kFramesPerPiece = 16384;
 constexpr uint16_t kMajorVersion = 2;
+constexpr uint16_t kPackedMajorVersion = 3;
 constexpr uint16_t kMinorVersionOf24Bits = 4;
 
 // Up to the first zero byte, without the blanks that old files fill names with.
@@ -74,6 +75,7 @@ bool Share(const std::vector<uint16_t>& firsts, const std::vector<TItem>& items,
 
 ImportOutcome SoundFont::Open(const std::string& strPath) {
     return CatchNoMemory([&] {
+        m_strPath = strPath;
         const FileAnswer opened = AskFile(m_file, [&] { return m_file.Open(strPath.c_str(), 0); });
         return opened ? ReadAll() : Unreadable(opened.nError);
     });
@@ -82,8 +84,10 @@ ImportOutcome SoundFont::Open(const std::string& strPath) {
 ImportOutcome SoundFont::ReadAll() {
     ImportOutcome outcome = m_chunks.Find(m_file);
     if (m_chunks.IsHeaderCounted()) m_notes.push_back("the size of its RIFF chunk is 8 bytes too large");
-    for (const auto step : {&SoundFont::ReadVersion, &SoundFont::ReadTexts, &SoundFont::FindWaves,
-                            &SoundFont::ReadPresets, &SoundFont::ReadInstruments, &SoundFont::ReadSamples})
+    if (m_chunks.IsUnpadded()) m_notes.push_back("a chunk of an odd size is not padded");
+    for (const auto step :
+         {&SoundFont::ReadVersion, &SoundFont::ReadTexts, &SoundFont::FindWaves, &SoundFont::ReadPresets,
+          &SoundFont::ReadInstruments, &SoundFont::ReadSamples, &SoundFont::FindPackedSamples})
         if (outcome.IsDone()) outcome = (this->*step)();
     return outcome;
 }
@@ -104,9 +108,9 @@ ImportOutcome SoundFont::ReadVersion() {
     if (!body || body->nSize != 4) return Refused("it does not tell its SoundFont version");
     ImportOutcome outcome = ReadAt(body->pos, &m_nMajor, 2);
     if (outcome.IsDone()) outcome = ReadAt(body->pos + 2, &m_nMinor, 2);
-    if (outcome.IsDone() && m_nMajor != kMajorVersion)
+    if (outcome.IsDone() && m_nMajor != kMajorVersion && m_nMajor != kPackedMajorVersion)
         return Refused("its SoundFont version is " + GetVersion() +
-                       "; only version 2 (2.01 to 2.04) is taken");
+                       "; only versions 2 (2.01 to 2.04) and 3 are taken");
     return outcome;
 }
 
@@ -263,6 +267,63 @@ ImportOutcome SoundFont::ReadSamples() {
         GetField<SampleRow::kCorrection>(pRow, sample.nCorrection);
         GetField<SampleRow::kLink>(pRow, sample.nLink);
         GetField<SampleRow::kType>(pRow, sample.nType);
+    }
+    return {};
+}
+
+// A sample is compressed when its type says so. Old fonts of version 3 do not say so of any sample, and then all
+// are. Start and end of a compressed one are bytes of the wave data, and its loop counts from its first frame.
+ImportOutcome SoundFont::FindPackedSamples() {
+    const auto isMarked = [](const FontSample& sample) { return (sample.nType & kFontPacked) != 0; };
+    const bool bAnyMarked = std::any_of(m_samples.begin(), m_samples.end(), isMarked);
+    const bool bAll = m_nMajor == kPackedMajorVersion && !bAnyMarked;
+    if (!bAll && !bAnyMarked) return {};
+    if (m_bWave24) m_strWarning = "24-bit part in a font of compressed samples: 16 bits are used";
+    m_bWave24 = false;
+    const ChunkBody& waves = *m_chunks[FontChunk::Wave16];
+    for (FontSample& sample : m_samples) {
+        if (!bAll && !isMarked(sample)) continue;
+        const uint32_t nBytes = sample.nEnd > sample.nStart ? sample.nEnd - sample.nStart : 0;
+        sample.packed = ChunkBody{waves.pos + sample.nStart, nBytes};
+        sample.nStart = sample.nEnd = 0;
+    }
+    return {};
+}
+
+ImportOutcome SoundFont::OpenSample(size_t nSample) {
+    FontSample& sample = m_samples[nSample];
+    if (!sample.packed || sample.packed->nSize == 0 || m_packedFiles.count(nSample) != 0) return {};
+    const ChunkBody& waves = *m_chunks[FontChunk::Wave16];
+    if (sample.packed->pos + sample.packed->nSize > waves.pos + waves.nSize)
+        return Refused("its compressed sound reaches beyond the file's wave data");
+    size_t nFile = 0;
+    ImportOutcome outcome = m_packed.Add(m_strPath, nFile, {sample.packed->pos, sample.packed->nSize});
+    if (!outcome.IsDone()) return outcome;
+    const WaveFileFacts& facts = m_packed.GetFacts(nFile);
+    if (facts.nChannels != 1 || facts.nBits != 16)
+        return Refused("its compressed sound has " + std::to_string(facts.nChannels) + " channels of " +
+                       std::to_string(facts.nBits) + " bits; only one of 16 is taken");
+    sample.nEnd = static_cast<uint32_t>(facts.nFrames);
+    m_packedFiles.emplace(nSample, nFile);
+    return outcome;
+}
+
+uint64_t SoundFont::GetFramesFor(size_t nSample) const {
+    const FontSample& sample = m_samples[nSample];
+    return sample.packed ? sample.nEnd : m_nFrames;
+}
+
+ImportOutcome SoundFont::ReadFramesFor(size_t nSample, uint64_t nFirst, uint64_t nFrames, uint8_t* pOut,
+                                       size_t nStride) const {
+    if (!m_samples[nSample].packed) return ReadFrames(nFirst, nFrames, pOut, nStride);
+    std::array<uint8_t, kFramesPerPiece * 2> bytes;
+    while (nFrames > 0) {
+        const uint64_t nPiece = std::min(nFrames, kFramesPerPiece);
+        ImportOutcome outcome = m_packed.ReadFrames(m_packedFiles.at(nSample), nFirst, nPiece, bytes.data());
+        if (!outcome.IsDone()) return outcome;
+        for (size_t i = 0; i < nPiece; ++i, pOut += nStride) std::memcpy(pOut, &bytes[2 * i], 2);
+        nFirst += nPiece;
+        nFrames -= nPiece;
     }
     return {};
 }

@@ -1,7 +1,10 @@
-// SoundFont.h - a SoundFont file of version 2 (2.01 to 2.04) as plain structures, and its waves by ranges.
+// SoundFont.h - a SoundFont file of version 2 (2.01 to 2.04) as plain structures, and its waves by ranges. Version 3
+// (SF3) is the same with samples compressed as Ogg Vorbis.
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -9,6 +12,7 @@
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "import/ImportOutcome.h"
 #include "import/soundfont/SoundFontChunks.h"
+#include "import/wavefile/WaveFiles.h"
 
 namespace Kestrova {
 
@@ -35,9 +39,11 @@ struct FontInstrument {
 };
 
 // The bits of FontSample::nType.
-inline constexpr uint16_t kFontMono = 1, kFontRight = 2, kFontLeft = 4, kFontLinked = 8, kFontRom = 0x8000;
+inline constexpr uint16_t kFontMono = 1, kFontRight = 2, kFontLeft = 4, kFontLinked = 8, kFontPacked = 0x10,
+                          kFontRom = 0x8000;
 
-// Positions are frames of the whole file's wave data; nothing about them is checked.
+// Positions are frames of the whole file's wave data; nothing about them is checked. Those of a compressed sample are
+// frames of its own sound; it has none before it is opened.
 struct FontSample {
     std::string strName;
     uint32_t nStart = 0;
@@ -49,11 +55,13 @@ struct FontSample {
     int8_t nCorrection = 0;  // cents that playing adds to the pitch
     uint16_t nLink = 0;      // index of the other stereo half
     uint16_t nType = 0;
+    std::optional<ChunkBody> packed =
+        {};  // where in the file its compressed sound lies; none: not compressed
 };
 
 // One open file. The lists do not have the terminal record that ends each table of the file. Zones and
 // generators lie within their tables and belong to one owner each; the numbers in them are not checked here.
-// Threads: Open once; then any thread may read.
+// Threads: Open once, then OpenSample as often as wanted; then any thread may read.
 // Owner:   owns all lists; spans into them live as long as the object.
 // Errors:  outcomes; nothing is thrown.
 class SoundFont {
@@ -64,6 +72,9 @@ public:
 
     // Reads all but the waves, and keeps the file open for those.
     ImportOutcome Open(const std::string& strPath);
+    // Makes the frames of a compressed sample known; any other has them already. Refused when they are no mono
+    // sound of 16 bits. Decoded numbers are rounded to 16 bits as WaveFile does it.
+    ImportOutcome OpenSample(size_t nSample);
     // Why the font's 24-bit part is not used; empty when it is, or there is none.
     const std::string& GetWarning() const { return m_strWarning; }
     // What the format forbids but is accepted without loss; one sentence each.
@@ -78,9 +89,14 @@ public:
 
     uint32_t GetBits() const { return m_bWave24 ? 24 : 16; }
     uint64_t GetFrames() const { return m_nFrames; }
+    // The frames among which the positions of a sample lie.
+    uint64_t GetFramesFor(size_t nSample) const;
     // Reads frames nFirst to nFirst + nFrames - 1 as packed little-endian numbers of GetBits() bits, nStride
     // bytes from one to the next. REQUIRES: they lie within GetFrames().
     ImportOutcome ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut, size_t nStride) const;
+    // The same where a sample's positions lie. REQUIRES: a compressed one was opened.
+    ImportOutcome ReadFramesFor(size_t nSample, uint64_t nFirst, uint64_t nFrames, uint8_t* pOut,
+                                size_t nStride) const;
 
 private:
     struct ZoneTable {
@@ -107,11 +123,13 @@ private:
     ImportOutcome ReadPresets();
     ImportOutcome ReadInstruments();
     ImportOutcome ReadSamples();
+    ImportOutcome FindPackedSamples();
     template <class TOwner>
     ImportOutcome ReadOwners(const OwnerChunks& chunks, const RowLayout& layout, ZoneTable& table,
                              std::vector<TOwner>& owners, void (*decode)(const uint8_t* pRow, TOwner& owner));
 
     mutable CXFile m_file;  // its stream lock makes reads from many threads safe
+    std::string m_strPath;
     SoundFontChunks m_chunks;
     std::string m_strWarning;
     std::vector<std::string> m_notes;
@@ -126,6 +144,8 @@ private:
     std::vector<FontPreset> m_presets;
     std::vector<FontInstrument> m_instruments;
     std::vector<FontSample> m_samples;
+    WaveFiles m_packed;
+    std::map<size_t, size_t> m_packedFiles;  // of the samples opened: their numbers in m_packed
 };
 
 }  // namespace Kestrova

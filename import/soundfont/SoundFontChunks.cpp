@@ -39,7 +39,6 @@ struct Header {
     std::string strTag;
     ChunkBody body;
     uint64_t posEnd() const { return body.pos + body.nSize; }
-    uint64_t posNext() const { return posEnd() + (body.nSize & 1); }  // bodies are padded to even sizes
 };
 
 ImportOutcome Read(CXFile& file, uint64_t pos, void* p) {
@@ -77,15 +76,32 @@ public:
         if (m_pos > m_posEnd || m_posEnd - m_pos < kHeaderBytes) return false;
         m_outcome = ReadHeader(m_file, m_pos, header);
         if (m_outcome.IsDone() && header.posEnd() > m_posEnd) m_outcome = CutShort(header, m_posEnd);
-        m_pos = header.posNext();
+        if (m_outcome.IsDone()) m_outcome = GoBehind(header);
         return m_outcome.IsDone();
     }
     const ImportOutcome& Outcome() const { return m_outcome; }
+    // A chunk of an odd size had no padding.
+    bool IsUnpadded() const { return m_bUnpadded; }
 
 private:
+    // Bodies are padded to even sizes, with a zero. Where the four characters of a tag stand instead, the
+    // padding was left out; some programs that compress samples do so.
+    ImportOutcome GoBehind(const Header& header) {
+        m_pos = header.posEnd();
+        if (header.body.nSize % 2 == 0) return {};
+        std::string strBehind;
+        if (m_posEnd - m_pos >= kTagBytes)
+            if (ImportOutcome outcome = ReadTag(m_file, m_pos, strBehind); !outcome.IsDone()) return outcome;
+        const bool bTag = !strBehind.empty() && Printable(strBehind) == strBehind;
+        m_bUnpadded = m_bUnpadded || bTag;
+        m_pos += bTag ? 0 : 1;
+        return {};
+    }
+
     CXFile& m_file;
     uint64_t m_pos;
     const uint64_t m_posEnd;
+    bool m_bUnpadded = false;
     ImportOutcome m_outcome;
 };
 
@@ -123,6 +139,7 @@ ImportOutcome SoundFontChunks::Find(CXFile& file) {
         outcome = FindInList(file, list.body);
         if (!outcome.IsDone()) return outcome;
     }
+    m_bUnpadded = m_bUnpadded || lists.IsUnpadded();
     return lists.Outcome();
 }
 
@@ -136,6 +153,7 @@ ImportOutcome SoundFontChunks::FindInList(CXFile& file, const ChunkBody& list) {
         if (m_arChunks[nIndex]) return Refused("its chunk \"" + chunk.strTag + "\" is there twice");
         m_arChunks[nIndex] = chunk.body;
     }
+    m_bUnpadded = m_bUnpadded || chunks.IsUnpadded();
     return chunks.Outcome();
 }
 

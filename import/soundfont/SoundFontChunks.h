@@ -48,6 +48,9 @@ public:
     // Such a size is taken as the end of the file.
     bool IsHeaderCounted() const { return m_bHeaderCounted; }
 
+    // A chunk of an odd size had no padding; the next one is taken to begin right behind it.
+    bool IsUnpadded() const { return m_bUnpadded; }
+
     const std::optional<ChunkBody>& operator[](FontChunk chunk) const {
         return m_arChunks[static_cast<size_t>(chunk)];
     }
@@ -59,6 +62,7 @@ private:
 
     std::array<std::optional<ChunkBody>, static_cast<size_t>(FontChunk::Count)> m_arChunks;
     bool m_bHeaderCounted = false;
+    bool m_bUnpadded = false;
 };
 
 }  // namespace Kestrova

@@ -4,20 +4,16 @@
 #include <array>
 #include <cstdio>
 
+#include "import/TuneRules.h"
+
 namespace Kestrova {
 namespace {
 
-constexpr int kHighestKey = 127;
 constexpr int kNoPitch = 255;
 constexpr int kRootOfNoPitch = 60;
-constexpr uint32_t kRateOfNone = 44100;
-constexpr uint32_t kLeastWaveRate = 400;
-constexpr uint32_t kMostWaveRate = 192000;
 constexpr int64_t kCoarseFrames = 32768;  // of one step of a coarse offset
 constexpr int kModeLoop = 1;
 constexpr int kModeUntilRelease = 3;
-constexpr int kLowestFineTune = -49;
-constexpr int kCentsPerKey = 100;
 
 int64_t Offset(const GenValues& values, FontGen fine, FontGen coarse) {
     return values[fine] + values[coarse] * kCoarseFrames;
@@ -28,8 +24,6 @@ bool Hold(int64_t& n, int64_t nEnd) {
     const int64_t nHeld = std::clamp<int64_t>(n, 0, nEnd);
     return std::exchange(n, nHeld) != nHeld;
 }
-
-int FloorDivide(int n, int nDivisor) { return n / nDivisor - (n % nDivisor < 0 ? 1 : 0); }
 
 bool IsOneKey(const MidiRange& keys) { return keys.nLow == keys.nHigh; }
 
@@ -56,7 +50,7 @@ GenValues LeftOutOf(const GenValues& values, const MidiRange& keys) {
 
 std::string SampleText(const FontSample& sample) { return "sample \"" + sample.strName + "\""; }
 
-VoiceMaker::VoiceMaker(const SoundFont& font, ImportReport& report)
+VoiceMaker::VoiceMaker(SoundFont& font, ImportReport& report)
     : m_font(font), m_report(report), m_headers(font.GetSamples().size()) {}
 
 std::optional<FontVoice> VoiceMaker::Make(const PlayRange& range, uint32_t nSample, const GenValues& values) {
@@ -80,15 +74,23 @@ const VoiceMaker::Header& VoiceMaker::HeaderOf(uint32_t nSample) {
     if (header.bKnown) return header;
     const FontSample& sample = m_font.GetSamples()[nSample];
     header.bKnown = true;
-    header.bUsable = IsPlayable(sample);
+    header.bUsable = IsPlayable(sample) && OpenSample(nSample);
     if (!header.bUsable) return header;
-    header.nRate = RateOf(sample);
+    header.nRate = HoldRate(sample.nRate, SampleText(sample), m_report);
     header.nRootKey = RootKeyOf(sample);
     return header;
 }
 
+bool VoiceMaker::OpenSample(uint32_t nSample) {
+    ImportOutcome outcome = m_font.OpenSample(nSample);
+    if (outcome.IsDone()) return true;
+    outcome.strRecord = SampleText(m_font.GetSamples()[nSample]);
+    if (m_failure.IsDone()) m_failure = outcome;
+    return false;
+}
+
 bool VoiceMaker::IsPlayable(const FontSample& sample) {
-    constexpr uint16_t kKnown = kFontMono | kFontRight | kFontLeft | kFontLinked;
+    constexpr uint16_t kKnown = kFontMono | kFontRight | kFontLeft | kFontLinked | kFontPacked;
     if ((sample.nType & kFontRom) != 0) {
         m_report.Note(ImportEvent::Dropped, SampleText(sample), "its wave is in ROM");
         return false;
@@ -100,18 +102,8 @@ bool VoiceMaker::IsPlayable(const FontSample& sample) {
     return false;
 }
 
-uint32_t VoiceMaker::RateOf(const FontSample& sample) {
-    const uint32_t nRate =
-        sample.nRate == 0 ? kRateOfNone : std::clamp(sample.nRate, kLeastWaveRate, kMostWaveRate);
-    if (nRate != sample.nRate)
-        m_report.Note(
-            ImportEvent::Repaired, SampleText(sample),
-            "rate " + std::to_string(sample.nRate) + " Hz taken as " + std::to_string(nRate) + " Hz");
-    return nRate;
-}
-
 int VoiceMaker::RootKeyOf(const FontSample& sample) {
-    if (sample.nRootKey <= kHighestKey) return sample.nRootKey;
+    if (sample.nRootKey <= kHighestMidiKey) return sample.nRootKey;
     if (sample.nRootKey != kNoPitch)
         m_report.Note(
             ImportEvent::Repaired, SampleText(sample),
@@ -121,7 +113,7 @@ int VoiceMaker::RootKeyOf(const FontSample& sample) {
 
 std::optional<WavePart> VoiceMaker::PartOf(uint32_t nSample, const GenValues& values) {
     const FontSample& sample = m_font.GetSamples()[nSample];
-    const auto nAll = static_cast<int64_t>(m_font.GetFrames());
+    const auto nAll = static_cast<int64_t>(m_font.GetFramesFor(nSample));
     int64_t nStart = sample.nStart + Offset(values, kGenStartOffset, kGenStartCoarseOffset);
     int64_t nEnd = sample.nEnd + Offset(values, kGenEndOffset, kGenEndCoarseOffset);
     bool bCut = Hold(nStart, nAll);
@@ -137,15 +129,10 @@ std::optional<WavePart> VoiceMaker::PartOf(uint32_t nSample, const GenValues& va
 void VoiceMaker::SetPitch(FontVoice& voice, int nHeaderRoot, const GenValues& values) {
     const FontSample& sample = m_font.GetSamples()[voice.part.nSample];
     const int nOwnRoot = values[kGenRootKey];
-    const int nRoot = nOwnRoot >= 0 && nOwnRoot <= kHighestKey ? nOwnRoot : nHeaderRoot;
+    const int nRoot = nOwnRoot >= 0 && nOwnRoot <= kHighestMidiKey ? nOwnRoot : nHeaderRoot;
     const int nTune = values[kGenCoarseTune] * kCentsPerKey + values[kGenFineTune] + sample.nCorrection;
-    const int nPitch = UnchangedPitch(voice.range.keys, nRoot, nTune, values);
-    const int nKey = FloorDivide(nPitch - kLowestFineTune, kCentsPerKey);
-    voice.tune.nFineTune = nPitch - nKey * kCentsPerKey;
-    voice.tune.nRootKey = static_cast<uint32_t>(std::clamp(nKey, 0, kHighestKey));
-    if (nKey < 0 || nKey > kHighestKey)
-        m_report.Note(ImportEvent::Repaired, SampleText(sample),
-                      "root key " + std::to_string(nKey) + " held to " + std::to_string(voice.tune.nRootKey));
+    SettlePitch(voice.tune, UnchangedPitch(voice.range.keys, nRoot, nTune, values), SampleText(sample),
+                m_report);
 }
 
 void VoiceMaker::SetLoop(FontVoice& voice, const GenValues& values) {
@@ -153,21 +140,11 @@ void VoiceMaker::SetLoop(FontVoice& voice, const GenValues& values) {
     if (nMode != kModeLoop && nMode != kModeUntilRelease) return;
     const FontSample& sample = m_font.GetSamples()[voice.part.nSample];
     const auto nBase = static_cast<int64_t>(voice.part.nStart);
-    const auto nFrames = static_cast<int64_t>(voice.part.nFrames);
-    int64_t nStart =
+    const int64_t nStart =
         sample.nLoopStart + Offset(values, kGenLoopStartOffset, kGenLoopStartCoarseOffset) - nBase;
-    int64_t nEnd = sample.nLoopEnd + Offset(values, kGenLoopEndOffset, kGenLoopEndCoarseOffset) - nBase;
-    bool bCut = Hold(nStart, nFrames);
-    bCut = Hold(nEnd, nFrames) || bCut;
-    if (nEnd <= nStart) {
-        m_report.Note(ImportEvent::Dropped, "loop of " + SampleText(sample), "it has no frames");
-        return;
-    }
-    if (bCut) m_report.Note(ImportEvent::Repaired, "loop of " + SampleText(sample), "cut to its wave");
-    voice.tune.bLoop = true;
-    voice.tune.nLoopStart = static_cast<uint64_t>(nStart);
-    voice.tune.nLoopEnd = static_cast<uint64_t>(nEnd - 1);  // the font's end is one past the last frame
-    voice.bUntilRelease = nMode == kModeUntilRelease;
+    const int64_t nEnd = sample.nLoopEnd + Offset(values, kGenLoopEndOffset, kGenLoopEndCoarseOffset) - nBase;
+    const bool bSet = SettleLoop(voice.tune, nStart, nEnd, voice.part.nFrames, SampleText(sample), m_report);
+    voice.bUntilRelease = bSet && nMode == kModeUntilRelease;
 }
 
 }  // namespace Kestrova

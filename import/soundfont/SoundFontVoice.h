@@ -14,7 +14,7 @@
 
 namespace Kestrova {
 
-// A range of a sample's frames, in the file's wave data and within it.
+// A range of a sample's frames, in the wave data where its positions lie and within it.
 struct WavePart {
     uint32_t nSample = 0;
     uint64_t nStart = 0;
@@ -47,11 +47,14 @@ struct FontVoice {
 // - ROM waves, and sample types that are no combination of mono, right, left and linked, are dropped.
 class VoiceMaker {
 public:
-    // Both must outlive the object. What is repaired or dropped is noted in the report.
-    VoiceMaker(const SoundFont& font, ImportReport& report);
+    // Both must outlive the object. What is repaired or dropped is noted in the report. Compressed samples are
+    // opened when they are first used.
+    VoiceMaker(SoundFont& font, ImportReport& report);
 
     // REQUIRES: nSample is the index of a sample of the font. The answer is empty when the voice is dropped.
     std::optional<FontVoice> Make(const PlayRange& range, uint32_t nSample, const GenValues& values);
+    // The first failure to open a compressed sample; done: there was none.
+    const ImportOutcome& GetFailure() const { return m_failure; }
 
 private:
     struct Header {
@@ -62,16 +65,17 @@ private:
     };
 
     const Header& HeaderOf(uint32_t nSample);
+    bool OpenSample(uint32_t nSample);
     bool IsPlayable(const FontSample& sample);
-    uint32_t RateOf(const FontSample& sample);
     int RootKeyOf(const FontSample& sample);
     std::optional<WavePart> PartOf(uint32_t nSample, const GenValues& values);
     void SetPitch(FontVoice& voice, int nHeaderRoot, const GenValues& values);
     void SetLoop(FontVoice& voice, const GenValues& values);
 
-    const SoundFont& m_font;
+    SoundFont& m_font;
     ImportReport& m_report;
     std::vector<Header> m_headers;  // by sample
+    ImportOutcome m_failure;
 };
 
 // "sample "NAME"".

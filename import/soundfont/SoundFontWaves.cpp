@@ -19,7 +19,7 @@ ImportOutcome SoundFontWaves::ReadChannel(const WavePart& part, uint64_t nFirst,
                                           uint8_t* pOut, size_t nStride) const {
     const uint64_t nThere = nFirst < part.nFrames ? std::min(nFrames, part.nFrames - nFirst) : 0;
     for (uint64_t i = nThere; i < nFrames; ++i) std::memset(pOut + i * nStride, 0, m_font.GetBits() / 8);
-    return m_font.ReadFrames(part.nStart + nFirst, nThere, pOut, nStride);
+    return m_font.ReadFramesFor(part.nSample, part.nStart + nFirst, nThere, pOut, nStride);
 }
 
 }  // namespace Kestrova

@@ -13,7 +13,7 @@ namespace {
 using namespace Kestrova;
 
 void CheckPart(const SoundFont& font, const WavePart& part) {
-    if (part.nFrames == 0 || part.nStart + part.nFrames > font.GetFrames()) std::abort();
+    if (part.nFrames == 0 || part.nStart + part.nFrames > font.GetFramesFor(part.nSample)) std::abort();
 }
 
 void CheckParts(const SoundFont& font, const FontWave& wave) {
@@ -21,9 +21,10 @@ void CheckParts(const SoundFont& font, const FontWave& wave) {
     if (wave.right) CheckPart(font, *wave.right);
 }
 
-void CheckWave(const IWaveReader& reader, size_t nWave, const PlannedWave& wave) {
+void CheckWave(const IWaveReader& reader, size_t nWave, const PlannedWave& wave, bool bPacked) {
     std::vector<uint8_t> bytes(wave.nFrames * wave.FrameBytes());
-    if (!reader.ReadFrames(nWave, 0, wave.nFrames, bytes.data()).IsDone()) std::abort();
+    // A compressed sample may be damaged behind its beginning.
+    if (!reader.ReadFrames(nWave, 0, wave.nFrames, bytes.data()).IsDone() && !bPacked) std::abort();
     const WaveTune& tune = wave.tune;
     if (tune.nRate == 0 || tune.nRootKey > 127 || tune.nFineTune < -49 || tune.nFineTune > 50) std::abort();
     if (tune.bLoop && (tune.nLoopStart > tune.nLoopEnd || tune.nLoopEnd >= wave.nFrames)) std::abort();
@@ -41,7 +42,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     if (!SoundFontPlanner(font, report).Make({}, plan).IsDone()) return 0;
     for (const FontWave& wave : plan.waves) CheckParts(font, wave);
     const SoundFontWaves reader(font, plan.waves);
-    for (size_t i = 0; i < plan.bank.waves.size(); ++i) CheckWave(reader, i, plan.bank.waves[i]);
+    for (size_t i = 0; i < plan.bank.waves.size(); ++i)
+        CheckWave(reader, i, plan.bank.waves[i],
+                  font.GetSamples()[plan.waves[i].left.nSample].packed.has_value());
     for (const PlannedProgram& program : plan.bank.programs)
         for (const PlannedRegion& region : program.regions)
             if (region.layers.empty()) std::abort();

@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <utility>
 
+#include "bank/BankRates.h"
+#include "tools/kvbank/terminal/PredictedSizes.h"
+
 namespace Kestrova {
 namespace {
 
@@ -47,16 +50,34 @@ Json RowsOf(const std::vector<ImportReport::Entry>& entries) {
     return rows;
 }
 
-std::string PresetRow(const std::string& strNumber, const std::string& strZones, const std::string& strName) {
-    char columns[32];
-    std::snprintf(columns, sizeof columns, "%-9s %5s  ", strNumber.c_str(), strZones.c_str());
+std::string PresetRow(const std::string& strNumber, const std::string& strZones, const std::string& strPerKey,
+                      const std::string& strUnsplit, const std::string& strName) {
+    char columns[64];
+    std::snprintf(columns, sizeof columns, "%-9s %5s %10s %10s  ", strNumber.c_str(), strZones.c_str(),
+                  strPerKey.c_str(), strUnsplit.c_str());
     return columns + strName;
+}
+
+std::string SizeText(const std::optional<unsigned int>& nMegabytes) {
+    return nMegabytes ? ReadableSize(*nMegabytes * kBytesPerMegabyte) : "-";
+}
+
+std::string RegionRow(const std::string& strPreset, const std::string& strKeys,
+                      const std::string& strVelocities, const std::string& strSamples) {
+    char columns[64];
+    std::snprintf(columns, sizeof columns, "%-9s %-9s %-10s  ", strPreset.c_str(), strKeys.c_str(),
+                  strVelocities.c_str());
+    return columns + strSamples;
+}
+
+std::string RangeText(const MidiRange& range) {
+    return std::to_string(range.nLow) + "-" + std::to_string(range.nHigh);
 }
 
 }  // namespace
 
-std::string PresetText(uint16_t nBank, uint16_t nProgram) {
-    return std::to_string(nBank) + ":" + std::to_string(nProgram);
+std::string PresetText(const ProgramNumber& number) {
+    return std::to_string(number.first) + ":" + std::to_string(number.second);
 }
 
 std::string SummaryOf(const ImportReport& report) {
@@ -68,30 +89,69 @@ std::string SummaryOf(const ImportReport& report) {
     return strText;
 }
 
-ImportReporter::ImportReporter(Console& console, std::string strFont, std::string strOutput)
-    : m_console(console), m_strFont(std::move(strFont)), m_strOutput(std::move(strOutput)) {
-    m_document["font"] = m_strFont;
+ImportReporter::ImportReporter(Console& console, std::string strInput, std::string strOutput)
+    : m_console(console), m_strInput(std::move(strInput)), m_strOutput(std::move(strOutput)) {
+    m_document["font"] = m_strInput;
     if (!m_strOutput.empty()) m_document["output"] = m_strOutput;
 }
 
-void ImportReporter::TellFont(const ImportFacts& facts) {
-    if (!facts.strWarning.empty()) m_console.Warn(m_strFont + ": " + facts.strWarning);
+void ImportReporter::TellInput(const InstrumentFacts& facts) {
+    if (!facts.strWarning.empty()) m_console.Warn(m_strInput + ": " + facts.strWarning);
+    m_document["format"] = facts.strFormat;
     m_document["name"] = facts.strName;
-    m_document["version"] = facts.strVersion;
-    m_document["bits"] = facts.nBits;
+    if (!facts.strVersion.empty()) m_document["version"] = facts.strVersion;
+    if (facts.nBits != 0) m_document["bits"] = facts.nBits;
 }
 
-void ImportReporter::TellPresets(const std::vector<PresetFacts>& presets) {
+void ImportReporter::TellPresets(const std::vector<ListedPreset>& presets) {
     m_document["presets"] = Json::array();
-    m_console.Say(PresetRow("PRESET", "ZONES", "NAME"));
-    for (const PresetFacts& preset : presets) {
-        m_console.Say(PresetRow(PresetText(preset.nBank, preset.nProgram), std::to_string(preset.nZones),
-                                preset.strName));
-        m_document["presets"].push_back({{"bank", preset.nBank},
-                                         {"program", preset.nProgram},
-                                         {"name", preset.strName},
-                                         {"zones", preset.nZones}});
+    m_console.Say(PresetRow("PRESET", "ZONES", "PER-KEY", "UNSPLIT", "NAME"));
+    for (const ListedPreset& preset : presets) {
+        const InstrumentProgram& program = preset.program;
+        m_console.Say(PresetRow(PresetText(program.number), std::to_string(program.nZones),
+                                SizeText(preset.nPerKey), SizeText(preset.nUnsplit), program.strName));
+        Json row = {{"bank", program.number.first},
+                    {"program", program.number.second},
+                    {"name", program.strName},
+                    {"zones", program.nZones}};
+        if (preset.nPerKey) row["per_key_mib"] = *preset.nPerKey;
+        if (preset.nUnsplit) row["unsplit_mib"] = *preset.nUnsplit;
+        m_document["presets"].push_back(row);
     }
+    m_console.Say("PER-KEY, UNSPLIT: a per-key bank of the preset alone at " + std::to_string(kListedRate) +
+                  " Hz, with its keys split or (--unsplit) not");
+}
+
+void ImportReporter::TellSizes(const PlanSpace& space) {
+    std::vector<PredictedSize> sizes;
+    for (const int nListed : iSPS) {
+        const auto nRate = static_cast<unsigned int>(nListed);
+        sizes.push_back({nRate, space.Predict(nRate, false), space.Predict(nRate, true)});
+    }
+    m_document["predicted"] = TellPredicted(m_console, sizes);
+}
+
+void ImportReporter::TellRule(const std::string& strRule, const ImportPlan& plan,
+                              const ImportReport& report) {
+    Json rows = Json::array();
+    m_document["rule"] = strRule;
+    m_console.Say(strRule);
+    m_console.Say(RegionRow("PRESET", "KEYS", "VELOCITIES", "SAMPLE"));
+    for (const PlannedProgram& program : plan.programs)
+        for (const PlannedRegion& region : program.regions) {
+            const auto& [keys, velocities] = region.range;
+            m_console.Say(RegionRow(PresetText(program.Number()), RangeText(keys), RangeText(velocities),
+                                    region.strName));
+            rows.push_back({{"bank", program.nBank},
+                            {"program", program.nProgram},
+                            {"low_key", keys.nLow},
+                            {"high_key", keys.nHigh},
+                            {"low_velocity", velocities.nLow},
+                            {"high_velocity", velocities.nHigh},
+                            {"name", region.strName}});
+        }
+    m_document["regions"] = rows;
+    TellReport(report);
 }
 
 void ImportReporter::TellReport(const ImportReport& report) {

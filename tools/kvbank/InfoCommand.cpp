@@ -86,7 +86,7 @@ SourceFacts InfoCommand::FactsOfSource() {
         facts.nWaveBytes += entry.bytes;
     }
     for (const int nRate : iSPS) {
-        SourceFacts::PredictedSize size{.nRate = static_cast<unsigned int>(nRate)};
+        PredictedSize size{.nRate = static_cast<unsigned int>(nRate)};
         m_run.Engine().Prediction(size.nRate, 0, size.nPlain);
         m_run.Engine().Prediction(size.nRate, 1, size.nPerKey);
         facts.predicted.push_back(size);

@@ -7,8 +7,6 @@
 namespace Kestrova {
 namespace {
 
-constexpr uint64_t kBytesPerMegabyte = 1 << 20;
-
 std::string Row(const char* pszTitle, const std::string& strText) {
     char title[16];
     std::snprintf(title, sizeof title, "%-11s", pszTitle);
@@ -80,7 +78,7 @@ void InfoReporter::TellUnnamed() {
 
 void InfoReporter::Tell(const SourceFacts& facts) {
     TellSamples(facts);
-    TellPredicted(facts.predicted);
+    m_report["predicted"] = TellPredicted(m_console, facts.predicted);
 }
 
 void InfoReporter::TellSamples(const SourceFacts& facts) {
@@ -94,20 +92,6 @@ void InfoReporter::TellSamples(const SourceFacts& facts) {
     m_report["wave_bytes"] = facts.nWaveBytes;
     m_console.Say(Row("Samples", Listed(parts)));
     m_console.Say(Row("Waves", ReadableSize(facts.nWaveBytes) + " expanded"));
-}
-
-void InfoReporter::TellPredicted(const std::vector<SourceFacts::PredictedSize>& sizes) {
-    Json rows = Json::array();
-    m_console.Say(Row("Banks", "predicted size: plain, per-key"));
-    for (const SourceFacts::PredictedSize& size : sizes) {
-        rows.push_back({{"rate", size.nRate}, {"plain_mib", size.nPlain}, {"per_key_mib", size.nPerKey}});
-        char columns[64];
-        std::snprintf(columns, sizeof columns, "  %6u Hz %10s %10s", size.nRate,
-                      ReadableSize(size.nPlain * kBytesPerMegabyte).c_str(),
-                      ReadableSize(size.nPerKey * kBytesPerMegabyte).c_str());
-        m_console.Say(columns);
-    }
-    m_report["predicted"] = rows;
 }
 
 }  // namespace Kestrova

@@ -9,6 +9,7 @@
 
 #include "SamplerDBDS/BaseClasses/DBUID.h"
 #include "tools/kvbank/terminal/Console.h"
+#include "tools/kvbank/terminal/PredictedSizes.h"
 
 namespace Kestrova {
 
@@ -30,10 +31,6 @@ struct DatabaseFacts {
 
 // What the analysis of a source has found.
 struct SourceFacts {
-    struct PredictedSize {
-        unsigned int nRate = 0;
-        unsigned int nPlain = 0, nPerKey = 0;  // MiB
-    };
     std::map<uint32_t, uint64_t> samples;  // how many, by sample rate
     uint64_t nWaveBytes = 0;               // expanded
     std::vector<PredictedSize> predicted;
@@ -56,7 +53,6 @@ private:
     void TellInformation(const DatabaseFacts::Information& information);
     void TellRecords(const std::map<uint8_t, uint64_t>& records);
     void TellSamples(const SourceFacts& facts);
-    void TellPredicted(const std::vector<SourceFacts::PredictedSize>& sizes);
 
     Console& m_console;
     const std::string m_strFile;

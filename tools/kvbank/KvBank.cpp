@@ -30,7 +30,8 @@ std::unique_ptr<Command> Make() {
 constexpr std::array kVerbs = {
     Verb{"build", "make the banks of a source", Make<BuildCommand>},
     Verb{"demo", "write a small synthesised instrument as a source", Make<DemoCommand>},
-    Verb{"import", "make a source of a SoundFont file (2.01 to 2.04)", Make<ImportCommand>},
+    Verb{"import", "make a source of a SoundFont (SF2, SF3), an SFZ or a folder of samples",
+         Make<ImportCommand>},
     Verb{"info", "show what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
     Verb{"remove", "remove banks of a source from a folder", Make<RemoveCommand>},

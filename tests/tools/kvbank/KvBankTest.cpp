@@ -62,10 +62,11 @@ TEST_F(KvBankTest, HelpIsAnOrdinaryWordBehindAVerbAndBehindADoubleDash) {
     EXPECT_EQ("kvbank: help: No such file or directory\n", Run({"info", "--", "help"}).strErr);
 }
 
-TEST_F(KvBankTest, HelpSaysWhichSoundFontsAreTaken) {
-    EXPECT_THAT(Run({"--help"}).strOut, HasSubstr("make a source of a SoundFont file (2.01 to 2.04)"));
+TEST_F(KvBankTest, HelpSaysWhatIsImported) {
+    EXPECT_THAT(Run({"--help"}).strOut,
+                HasSubstr("make a source of a SoundFont (SF2, SF3), an SFZ or a folder of samples"));
     EXPECT_THAT(Run({"import", "--help"}).strOut,
-                HasSubstr("the SoundFont file: version 2, that is 2.01 to 2.04"));
+                HasSubstr("a SoundFont file (2.01 to 2.04, or SF3), an SFZ file, or a folder of samples"));
 }
 
 TEST_F(KvBankTest, WrongUseIsExitCodeTwo) {
