@@ -18,10 +18,12 @@ namespace Kestrova {
 using ProgramNumber = std::pair<uint16_t, uint16_t>;  // bank and program
 
 struct InstrumentFacts {
-    std::string strFormat;   // "SoundFont 2.04", "SFZ"
-    std::string strName;     // of the instrument; may be empty
-    uint32_t nBits = 0;      // the most that a wave has; 0: known by the plan only
-    std::string strWarning;  // what of the file is not used, and why; empty: all of it is
+    std::string strFormat;        // "SoundFont", "SFZ"
+    std::string strName;          // of the instrument; may be empty
+    uint32_t nBits = 0;           // the most that a wave has; 0: known by the plan only
+    std::string strWarning = {};  // what of the file is not used, and why; empty: all of it is
+    std::string strVersion = {};  // of the format, as "2.04"; empty: it has none
+    std::string strRule = {};     // how the programs were found, where the input does not say so itself
 };
 
 // A program of the file, before it is planned.

@@ -16,14 +16,14 @@ std::string PresetText(const FontPreset& preset) {
            preset.strName + "\"";
 }
 
-PresetNumber NumberOf(const FontPreset& preset) { return {preset.nBank, preset.nProgram}; }
+ProgramNumber NumberOf(const FontPreset& preset) { return {preset.nBank, preset.nProgram}; }
 
 }  // namespace
 
 SoundFontPlanner::SoundFontPlanner(const SoundFont& font, ImportReport& report)
     : m_font(font), m_report(report), m_voices(font, report), m_instruments(font.GetInstruments().size()) {}
 
-ImportOutcome SoundFontPlanner::Make(const std::set<PresetNumber>& chosen, SoundFontPlan& plan,
+ImportOutcome SoundFontPlanner::Make(const std::set<ProgramNumber>& chosen, SoundFontPlan& plan,
                                      const ImportWatch& watch) {
     return CatchNoMemory([&] {
         ReportFont();
@@ -37,7 +37,7 @@ ImportOutcome SoundFontPlanner::Make(const std::set<PresetNumber>& chosen, Sound
     });
 }
 
-ImportOutcome SoundFontPlanner::PlanPresets(const std::set<PresetNumber>& chosen, const ImportWatch& watch) {
+ImportOutcome SoundFontPlanner::PlanPresets(const std::set<ProgramNumber>& chosen, const ImportWatch& watch) {
     for (const FontPreset* const pPreset : PresetsInOrder(chosen)) {
         if (watch.isStopped()) return Cancelled();
         PlannedProgram program{pPreset->strName, pPreset->nBank, pPreset->nProgram, {}};
@@ -50,8 +50,8 @@ ImportOutcome SoundFontPlanner::PlanPresets(const std::set<PresetNumber>& chosen
     return {};
 }
 
-std::vector<const FontPreset*> SoundFontPlanner::PresetsInOrder(const std::set<PresetNumber>& chosen) {
-    std::map<PresetNumber, const FontPreset*> firsts;
+std::vector<const FontPreset*> SoundFontPlanner::PresetsInOrder(const std::set<ProgramNumber>& chosen) {
+    std::map<ProgramNumber, const FontPreset*> firsts;
     for (const FontPreset& preset : m_font.GetPresets()) {
         if (!chosen.empty() && chosen.count(NumberOf(preset)) == 0) continue;
         if (!firsts.try_emplace(NumberOf(preset), &preset).second)

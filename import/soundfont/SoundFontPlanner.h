@@ -15,6 +15,7 @@
 #include "import/ImportOutcome.h"
 #include "import/ImportPlan.h"
 #include "import/ImportReport.h"
+#include "import/Instrument.h"
 #include "import/soundfont/SoundFont.h"
 #include "import/soundfont/SoundFontVoice.h"
 #include "import/soundfont/SoundFontWaves.h"
@@ -27,8 +28,6 @@ struct SoundFontPlan {
     ImportPlan bank;
     std::vector<FontWave> waves;  // by the bank's wave
 };
-
-using PresetNumber = std::pair<uint16_t, uint16_t>;  // bank and program
 
 // Makes one plan. Programs are sorted by bank and number, and regions by their ranges; each region has the
 // name of the first instrument that sounds in it. Waves are in the order of their first use. A wave is
@@ -45,7 +44,7 @@ public:
 
     // Plans all presets, or those with the numbers given. When several presets have one number, the first in
     // the file counts. A plan without waves is valid: no preset of the font plays a sample then.
-    ImportOutcome Make(const std::set<PresetNumber>& chosen, SoundFontPlan& plan,
+    ImportOutcome Make(const std::set<ProgramNumber>& chosen, SoundFontPlan& plan,
                        const ImportWatch& watch = {});
 
 private:
@@ -54,8 +53,8 @@ private:
     using WaveSource = std::pair<uint32_t, std::optional<uint32_t>>;  // the samples alone
     using UseSet = std::bitset<kGenUseCount>;
 
-    ImportOutcome PlanPresets(const std::set<PresetNumber>& chosen, const ImportWatch& watch);
-    std::vector<const FontPreset*> PresetsInOrder(const std::set<PresetNumber>& chosen);
+    ImportOutcome PlanPresets(const std::set<ProgramNumber>& chosen, const ImportWatch& watch);
+    std::vector<const FontPreset*> PresetsInOrder(const std::set<ProgramNumber>& chosen);
     ImportOutcome PlanPreset(const FontPreset& preset, PlannedProgram& program);
     const std::vector<MergedZone>& ZonesOf(uint32_t nInstrument);
     std::vector<MergedZone> Settled(MergedZones merged, const std::string& strOwner, const char* pszTarget,

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "import/SourceBankWriter.h"
+#include "import/formats/OpenInstrument.h"
 #include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/NewSource.h"
 #include "tools/kvbank/terminal/Progress.h"
@@ -19,8 +20,8 @@ namespace {
 namespace fs = std::filesystem;
 
 // "0:12" as bank and program.
-std::optional<PresetNumber> ParsePreset(const std::string& strText) {
-    PresetNumber number{};
+std::optional<ProgramNumber> ParsePreset(const std::string& strText) {
+    ProgramNumber number{};
     const char* const pEnd = strText.data() + strText.size();
     const auto bank = std::from_chars(strText.data(), pEnd, number.first);
     if (bank.ec != std::errc() || bank.ptr == pEnd || *bank.ptr != ':') return std::nullopt;
@@ -38,13 +39,14 @@ ImportWatch WatchForSignals() {
 }  // namespace
 
 void ImportCommand::Describe(CLI::App& verb) {
-    verb.add_option("FONT", m_strFont, "the SoundFont file: version 2, that is 2.01 to 2.04")->required();
+    verb.add_option("INPUT", m_strInput, "what to import: a SoundFont file, version 2.01 to 2.04")
+        ->required();
     verb.add_option("-o,--output", m_strOutput, "the source bank to make")->type_name("OUT");
     verb.add_option_function<std::vector<std::string>>(
             "--preset",
             [this](const std::vector<std::string>& presets) {
                 for (const std::string& strPreset : presets) {
-                    const std::optional<PresetNumber> number = ParsePreset(strPreset);
+                    const std::optional<ProgramNumber> number = ParsePreset(strPreset);
                     if (!number)
                         throw CLI::ValidationError("--preset",
                                                    "'" + strPreset + "': give bank and program as 0:12");
@@ -55,7 +57,7 @@ void ImportCommand::Describe(CLI::App& verb) {
         ->type_name("BANK:PROGRAM")
         ->type_size(1)
         ->expected(1)
-        ->allow_extra_args(false)  // one for each --preset: what follows may be the font
+        ->allow_extra_args(false)  // one for each --preset: what follows may be the input
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     verb.add_flag("--list", m_bList, "only list the presets");
     verb.add_flag("--strict", m_bStrict, "fail (exit code 6) when anything would be repaired or dropped");
@@ -63,12 +65,12 @@ void ImportCommand::Describe(CLI::App& verb) {
 }
 
 int ImportCommand::Run(Console& console) {
-    ImportReporter reporter(console, m_strFont, m_strOutput);
+    ImportReporter reporter(console, m_strInput, m_strOutput);
     return reporter.Finish(m_bList ? List(reporter) : Import(reporter));
 }
 
 Ending ImportCommand::List(ImportReporter& reporter) {
-    Ending ending = OpenFont(reporter);
+    Ending ending = OpenInput(reporter);
     if (ending.IsDone()) reporter.TellPresets(ChosenPresets());
     return ending;
 }
@@ -76,66 +78,61 @@ Ending ImportCommand::List(ImportReporter& reporter) {
 // Everything that could be lost is known before the first byte is written.
 Ending ImportCommand::Import(ImportReporter& reporter) {
     Ending ending = CheckOutput();
-    if (ending.IsDone()) ending = OpenFont(reporter);
+    if (ending.IsDone()) ending = OpenInput(reporter);
     if (!ending.IsDone()) return ending;
-    SoundFontPlan plan;
-    ending = EndingOf(SoundFontPlanner(m_font, m_report).Make(m_presets, plan, WatchForSignals()));
+    ImportPlan plan;
+    ending = EndingOf(m_pInstrument->MakePlan(m_presets, plan, m_report, WatchForSignals()));
     reporter.TellReport(m_report);
     if (ending.IsDone()) ending = CheckPlan(plan);
     WrittenBank bank;
     if (ending.IsDone()) ending = WriteBank(plan, reporter, bank);
-    if (ending.IsDone()) reporter.TellBank(bank, plan.bank, m_report);
+    if (ending.IsDone()) reporter.TellBank(bank, plan, m_report);
     return ending;
 }
 
 Ending ImportCommand::CheckOutput() const {
     std::error_code ignored;
     if (m_strOutput.empty()) return {kExitUsage, "-o OUT is required"};
-    if (fs::equivalent(m_strFont, m_strOutput, ignored))
-        return {kExitUsage, m_strOutput + ": this is the SoundFont file itself"};
+    if (fs::equivalent(m_strInput, m_strOutput, ignored))
+        return {kExitUsage, m_strOutput + ": this is the file to import itself"};
     return CheckNewSource(m_strOutput, m_bForce);
 }
 
-Ending ImportCommand::OpenFont(ImportReporter& reporter) {
-    if (Ending ending = EndingOf(m_font.Open(m_strFont)); !ending.IsDone()) return ending;
-    reporter.TellFont({m_font.GetName(), m_font.GetVersion(), m_font.GetBits(), m_font.GetWarning()});
+Ending ImportCommand::OpenInput(ImportReporter& reporter) {
+    const ImportOutcome opened = OpenInstrument(m_strInput, m_pInstrument, WatchForSignals());
+    if (!opened.IsDone()) return EndingOf(opened);
+    reporter.TellInput(m_pInstrument->GetFacts());
     return CheckPresets();
 }
 
 Ending ImportCommand::CheckPresets() const {
-    const std::span<const FontPreset> presets = m_font.GetPresets();
-    for (const PresetNumber& number : m_presets) {
-        const bool bThere = std::any_of(presets.begin(), presets.end(), [&](const FontPreset& preset) {
-            return PresetNumber{preset.nBank, preset.nProgram} == number;
-        });
-        if (!bThere)
-            return {kExitUsage,
-                    m_strFont + ": there is no preset " + PresetText(number.first, number.second)};
+    const std::vector<InstrumentProgram> programs = m_pInstrument->GetPrograms();
+    for (const ProgramNumber& number : m_presets) {
+        const bool bThere =
+            std::any_of(programs.begin(), programs.end(),
+                        [&](const InstrumentProgram& program) { return program.number == number; });
+        if (!bThere) return {kExitUsage, m_strInput + ": there is no preset " + PresetText(number)};
     }
     return {};
 }
 
-std::vector<PresetFacts> ImportCommand::ChosenPresets() const {
-    std::vector<PresetFacts> presets;
-    for (const FontPreset& preset : m_font.GetPresets())
-        if (m_presets.empty() || m_presets.count({preset.nBank, preset.nProgram}) != 0)
-            presets.push_back(
-                {preset.nBank, preset.nProgram, preset.strName, MergePresetZones(preset.zones).zones.size()});
-    std::stable_sort(presets.begin(), presets.end(), [](const PresetFacts& a, const PresetFacts& b) {
-        return PresetNumber{a.nBank, a.nProgram} < PresetNumber{b.nBank, b.nProgram};
+std::vector<InstrumentProgram> ImportCommand::ChosenPresets() const {
+    std::vector<InstrumentProgram> programs = m_pInstrument->GetPrograms();
+    std::erase_if(programs, [this](const InstrumentProgram& program) {
+        return !m_presets.empty() && m_presets.count(program.number) == 0;
     });
-    return presets;
+    return programs;
 }
 
-Ending ImportCommand::CheckPlan(const SoundFontPlan& plan) const {
+Ending ImportCommand::CheckPlan(const ImportPlan& plan) const {
     if (m_bStrict && m_report.HasLosses())
         return {kExitLoss,
-                m_strFont + ": nothing is written, because --strict forbids losses: " + SummaryOf(m_report)};
+                m_strInput + ": nothing is written, because --strict forbids losses: " + SummaryOf(m_report)};
     if (plan.waves.empty()) return EndingOf(Refused("no preset plays a sample"));
     return {};
 }
 
-Ending ImportCommand::WriteBank(const SoundFontPlan& plan, const ImportReporter& reporter,
+Ending ImportCommand::WriteBank(const ImportPlan& plan, const ImportReporter& reporter,
                                 WrittenBank& bank) const {
     const auto start = std::chrono::steady_clock::now();
     PartFile part(m_strOutput);
@@ -145,7 +142,7 @@ Ending ImportCommand::WriteBank(const SoundFontPlan& plan, const ImportReporter&
         Progress bar = reporter.MakeBar();
         ImportWatch watch = WatchForSignals();
         watch.progress = [&bar](double fraction, uint64_t nBytes) { bar.Show(fraction, nBytes); };
-        outcome = WriteSourceBank(part.Path().string(), plan.bank, SoundFontWaves(m_font, plan.waves), watch);
+        outcome = WriteSourceBank(part.Path().string(), plan, *m_pInstrument, watch);
     }
     if (outcome.IsDone() && CancelSignal() != 0) outcome = Cancelled();
     if (!outcome.IsDone()) return EndingOf(outcome);
@@ -157,13 +154,13 @@ Ending ImportCommand::WriteBank(const SoundFontPlan& plan, const ImportReporter&
 Ending ImportCommand::EndingOf(const ImportOutcome& outcome) const {
     switch (outcome.end) {
         case ImportEnd::Done: return {};
-        case ImportEnd::Cancelled: return {kExitProblem, m_strFont + ": " + Explain(outcome)};
+        case ImportEnd::Cancelled: return {kExitProblem, m_strInput + ": " + Explain(outcome)};
         case ImportEnd::Refused:
-        case ImportEnd::Unreadable: return {kExitBadInput, m_strFont + ": " + Explain(outcome)};
+        case ImportEnd::Unreadable: return {kExitBadInput, m_strInput + ": " + Explain(outcome)};
         case ImportEnd::NotWritten: return {kExitOutput, m_strOutput + ": " + Explain(outcome)};
-        case ImportEnd::NoMemory: return {kExitNoMemory, m_strFont + ": " + Explain(outcome)};
+        case ImportEnd::NoMemory: return {kExitNoMemory, m_strInput + ": " + Explain(outcome)};
     }
-    return {kExitInternal, m_strFont + ": unknown end of an import"};
+    return {kExitInternal, m_strInput + ": unknown end of an import"};
 }
 
 }  // namespace Kestrova

@@ -1,13 +1,13 @@
-// ImportCommand.h - kvbank import: makes a source bank of a SoundFont file.
+// ImportCommand.h - kvbank import: makes a source bank of a SoundFont file, or of any other format that is read.
 #pragma once
 
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "import/ImportReport.h"
-#include "import/soundfont/SoundFont.h"
-#include "import/soundfont/SoundFontPlanner.h"
+#include "import/Instrument.h"
 #include "tools/kvbank/Command.h"
 #include "tools/kvbank/ImportReporter.h"
 
@@ -23,21 +23,21 @@ private:
     Ending List(ImportReporter& reporter);
     Ending Import(ImportReporter& reporter);
     Ending CheckOutput() const;
-    Ending OpenFont(ImportReporter& reporter);
+    Ending OpenInput(ImportReporter& reporter);
     Ending CheckPresets() const;
-    std::vector<PresetFacts> ChosenPresets() const;
-    Ending CheckPlan(const SoundFontPlan& plan) const;
-    Ending WriteBank(const SoundFontPlan& plan, const ImportReporter& reporter, WrittenBank& bank) const;
+    std::vector<InstrumentProgram> ChosenPresets() const;
+    Ending CheckPlan(const ImportPlan& plan) const;
+    Ending WriteBank(const ImportPlan& plan, const ImportReporter& reporter, WrittenBank& bank) const;
     Ending EndingOf(const ImportOutcome& outcome) const;
 
-    std::string m_strFont;
+    std::string m_strInput;
     std::string m_strOutput;
-    std::set<PresetNumber> m_presets;  // none: all
+    std::set<ProgramNumber> m_presets;  // none: all
     bool m_bList = false;
     bool m_bStrict = false;
     bool m_bForce = false;
 
-    SoundFont m_font;
+    std::unique_ptr<IInstrument> m_pInstrument;  // none before OpenInput
     ImportReport m_report;
 };
 

@@ -55,8 +55,8 @@ std::string PresetRow(const std::string& strNumber, const std::string& strZones,
 
 }  // namespace
 
-std::string PresetText(uint16_t nBank, uint16_t nProgram) {
-    return std::to_string(nBank) + ":" + std::to_string(nProgram);
+std::string PresetText(const ProgramNumber& number) {
+    return std::to_string(number.first) + ":" + std::to_string(number.second);
 }
 
 std::string SummaryOf(const ImportReport& report) {
@@ -68,29 +68,29 @@ std::string SummaryOf(const ImportReport& report) {
     return strText;
 }
 
-ImportReporter::ImportReporter(Console& console, std::string strFont, std::string strOutput)
-    : m_console(console), m_strFont(std::move(strFont)), m_strOutput(std::move(strOutput)) {
-    m_document["font"] = m_strFont;
+ImportReporter::ImportReporter(Console& console, std::string strInput, std::string strOutput)
+    : m_console(console), m_strInput(std::move(strInput)), m_strOutput(std::move(strOutput)) {
+    m_document["font"] = m_strInput;
     if (!m_strOutput.empty()) m_document["output"] = m_strOutput;
 }
 
-void ImportReporter::TellFont(const ImportFacts& facts) {
-    if (!facts.strWarning.empty()) m_console.Warn(m_strFont + ": " + facts.strWarning);
+void ImportReporter::TellInput(const InstrumentFacts& facts) {
+    if (!facts.strWarning.empty()) m_console.Warn(m_strInput + ": " + facts.strWarning);
+    m_document["format"] = facts.strFormat;
     m_document["name"] = facts.strName;
-    m_document["version"] = facts.strVersion;
+    if (!facts.strVersion.empty()) m_document["version"] = facts.strVersion;
     m_document["bits"] = facts.nBits;
 }
 
-void ImportReporter::TellPresets(const std::vector<PresetFacts>& presets) {
+void ImportReporter::TellPresets(const std::vector<InstrumentProgram>& programs) {
     m_document["presets"] = Json::array();
     m_console.Say(PresetRow("PRESET", "ZONES", "NAME"));
-    for (const PresetFacts& preset : presets) {
-        m_console.Say(PresetRow(PresetText(preset.nBank, preset.nProgram), std::to_string(preset.nZones),
-                                preset.strName));
-        m_document["presets"].push_back({{"bank", preset.nBank},
-                                         {"program", preset.nProgram},
-                                         {"name", preset.strName},
-                                         {"zones", preset.nZones}});
+    for (const InstrumentProgram& program : programs) {
+        m_console.Say(PresetRow(PresetText(program.number), std::to_string(program.nZones), program.strName));
+        m_document["presets"].push_back({{"bank", program.number.first},
+                                         {"program", program.number.second},
+                                         {"name", program.strName},
+                                         {"zones", program.nZones}});
     }
 }
 

@@ -6,26 +6,12 @@
 
 #include "import/ImportPlan.h"
 #include "import/ImportReport.h"
+#include "import/Instrument.h"
 #include "tools/kvbank/terminal/Console.h"
 #include "tools/kvbank/terminal/Ending.h"
 #include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova {
-
-// What is known of a source file.
-struct ImportFacts {
-    std::string strName;
-    std::string strVersion;
-    uint32_t nBits = 0;
-    std::string strWarning;  // empty: none
-};
-
-struct PresetFacts {
-    uint16_t nBank = 0;
-    uint16_t nProgram = 0;
-    std::string strName;
-    size_t nZones = 0;
-};
 
 // The bank that was written.
 struct WrittenBank {
@@ -34,7 +20,7 @@ struct WrittenBank {
 };
 
 // "0:12": bank and program of a preset.
-std::string PresetText(uint16_t nBank, uint16_t nProgram);
+std::string PresetText(const ProgramNumber& number);
 
 // "3 joined, 2 copied, 1 repaired, 0 dropped".
 std::string SummaryOf(const ImportReport& report);
@@ -43,10 +29,10 @@ std::string SummaryOf(const ImportReport& report);
 class ImportReporter {
 public:
     // strOutput is empty where nothing is to be written.
-    ImportReporter(Console& console, std::string strFont, std::string strOutput);
+    ImportReporter(Console& console, std::string strInput, std::string strOutput);
 
-    void TellFont(const ImportFacts& facts);
-    void TellPresets(const std::vector<PresetFacts>& presets);
+    void TellInput(const InstrumentFacts& facts);
+    void TellPresets(const std::vector<InstrumentProgram>& programs);
     // A line for everything repaired, dropped and accepted; with -v also
     // for everything joined, copied and left out.
     void TellReport(const ImportReport& report);
@@ -62,7 +48,7 @@ private:
     void TellNotCarried(const ImportReport& report);
 
     Console& m_console;
-    const std::string m_strFont;
+    const std::string m_strInput;
     const std::string m_strOutput;
     Json m_document;
 };

@@ -13,7 +13,7 @@ namespace Kestrova::Test {
 
 class FontPlan {
 public:
-    explicit FontPlan(const FontSpec& spec, const std::set<PresetNumber>& chosen = {}) {
+    explicit FontPlan(const FontSpec& spec, const std::set<ProgramNumber>& chosen = {}) {
         WriteFile(m_dir.File("font.sf2"), MakeFont(spec));
         const ImportOutcome opened = m_font.Open(m_dir.File("font.sf2"));
         EXPECT_TRUE(opened.IsDone()) << opened.strCause;

@@ -1,51 +1,13 @@
-#include <csignal>
 #include <cstring>
 
-#include "import/soundfont/SoundFontZones.h"
-#include "tests/support/FaultyFileEnv.h"
-#include "tests/support/PosixFaults.h"
-#include "tests/support/SoundFontMaker.h"
 #include "tests/support/TestDatabase.h"
-#include "tests/tools/kvbank/CommandFixture.h"
-#include "tools/kvbank/ImportCommand.h"
+#include "tests/tools/kvbank/ImportFixture.h"
 #include "tools/kvbank/ImportReporter.h"
 
 namespace Kestrova::Test {
 namespace {
 
-// Two programs, one of them percussion, a stereo pair, a loop, a second use with another root key.
-FontSpec SmallFont() {
-    FontSpec spec = SimpleFont();
-    spec.strCopyright = "(c) us";
-    spec.wave = MakeRamp(3000);
-    spec.samples = {{"Flute", 0, 1000, 100, 900, 44100, 60, 0, 0, 1},
-                    {"Pad L", 1000, 1900, 1010, 1500, 22050, 61, 10, 2, 4},
-                    {"Pad R", 2000, 3000, 2010, 2500, 22050, 61, 10, 1, 2}};
-    spec.instruments = {
-        {"Flutes",
-         {{{{kGenKeyRange, RangeAmount(0, 63)}, {kGenSampleModes, 1}, {kGenSample, 0}}},
-          {{{kGenKeyRange, RangeAmount(64, 127)}, {kGenRootKey, 72}, {kGenSample, 0}}}}},
-        {"Pads",
-         {{{{kGenPan, -500}, {kGenVelocityRange, RangeAmount(10, 100)}, {8, 900}, {kGenSample, 1}}},
-          {{{kGenPan, 500}, {kGenVelocityRange, RangeAmount(10, 100)}, {8, 900}, {kGenSample, 2}}}}}};
-    spec.presets = {{"Kit", 3, 128, {{{{kGenInstrument, 1}}}}}, {"Woods", 5, 0, {{{{kGenInstrument, 0}}}}}};
-    return spec;
-}
-
-class ImportCommandTest : public CommandTest {
-protected:
-    void Font(const FontSpec& spec = SmallFont()) const { WriteFile(File("a.sf2"), MakeFont(spec)); }
-    Outcome Import(std::vector<std::string> options = {}) const {
-        std::vector<std::string> arguments = {"import", "DIR/a.sf2", "-o", "DIR/a.kvs"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        return Run(arguments);
-    }
-    Bytes BytesBehindIdentity() const {
-        const Bytes bytes = ReadFile(File("a.kvs"));
-        return Bytes(bytes.begin() + 20, bytes.end());
-    }
-    void ExpectNothingButTheFont() const { EXPECT_THAT(Names(), ElementsAre("a.sf2")); }
-};
+using ImportCommandTest = ImportTest;
 
 TEST_F(ImportCommandTest, TellsWhatCameOver) {
     Font();
@@ -76,6 +38,7 @@ TEST_F(ImportCommandTest, TheJsonDocumentHoldsCountsAndNames) {
     EXPECT_EQ(0, document["exit_code"]);
     EXPECT_EQ("DIR/a.sf2", document["font"]);
     EXPECT_EQ("DIR/a.kvs", document["output"]);
+    EXPECT_EQ("SoundFont", document["format"]);
     EXPECT_EQ("Test font", document["name"]);
     EXPECT_EQ("2.01", document["version"]);
     EXPECT_EQ(16, document["bits"]);
@@ -325,9 +288,9 @@ TEST_F(ImportCommandTest, OutputsThatWouldDoHarmAreWrongUse) {
         {{}, "kvbank: -o OUT is required\n"},
         {{"-o", "DIR/b.kvs"}, "kvbank: DIR/b.kvs: there already; -f replaces it\n"},
         {{"-o", "DIR/d.kvs", "-f"}, "kvbank: DIR/d.kvs: this is not a file\n"},
-        {{"-o", "DIR/a.sf2", "-f"}, "kvbank: DIR/a.sf2: this is the SoundFont file itself\n"},
-        {{"-o", "DIR//./a.sf2", "-f"}, "kvbank: DIR//./a.sf2: this is the SoundFont file itself\n"},
-        {{"-o", "DIR/link.kvs", "-f"}, "kvbank: DIR/link.kvs: this is the SoundFont file itself\n"},
+        {{"-o", "DIR/a.sf2", "-f"}, "kvbank: DIR/a.sf2: this is the file to import itself\n"},
+        {{"-o", "DIR//./a.sf2", "-f"}, "kvbank: DIR//./a.sf2: this is the file to import itself\n"},
+        {{"-o", "DIR/link.kvs", "-f"}, "kvbank: DIR/link.kvs: this is the file to import itself\n"},
         {{"-o", "DIR/bank"},
          "kvbank: DIR/bank: the name needs a '.': banks are named after what stands before it\n"},
         {{"-o", "DIR/.kvs"},
@@ -350,116 +313,6 @@ TEST_F(ImportCommandTest, ForceReplacesAnOlderFile) {
     EXPECT_EQ(0, Import({"-f"}).nCode);
     EXPECT_GT(std::filesystem::file_size(File("a.kvs")), 1000u);
     EXPECT_THAT(Names(), ElementsAre("a.kvs", "a.sf2"));
-}
-
-TEST_F(ImportCommandTest, UnreadableFontsAreBadInput) {
-    const Outcome missing = Import();
-    EXPECT_EQ(3, missing.nCode);
-    EXPECT_EQ("kvbank: DIR/a.sf2: No such file or directory\n", missing.strErr);
-    WriteFile(File("a.sf2"), std::string("text"));
-    const Outcome text = Import();
-    EXPECT_EQ(3, text.nCode);
-    EXPECT_EQ("kvbank: DIR/a.sf2: it is not a SoundFont file\n", text.strErr);
-    FontSpec silent = SmallFont();
-    silent.presets.clear();
-    Font(silent);
-    const Outcome empty = Import();
-    EXPECT_EQ(3, empty.nCode);
-    EXPECT_EQ("kvbank: DIR/a.sf2: no preset plays a sample\n", empty.strErr);
-    ExpectNothingButTheFont();
-}
-
-TEST_F(ImportCommandTest, FontsOfTooManyPairsOfZonesAreBadInput) {
-    FontSpec spec = SimpleFont();
-    spec.instruments[0].zones.assign(2001, {{{kGenKeyRange, RangeAmount(1, 2)}, {kGenSample, 0}}});
-    spec.presets[0].zones.assign(2000, {{{kGenKeyRange, RangeAmount(5, 6)}, {kGenInstrument, 0}}});
-    Font(spec);
-    const Outcome outcome = Import();
-    EXPECT_EQ(3, outcome.nCode);
-    EXPECT_EQ(
-        "kvbank: DIR/a.sf2: it has more than 4000000 pairs of a preset's zone and an instrument's zone\n",
-        outcome.strErr);
-}
-
-TEST_F(ImportCommandTest, AFolderThatIsNotThereIsAFailedOutput) {
-    Font();
-    const Outcome outcome = Run({"import", "DIR/a.sf2", "-o", "DIR/none/a.kvs"});
-    EXPECT_EQ(4, outcome.nCode);
-    EXPECT_EQ("kvbank: DIR/none/a.kvs: No such file or directory\n", outcome.strErr);
-}
-
-TEST_F(ImportCommandTest, CancelledItLeavesNothing) {
-    Font();
-    SetCancelSignal(SIGINT);
-    const Outcome outcome = Import();
-    EXPECT_EQ(1, outcome.nCode);
-    EXPECT_EQ("kvbank: DIR/a.sf2: cancelled\n", outcome.strErr);
-    ExpectNothingButTheFont();
-}
-
-// Cancels at the n-th write of any file.
-class CancellingFileEnv : public FaultyFileEnv {
-public:
-    explicit CancellingFileEnv(int nWrite) : m_nWrite(nWrite) {}
-    int64_t WriteAt(int nFile, uint64_t pos, const void* pData, size_t nBytes) override {
-        if (--m_nWrite == 0) SetCancelSignal(SIGTERM);
-        return FaultyFileEnv::WriteAt(nFile, pos, pData, nBytes);
-    }
-    bool IsThrough() const { return m_nWrite > 0; }
-
-private:
-    int m_nWrite;
-};
-
-TEST_F(ImportCommandTest, CancelledAtAnyWriteItLeavesNothingAndTheOldFileStays) {
-    Font();
-    WriteFile(File("a.kvs"), std::string("old"));
-    for (int nWrite = 1;; ++nWrite) {
-        SCOPED_TRACE(nWrite);
-        SetCancelSignal(0);
-        CancellingFileEnv env(nWrite);
-        const Outcome outcome = Import({"-f"});
-        if (env.IsThrough()) break;
-        EXPECT_EQ(1, outcome.nCode);
-        EXPECT_EQ("kvbank: DIR/a.sf2: cancelled\n", outcome.strErr);
-        EXPECT_THAT(Names(), ElementsAre("a.kvs", "a.sf2"));
-        EXPECT_EQ((Bytes{'o', 'l', 'd'}), ReadFile(File("a.kvs")));
-    }
-}
-
-TEST_F(ImportCommandTest, AFullDiskIsAFailedOutputThatLeavesTheOldFile) {
-    Font();
-    WriteFile(File("a.kvs"), std::string("old"));
-    for (const uint64_t nRoom : {0u, 10u, 100u, 500u, 1000u}) {
-        FaultyFileEnv env;
-        env.FillDiskAfter(nRoom);
-        const Outcome outcome = Import({"-f"});
-        ASSERT_TRUE(env.FaultHit());
-        EXPECT_EQ(4, outcome.nCode);
-        EXPECT_EQ("kvbank: DIR/a.kvs: No space left on device\n", outcome.strErr);
-        EXPECT_THAT(Names(), ElementsAre("a.kvs", "a.sf2"));
-        EXPECT_EQ((Bytes{'o', 'l', 'd'}), ReadFile(File("a.kvs")));
-    }
-}
-
-TEST_F(ImportCommandTest, AnyFailedFileCallGivesAWholeBankOrNone) {
-    Font();
-    int nFailures = 0;
-    for (int nFault = 1;; ++nFault) {
-        SCOPED_TRACE(nFault);
-        FaultyFileEnv env;
-        env.FailCall(nFault, FaultyFileEnv::Lasting::kForGood);
-        const Outcome outcome = Import({"-f"});
-        if (!env.FaultHit()) break;
-        if (outcome.nCode == 0) continue;
-        ++nFailures;
-        EXPECT_TRUE(outcome.nCode == 3 || outcome.nCode == 4) << outcome.nCode;
-        EXPECT_NE("", outcome.strErr);
-        ExpectNothingButTheFont();
-    }
-    EXPECT_GT(nFailures, 10);
-    CSDB database;
-    EXPECT_TRUE(database.Open(File("a.kvs").c_str(), kSdbFormatPlain, false));
 }
 
 TEST_F(ImportCommandTest, TheSummaryCountsRecordsCopiedAndThingsDropped) {
@@ -518,55 +371,6 @@ TEST_F(ImportCommandTest, WhatIsTakenThoughTheFormatForbidsItIsNotedAndNoLoss) {
                 StartsWith("accepted: the size of its RIFF chunk is 8 bytes too large\n"
                            "accepted: its chunk \"pmod\" is empty, without even the terminal record\n"));
     EXPECT_EQ(2u, Import({"-f", "--json"}).Document()["accepted"].size());
-}
-
-TEST_F(ImportCommandTest, AFontThatCannotBeReadIsBadInputWithTheSystemsReason) {
-    FontSpec spec = SmallFont();
-    spec.wave.resize(200000);  // more than a file's buffer: its samples take reads of their own
-    spec.samples[0].nEnd = 150000;
-    Font(spec);
-    ASSERT_EQ(kExitDone, Import().nCode);
-    const Bytes whole = BytesBehindIdentity();
-    std::filesystem::remove(File("a.kvs"));
-    int nSamples = 0;
-    for (int nFault = 1;; ++nFault) {
-        SCOPED_TRACE(nFault);
-        FaultyFileEnv env;
-        env.FailCallOf(FileOp::kRead, nFault, FaultyFileEnv::Lasting::kForGood);
-        const Outcome outcome = Import({"-f"});
-        if (!env.FaultHit()) break;
-        // The bank is read too, while it is written, and can do without some of these reads.
-        if (outcome.nCode == kExitOutput) continue;
-        if (outcome.nCode == kExitDone) {
-            EXPECT_EQ(whole, BytesBehindIdentity());
-            std::filesystem::remove(File("a.kvs"));
-            continue;
-        }
-        EXPECT_EQ(kExitBadInput, outcome.nCode);
-        const bool bSample = outcome.strErr.find("sample \"") != std::string::npos;
-        nSamples += bSample;
-        EXPECT_THAT(outcome.strErr,
-                    StartsWith(bSample ? "kvbank: DIR/a.sf2: sample \"" : "kvbank: DIR/a.sf2: I"));
-        EXPECT_THAT(outcome.strErr, HasSubstr(": Input/output error\n"));
-        ExpectNothingButTheFont();
-    }
-    EXPECT_GT(nSamples, 0);
-}
-
-TEST_F(ImportCommandTest, AFolderThatCannotBeSyncedIsAFailedOutputThoughTheBankIsThere) {
-    Font();
-    for (const char* pszVerb : {"import", "demo"}) {
-        SCOPED_TRACE(pszVerb);
-        std::vector<std::string> arguments = {pszVerb, "-o", "DIR/a.kvs", "-f"};
-        if (arguments[0] == "import") arguments.push_back("DIR/a.sf2");
-        const PosixFault fault("fsync", EIO);
-        const Outcome outcome = Run(arguments);
-        EXPECT_EQ(kExitOutput, outcome.nCode);
-        EXPECT_EQ(
-            "kvbank: DIR/a.kvs is in its place, but may be lost in a power failure: Input/output error\n",
-            outcome.strErr);
-        EXPECT_THAT(Names(), ElementsAre("a.kvs", "a.sf2"));
-    }
 }
 
 TEST_F(ImportCommandTest, QuietSaysNothingAndTheProgressIsATerminals) {

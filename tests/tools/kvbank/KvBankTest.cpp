@@ -65,7 +65,7 @@ TEST_F(KvBankTest, HelpIsAnOrdinaryWordBehindAVerbAndBehindADoubleDash) {
 TEST_F(KvBankTest, HelpSaysWhichSoundFontsAreTaken) {
     EXPECT_THAT(Run({"--help"}).strOut, HasSubstr("make a source of a SoundFont file (2.01 to 2.04)"));
     EXPECT_THAT(Run({"import", "--help"}).strOut,
-                HasSubstr("the SoundFont file: version 2, that is 2.01 to 2.04"));
+                HasSubstr("a SoundFont file, version 2.01 to 2.04"));
 }
 
 TEST_F(KvBankTest, WrongUseIsExitCodeTwo) {
