@@ -70,6 +70,7 @@ void GuiDeinitialize();
 // failure. The owner must outlive it.
 GuiWindowRef GuiCreateWindow(const char* pszTitle, const Rect& rect, IGuiOwner* pOwner);
 void GuiDisposeWindow(GuiWindowRef window);
+void GuiSetWindowTitle(GuiWindowRef window, const char* pszTitle);
 // Shows the window, starts the timer (first tick at once) and brings the program to the front; or hides it
 // and stops the timer. bUpdate draws the window at once.
 void GuiShowWindow(GuiWindowRef window, int bShow, int bUpdate);
@@ -113,6 +114,13 @@ bool GuiIsAsking();
 // An alert of ErrTbl with the one button "Ok".
 void GuiErrorBox(GuiWindowRef window, int nAlert);   // stop
 void GuiNotifyBox(GuiWindowRef window, int nAlert);  // caution
+
+// Both do what they can and return at once; a desktop that does not offer the service is no error.
+// Tells the user with a notification of the desktop, unless the window is in front and so tells it itself.
+void GuiNotifyUser(GuiWindowRef window, const char* pszTitle, const char* pszText);
+// Keeps the computer from going to sleep by itself (1), until it is let go (0) or the program ends. The reason
+// may be shown to the user.
+void GuiKeepAwake(int bOn, const char* pszReason);
 
 // The size of a mode's window (GuiGetWindowSize), centred on the main display.
 void GuiGetWindowRect(GuiType mode, Rect* pRect);

@@ -30,6 +30,8 @@ public:
     virtual void Cancel() = 0;
     virtual int GetStatus() = 0;        // StgStatus
     virtual int GetBanksCreated() = 0;  // runs that have ended well
+    // The dialog's timer has ticked: shows how far a run or an import is, and goes on after an import.
+    virtual void OnTick() {}
     virtual ~IStgMan() = default;
 };
 

@@ -1,11 +1,14 @@
 #include "app/StgMan.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <limits>
 #include <thread>
 
 #include "app/FolderLine.h"
+#include "app/StatusText.h"
+#include "import/formats/OpenInstrument.h"
 #include "shared/System/kvModule.h"
 #include "shared/System/kvPath.h"
 
@@ -67,6 +70,7 @@ StgMan::StgMan(const String& strMode, const String& strSource, const String& str
 // Deliberate (Q131): the engine goes before the dialog, which its callbacks use.
 StgMan::~StgMan() {
     m_nKeepGoing = 0;
+    if (m_pImport) m_pImport->Stop();
     if (m_pDialog) m_pDialog->Hide();
     const CriticalSectionGuard guard(m_lock);
     m_ini.Close();
@@ -96,7 +100,7 @@ void StgMan::ProposeTarget() {
 
 int StgMan::Routine() {
     if (!m_pDialog) return m_nStatus;
-    if (SetSourceBase()) SetTargetPath(nullptr);
+    if (SetSourceBase() && !m_pImport) SetTargetPath(nullptr);
     {
         // Under the lock: otherwise the analysis could end between these calls, and the banks that it shows
         // would be cleared again.
@@ -114,6 +118,10 @@ int StgMan::Routine() {
 // The worker ends its job without a window: it only sets what the next tick would show.
 void StgMan::Abandon() {
     Cancel();
+    if (m_pImport) {
+        m_pImport.reset();
+        ExpectNoJob(StgStatusNone);
+    }
     while (IsBusy(GetStatus())) std::this_thread::sleep_for(kBetweenLooks);
     const CriticalSectionGuard guard(m_lock);
     m_ini.Close();
@@ -121,19 +129,37 @@ void StgMan::Abandon() {
 
 bool StgMan::SetSourceBase() {
     m_nKeepGoing = 1;
+    m_strNotice.Empty();
+    InputFormat format = InputFormat::None;
+    const bool bKnown = FindInputFormat(m_strSource.c_str(), format).IsDone();
+    return bKnown && format != InputFormat::None ? BeginImport() : AnalyseSource();
+}
+
+bool StgMan::AnalyseSource() {
     const StgStatus phaseBefore = Phase();
-    const String strName = m_strSource.Mid(m_strSource.ReverseFind('/') + 1);
     m_pDialog->EnableControls(0);
-    m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", strName.c_str()));
+    m_pDialog->ShowProgressText(String::NewWithFormat("Analysing %s ...", FilePart(m_strSource).c_str()));
     ExpectJob(StgStatusAnalysing);
     const BankResult result = m_engine.SetSrcFile(m_strSource);
-    if (result == kBankDone) return true;
+    if (result == kBankDone) {
+        m_strAnalysed = m_strSource;
+        return true;
+    }
     ExpectNoJob(phaseBefore);
     m_nStatus = static_cast<int>(result);
     m_pDialog->EndProgress();
     m_pDialog->SetCheckBoxes(nullptr);
+    TellBadSource();
+    TellNotice();
     m_pDialog->ShowError(kAlertSource);
     return false;
+}
+
+// At the first start there is none; then the user is told what to do instead.
+void StgMan::TellBadSource() {
+    const BankOutcome& fault = m_engine.GetFault();
+    m_strNotice =
+        fault.nError == ENOENT ? String(kNoSourceText) : FailedSourceText(FilePart(m_strSource), fault);
 }
 
 bool StgMan::SetTargetPath(const char* pszPrevious) {
@@ -208,6 +234,13 @@ void StgMan::Cancel() {
         m_bCancelAtStart = true;
     else
         m_nKeepGoing = 0;
+    if (m_pImport) m_pImport->Stop();
+}
+
+void StgMan::OnTick() {
+    if (m_pImport && m_pImport->HasEnded()) EndImport();
+    if (m_pImport) m_pDialog->ShowShare(m_pImport->GetFraction());
+    if (m_progress) ShowRun();
 }
 
 // Deliberate (Q130): the status is busy until the worker has left its last callback.

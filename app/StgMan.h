@@ -4,8 +4,12 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "app/IStgMan.h"
+#include "app/InstrumentImport.h"
+#include "app/RunProgress.h"
 #include "app/StgManDlg.h"
 #include "bank/DBEUCreate.h"
 #include "shared/System/kvIniFile.h"
@@ -16,6 +20,8 @@ namespace Kestrova {
 
 // The application's controller. It owns the bank engine, the settings file and the dialog; a run is one call
 // of Process, which removes and creates banks rate by rate until the banks that exist are the ones selected.
+// A source that is an instrument in another format is first imported into the target folder, and the source bank
+// made of it becomes the source.
 //
 // Threads: all operations on the interface thread, except the engine's callback, which comes on its worker.
 //          The callback works under the lock; so does the interface thread where it touches the same members.
@@ -43,6 +49,7 @@ public:
     void Abandon();
 
     // IStgMan
+    // Also true when an import has begun, which the analysis follows.
     bool SetSourceBase() override;
     bool SetTargetPath(const char* pszPrevious) override;
     int EstimateBaseSize(int* selected) override;
@@ -52,6 +59,7 @@ public:
     // job is started too early, and the two threads never change the same things at once.
     int GetStatus() override;
     int GetBanksCreated() override { return m_nBanksCreated; }
+    void OnTick() override;
 
     const String& GetSource() const { return m_strSource; }
     const String& GetTarget() const { return m_strTarget; }
@@ -63,12 +71,19 @@ private:
     void ProposeSource();
     void OpenSettings();
     void ProposeTarget();
+    bool AnalyseSource();
+    void TellBadSource();
     bool RefreshTarget(const char* pszPrevious);
     bool ShowExisting();
     StgStatus Phase() const { return static_cast<StgStatus>(m_nPhase.load()); }
     int ExpectJob(StgStatus phase);
     void ExpectNoJob(StgStatus phase);
     bool IsJobOnItsWay(int nJob);
+
+    // StgManImport.cpp
+    bool BeginImport();
+    void EndImport();
+    void KeepSourceBefore(const ImportOutcome& outcome);
 
     // StgManRun.cpp
     enum class Run { Over, GoesOn, Failed };  // GoesOn: a bank is being created, and the callback goes on
@@ -82,7 +97,13 @@ private:
     void RemoveBank(int nRate);
     void TellBankStays(int nHertz, int nKind);
     Run CreateBank(int nRate);
+    BankResult StartBank(int nHertz);
+    void AddNotice(const String& strSentence);
+    void TellBanks();
     void TellNotice();
+    void BeginTelling();
+    void ShowRun();
+    void EndTelling();
 
     IniFile m_ini KV_GUARDED_BY(m_lock);
     std::unique_ptr<StgManDlg> m_pDialog;  // null without a window
@@ -96,12 +117,21 @@ private:
     std::atomic<int> m_nBanksCreated{0};
     std::atomic<int> m_bEnding{0};  // the worker is in a job's last callback
     int m_nRunResult = 0;           // why a run failed
-    String m_strNotice;             // what a run could not do, in the user's words
+    String m_strNotice;             // what became of a run or a source, in the user's words
+    std::vector<int> m_ready;       // rates whose banks the run has built
+    String m_strAnalysed;           // the source that the engine was given last
+
+    // The interface thread's own.
+    std::unique_ptr<InstrumentImport> m_pImport;  // null while none runs
+    StgStatus m_phaseBefore = StgStatusNone;      // the import
+    std::optional<RunProgress> m_progress;        // of the run that is told of in the title
 
     CriticalSection m_lock;
     int m_nJob KV_GUARDED_BY(m_lock) = 0;                 // jobs expected so far
     bool m_bAwaitsStart KV_GUARDED_BY(m_lock) = false;    // the last of them has not made its first callback
     bool m_bCancelAtStart KV_GUARDED_BY(m_lock) = false;  // and is to be cancelled right after it
+    String m_strBank KV_GUARDED_BY(m_lock);               // the file that is being written; empty: none is
+    size_t m_nBanksBegun KV_GUARDED_BY(m_lock) = 0;       // of the run
 
     CDBEUCreate m_engine;  // last: its worker calls back until it is gone
 

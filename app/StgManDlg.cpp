@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/SpaceText.h"
+#include "app/StatusText.h"
 
 namespace Kestrova {
 
@@ -99,6 +100,53 @@ void StgManDlg::EnableWaitingInputs() {
         if ((nWaiting >> i & 1) != 0) Control(i).SetEnable(1);
 }
 
+void StgManDlg::ShowNotice(const char* pszText) {
+    if (*pszText == '\0') {
+        TellLack();
+        return;
+    }
+    m_bLackTold = 0;
+    ShowProgressText(pszText);
+}
+
+// Before the main button is pressed, not only when the disk is full. False when there is enough.
+bool StgManDlg::TellLack() {
+    if (m_mode.type == kUninstall || m_nNeeded <= m_nFree) return false;
+    m_bLackTold = 1;
+    ShowProgressText(LackOfSpaceText(m_nNeeded, m_nFree));
+    return true;
+}
+
+void StgManDlg::ShowShare(double fraction) {
+    SetProgressBar(static_cast<int>(fraction * kShareSteps), kShareSteps);
+}
+
+void StgManDlg::ShowSource(const char* pszPath) {
+    m_strSource = pszPath;
+    Control(kSourcePath).SetText(pszPath);
+}
+
+int StgManDlg::AskForImported(const char* pszName) {
+    return AlertBox(
+        "Source bank exists.",
+        String::NewWithFormat("%s is in the destination folder already. It can be used as it is, or "
+                              "another can be made beside it.",
+                              pszName),
+        "Make another", "Cancel", "Use it", kAlertCaution, kAlertDefaultButton);
+}
+
+void StgManDlg::BeginWork(const char* pszReason) { GuiKeepAwake(1, pszReason); }
+
+void StgManDlg::EndWork(const char* pszOutcome) {
+    GuiKeepAwake(0, "");
+    GuiSetWindowTitle(m_window, WindowTitle(m_mode.type));
+    if (*pszOutcome != '\0') GuiNotifyUser(m_window, WindowTitle(m_mode.type), pszOutcome);
+}
+
+void StgManDlg::SetTitleText(const char* pszText) {
+    GuiSetWindowTitle(m_window, String::NewWithFormat("%s - %s", pszText, WindowTitle(m_mode.type)));
+}
+
 void StgManDlg::ShowProgressText(const char* pszText) {
     Control(kProgressText).SetText(pszText);
     Control(kProgressText).SetShow(1);
@@ -152,6 +200,8 @@ void StgManDlg::SetExistingInfo(const int* existing) {
     int nMegabytes = m_pManager->EstimateBaseSize(selected);
     if (m_mode.type != kUninstall) nMegabytes -= m_pManager->EstimateBaseSize(present);
     Control(kRequiredSpace).SetText(RequiredSpaceText(nMegabytes));
+    m_nNeeded = nMegabytes;
+    if (!TellLack() && m_bLackTold.exchange(0) != 0) Control(kProgressText).SetShow(0);
     EnableInput(kMainButton, m_mode.type != kManager || IsSelectionNew());
 }
 
@@ -161,7 +211,8 @@ bool StgManDlg::IsSelectionNew() const {
 }
 
 void StgManDlg::SetFreeDiskSpace() {
-    Control(kFreeSpace).SetText(FreeSpaceText(UtilGetFreeDiskSpace(m_strTarget)));
+    m_nFree = UtilGetFreeDiskSpace(m_strTarget);
+    Control(kFreeSpace).SetText(FreeSpaceText(m_nFree));
 }
 
 }  // namespace Kestrova

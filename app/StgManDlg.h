@@ -51,6 +51,23 @@ public:
     void SetExistingInfo(const int* existing);
     void SetFreeDiskSpace();
 
+    // What stays in the status line when nothing runs; empty: a lack of space, if there is one.
+    void ShowNotice(const char* pszText);
+
+    // Of an import, 0 to 1.
+    static constexpr int kShareSteps = 1000;
+    void ShowShare(double fraction);
+
+    // For the interface thread.
+    void ShowSource(const char* pszPath);  // which becomes the source
+    // Whether a source bank that is there already is to be used (the default button) or another made (the other).
+    int AskForImported(const char* pszName);
+    // From the first call to the second the computer stays awake. Then the desktop tells the outcome, if there is
+    // one and the window is not in front.
+    void BeginWork(const char* pszReason);
+    void EndWork(const char* pszOutcome);
+    void SetTitleText(const char* pszText);  // is shown in front of the window's title
+
     // By index in the rate table.
     bool IsSelected(int nRate) const { return m_selected[static_cast<size_t>(nRate)] != 0; }
     bool IsExisting(int nRate) const { return m_existing[static_cast<size_t>(nRate)] != 0; }
@@ -71,6 +88,7 @@ private:
     GuiControl& Control(int nControl) { return *m_controls[static_cast<size_t>(nControl)]; }
     GuiControl& RateBox(int nRate) { return Control(kFirstRateBox + nRate); }
     bool IsSelectionNew() const;
+    bool TellLack();
     void EnableInput(int nControl, int bOn);
     void EnableWaitingInputs();
 
@@ -96,6 +114,8 @@ private:
     std::array<std::unique_ptr<GuiControl>, kDialogControlCount> m_controls;
     Flags m_selected{};
     Flags m_existing{};
+    std::atomic<int> m_nNeeded{0}, m_nFree{0};  // MiB
+    std::atomic<int> m_bLackTold{0};
     std::atomic<uint32_t> m_nInputsWaiting{0};  // see EnableInput; a bit for each control
     std::atomic<int> m_bCloseWhenIdle{0};       // create mode has built its bank
     bool m_bQuitting = false;                   // a signal came: no more questions

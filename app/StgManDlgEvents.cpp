@@ -27,6 +27,7 @@ void StgManDlg::OnTimer() {
         m_bQuitting = true;
         m_pManager->Cancel();
     }
+    m_pManager->OnTick();
     if (m_bQuitting) return QuitWhenIdle();
     EnableWaitingInputs();
     ApplyChanges();

@@ -1,12 +1,24 @@
 // A run over the rates: removals and creations, and the engine's callback that carries it on.
+#include <chrono>
+#include <filesystem>
+
+#include "app/StatusText.h"
 #include "app/StgMan.h"
 
 namespace Kestrova {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr int kPlainLayout = 0;
 constexpr int kPlainBank = 1;  // RemoveDB and GetExisting: the plain bank of a rate, not the per-key one
 constexpr int kPerKeyBank = 2;
+
+uint64_t FileSize(const String& strFile) {
+    std::error_code error;
+    const uintmax_t nBytes = fs::file_size(strFile.c_str(), error);
+    return error ? 0 : nBytes;
+}
 
 }  // namespace
 
@@ -14,10 +26,13 @@ std::atomic<int> StgMan::s_nStep{0}, StgMan::s_nSteps{0};
 
 void StgMan::Process() {
     m_strNotice.Empty();
+    m_ready.clear();
     m_nKeepGoing = 1;
     m_nRateIndex = 0;
+    BeginTelling();
     const Run run = Process1();
     if (run == Run::GoesOn) return;  // the callback does the rest
+    EndTelling();
     if (run == Run::Failed) m_nStatus = m_nRunResult;
     m_pDialog->SetFreeDiskSpace();
     // Deliberate (Q125): after a job that could not start, banks, free space and selection are read again.
@@ -53,10 +68,11 @@ void StgMan::RemoveBank(int nRate) {
 
 void StgMan::TellBankStays(int nHertz, int nKind) {
     if (nKind == kPerKeyBank) {
-        m_strNotice.Format("The bank for %d is per key: remove it with \"kvbank remove\".", nHertz);
+        AddNotice(
+            String::NewWithFormat("The bank for %d is per key: remove it with \"kvbank remove\".", nHertz));
         return;
     }
-    m_strNotice.Format("The bank for %d is in use or cannot be removed.", nHertz);
+    AddNotice(String::NewWithFormat("The bank for %d is in use or cannot be removed.", nHertz));
     // Deliberate (Q136): uninstallation removes plain banks only; it fails with 10 when it leaves one it had
     // shown.
     if (m_pDialog->GetMode() == kUninstall) m_nStatus = kBankWriteFailed;
@@ -69,21 +85,90 @@ StgMan::Run StgMan::CreateBank(int nRate) {
     const int nHertz = sSR[static_cast<size_t>(nRate)];
     const StgStatus phaseBefore = Phase();
     const int nJob = ExpectJob(StgStatusCreating);  // from now on Cancel means this job
-    BankResult result = kBankCancelled;             // by a cancel that came too late for the bank before
-    if (m_nKeepGoing != 0) {                        // deliberate (Q129)
-        m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
-        result = m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
-        if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
-    }
+    const BankResult result = StartBank(nHertz);
+    if (result == kBankDone && IsJobOnItsWay(nJob)) return Run::GoesOn;
     ExpectNoJob(phaseBefore);  // deliberate (Q126): a start that is refused leaves the phase as it was
-    if (result == kBankBusy) m_strNotice.Format("The bank for %d is being built by another program.", nHertz);
     m_nRunResult = static_cast<int>(result);
     return result == kBankDone ? Run::Over : Run::Failed;
 }
 
-// Deliberate (Q127): the status line stays after a run and says what the run could not do, and why.
-void StgMan::TellNotice() {
-    if (!m_strNotice.IsEmpty()) m_pDialog->ShowProgressText(m_strNotice);
+BankResult StgMan::StartBank(int nHertz) {
+    BankOutcome outcome{.result = kBankCancelled};  // by a cancel that came too late for the bank before
+    if (m_nKeepGoing != 0) {                        // deliberate (Q129)
+        m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
+        {
+            const CriticalSectionGuard guard(m_lock);
+            m_strBank = MakeBankFileName(m_strTarget.c_str(), m_engine.GetBaseName(),
+                                         static_cast<unsigned int>(nHertz), BankLayout::Plain)
+                            .c_str();
+            ++m_nBanksBegun;
+        }
+        const BankResult result =
+            m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
+        if (result == kBankDone) return result;
+        outcome = m_engine.GetFault();
+    }
+    AddNotice(FailedBankText(nHertz, outcome));
+    return outcome.result;
+}
+
+void StgMan::AddNotice(const String& strSentence) {
+    if (!m_strNotice.IsEmpty() && !strSentence.IsEmpty()) m_strNotice += ' ';
+    m_strNotice += strSentence;
+}
+
+void StgMan::TellBanks() {
+    AddNotice(ReadyText(m_ready));
+    if (m_engine.IsUnprotected()) AddNotice(kNoLocksText);
+}
+
+// Deliberate (Q127): the status line stays after a run and says what became of it, and why.
+void StgMan::TellNotice() { m_pDialog->ShowNotice(m_strNotice); }
+
+// Everything that a run shows in the title and the status line beside the described texts comes from here, at
+// the ticks: the worker only leaves the name of the file that it writes.
+void StgMan::BeginTelling() {
+    std::vector<uint64_t> sizes;
+    for (int i = 0; i < kRateCount; ++i) {
+        if (m_pDialog->IsExisting(i) || !m_pDialog->IsSelected(i)) continue;
+        int selected[kRateCount] = {};
+        selected[i] = 1;
+        sizes.push_back(static_cast<uint64_t>(EstimateBaseSize(selected)) << 20);
+    }
+    if (sizes.empty()) return;
+    m_progress.emplace(std::move(sizes), RunProgress::Clock::now());
+    const CriticalSectionGuard guard(m_lock);
+    m_nBanksBegun = 0;
+    m_pDialog->BeginWork("Banks are being built.");
+}
+
+void StgMan::ShowRun() {
+    if (!IsBusy(GetStatus())) {
+        m_pDialog->EndWork(m_strNotice);
+        return m_progress.reset();
+    }
+    String strBank;
+    size_t nBank = 0;
+    {
+        const CriticalSectionGuard guard(m_lock);
+        strBank = m_strBank;
+        nBank = m_nBanksBegun;
+    }
+    if (strBank.IsEmpty()) return;
+    m_progress->Reached(nBank - 1, FileSize(strBank));
+    const auto left = m_progress->GetTimeLeft(RunProgress::Clock::now());
+    const String strText = RunText(static_cast<int>(nBank), static_cast<int>(m_progress->GetBanks()),
+                                   m_progress->GetFraction(), left);
+    m_pDialog->SetTitleText(strText);
+    const CriticalSectionGuard guard(m_lock);
+    // The described text is the first to be seen; and when the run has ended meanwhile, its outcome stays.
+    if (left && !m_strBank.IsEmpty()) m_pDialog->ShowProgressText(strText);
+}
+
+void StgMan::EndTelling() {
+    if (!m_progress) return;
+    m_progress.reset();
+    m_pDialog->EndWork("");  // the user has just pressed the button: no notification
 }
 
 int StgMan::Callback(int nEvent, unsigned int nValue, unsigned long nUser) {
@@ -120,6 +205,10 @@ void StgMan::OnStep() { m_pDialog->SetProgressBar(++s_nStep, s_nSteps); }
 void StgMan::OnDone(int nResult) {
     m_bEnding = 1;
     m_nStatus = nResult;
+    {
+        const CriticalSectionGuard guard(m_lock);
+        m_strBank.Empty();
+    }
     const bool bCreated = m_nPhase == StgStatusCreating;
     ExpectNoJob(bCreated || nResult == 0 ? StgStatusReady : StgStatusNone);
     if (bCreated) {
@@ -131,6 +220,7 @@ void StgMan::OnDone(int nResult) {
     } else if (nResult != 0 && nResult != kBankCancelled) {
         // For the user a source that cannot be analysed is the same as one that cannot be opened. Deliberate
         // (Q124).
+        TellBadSource();
         m_pDialog->SetErrorStatus(kAlertSource);
     }
     if (!RefreshTarget(nullptr) && !m_strTarget.IsEmpty()) {
@@ -138,13 +228,16 @@ void StgMan::OnDone(int nResult) {
         m_pDialog->SetCheckBoxes(nullptr);
     }
     m_pDialog->EndProgress();
+    if (bCreated) TellBanks();
     TellNotice();
     m_bEnding = 0;
 }
 
 // Goes on with the run after a bank. True when another bank is being created.
 bool StgMan::GoesOnAfter(int nResult) {
+    const int nHertz = sSR[static_cast<size_t>(m_nRateIndex.load())];
     if (nResult == 0) {
+        m_ready.push_back(nHertz);
         // Deliberate (Q116, Q117, Q118): a run whose last bank is that of the highest rate is not counted, so
         // that installation and creation do not end by themselves after it.
         if (++m_nRateIndex == kRateCount) return false;
@@ -153,6 +246,8 @@ bool StgMan::GoesOnAfter(int nResult) {
         m_nBanksCreated += run == Run::Over;
         nResult = run == Run::Failed ? m_nRunResult : 0;
         m_nStatus = nResult;
+    } else {
+        AddNotice(FailedBankText(nHertz, m_engine.GetFault()));
     }
     if (nResult != 0) m_pDialog->SetErrorStatus(nResult == kBankCancelled ? kAlertCancelled : kAlertFailed);
     return false;

@@ -45,6 +45,8 @@ public:
 
     // Deliberate (Q97): a job cancelled at its first call leaves its file open and makes no further call.
     bool IsAbandoned() const { return m_bAbandoned; }
+    // Whether the target lies where the system has no file locks.
+    bool IsUnprotected() const { return m_target.IsUnprotected(); }
 
 private:
     BankOutcome WriteLocked();

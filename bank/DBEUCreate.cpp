@@ -105,6 +105,7 @@ BankOutcome CDBEUCreate::StartCreation(const BankOrder& order) {
     auto pWriter = std::make_unique<BankWriter>(m_source, m_analysis, m_progress, order, strPath);
     if (const BankOutcome opened = pWriter->Open(); !opened.IsDone()) return opened;
     m_pWriter = std::move(pWriter);
+    m_bUnprotected = m_pWriter->IsUnprotected();
     StartJob(kCreating, kCreateFunction);
     return {};
 }

@@ -58,7 +58,9 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import", "import/formats",
       "tools/kvbank/terminal", "tools/kvbank/folder", "tools/kvbank/engine", "tools/kvbank/compare",
       "tools/kvbank/build", "tools/kvbank/sums", "tools/kvbank/verify", "tools/kvbank/demo"}},
-    {"app", {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
+    {"app",
+     {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import",
+      "import/formats"}},
     {"app/qt", {"shared/System", "app"}},
 };
 const std::set<std::string> kCore = {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses",

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <memory>
 
+#include "app/qt/DesktopServices.h"
 #include "app/qt/ManagerControls.h"
 #include "app/qt/ManagerWindow.h"
 #include "shared/System/kvPath.h"
@@ -21,6 +23,10 @@ GuiWindowRef GuiCreateWindow(const char* pszTitle, const Rect& rect, IGuiOwner* 
 }
 
 void GuiDisposeWindow(GuiWindowRef window) { delete window; }
+
+void GuiSetWindowTitle(GuiWindowRef window, const char* pszTitle) {
+    if (window != nullptr) window->setWindowTitle(QString::fromLocal8Bit(pszTitle));
+}
 
 void GuiShowWindow(GuiWindowRef window, int bShow, int bUpdate) {
     if (window == nullptr) return;
@@ -101,6 +107,17 @@ void GuiSetControlRange(GuiControlRef control, int nMinimum, int nMaximum) {
 
 void GuiSetControlName(GuiControlRef control, const char* pszName) {
     if (control != nullptr && *pszName != '\0') control->SetName(QString::fromLocal8Bit(pszName));
+}
+
+void GuiNotifyUser(GuiWindowRef window, const char* pszTitle, const char* pszText) {
+    if (window == nullptr || QApplication::activeWindow() != nullptr) return;
+    ShowNotification(QString::fromLocal8Bit(pszTitle), QString::fromLocal8Bit(pszText));
+}
+
+void GuiKeepAwake(int bOn, const char* pszReason) {
+    static std::unique_ptr<SleepInhibitor> s_pInhibitor;
+    s_pInhibitor.reset();
+    if (bOn != 0) s_pInhibitor = std::make_unique<SleepInhibitor>(QString::fromLocal8Bit(pszReason));
 }
 
 void GuiGetWindowRect(GuiType mode, Rect* pRect) {

@@ -2,6 +2,8 @@
 #include <QApplication>
 #include <QFile>
 #include <QFileDialog>
+#include <QFontMetrics>
+#include <QGridLayout>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -27,6 +29,18 @@ QWidget* ShownWindow() {
     for (QWidget* const pWidget : QApplication::topLevelWidgets())
         if (dynamic_cast<GuiWindow*>(pWidget) != nullptr && pWidget->isVisible()) return pWidget;
     return nullptr;
+}
+
+// A title bar has a bold font and, beside the title, an icon and buttons. Window managers cut a title that has
+// not enough room.
+void WidenForTitle(QMessageBox& box) {
+    constexpr int kBesideTitle = 120;
+    auto* const pLayout = dynamic_cast<QGridLayout*>(box.layout());
+    if (pLayout == nullptr) return;
+    QFont font = QApplication::font();
+    font.setBold(true);
+    const int nWidth = QFontMetrics(font).horizontalAdvance(box.windowTitle()) + kBesideTitle;
+    pLayout->addItem(new QSpacerItem(nWidth, 0), pLayout->rowCount(), 0, 1, pLayout->columnCount());
 }
 
 int TakeChosen(const QString& strChosen, String& strPath) {
@@ -61,6 +75,7 @@ int AlertBox(const char* pszTitle, const char* pszText, const char* pszOther, co
         button.pButton = box.addButton(QString::fromLocal8Bit(button.pszText), button.role);
         if (button.nNumber == nDefaultButton) box.setDefaultButton(button.pButton);
     }
+    WidenForTitle(box);
     const Asking asking;
     box.exec();
     for (const Button& button : buttons)
@@ -80,7 +95,8 @@ void GuiNotifyBox(GuiWindowRef, int nAlert) {
 
 int GuiSelectFileDialog(GuiWindowRef window, const char* pszTitle, String& strPath, const char* pszLabel) {
     const Asking asking;
-    const QString strFilters = "All files (*);;" + QString::fromLocal8Bit(pszLabel) + " (*.kvs)";
+    const QString strFilters = "All files (*);;" + QString::fromLocal8Bit(pszLabel) + " (*.kvs)" +
+                               ";;SoundFonts (*.sf2 *.sf3);;SFZ instruments (*.sfz)";
     return TakeChosen(QFileDialog::getOpenFileName(window, QString::fromLocal8Bit(pszTitle),
                                                    QFile::decodeName(strPath.c_str()), strFilters),
                       strPath);

@@ -26,7 +26,7 @@ bool Holds(QSize place, const QFont& font, const QString& strText) {
 class StaticText final : public GuiWidget {
 public:
     StaticText(GuiWindow& window, int nStyle, const QString& strTitle)
-        : GuiWidget(window, new FittingLabel(&window)), m_strTitle(strTitle) {
+        : GuiWidget(window, new FittingLabel(window.Content())), m_strTitle(strTitle) {
         Label().setTextFormat(Qt::PlainText);
         Label().setAlignment((nStyle == kStyleRightAligned ? Qt::AlignRight : Qt::AlignLeft) |
                              Qt::AlignVCenter);
@@ -51,7 +51,8 @@ private:
 
 class PathField final : public GuiWidget {
 public:
-    PathField(GuiWindow& window, const QString& strTitle) : GuiWidget(window, new PathEdit(&window)) {
+    PathField(GuiWindow& window, const QString& strTitle)
+        : GuiWidget(window, new PathEdit(window.Content())) {
         Edit().setText(strTitle);
         Edit().setCursorPosition(0);
     }
@@ -72,7 +73,7 @@ private:
 class PushButton final : public GuiWidget {
 public:
     PushButton(GuiWindow& window, int nControl, const QString& strTitle)
-        : GuiWidget(window, new QPushButton(&window)), m_strTitle(strTitle) {
+        : GuiWidget(window, new QPushButton(window.Content())), m_strTitle(strTitle) {
         Button().setText(window.WithFreeMnemonic(strTitle));
         Button().setAutoDefault(false);
         QObject::connect(&Button(), &QPushButton::clicked, &window,
@@ -96,7 +97,7 @@ private:
 class TickBox final : public GuiWidget {
 public:
     TickBox(GuiWindow& window, int nControl, const QString& strTitle)
-        : GuiWidget(window, new QCheckBox(&window)), m_strTitle(strTitle) {
+        : GuiWidget(window, new QCheckBox(window.Content())), m_strTitle(strTitle) {
         SetText(strTitle);
         QObject::connect(&Box(), &QCheckBox::clicked, &window,
                          [&window, nControl](bool bTicked) { window.SendControlEvent(nControl, bTicked); });
@@ -118,7 +119,7 @@ private:
 
 class Group final : public GuiWidget {
 public:
-    Group(GuiWindow& window, const QString& strTitle) : GuiWidget(window, new QGroupBox(&window)) {
+    Group(GuiWindow& window, const QString& strTitle) : GuiWidget(window, new QGroupBox(window.Content())) {
         SetText(strTitle);
     }
     void SetText(const QString& strText) override { Box().setTitle(QString(strText).replace('&', "&&")); }
@@ -132,7 +133,7 @@ private:
 
 class Progress final : public GuiWidget {
 public:
-    explicit Progress(GuiWindow& window) : GuiWidget(window, new QProgressBar(&window)) {
+    explicit Progress(GuiWindow& window) : GuiWidget(window, new QProgressBar(window.Content())) {
         Bar().setRange(0, kFirstProgressMaximum);
         Bar().setValue(0);
         Bar().setTextVisible(false);  // the percentage has a place of its own

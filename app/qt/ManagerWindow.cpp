@@ -8,6 +8,9 @@
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QMimeData>
+#include <QScreen>
+#include <QScrollArea>
+#include <QStyle>
 #include <algorithm>
 
 #include "app/qt/ManagerControls.h"
@@ -39,13 +42,35 @@ GuiWindow::GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwne
     QAccessible::installFactory(DescribeWindow);  // a second call changes nothing
     setWindowTitle(strTitle);
     setWindowIcon(ManagerIcon());
-    setFixedSize(rect.Width(), rect.Height());
-    // The size is that of the inside, without the frame that the desktop puts around it.
-    setGeometry(rect.left, rect.top, rect.Width(), rect.Height());
+    TakePlace(QRect(rect.left, rect.top, rect.Width(), rect.Height()));
     setAcceptDrops(true);
     m_timer.setTimerType(Qt::PreciseTimer);
     m_timer.setSingleShot(true);
     QObject::connect(&m_timer, &QTimer::timeout, this, [this] { Tick(); });
+}
+
+// The size is that of the inside, without the frame that the desktop puts around it. Where the screen has not
+// enough room for both, the window gets what there is, and its content scrolls.
+void GuiWindow::TakePlace(const QRect& wanted) {
+    QRect room = QGuiApplication::primaryScreen()->availableGeometry();
+    room.setHeight(room.height() - style()->pixelMetric(QStyle::PM_TitleBarHeight));
+    QSize size = wanted.size();
+    if (size != size.boundedTo(room.size())) {
+        auto* const pScroller = new QScrollArea(this);
+        pScroller->setFrameShape(QFrame::NoFrame);
+        pScroller->setFocusPolicy(Qt::NoFocus);
+        m_pContent = new QWidget;
+        m_pContent->setFixedSize(size);
+        pScroller->setWidget(m_pContent);
+        // Room for one bar, so that it does not make the other one necessary.
+        const int nBar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+        size =
+            (size + QSize(size.height() > room.height() ? nBar : 0, size.width() > room.width() ? nBar : 0))
+                .boundedTo(room.size());
+        pScroller->resize(size);
+    }
+    setFixedSize(size);
+    setGeometry(QRect(m_pContent == this ? wanted.topLeft() : room.topLeft(), size));
 }
 
 // A timer does not fire again before the function that it called has returned, and with an open alert that

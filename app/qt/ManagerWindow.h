@@ -9,8 +9,8 @@
 
 namespace Kestrova {
 
-// A fixed-size window that passes on what happens to it, and the tick, to its owner, and fits its texts.
-// Its controls are its children (ManagerControls.h).
+// A window of fixed size, or of the screen's when that is smaller. It passes on what happens to it, and the tick, to its
+// owner, and fits its texts. Its controls are its children (ManagerControls.h).
 struct GuiWindow final : public QWidget {
 public:
     GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwner);
@@ -18,6 +18,8 @@ public:
     void Present(bool bDrawNow);
     void Withdraw();
     void SetOwner(IGuiOwner* pOwner) { m_pOwner = pOwner; }
+    // The parent of the controls: the window itself or, on a screen that is smaller, what scrolls in it.
+    QWidget* Content() { return m_pContent; }
     // Makes a control at its place in the window; null for a kind that does not exist. The caller's to
     // delete.
     GuiWidget* Add(int nKind, int nStyle, int nControl, const QString& strTitle, const QRect& place);
@@ -37,12 +39,14 @@ protected:
     void dropEvent(QDropEvent* pEvent) override;
 
 private:
+    void TakePlace(const QRect& wanted);
     void Tick();
     void FitFonts();
     void PressEnterButton();
     bool MayDrop(const QString& strPath) const;
 
     IGuiOwner* m_pOwner;
+    QWidget* m_pContent = this;
     QTimer m_timer;  // single-shot: see Tick
     QList<GuiWidget*> m_controls;
     QString m_strMnemonics;

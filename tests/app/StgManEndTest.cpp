@@ -39,6 +39,54 @@ TEST(StgManEndTest, ACancelledBankGoesAndTheUserIsTold) {
     EXPECT_TRUE(fs::is_empty(bench.banks)) << "the run has stopped";
 }
 
+// The worker stands behind the last record, where the bank is brought to the disk. That bank is finished, and the
+// run ends before the next.
+// Q129
+TEST(StgManEndTest, ACancelBehindTheLastRecordOfABankStopsTheRunBeforeTheNext) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    const int nStatus = bench.RunReady([&] {
+        bench.Select(1, true);
+        bench.Select(3, true);
+        bench.files.Hold(FileOp::kSync);
+        bench.Apply();
+        bench.files.WaitUntilOneWaits();
+        bench.gui.Tick();
+        bench.gui.Press(kCancelButton);
+        bench.files.Release();
+        bench.Settle();
+        EXPECT_EQ((Codes{1}), bench.AlertCodes());
+        EXPECT_EQ("The bank for 96000 was cancelled. The bank for 48000 is ready.", bench.StatusText());
+        EXPECT_EQ((std::vector<int>{0, 1, 0, 0, 0, 0}), bench.Boxes());
+        EXPECT_EQ(0, man.GetBanksCreated()) << "the run has not gone to its end";
+    });
+    EXPECT_EQ(2, nStatus);
+    EXPECT_TRUE(bench.HasBank(1));
+    EXPECT_FALSE(bench.HasBank(3));
+}
+
+// There is nothing left to cancel then.
+TEST(StgManEndTest, ACancelBehindTheLastRecordOfTheLastBankComesTooLate) {
+    StgManBench bench;
+    StgMan& man = bench.Open();
+    const int nStatus = bench.RunReady([&] {
+        bench.Select(1, true);
+        bench.files.Hold(FileOp::kSync);
+        bench.Apply();
+        bench.files.WaitUntilOneWaits();
+        bench.gui.Press(kCancelButton);
+        bench.files.Release();
+        bench.Settle();
+        EXPECT_TRUE(bench.gui.Alerts().empty());
+        EXPECT_EQ("The bank for 48000 is ready.", bench.StatusText());
+        EXPECT_EQ(1, man.GetBanksCreated());
+        bench.Build({2});
+    });
+    EXPECT_EQ(0, nStatus);
+    EXPECT_TRUE(bench.HasBank(1));
+    EXPECT_TRUE(bench.HasBank(2)) << "the cancel is forgotten";
+}
+
 TEST(StgManEndTest, AfterACancelledRunTheNextOneRuns) {
     StgManBench bench;
     bench.Open();

@@ -135,7 +135,7 @@ TEST(StgManModesTest, CreationBuildsItsRateAndClosesByItself) {
         EXPECT_TRUE(bench.HasBank(2)) << "the others stay";
         EXPECT_FALSE(bench.HasBank(0));
         EXPECT_TRUE(bench.gui.Alerts().empty());
-        EXPECT_EQ("Creating bank for 48000; please wait ...", bench.StatusText());
+        EXPECT_EQ("The bank for 48000 is ready.", bench.StatusText());
     });
 }
 // Q118

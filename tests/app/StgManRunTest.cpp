@@ -15,8 +15,9 @@ TEST(StgManRunTest, ASelectedRateIsBuilt) {
         EXPECT_EQ(1, man.GetBanksCreated());
         EXPECT_EQ(StgStatusReady, man.GetStatus());
         EXPECT_EQ((std::vector<int>{0, 1, 0, 0, 0, 0}), bench.Boxes());
-        EXPECT_EQ("Creating bank for 48000; please wait ...", bench.StatusText());
-        for (const int i : {kProgressText, kProgressBar, kProgressPercent, kCancelButton})
+        EXPECT_EQ("The bank for 48000 is ready.", bench.StatusText());
+        EXPECT_TRUE(bench.Control(kProgressText).bShown);
+        for (const int i : {kProgressBar, kProgressPercent, kCancelButton})
             EXPECT_FALSE(bench.Control(i).bShown) << i;
         EXPECT_EQ("99.9%", bench.Control(kProgressPercent).strText);
         EXPECT_FALSE(bench.Control(kMainButton).bEnabled) << "nothing is left to apply";
@@ -74,7 +75,7 @@ TEST(StgManRunTest, SeveralRatesAreBuiltOneAfterTheOtherAndCountAsOneRun) {
         EXPECT_EQ(0, man.GetBanksCreated());
         bench.files.Release();
         bench.Settle();
-        EXPECT_EQ("Creating bank for 96000; please wait ...", bench.StatusText());
+        EXPECT_EQ("Banks for 44100 and 96000 are ready.", bench.StatusText());
         EXPECT_EQ(1, man.GetBanksCreated());
         EXPECT_EQ((std::vector<int>{1, 0, 0, 1, 0, 0}), bench.Boxes());
     });
@@ -182,6 +183,7 @@ TEST(StgManRunTest, ABankThatCannotBeStartedGivesAnAlertAtOnce) {
         EXPECT_EQ(kAlertStop, bench.gui.Alerts()[0].nType);
         EXPECT_EQ(StgStatusReady, man.GetStatus());
         bench.gui.Tick();
+        EXPECT_EQ("The bank for 48000 could not be written: Not a directory.", bench.StatusText());
         EXPECT_TRUE(bench.Control(kTargetChooser).bEnabled);
         EXPECT_EQ((std::vector<int>{0, 0, 0, 0, 0, 0}), bench.Boxes());
     });
@@ -237,10 +239,98 @@ TEST(StgManRunTest, AFullDiskEndsTheRunAndLeavesNoFile) {
         EXPECT_EQ(kAlertStop, bench.gui.Alerts()[0].nType);
         EXPECT_EQ((std::vector<int>{0, 0, 0, 0, 0, 0}), bench.Boxes());
         EXPECT_FALSE(bench.Control(kProgressBar).bShown);
+        EXPECT_EQ("The bank for 48000 could not be written: No space left on device.", bench.StatusText());
+        EXPECT_TRUE(bench.Control(kProgressText).bShown);
         bench.files.Heal();
     });
     EXPECT_EQ(10, nStatus);
     EXPECT_TRUE(fs::is_empty(bench.banks));
+}
+
+TEST(StgManRunTest, ABankThatIsBuiltBeforeAFailureIsToldOfToo) {
+    StgManBench bench;
+    bench.Open();
+    fs::create_directories(bench.BankPath(3) / "inside");
+    bench.RunReady([&] {
+        bench.Build({1, 3});
+        EXPECT_EQ("The bank for 96000 could not be written: Is a directory. The bank for 48000 is ready.",
+                  bench.StatusText());
+    });
+}
+
+// What fails in the source is told as such.
+TEST(StgManRunTest, ASourceThatCannotBeReadAnyMoreIsTheCause) {
+    StgManBench bench;
+    bench.Open();
+    bench.RunReady([&] {
+        bench.files.FailCallOf(FileOp::kRead, 1, FaultyFileEnv::Lasting::kForGood);
+        bench.Build({1});
+        bench.files.Heal();
+        EXPECT_EQ("The bank for 48000 could not be made: Input/output error.", bench.StatusText());
+    });
+}
+
+TEST(StgManRunTest, AFolderWithoutLocksIsToldOf) {
+    StgManBench bench;
+    bench.Open();
+    bench.RunReady([&] {
+        bench.files.FailCallOf(FileOp::kLock, 1, FaultyFileEnv::Lasting::kForGood, ENOLCK);
+        bench.Build({1});
+        bench.files.Heal();
+        EXPECT_EQ(
+            "The bank for 48000 is ready. The folder cannot lock files: let no other program build banks in "
+            "it "
+            "now.",
+            bench.StatusText());
+    });
+}
+
+TEST(StgManRunTest, ALackOfSpaceIsToldBeforeTheRun) {
+    StgManBench bench;
+    bench.Open();
+    bench.gui.SetFreeSpace(0);
+    bench.RunReady([&] {
+        EXPECT_FALSE(bench.Control(kProgressText).bShown) << "nothing is selected";
+        bench.Select(1, true);
+        bench.gui.Tick();
+        EXPECT_EQ("1 M are needed, 0 M are free.", bench.StatusText());
+        EXPECT_TRUE(bench.Control(kProgressText).bShown);
+        bench.Select(1, false);
+        bench.gui.Tick();
+        EXPECT_FALSE(bench.Control(kProgressText).bShown);
+    });
+}
+
+// The first bank stands still, half written; then the second.
+TEST(StgManRunTest, TheTitleTellsHowFarTheRunIsAndTheComputerStaysAwake) {
+    StgManBench bench;
+    bench.Open();
+    bench.gui.SetFreeSpace(100);
+    bench.RunReady([&] {
+        EXPECT_FALSE(bench.gui.IsKeptAwake());
+        bench.BuildAndHold({1, 3});
+        bench.gui.Tick();
+        EXPECT_EQ("Bank 1 of 2, 0 % - Calderine Bank Manager", bench.gui.Window().strTitle);
+        EXPECT_TRUE(bench.gui.IsKeptAwake());
+        EXPECT_TRUE(bench.gui.Window().notifications.empty());
+        bench.files.Release();
+        bench.Settle();
+        EXPECT_EQ("Calderine Bank Manager", bench.gui.Window().strTitle);
+        EXPECT_FALSE(bench.gui.IsKeptAwake());
+        EXPECT_EQ((std::vector<std::string>{"Calderine Bank Manager: Banks for 48000 and 96000 are ready."}),
+                  bench.gui.Window().notifications);
+    });
+}
+
+TEST(StgManRunTest, ARunThatCannotStartKeepsNothingAwake) {
+    StgManBench bench;
+    bench.Open();
+    fs::create_directories(bench.BankPath(1) / "inside");
+    bench.RunReady([&] {
+        bench.Build({1});
+        EXPECT_FALSE(bench.gui.IsKeptAwake());
+        EXPECT_TRUE(bench.gui.Window().notifications.empty()) << "the user has just pressed the button";
+    });
 }
 
 TEST(StgManRunTest, AfterAFailureTheNextRunMaySucceed) {
@@ -335,7 +425,8 @@ TEST(StgManRunTest, ALaterBankAnotherProgramBuildsIsToldOfToo) {
         ASSERT_TRUE(other.Create(bench.BankPath(2).c_str(), kSdbFormatEnriched));
         bench.Build({1, 2});
         EXPECT_EQ((Codes{2}), bench.AlertCodes());
-        EXPECT_EQ("The bank for 88200 is being built by another program.", bench.StatusText());
+        EXPECT_EQ("The bank for 88200 is being built by another program. The bank for 48000 is ready.",
+                  bench.StatusText());
         EXPECT_TRUE(bench.Control(kProgressText).bShown);
         EXPECT_FALSE(bench.Control(kProgressBar).bShown);
     });
@@ -362,7 +453,7 @@ TEST(StgManRunTest, ABankThatIsHeldIsNotRemovedAndTheNextRunForgetsTheNotice) {
         EXPECT_TRUE(bench.Control(kProgressText).bShown);
         EXPECT_TRUE(bench.gui.Alerts().empty());
         bench.Build({2});
-        EXPECT_FALSE(bench.Control(kProgressText).bShown);
+        EXPECT_EQ("The bank for 88200 is ready.", bench.StatusText());
     });
     EXPECT_TRUE(bench.HasBank(2));
 }

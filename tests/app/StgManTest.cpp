@@ -270,6 +270,26 @@ TEST(StgManTest, ASoundSourceChosenAfterARefusedOneIsAnalysed) {
 // Q124
 
 // Q124
+TEST(StgManTest, WithoutASourceTheUserIsToldWhatToDo) {
+    StgManBench bench;
+    bench.Open("", bench.dir.File("missing.kvs"), bench.banks.string());
+    bench.Run([&] {
+        bench.gui.Tick();
+        EXPECT_EQ("Choose a source bank, a SoundFont or an SFZ file.", bench.StatusText());
+        EXPECT_TRUE(bench.Control(kProgressText).bShown);
+    });
+}
+
+TEST(StgManTest, ASourceThatIsNoneIsToldWithItsCause) {
+    StgManBench bench;
+    WriteFile(bench.strSource, std::string("no bank"));
+    bench.Open();
+    bench.Run([&] {
+        bench.gui.Tick();
+        EXPECT_EQ("Test.kvs cannot be used: this is no source bank.", bench.StatusText());
+    });
+}
+
 TEST(StgManTest, AFailedAnalysisIsToldOfAndItsResultIsThatOfTheProgram) {
     StgManBench bench;
     SourceSpec empty;
@@ -284,7 +304,8 @@ TEST(StgManTest, AFailedAnalysisIsToldOfAndItsResultIsThatOfTheProgram) {
         EXPECT_EQ(StgStatusNone, man.GetStatus());
         EXPECT_EQ((Codes{5}), bench.AlertCodes());
         EXPECT_TRUE(bench.Control(kSourceChooser).bEnabled);
-        EXPECT_FALSE(bench.Control(kProgressText).bShown);
+        EXPECT_EQ("Test.kvs cannot be used: there are no samples.", bench.StatusText());
+        EXPECT_TRUE(bench.Control(kProgressText).bShown);
     });
     EXPECT_EQ(11, nStatus);
 }

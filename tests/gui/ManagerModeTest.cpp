@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/gui/ManagerOnScreen.h"
+#include "tests/support/SoundFontMaker.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -136,6 +137,30 @@ TEST_F(ManagerModeTest, ASourceIsChosenInTheFileChooser) {
     ASSERT_TRUE(manager.AnswerAlert("Select source.", "Return"));
     manager.Close();
     EXPECT_EQ(9, manager.Process().Wait());
+}
+
+TEST_F(ManagerModeTest, AChosenSoundFontIsImportedAndItsBankBuilt) {
+    const std::string strFont = m_user.File("Piano.sf2");
+    WriteFile(strFont, MakeFont(SimpleFont()));
+    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.Source(), m_user.BanksFolder()});
+    ASSERT_TRUE(manager.HasWindow());
+    ASSERT_TRUE(manager.WaitUntilReady());
+    manager.Press(kSourceChooser);
+    const XWindow chooser = manager.WaitForWindow("Select source bank file:");
+    ASSERT_NE(0u, chooser);
+    m_user.Screen().Focus(chooser);
+    m_user.Screen().Type(strFont);
+    m_user.Screen().Key("Return");
+    ASSERT_TRUE(WaitUntil([&] { return fs::exists(m_user.BanksFolder() + "/Piano.kvs"); }));
+    ASSERT_TRUE(manager.WaitUntilReady());
+    manager.PressBox(k48000);
+    ASSERT_TRUE(manager.WaitForTicks({k48000}));
+    manager.Press(kMainButton);
+    ASSERT_TRUE(WaitUntil([&] { return fs::exists(m_user.BanksFolder() + "/Piano_0BB80.kvn"); }));
+    ASSERT_TRUE(manager.WaitUntilReady());
+    manager.Press(kCloseButton);
+    EXPECT_EQ(0, manager.Process().Wait());
+    EXPECT_THAT(m_user.FilesInBanksFolder(), ElementsAre("Piano.kvs", "Piano_0BB80.kvn"));
 }
 
 TEST_F(ManagerModeTest, AFolderIsChosenInTheFolderChooserAndRemembered) {

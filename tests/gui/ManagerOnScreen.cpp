@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <stdexcept>
 
 namespace Kestrova::Test {
 namespace {
@@ -23,8 +24,23 @@ std::vector<std::string> Joined(std::vector<std::string> first, const std::vecto
 
 }  // namespace
 
-UserOnScreen::UserOnScreen() : m_strSource(m_home.File("Demo.kvs")) {
-    fs::create_directory(BanksFolder());
+HomeFolder::HomeFolder(const fs::path& named) : m_path(named) {
+    if (named.empty()) {
+        m_pTemporary = std::make_unique<TempDir>();
+        m_path = m_pTemporary->Path();
+    } else if (!fs::create_directory(named)) {
+        throw std::runtime_error(named.string() + " is there already");
+    }
+}
+
+HomeFolder::~HomeFolder() {
+    std::error_code ignored;
+    fs::remove_all(m_path, ignored);
+}
+
+UserOnScreen::UserOnScreen(int nScreenWidth, int nScreenHeight, const fs::path& home)
+    : m_screen(nScreenWidth, nScreenHeight), m_home(home), m_strSource(m_home.File("Music/Demo.kvs")) {
+    fs::create_directories(BanksFolder());
     fs::create_directories(m_home.File("local"));
     if (RunKvBank({"demo", "-q", "-o", m_strSource}) != 0) throw std::runtime_error("kvbank demo");
 }
@@ -35,7 +51,7 @@ int UserOnScreen::RunKvBank(const std::vector<std::string>& arguments) {
 
 const std::string& UserOnScreen::BigSource() {
     if (m_strBigSource.empty()) {
-        m_strBigSource = m_home.File("Fluid.kvs");
+        m_strBigSource = m_home.File("Music/Fluid.kvs");
         if (RunKvBank({"import", "-q", "/usr/share/sounds/sf2/FluidR3_GS.sf2", "-o", m_strBigSource}) != 0)
             throw std::runtime_error("kvbank import");
     }

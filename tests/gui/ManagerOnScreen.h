@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,15 +12,33 @@
 
 namespace Kestrova::Test {
 
-// A user with a home folder, a source bank and a folder for banks; nothing outside the test's folder is
-// touched.
+// A folder of a test's own or, when a path is given, a folder of that path; gone with the object.
+class HomeFolder {
+public:
+    // An exception when a folder of that path is there already.
+    explicit HomeFolder(const std::filesystem::path& named);
+    ~HomeFolder();
+    HomeFolder(const HomeFolder&) = delete;
+    HomeFolder& operator=(const HomeFolder&) = delete;
+
+    const std::filesystem::path& Path() const { return m_path; }
+    std::string File(const std::string& strName) const { return (m_path / strName).string(); }
+
+private:
+    std::unique_ptr<TempDir> m_pTemporary;
+    std::filesystem::path m_path;
+};
+
+// A user with a home folder, a source bank and a folder for banks; nothing outside the home is touched.
 class UserOnScreen {
 public:
-    UserOnScreen();
+    // The screen is large enough for every window, unless a test wants one of another size.
+    explicit UserOnScreen(int nScreenWidth = 1280, int nScreenHeight = 900,
+                          const std::filesystem::path& home = {});
 
     const std::string& Source() const { return m_strSource; }
     const std::string& BigSource();  // takes seconds a bank; imported from a soundfont when first asked for
-    std::string BanksFolder() const { return m_home.File("banks"); }
+    std::string BanksFolder() const { return m_home.File("Music/Banks"); }
     std::filesystem::path BankOf(const std::string& strSource, int nRate) const;
     std::string Settings() const;  // the text of the settings file
     // Names in the banks folder, in order.
@@ -33,7 +52,7 @@ public:
 
 private:
     XScreen m_screen;
-    TempDir m_home;
+    HomeFolder m_home;
     std::string m_strSource;
     std::string m_strBigSource;
 };

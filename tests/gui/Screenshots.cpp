@@ -1,4 +1,5 @@
-// screenshots FOLDER - the program's window in every mode, idle and busy, light and dark, as pictures.
+// screenshots FOLDER HOME - the program's window in every mode, idle and busy, light and dark, as pictures.
+// The home is that of the user whose paths they show; it is made, and removed at the end.
 #include <QImage>
 #include <cstdio>
 #include <filesystem>
@@ -31,7 +32,8 @@ constexpr Mode kModes[] = {{kManager, "manager", "manager"},
 
 class Photographer {
 public:
-    Photographer(fs::path folder, bool bDark) : m_folder(std::move(folder)), m_bDark(bDark) {
+    Photographer(fs::path folder, const fs::path& home, bool bDark)
+        : m_folder(std::move(folder)), m_bDark(bDark), m_user(1280, 900, home) {
         if (!bDark) return;
         fs::create_directories(m_user.File("config"));
         std::ofstream(m_user.File("config") + "/kdeglobals") << kDarkDesktop;
@@ -115,12 +117,12 @@ private:
 }  // namespace Kestrova::Test
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fputs("usage: screenshots FOLDER\n", stderr);
+    if (argc != 3) {
+        std::fputs("usage: screenshots FOLDER HOME\n", stderr);
         return 2;
     }
     for (const bool bDark : {false, true})
-        if (!Kestrova::Test::Photographer(argv[1], bDark).TakeAll()) {
+        if (!Kestrova::Test::Photographer(argv[1], argv[2], bDark).TakeAll()) {
             std::fputs("screenshots: a window did not come to the state wanted\n", stderr);
             return 1;
         }

@@ -32,12 +32,13 @@ int IgnoreError(Display*, XErrorEvent*) { return 0; }
 
 }  // namespace
 
-XScreen::XScreen() {
+XScreen::XScreen(int nWidth, int nHeight) {
     int pipeEnds[2];
     if (pipe(pipeEnds) != 0) throw std::runtime_error("pipe");
     m_pServer = std::make_unique<ChildProcess>(
         std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(pipeEnds[1]), "-screen", "0",
-                                 "1280x900x24", "-nolisten", "tcp"},
+                                 std::to_string(nWidth) + "x" + std::to_string(nHeight) + "x24", "-nolisten",
+                                 "tcp"},
         std::vector<std::string>{}, pipeEnds[1]);
     close(pipeEnds[1]);
     std::string strNumber;
@@ -188,6 +189,11 @@ std::vector<uint32_t> XScreen::Picture(XWindow window) {
 int XScreen::WidthOf(XWindow window) {
     XWindowAttributes attributes;
     return XGetWindowAttributes(m_pDisplay, window, &attributes) != 0 ? attributes.width : 0;
+}
+
+int XScreen::HeightOf(XWindow window) {
+    XWindowAttributes attributes;
+    return XGetWindowAttributes(m_pDisplay, window, &attributes) != 0 ? attributes.height : 0;
 }
 
 }  // namespace Kestrova::Test

@@ -18,7 +18,7 @@ using XWindow = unsigned long;  // 0: none
 // There is no window manager: windows have no frames, and get the keyboard by Focus.
 class XScreen {
 public:
-    XScreen();
+    explicit XScreen(int nWidth = 1280, int nHeight = 900);
     ~XScreen();
 
     // ":N", for the DISPLAY of the programs that are to show themselves here.
@@ -49,6 +49,7 @@ public:
     // All points of the window, line by line, as 0xffRRGGBB; empty for one that is not on the screen.
     std::vector<uint32_t> Picture(XWindow window);
     int WidthOf(XWindow window);
+    int HeightOf(XWindow window);
 
 private:
     void PressKey(unsigned long nSymbol, bool bShift);

@@ -199,6 +199,18 @@ void GuiDisposeWindow(GuiWindowRef window) {
     window->bDisposed = true;
 }
 
+void GuiSetWindowTitle(GuiWindowRef window, const char* pszTitle) {
+    FakeGui::OnInterfaceThread();
+    if (window != nullptr) window->strTitle = pszTitle;
+}
+
+void GuiNotifyUser(GuiWindowRef window, const char* pszTitle, const char* pszText) {
+    FakeGui::OnInterfaceThread();
+    if (window != nullptr) window->notifications.push_back(std::string(pszTitle) + ": " + pszText);
+}
+
+void GuiKeepAwake(int bOn, const char*) { FakeGui::OnInterfaceThread().KeepAwake(bOn != 0); }
+
 void GuiShowWindow(GuiWindowRef window, int bShow, int bUpdate) {
     FakeGui& gui = FakeGui::OnInterfaceThread();
     if (window != nullptr) gui.Show(window, bShow, bUpdate);

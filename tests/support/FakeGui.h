@@ -25,6 +25,7 @@ struct GuiWindow {
     bool bShown = false;
     bool bDisposed = false;
     GuiControlRef enter = nullptr, escape = nullptr;
+    std::vector<std::string> notifications;
 };
 
 struct GuiWidget {
@@ -95,6 +96,8 @@ public:
     const GuiWidget& Control(int nControl) const;  // of the last window
     const std::vector<FakeAlert>& Alerts() const { return m_alerts; }
     const std::vector<FakeChooser>& Choosers() const { return m_choosers; }
+    bool IsKeptAwake() const { return m_bKeptAwake; }
+    void KeepAwake(bool bOn) { m_bKeptAwake = bOn; }
     bool LoopWasQuit() const { return m_nQuits > 0; }  // since the loop began
     bool LoopHasRun() const { return m_bLoopHasRun; }
     std::string LastSpacePath() const;  // that free space was asked for
@@ -129,6 +132,7 @@ private:
     std::deque<std::string> m_choices;
     std::function<void()> m_whileAsking, m_whenHidden, m_whenSpaceIsAsked, m_loop, m_betweenTicks;
     bool m_bFailWindows = false;
+    bool m_bKeptAwake = false;
     bool m_bLoopHasRun = false;
     int m_nQuits = 0;
     int m_nQuestions = 0;

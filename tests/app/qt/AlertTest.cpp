@@ -57,6 +57,20 @@ TEST_F(AlertTest, ShowsItsTitleAndItsText) {
     AlertBox("Confirm exit", "Are you sure?", nullptr, "No", "Yes", kAlertCaution, kAlertDefaultButton);
 }
 
+// Beside the title a title bar has an icon and buttons.
+TEST_F(AlertTest, IsAsWideAsItsTitleNeeds) {
+    constexpr char kTitle[] = "A title that is a good deal longer than its text";
+    constexpr int kFrame = 100;
+    Answer answer([&](QDialog& dialog) {
+        QFont font = QApplication::font();
+        font.setBold(true);
+        EXPECT_GE(dialog.width(), QFontMetrics(font).horizontalAdvance(kTitle) + kFrame);
+        EXPECT_FALSE(dialog.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
+        dialog.reject();
+    });
+    AlertBox(kTitle, "Short.", nullptr, nullptr, "Ok", kAlertStop, kAlertDefaultButton);
+}
+
 TEST_F(AlertTest, ShowsATextAsItIs) {
     Answer answer([](QDialog& dialog) {
         EXPECT_EQ(QString("<b>A</b> & &b"), DrawnBy(TextOf(Box(dialog))).strText);

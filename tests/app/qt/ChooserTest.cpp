@@ -84,12 +84,14 @@ TEST_F(ChooserTest, ACancelledChooserLeavesThePathAlone) {
     }
 }
 
-TEST_F(ChooserTest, AllFilesAreShownAndTheLabelNamesTheBanks) {
+TEST_F(ChooserTest, AllFilesAreShownAndTheKindsOfSourcesCanBeChosen) {
     Answer answer([](QDialog& dialog) {
         QFileDialog& chooser = Chooser(dialog);
         EXPECT_EQ(QString("Select a file:"), chooser.windowTitle());
         EXPECT_EQ(QFileDialog::ExistingFile, chooser.fileMode());
-        EXPECT_EQ((QStringList{"All files (*)", "Test banks (*.kvs)"}), chooser.nameFilters());
+        EXPECT_EQ((QStringList{"All files (*)", "Test banks (*.kvs)", "SoundFonts (*.sf2 *.sf3)",
+                               "SFZ instruments (*.sfz)"}),
+                  chooser.nameFilters());
         EXPECT_EQ(QString("All files (*)"), chooser.selectedNameFilter());
         Refuse(dialog);
     });

@@ -1,11 +1,13 @@
 // The tests of the window run on Qt's own invisible platform, with one display that holds every window at
-// every scale, in one style, and in a home of their own, for the file dialogs keep settings there.
+// every scale, in one style, with a bus of their own, and in a home of their own, for the file dialogs keep
+// settings there.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
 #include <cstdlib>
 
 #include "app/GuiPlatform.h"
+#include "tests/app/qt/PrivateBus.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -20,6 +22,7 @@ int main(int argc, char** argv) {
     using namespace Kestrova;
     testing::InitGoogleTest(&argc, argv);
     const Test::TempDir home;
+    const Test::PrivateBus bus;
     setenv("HOME", home.File("").c_str(), 1);
     for (const char* const pszFolder : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"})
         setenv(pszFolder, home.File(pszFolder).c_str(), 1);
