@@ -6,6 +6,7 @@
 #include "tools/kvbank/BuildCommand.h"
 #include "tools/kvbank/Command.h"
 #include "tools/kvbank/DemoCommand.h"
+#include "tools/kvbank/ExportCommand.h"
 #include "tools/kvbank/ImportCommand.h"
 #include "tools/kvbank/InfoCommand.h"
 #include "tools/kvbank/ListCommand.h"
@@ -30,6 +31,7 @@ std::unique_ptr<Command> Make() {
 constexpr std::array kVerbs = {
     Verb{"build", "make the banks of a source", Make<BuildCommand>},
     Verb{"demo", "write a small synthesised instrument as a source", Make<DemoCommand>},
+    Verb{"export", "write the waves of a bank, and its programs as SFZ maps", Make<ExportCommand>},
     Verb{"import", "make a source of a SoundFont file (2.01 to 2.04)", Make<ImportCommand>},
     Verb{"info", "show what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
