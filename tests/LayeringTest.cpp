@@ -47,6 +47,8 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"tools/kvbank/export",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal",
       "tools/kvbank/compare", "tools/kvbank/contents"}},
+    {"tools/kvbank/tree",
+     {"SamplerDBDS/DataBase", "tools/kvbank/terminal", "tools/kvbank/engine", "tools/kvbank/compare"}},
     {"tools/kvbank/build",
      {"shared/System", "bank", "tools/kvbank/terminal", "tools/kvbank/folder", "tools/kvbank/sums",
       "tools/kvbank/engine", "tools/kvbank/compare"}},
@@ -58,7 +60,8 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import",
       "import/soundfont", "tools/kvbank/terminal", "tools/kvbank/folder", "tools/kvbank/engine",
       "tools/kvbank/compare", "tools/kvbank/build", "tools/kvbank/sums", "tools/kvbank/verify",
-      "tools/kvbank/demo", "tools/kvbank/contents", "tools/kvbank/export", "tools/kvbank/listing"}},
+      "tools/kvbank/demo", "tools/kvbank/contents", "tools/kvbank/export", "tools/kvbank/listing",
+      "tools/kvbank/tree"}},
     {"app", {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
     {"app/qt", {"shared/System", "app"}},
 };
