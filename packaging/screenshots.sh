@@ -1,5 +1,6 @@
 #!/bin/sh
-# screenshots.sh - takes the pictures of docs/images anew: every mode, idle and busy, light and dark.
+# screenshots.sh - takes the pictures of docs/images anew: every mode of the window, idle and busy, light and
+# dark; and, where Chromium is installed, a report.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -7,3 +8,5 @@ sh packaging/install-packages.sh build test
 KV_TESTS=ON sh packaging/build.sh screenshots
 mkdir -p docs/images
 build/release/tests/gui/screenshots docs/images
+KV_TESTS=ON sh packaging/build.sh kvbank
+sh tests/tools/kvbank/kvbank_report_browser.sh build/release/tools/kvbank/kvbank docs/images || [ $? -eq 77 ]

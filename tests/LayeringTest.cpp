@@ -47,6 +47,9 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"tools/kvbank/export",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal",
       "tools/kvbank/compare", "tools/kvbank/contents"}},
+    {"tools/kvbank/report",
+     {"shared/System", "SamplerDBDS/DataBase", "tools/kvbank/terminal", "tools/kvbank/contents",
+      "tools/kvbank/export"}},
     {"tools/kvbank/tree",
      {"SamplerDBDS/DataBase", "tools/kvbank/terminal", "tools/kvbank/engine", "tools/kvbank/compare"}},
     {"tools/kvbank/build",
@@ -61,7 +64,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
       "import/soundfont", "tools/kvbank/terminal", "tools/kvbank/folder", "tools/kvbank/engine",
       "tools/kvbank/compare", "tools/kvbank/build", "tools/kvbank/sums", "tools/kvbank/verify",
       "tools/kvbank/demo", "tools/kvbank/contents", "tools/kvbank/export", "tools/kvbank/listing",
-      "tools/kvbank/tree"}},
+      "tools/kvbank/report", "tools/kvbank/tree"}},
     {"app", {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
     {"app/qt", {"shared/System", "app"}},
 };

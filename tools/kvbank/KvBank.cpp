@@ -11,6 +11,7 @@
 #include "tools/kvbank/InfoCommand.h"
 #include "tools/kvbank/ListCommand.h"
 #include "tools/kvbank/RemoveCommand.h"
+#include "tools/kvbank/ReportCommand.h"
 #include "tools/kvbank/SpaceCommand.h"
 #include "tools/kvbank/TreeCommand.h"
 #include "tools/kvbank/VerifyCommand.h"
@@ -38,6 +39,7 @@ constexpr std::array kVerbs = {
     Verb{"info", "show what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
     Verb{"remove", "remove banks of a source from a folder", Make<RemoveCommand>},
+    Verb{"report", "write a page that shows what a bank holds", Make<ReportCommand>},
     Verb{"space", "tell the space that the banks of a source would take", Make<SpaceCommand>},
     Verb{"tree", "show the records of a bank or source as a tree", Make<TreeCommand>},
     Verb{"verify", "check banks, also against their source", Make<VerifyCommand>},

@@ -23,7 +23,7 @@ TEST_F(KvBankTest, HelpNamesEveryVerbAndTheExitCodes) {
         const Outcome outcome = Run({pszOption});
         EXPECT_EQ(0, outcome.nCode);
         for (const char* pszText :
-             {"build", "demo", "export", "import", "info", "list", "remove", "space", "tree",
+             {"build", "demo", "export", "import", "info", "list", "remove", "report", "space", "tree",
               "verify", "Exit codes: 0 done; 1 done, but something is wrong; 2 usage;"})
             EXPECT_THAT(outcome.strOut, HasSubstr(pszText));
     }
