@@ -1,7 +1,7 @@
 #!/bin/sh
-# screenshots.sh - takes the pictures of docs/images anew: every mode, idle and busy, light and dark. They show the
-# paths of a user's home, which is made for them below /home and removed: run this where you may do that, as root in a
-# container.
+# screenshots.sh - takes the pictures of docs/images again: every mode of the window, idle and busy, light and dark;
+# and, where Chromium is installed, a report. They show the paths of a user's home, which is made for them below /home
+# and removed: run this where you may do that, as root in a container.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -9,3 +9,5 @@ sh packaging/install-packages.sh build test
 KV_TESTS=ON sh packaging/build.sh screenshots
 mkdir -p docs/images
 build/release/tests/gui/screenshots docs/images /home/anna
+KV_TESTS=ON sh packaging/build.sh kvbank
+sh tests/tools/kvbank/kvbank_report_browser.sh build/release/tools/kvbank/kvbank docs/images || [ $? -eq 77 ]

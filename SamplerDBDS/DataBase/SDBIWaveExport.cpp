@@ -1,5 +1,6 @@
 // Continues CSDBISampleBase: a wave written as a RIFF WAVE file.
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -83,22 +84,23 @@ public:
     bool WriteTo(const char* pszPath) const {
         CXFile file;
         if (!pszPath || !file.Create(pszPath)) return false;
-        if (WriteWhole(file)) return true;
+        if (WriteTo(file)) return true;
         file.Close();
         DeleteThisFile(pszPath);
         return false;
     }
 
-private:
     // False also when memory runs out.
-    bool WriteWhole(CXFile& file) const {
+    bool WriteTo(CXFile& file) const {
         try {
             return WriteHead(file) && WriteData(file) && WritePad(file) && WriteSampler(file) && file.Flush();
         } catch (const std::bad_alloc&) {
+            file.NoteError(ENOMEM);
             return false;
         }
     }
 
+private:
     uint32_t GetBits() const { return m_nFormat & ~kSampleFormatFlag; }
 
     uint64_t GetSamplerBytes() const {
@@ -181,6 +183,11 @@ bool Export(const CSDBISampleBase& sample, ToInt24 toInt24, const char* pszPath)
 }  // namespace
 
 bool CSDBISampleBase::ExportToFile(const char* path) const { return Export(*this, nullptr, path); }
+
+bool CSDBISampleBase::ExportTo(CXFile& file) const {
+    const CWaveWriter writer(*this, nullptr);
+    return writer.IsWritable() && writer.WriteTo(file);
+}
 
 bool CSDBISampleBase::ExportToFile24(const char* path) const {
     const ToInt24 toInt24 = ConverterOf(m_info.nFormat);

@@ -6,10 +6,14 @@
 #include "tools/kvbank/BuildCommand.h"
 #include "tools/kvbank/Command.h"
 #include "tools/kvbank/DemoCommand.h"
+#include "tools/kvbank/ExportCommand.h"
 #include "tools/kvbank/ImportCommand.h"
 #include "tools/kvbank/InfoCommand.h"
 #include "tools/kvbank/ListCommand.h"
 #include "tools/kvbank/RemoveCommand.h"
+#include "tools/kvbank/ReportCommand.h"
+#include "tools/kvbank/SpaceCommand.h"
+#include "tools/kvbank/TreeCommand.h"
 #include "tools/kvbank/VerifyCommand.h"
 #include "tools/kvbank/terminal/NearestWord.h"
 
@@ -30,11 +34,15 @@ std::unique_ptr<Command> Make() {
 constexpr std::array kVerbs = {
     Verb{"build", "make the banks of a source", Make<BuildCommand>},
     Verb{"demo", "write a small synthesised instrument as a source", Make<DemoCommand>},
+    Verb{"export", "write the waves of a bank, and its programs as SFZ maps", Make<ExportCommand>},
     Verb{"import", "make a source of a SoundFont (SF2, SF3), an SFZ or a folder of samples",
          Make<ImportCommand>},
     Verb{"info", "show what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
     Verb{"remove", "remove banks of a source from a folder", Make<RemoveCommand>},
+    Verb{"report", "write a page that shows what a bank holds", Make<ReportCommand>},
+    Verb{"space", "tell the space that the banks of a source would take", Make<SpaceCommand>},
+    Verb{"tree", "show the records of a bank or source as a tree", Make<TreeCommand>},
     Verb{"verify", "check banks, also against their source", Make<VerifyCommand>},
 };
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "tools/kvbank/LeftoverReporter.h"
-#include "tools/kvbank/ListReporter.h"
 #include "tools/kvbank/compare/BankOrigin.h"
 #include "tools/kvbank/engine/EngineRun.h"
+#include "tools/kvbank/listing/LeftoverReporter.h"
+#include "tools/kvbank/listing/ListReporter.h"
 #include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {

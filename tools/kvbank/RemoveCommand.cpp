@@ -5,8 +5,8 @@
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
-#include "tools/kvbank/LeftoverReporter.h"
 #include "tools/kvbank/compare/BankOrigin.h"
+#include "tools/kvbank/listing/LeftoverReporter.h"
 #include "tools/kvbank/terminal/RateOptions.h"
 
 namespace Kestrova {

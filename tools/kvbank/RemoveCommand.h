@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/RemoveReporter.h"
 #include "tools/kvbank/engine/EngineRun.h"
 #include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/listing/RemoveReporter.h"
 
 namespace Kestrova {
 

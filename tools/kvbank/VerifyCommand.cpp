@@ -1,8 +1,6 @@
 #include "tools/kvbank/VerifyCommand.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 #include "shared/System/kvCancelSignal.h"
@@ -72,17 +70,10 @@ VerifiedFile VerifyCommand::VerifyFile(const std::string& strFile, VerifyReporte
 }
 
 bool VerifyCommand::OpenFile(const std::string& strFile, NoteScan& scan, VerifiedFile& file) const {
-    if (CSDB::IsHeld(strFile.c_str())) {
-        file.code = kExitBusy;
-        file.strCause = "another process is building it";
-        return false;
-    }
-    const NoteScan::Outcome outcome = scan.Open(strFile);
-    if (outcome == NoteScan::Outcome::Scanned) return true;
-    file.code = kExitBadInput;
-    file.strCause =
-        outcome == NoteScan::Outcome::NotABank ? "not a bank" : std::strerror(scan.File().GetFirstError());
-    return false;
+    const Ending ending = OpenScan(scan, strFile);
+    file.code = ending.code;
+    file.strCause = ending.strError;
+    return ending.IsDone();
 }
 
 // With the sums file beside it, if there is one. False when it was cancelled.

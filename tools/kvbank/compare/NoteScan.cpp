@@ -1,8 +1,10 @@
 #include "tools/kvbank/compare/NoteScan.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "SamplerDBDS/BaseClasses/XFileHold.h"
+#include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
 
 namespace Kestrova {
@@ -47,6 +49,15 @@ const SDBNOTE* NoteScan::FindType(uint8_t nType) const {
 bool NoteScan::Read(CXFile& file, const SDBNOTE& note, CSDBInterpreter& record) {
     const CXFileHold hold(file);
     return file.SeekToPos(note.PosBody()) && record.Read(&file, note.nSize);
+}
+
+Ending OpenScan(NoteScan& scan, const std::string& strPath) {
+    if (CSDB::IsHeld(strPath.c_str())) return {kExitBusy, "another process is building it"};
+    const NoteScan::Outcome outcome = scan.Open(strPath);
+    if (outcome == NoteScan::Outcome::Scanned) return {};
+    return {kExitBadInput, outcome == NoteScan::Outcome::NotABank
+                               ? "not a bank"
+                               : std::strerror(scan.File().GetFirstError())};
 }
 
 }  // namespace Kestrova

@@ -9,6 +9,7 @@
 #include "SamplerDBDS/DataBase/SDBFormat.h"
 #include "SamplerDBDS/DataBase/SDBIdMap.h"
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
+#include "tools/kvbank/terminal/Ending.h"
 
 namespace Kestrova {
 
@@ -50,5 +51,9 @@ private:
     std::vector<SDBNOTE> m_arNotes;
     CSDBIdMap m_mapLive;  // id -> index of the first live note
 };
+
+// Scans a file for a verb. The ending's error is the cause, without the file's name. A file that another
+// process is building is busy.
+Ending OpenScan(NoteScan& scan, const std::string& strPath);
 
 }  // namespace Kestrova

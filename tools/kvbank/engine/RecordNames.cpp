@@ -22,10 +22,7 @@ std::string TypeName(uint8_t nType) {
     }
 }
 
-namespace {
-
-// Every kind that has a name begins with it: a length byte and the text.
-std::string NameOf(CXFile& file, const SDBNOTE& note) {
+std::string NameOfNote(CXFile& file, const SDBNOTE& note) {
     const bool bNamed = note.nType == kSdbInfo || (note.nType >= kSdbPreset && note.nType <= kSdbRegion) ||
                         note.nType == kSdbSample;
     if (!bNamed) return "";
@@ -33,13 +30,11 @@ std::string NameOf(CXFile& file, const SDBNOTE& note) {
     uint8_t nLength = 0;
     const bool bRead = note.nSize > 0 && file.ReadAtPos(note.PosBody(), &nLength, 1) &&
                        nLength < note.nSize && file.ReadAtPos(note.PosBody() + 1, text.data(), nLength);
-    return bRead ? Printable(text.data()) : "";
+    return bRead ? text.data() : "";
 }
 
-}  // namespace
-
 std::string DescribeNote(CXFile& file, const SDBNOTE& note) {
-    const std::string strName = NameOf(file, note);
+    const std::string strName = Printable(NameOfNote(file, note));
     const std::string strText = TypeName(note.nType) + " " + std::to_string(note.idNote);
     return strName.empty() ? strText : strText + " \"" + strName + "\"";
 }

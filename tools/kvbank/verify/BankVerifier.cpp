@@ -10,6 +10,7 @@
 #include "bank/HelperThreads.h"
 #include "bank/OrderedPipeline.h"
 #include "shared/System/kvPath.h"
+#include "tools/kvbank/compare/ScanFiles.h"
 #include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/verify/SampleCheck.h"
 
@@ -38,42 +39,32 @@ bool IsEntryOf(const uint8_t* pEntry, const SDBNOTE& note) {
 // What one helper found in one sample; none when memory ran out.
 using Verdict = std::optional<std::vector<std::string>>;
 
-// Judges samples on helper threads, each with a stream of its own on the file.
+// Judges samples on helper threads.
 class SampleJudge {
 public:
     SampleJudge(NoteScan& scan, std::vector<const SDBNOTE*> arSamples, unsigned nHelpers)
         : m_scan(scan),
           m_strFolder(FolderPart(scan.Path())),
           m_arSamples(std::move(arSamples)),
-          m_arFiles(std::max(nHelpers, 1u)) {
-        for (CXFile& file : m_arFiles) file.Open(scan.Path().c_str(), 0);
-    }
+          m_files(scan, nHelpers) {}
 
     size_t GetCount() const { return m_arSamples.size(); }
 
     Verdict Judge(size_t nSample, unsigned nHelper) {
         const SDBNOTE& note = *m_arSamples[nSample];
         try {
-            return m_scan.IsEnriched() ? CheckEnrichedSample(FileOf(nHelper), note)
-                                       : CheckPlainSample(FileOf(nHelper), note, m_strFolder);
+            return m_scan.IsEnriched() ? CheckEnrichedSample(m_files.Of(nHelper), note)
+                                       : CheckPlainSample(m_files.Of(nHelper), note, m_strFolder);
         } catch (const std::bad_alloc&) {
             return std::nullopt;
         }
     }
 
 private:
-    // The file may have been moved away, or replaced by another, since it was scanned.
-    CXFile& FileOf(unsigned nHelper) {
-        FileFacts scanned, own;
-        const bool bOwn = nHelper < m_arFiles.size() && m_arFiles[nHelper].GetFacts(own) &&
-                          m_scan.File().GetFacts(scanned) && own.IsSameFile(scanned);
-        return bOwn ? m_arFiles[nHelper] : m_scan.File();
-    }
-
     NoteScan& m_scan;
     const std::string m_strFolder;
     const std::vector<const SDBNOTE*> m_arSamples;
-    std::vector<CXFile> m_arFiles;
+    ScanFiles m_files;
 };
 
 }  // namespace

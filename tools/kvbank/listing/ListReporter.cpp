@@ -1,4 +1,4 @@
-#include "tools/kvbank/ListReporter.h"
+#include "tools/kvbank/listing/ListReporter.h"
 
 #include <cstdio>
 

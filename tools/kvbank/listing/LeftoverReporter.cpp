@@ -1,4 +1,4 @@
-#include "tools/kvbank/LeftoverReporter.h"
+#include "tools/kvbank/listing/LeftoverReporter.h"
 
 #include <cstring>
 #include <string>

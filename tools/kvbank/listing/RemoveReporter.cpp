@@ -1,4 +1,4 @@
-#include "tools/kvbank/RemoveReporter.h"
+#include "tools/kvbank/listing/RemoveReporter.h"
 
 #include <algorithm>
 

@@ -1,0 +1,41 @@
+// ReportCommand.h - kvbank report: a bank as a page to look at and listen to.
+#pragma once
+
+#include "tools/kvbank/Command.h"
+#include "tools/kvbank/compare/ScanFiles.h"
+#include "tools/kvbank/engine/EngineRun.h"
+#include "tools/kvbank/report/ReportPage.h"
+#include "tools/kvbank/terminal/Ending.h"
+
+namespace Kestrova {
+
+class ReportCommand : public Command {
+public:
+    void Describe(CLI::App& verb) override;
+    int Run(Console& console) override;
+
+private:
+    // A file with what it holds.
+    struct Bank {
+        std::string strPath;
+        NoteScan scan;
+        BankContents contents;
+        Ending Open();
+    };
+
+    Ending Report(Console& console, Json& document);
+    Ending CheckOutput() const;
+    Ending MakeViews(Console& console, std::vector<SampleView>& views);
+    SampleView ViewOf(size_t nSample, CXFile& file, CXFile& sourceFile) const;
+    const SampleFacts* SourceOf(size_t nSample) const;
+    ReportFacts FactsOf();
+    void Predict(ReportFacts& facts);
+
+    std::string m_strOutput;
+    bool m_bForce = false;
+    Bank m_bank;
+    Bank m_source;  // not open when its path is empty
+    EngineRun m_run;
+};
+
+}  // namespace Kestrova

@@ -1,0 +1,32 @@
+// BuildSpace.h - the space that a build would take, free again, and find.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/kvbank/build/BuildPlan.h"
+
+namespace Kestrova {
+
+// Of one bank.
+struct RateSpace {
+    BuildPlan plan;
+    uint64_t nNeeded = 0;  // predicted bytes; 0 when it would not be built
+    uint64_t nFreed = 0;   // of the banks of that rate, in either layout, that it would replace
+};
+
+// A build needs the sum before it begins: what it frees is only free when a new bank has taken its place.
+struct BuildSpace {
+    std::vector<RateSpace> rates = {};
+    uint64_t nNeeded = 0;
+    uint64_t nFreed = 0;
+    uint64_t nFree = 0;  // on the folder's disk, for this user
+    int nError = 0;      // errno when the disk could not be asked
+    bool Fits() const { return nNeeded <= nFree; }
+};
+
+// Looks at the folder as a build with these options would, and changes nothing. The folder need not be there.
+// REQUIRES: the engine has analysed the source, and origin is of it.
+BuildSpace MeasureSpace(const BuildOptions& options, const CDBEUCreate& engine, BankOrigin& origin);
+
+}  // namespace Kestrova
