@@ -27,6 +27,9 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"bank",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "stream", "codec",
       "bank/resample"}},
+    {"include", {}},
+    {"libkvbank", {"include", "SamplerDBDS/DataBase"}},
+    {"examples", {"include"}},
     {"import", {"shared/System", "SamplerDBDS/DataBase", "bank"}},
     {"import/soundfont",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import"}},
@@ -55,9 +58,9 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"app", {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
     {"app/qt", {"shared/System", "app"}},
 };
-const std::set<std::string> kCore = {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses",
-                                     "stream",        "codec",        "SamplerDBDS/DataBase",
-                                     "bank",          "bank/resample"};
+const std::set<std::string> kCore = {
+    "shared/System",        "shared/Tasks", "SamplerDBDS/BaseClasses", "stream",  "codec",
+    "SamplerDBDS/DataBase", "bank",         "bank/resample",           "include", "libkvbank"};
 
 constexpr char kToolkitFolder[] = "app/qt";
 
