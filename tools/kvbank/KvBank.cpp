@@ -10,6 +10,7 @@
 #include "tools/kvbank/InfoCommand.h"
 #include "tools/kvbank/ListCommand.h"
 #include "tools/kvbank/RemoveCommand.h"
+#include "tools/kvbank/RenderCommand.h"
 #include "tools/kvbank/VerifyCommand.h"
 #include "tools/kvbank/terminal/NearestWord.h"
 
@@ -34,6 +35,7 @@ constexpr std::array kVerbs = {
     Verb{"info", "show what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
     Verb{"remove", "remove banks of a source from a folder", Make<RemoveCommand>},
+    Verb{"render", "play a note of a bank or source into a WAV file", Make<RenderCommand>},
     Verb{"verify", "check banks, also against their source", Make<VerifyCommand>},
 };
 

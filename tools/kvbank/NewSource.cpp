@@ -10,15 +10,19 @@ namespace Kestrova {
 
 namespace fs = std::filesystem;
 
-Ending CheckNewSource(const std::string& strFile, bool bForce) {
+Ending CheckNewFile(const std::string& strFile, bool bForce) {
     std::error_code ignored;
-    if (SourceBaseName(strFile).empty())
-        return {kExitUsage, strFile + ": the name needs a '.': banks are named after what stands before it"};
     if (!fs::exists(fs::symlink_status(strFile, ignored))) return {};
     if (fs::exists(strFile, ignored) && !fs::is_regular_file(strFile, ignored))
         return {kExitUsage, strFile + ": this is not a file"};
     if (!bForce) return {kExitUsage, strFile + ": there already; -f replaces it"};
     return {};
+}
+
+Ending CheckNewSource(const std::string& strFile, bool bForce) {
+    if (SourceBaseName(strFile).empty())
+        return {kExitUsage, strFile + ": the name needs a '.': banks are named after what stands before it"};
+    return CheckNewFile(strFile, bForce);
 }
 
 Ending PublishSource(PartFile& part, const std::string& strFile) {

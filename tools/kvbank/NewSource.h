@@ -9,6 +9,9 @@
 
 namespace Kestrova {
 
+// Whether a file may be made under this name: the place is free, or holds a file that -f allows to replace.
+Ending CheckNewFile(const std::string& strFile, bool bForce);
+
 // Whether a source bank may be made under this name: banks can be named after it, and the place is free or
 // holds a file that -f allows to replace.
 Ending CheckNewSource(const std::string& strFile, bool bForce);

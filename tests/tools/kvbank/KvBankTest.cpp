@@ -22,14 +22,14 @@ TEST_F(KvBankTest, HelpNamesEveryVerbAndTheExitCodes) {
     for (const char* pszOption : {"-h", "--help"}) {
         const Outcome outcome = Run({pszOption});
         EXPECT_EQ(0, outcome.nCode);
-        for (const char* pszText : {"build", "demo", "import", "info", "list", "remove", "verify",
+        for (const char* pszText : {"build", "demo", "import", "info", "list", "remove", "render", "verify",
                                     "Exit codes: 0 done; 1 done, but something is wrong; 2 usage;"})
             EXPECT_THAT(outcome.strOut, HasSubstr(pszText));
     }
 }
 
 TEST_F(KvBankTest, EveryVerbHasHelp) {
-    for (const char* pszVerb : {"build", "demo", "import", "info", "list", "remove", "verify"}) {
+    for (const char* pszVerb : {"build", "demo", "import", "info", "list", "remove", "render", "verify"}) {
         const Outcome outcome = Run({pszVerb, "--help"});
         EXPECT_EQ(0, outcome.nCode);
         EXPECT_THAT(outcome.strOut, HasSubstr(pszVerb));
@@ -39,7 +39,7 @@ TEST_F(KvBankTest, EveryVerbHasHelp) {
 TEST_F(KvBankTest, HelpIsAVerbToo) {
     EXPECT_EQ(Run({"--help"}).strOut, Run({"help"}).strOut);
     EXPECT_EQ(Run({"--help"}).strOut, Run({"-q", "help"}).strOut);
-    for (const char* pszVerb : {"build", "demo", "import", "info", "list", "remove", "verify"}) {
+    for (const char* pszVerb : {"build", "demo", "import", "info", "list", "remove", "render", "verify"}) {
         const Outcome outcome = Run({"help", pszVerb});
         EXPECT_EQ(0, outcome.nCode);
         EXPECT_EQ(Run({pszVerb, "--help"}).strOut, outcome.strOut);
