@@ -27,6 +27,9 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"bank",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "stream", "codec",
       "bank/resample"}},
+    {"include", {}},
+    {"libkvbank", {"include", "SamplerDBDS/DataBase"}},
+    {"examples", {"include"}},
     {"import", {"shared/System", "SamplerDBDS/DataBase", "bank"}},
     {"import/soundfont",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import",
@@ -66,20 +69,22 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal",
       "tools/kvbank/folder", "tools/kvbank/engine", "tools/kvbank/compare"}},
     {"tools/kvbank/demo", {"shared/System", "SamplerDBDS/DataBase", "bank"}},
+    {"tools/kvbank/render",
+     {"include", "libkvbank", "stream", "codec", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal"}},
     {"tools/kvbank",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import", "import/formats",
       "tools/kvbank/terminal", "tools/kvbank/folder", "tools/kvbank/engine", "tools/kvbank/compare",
       "tools/kvbank/build", "tools/kvbank/sums", "tools/kvbank/verify", "tools/kvbank/demo",
       "tools/kvbank/contents", "tools/kvbank/export", "tools/kvbank/listing", "tools/kvbank/report",
-      "tools/kvbank/tree"}},
+      "tools/kvbank/tree", "tools/kvbank/render", "include"}},
     {"app",
      {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import",
       "import/formats"}},
     {"app/qt", {"shared/System", "app"}},
 };
-const std::set<std::string> kCore = {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses",
-                                     "stream",        "codec",        "SamplerDBDS/DataBase",
-                                     "bank",          "bank/resample"};
+const std::set<std::string> kCore = {
+    "shared/System",        "shared/Tasks", "SamplerDBDS/BaseClasses", "stream",  "codec",
+    "SamplerDBDS/DataBase", "bank",         "bank/resample",           "include", "libkvbank"};
 
 constexpr char kToolkitFolder[] = "app/qt";
 

@@ -8,8 +8,9 @@
 namespace Kestrova::Test {
 
 // The folders of the product, from the top of the tree.
-inline const std::vector<std::string> kProductFolders = {"shared", "SamplerDBDS", "stream", "codec",
-                                                         "bank",   "import",      "app",    "tools"};
+inline const std::vector<std::string> kProductFolders = {"shared", "SamplerDBDS", "stream",    "codec",
+                                                         "bank",   "include",     "libkvbank", "import",
+                                                         "app",    "tools",       "examples"};
 
 // The text of a file, its path given from the top of the tree; and any text by its lines.
 std::string TextOf(const std::string& strPath);

@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <pwd.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -143,6 +144,8 @@ KV_WRAP(ssize_t, read, (int f, void* p, size_t n), (f, p, n), Fails("read"), Set
 KV_WRAP(ssize_t, write, (int f, const void* p, size_t n), (f, p, n), Fails("write"),
         g_nError < 0 ? __real_write(f, p, static_cast<size_t>(-g_nError)) : SetErrno<ssize_t>(-1))
 KV_WRAP(int, fstat, (int f, struct stat* s), (f, s), Fails("fstat"), SetErrno(-1))
+KV_WRAP(void*, mmap, (void* p, size_t n, int nProtection, int nFlags, int f, off_t pos),
+        (p, n, nProtection, nFlags, f, pos), Fails("mmap"), SetErrno(MAP_FAILED))
 KV_WRAP(int, fchown, (int f, uid_t u, gid_t g), (f, u, g), Fails("fchown"), SetErrno(-1))
 KV_WRAP(int, fchmod, (int f, mode_t n), (f, n), Fails("fchmod"), SetErrno(-1))
 KV_WRAP(int, ftruncate, (int f, off_t n), (f, n), Fails("ftruncate"), SetErrno(-1))

@@ -65,6 +65,7 @@ void AddProgram(CSDB& database, const ProgramSpec& spec, uint32_t idBank, size_t
                 const std::vector<uint32_t>& arSamples) {
     CSDBIProgram program(kSdbNoID, idBank);
     SetName(program.m_info, "Program", n);
+    program.m_info.nFirst = spec.nNumber;
     program.m_info.nSecond = spec.bSplit ? 0 : 1;
     const uint32_t idProgram = Add(database, program);
     for (size_t i = 0; i < spec.regions.size(); ++i) {
@@ -72,6 +73,8 @@ void AddProgram(CSDB& database, const ProgramSpec& spec, uint32_t idBank, size_t
         SetName(region.m_info, "Region", i);
         region.m_info.nLowKey = spec.regions[i].nLow;
         region.m_info.nHighKey = spec.regions[i].nHigh;
+        region.m_info.nThird = spec.regions[i].nLowVelocity;
+        region.m_info.nFourth = spec.regions[i].nHighVelocity;
         const uint32_t idRegion = Add(database, region);
         for (const uint32_t nSample : spec.regions[i].layers) {
             CSDBILayer layer(kSdbNoID, idRegion);

@@ -25,11 +25,13 @@ struct SampleSpec {
 struct RegionSpec {
     int nLow = 60, nHigh = 62;
     std::vector<uint32_t> layers = {0};  // indexes of samples
+    int nLowVelocity = 1, nHighVelocity = 127;
 };
 
 struct ProgramSpec {
     bool bSplit = true;
     std::vector<RegionSpec> regions = {{}};
+    uint32_t nNumber = 0;
 };
 
 struct SourceSpec {

@@ -11,6 +11,7 @@
 #include "tools/kvbank/InfoCommand.h"
 #include "tools/kvbank/ListCommand.h"
 #include "tools/kvbank/RemoveCommand.h"
+#include "tools/kvbank/RenderCommand.h"
 #include "tools/kvbank/ReportCommand.h"
 #include "tools/kvbank/SpaceCommand.h"
 #include "tools/kvbank/TreeCommand.h"
@@ -40,6 +41,7 @@ constexpr std::array kVerbs = {
     Verb{"info", "show what a bank or source holds", Make<InfoCommand>},
     Verb{"list", "list the banks in a folder", Make<ListCommand>},
     Verb{"remove", "remove banks of a source from a folder", Make<RemoveCommand>},
+    Verb{"render", "play a note of a bank or source into a WAV file", Make<RenderCommand>},
     Verb{"report", "write a page that shows what a bank holds", Make<ReportCommand>},
     Verb{"space", "tell the space that the banks of a source would take", Make<SpaceCommand>},
     Verb{"tree", "show the records of a bank or source as a tree", Make<TreeCommand>},
