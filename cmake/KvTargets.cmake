@@ -28,6 +28,8 @@ if(KV_SANITIZE)
   target_link_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE})
 endif()
 
+include(cmake/KvHardening.cmake)
+
 # kv_library(NAME SOURCES ... [PUBLIC targets] [PRIVATE targets]): the library kv_NAME with its alias kv::NAME.
 # PUBLIC are the libraries our headers name, PRIVATE those only the .cpp files use.
 function(kv_library NAME)
