@@ -52,6 +52,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
       "import/soundfont", "tools/kvbank/terminal", "tools/kvbank/folder", "tools/kvbank/engine",
       "tools/kvbank/compare", "tools/kvbank/build", "tools/kvbank/sums", "tools/kvbank/verify",
       "tools/kvbank/demo"}},
+    {"tools/manual", {"bank", "tools/kvbank"}},
     {"app", {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank"}},
     {"app/qt", {"shared/System", "app"}},
 };
