@@ -8,7 +8,7 @@
 #   clang       everything compiled with clang
 #   lint        clang-format and clang-tidy over the whole tree
 #   fuzz        each fuzz target for MINUTES (10; a fraction will do), from its seeds and what earlier runs found
-#   packages    the Debian packages: looked at, made twice, and installed and purged in a Debian system with nothing in it
+#   packages    the Debian packages: looked at, made twice, installed and purged in a Debian system of their own
 #   bare-root   run.sh and test.sh of a clone of HEAD, in a Debian system with nothing in it
 #
 # Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong call, 3 when one was skipped and none failed.

@@ -28,7 +28,8 @@ for verb in $verbs
         contains -- $option (proposals "kvbank $verb --"); or fail "$option is not proposed for $verb"
     end
 end
-test "$(proposals 'kvbank build --layout ' | sort | string join ' ')" = 'per-key plain'; or fail "the layouts are not proposed"
+set layouts (proposals 'kvbank build --layout ' | sort)
+test "$layouts" = 'per-key plain'; or fail "the layouts are not proposed: $layouts"
 test "$(proposals 'kvbank build -d f')" = folder/; or fail "the folders are not proposed"
 contains -- file.kvs (proposals 'kvbank build f'); or fail "the files are not proposed"
 test -z "$(proposals 'kvbank build --quality ')"; or fail "something is proposed for a number"

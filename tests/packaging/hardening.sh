@@ -17,9 +17,13 @@ for file in "$@"; do
     echo "$segments" | grep -q 'GNU_STACK.* RW ' || lacks "its stack can be executed"
     echo "$dynamic" | grep -qE 'R(UN)?PATH' && lacks "it looks for libraries in a folder of the build"
     echo "$symbols" | grep -q __stack_chk_fail || lacks "nothing watches over its stack (stack protector)"
-    echo "$symbols" | sed 's/__stack_chk_fail//' | grep -q '_chk@' || lacks "no call of the C library is checked (fortify)"
+    # A library of a few functions may call nothing that could be checked.
+    case $file in
+        *.so | *.so.*) ;;
+        *) echo "$symbols" | grep -q '[a-z]_chk@' || lacks "no call of the C library is checked (fortify)" ;;
+    esac
     # Where jumps may land is marked in our functions. The file as a whole is not, for Debian's start files are not.
     marks=$(objdump -d -j .text "$file" | grep -c -E 'endbr64|paciasp|bti' || true)
-    [ "$marks" -gt 50 ] || lacks "jumps may lead anywhere (CET, or BTI and PAC): $marks marks"
+    [ "$marks" -gt 20 ] || lacks "jumps may lead anywhere (CET, or BTI and PAC): $marks marks"
 done
 exit $status
