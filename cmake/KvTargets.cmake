@@ -28,6 +28,13 @@ if(KV_SANITIZE)
   target_link_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE})
 endif()
 
+include(cmake/KvHardening.cmake)
+
+# Archives hold neither times nor owners, so that the same objects give the same bytes.
+set(CMAKE_CXX_ARCHIVE_CREATE "<CMAKE_AR> qcD <TARGET> <LINK_FLAGS> <OBJECTS>")
+set(CMAKE_CXX_ARCHIVE_APPEND "<CMAKE_AR> qD <TARGET> <LINK_FLAGS> <OBJECTS>")
+set(CMAKE_CXX_ARCHIVE_FINISH "<CMAKE_RANLIB> -D <TARGET>")
+
 # kv_library(NAME SOURCES ... [PUBLIC targets] [PRIVATE targets]): the library kv_NAME with its alias kv::NAME.
 # PUBLIC are the libraries our headers name, PRIVATE those only the .cpp files use.
 function(kv_library NAME)

@@ -8,6 +8,7 @@
 #   clang       everything compiled with clang
 #   lint        clang-format and clang-tidy over the whole tree
 #   fuzz        each fuzz target for MINUTES (10; a fraction will do), from its seeds and what earlier runs found
+#   packages    the Debian packages: looked at, made twice, installed and purged in a Debian system of their own
 #   bare-root   run.sh and test.sh of a clone of HEAD, in a Debian system with nothing in it
 #
 # Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong call, 3 when one was skipped and none failed.
@@ -15,7 +16,7 @@
 set -eu
 
 cd "$(dirname "$0")/.."
-all_steps="release asan-ubsan tsan clang lint fuzz bare-root"
+all_steps="release asan-ubsan tsan clang lint fuzz packages bare-root"
 skipped=77  # what a step ends with that cannot be done here; its last line says why
 minutes=10
 out=$PWD/build/full-check
@@ -48,6 +49,13 @@ step_fuzz() {
             failed="$failed $target"
     done
     [ -z "$failed" ] || { echo "failed:$failed"; return 1; }
+}
+
+step_packages() {
+    sh packaging/build-packages.sh
+    sh packaging/check-packages.sh
+    sh packaging/same-packages.sh
+    sh packaging/packages-in-bare-root.sh
 }
 
 step_bare_root() { sh packaging/bare-root.sh; }

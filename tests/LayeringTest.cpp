@@ -77,6 +77,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
       "tools/kvbank/build", "tools/kvbank/sums", "tools/kvbank/verify", "tools/kvbank/demo",
       "tools/kvbank/contents", "tools/kvbank/export", "tools/kvbank/listing", "tools/kvbank/report",
       "tools/kvbank/tree", "tools/kvbank/render", "include"}},
+    {"tools/manual", {"bank", "tools/kvbank"}},
     {"app",
      {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "import",
       "import/formats"}},

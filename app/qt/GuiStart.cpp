@@ -64,7 +64,7 @@ void GuiStart() {
     // their case in the same way for everybody.
     std::setlocale(LC_ALL, "C");
     std::setlocale(LC_CTYPE, "C.UTF-8");
-    QGuiApplication::setDesktopFileName(s_szProgram);
+    QGuiApplication::setDesktopFileName("com.kestrova.kvbankmgr");
     QApplication::setQuitOnLastWindowClosed(false);
     // The end of the session asks the program to stop, as a signal does.
     QObject::connect(s_pApplication.get(), &QGuiApplication::commitDataRequest, s_pApplication.get(),

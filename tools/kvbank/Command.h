@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,5 +26,9 @@ public:
 // lack of memory and internal errors are exit codes too. With --json every run ends with one
 // document, except those for help and version.
 int RunKvBank(std::vector<std::string> arguments, Console& console);
+
+// Hands the parser, in which every verb and option is declared, to a reader; for the manual page and the
+// completions of shells, which are written from it. The parser lives as long as the call.
+void ReadCommandLineTable(const std::function<void(CLI::App&)>& read);
 
 }  // namespace Kestrova

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <sstream>
 
 #include "tools/kvbank/BuildCommand.h"
 #include "tools/kvbank/Command.h"
@@ -130,15 +131,17 @@ int FailToParse(Console& console, const CLI::App& app, const CLI::ParseError& er
     return console.Finish(pszVerb, kExitUsage);
 }
 
-// Sets pszVerb as soon as the verb is known.
-int ParseAndRun(std::vector<std::string> arguments, Console& console, const char*& pszVerb) {
-    CLI::App app("Makes, lists, checks and removes the banks of a sampled instrument.", "kvbank");
+using Commands = std::array<std::unique_ptr<Command>, kVerbs.size()>;
+
+constexpr const char* kSummary = "Makes, lists, checks and removes the banks of a sampled instrument.";
+
+// Declares every verb and option. The parser fills the commands, and sets pszVerb as soon as the verb is known.
+void Declare(CLI::App& app, Console& console, Commands& commands, const char*& pszVerb) {
     app.require_subcommand(1);
     app.fallthrough();
     app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.footer(kFooter);
     AddGlobalOptions(app, console);
-    std::array<std::unique_ptr<Command>, kVerbs.size()> commands;
     for (size_t i = 0; i < kVerbs.size(); ++i) {
         commands[i] = kVerbs[i].make();
         CLI::App& verb = *app.add_subcommand(kVerbs[i].pszName, kVerbs[i].pszSummary);
@@ -147,6 +150,12 @@ int ParseAndRun(std::vector<std::string> arguments, Console& console, const char
         commands[i]->Describe(verb);
     }
     app.footer(kHelpHint + std::string(kFooter));  // the verbs have copied the footer without the hint before
+}
+
+int ParseAndRun(std::vector<std::string> arguments, Console& console, const char*& pszVerb) {
+    CLI::App app(kSummary, "kvbank");
+    Commands commands;
+    Declare(app, console, commands, pszVerb);
     try {
         std::reverse(arguments.begin(), arguments.end());  // the order the parser takes them in
         app.parse(std::move(arguments));
@@ -175,6 +184,17 @@ int Fail(Console& console, const char* pszVerb, ExitCode code, const char* pszKi
 }
 
 }  // namespace
+
+void ReadCommandLineTable(const std::function<void(CLI::App&)>& read) {
+    std::istringstream in;
+    std::ostringstream out, err;
+    Console console(in, out, err);
+    const char* pszVerb = "";
+    CLI::App app(kSummary, "kvbank");
+    Commands commands;
+    Declare(app, console, commands, pszVerb);
+    read(app);
+}
 
 int RunKvBank(std::vector<std::string> arguments, Console& console) {
     const char* pszVerb = "";
