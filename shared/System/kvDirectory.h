@@ -25,6 +25,7 @@ struct tagDirObjInfo {
 // Yields the entries of a folder in the byte order of their names; "." and ".." are left out.
 // One object serves one thread. The names are those at the time of Open; entries
 // that have been removed since are left out.
+// Errors: values; throws std::bad_alloc.
 class Directory {
 public:
     // true accepts the entry. pUser is the value given to Open.

@@ -21,7 +21,8 @@ namespace Kestrova {
 //
 // Owner:   owns its lines; the lists of results belong to the caller and are emptied first.
 // Threads: none of its own: one thread at a time. No file is kept open or locked between two calls.
-// Errors:  values only. While no file is open the calls work on lines in memory that nobody writes.
+// Errors:  values; throws std::bad_alloc. While no file is open the calls work on lines in memory that nobody
+//          writes.
 // A null or empty section name, and one that no header can carry (with "]" or a line end), does nothing and
 // delivers nothing.
 class IniFile {

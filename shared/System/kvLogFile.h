@@ -19,7 +19,8 @@ enum LogFlags : unsigned {
 // Owner:   owns its file and its copy of the title.
 // Threads: messages from any thread, with no lock: each is one write of at most 258 characters, so that
 //          two do not mix. Opening and closing while no other thread uses the log.
-// Errors:  none are reported; a log that cannot be opened goes to standard output.
+// Errors:  none are reported; a log that cannot be opened goes to standard output. Opening and closing may
+//          throw std::bad_alloc.
 class LogFile {
 public:
     // The title of a log that was given none: empty.

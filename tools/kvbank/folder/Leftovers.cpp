@@ -8,6 +8,7 @@
 #include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/folder/PartFile.h"
 #include "tools/kvbank/folder/PrivateFolder.h"
+#include "tools/kvbank/sums/BankSums.h"
 
 namespace Kestrova {
 namespace {
@@ -38,7 +39,8 @@ int RemoveBank(const fs::path& path) {
 int Remove(const FoundLeftover& leftover) {
     switch (leftover.kind) {
         case LeftoverKind::PrivateFolder: return ErrorOf(rmdir(leftover.path.c_str()));
-        case LeftoverKind::PartFile: return RemoveTemporaryFile(leftover.path.string());
+        case LeftoverKind::PartFile:
+        case LeftoverKind::SumsFile: return RemoveTemporaryFile(leftover.path.string());
         case LeftoverKind::Bank: break;
     }
     return RemoveBank(leftover.path);
@@ -50,6 +52,7 @@ const char* KindName(LeftoverKind kind) {
     switch (kind) {
         case LeftoverKind::PrivateFolder: return "private folder";
         case LeftoverKind::PartFile: return "part file";
+        case LeftoverKind::SumsFile: return "sums file";
         case LeftoverKind::Bank: break;
     }
     return "interrupted bank";
@@ -62,8 +65,12 @@ std::vector<FoundLeftover> FindLeftovers(const fs::path& dir, std::error_code& e
     FindBanks(dir, bHasLocks, found, error);
     for (const PrivateFolder::Found& folder : PrivateFolder::FindIn(dir))
         found.push_back({folder.path, LeftoverKind::PrivateFolder, folder.hold});
-    for (const std::string& strPath : PartFile::FindIn(dir))
-        found.push_back({strPath, LeftoverKind::PartFile, IsTemporaryFileHeld(strPath) ? used : Hold::Free});
+    const auto addTemporary = [&](const std::vector<std::string>& paths, LeftoverKind kind) {
+        for (const std::string& strPath : paths)
+            found.push_back({strPath, kind, IsTemporaryFileHeld(strPath) ? used : Hold::Free});
+    };
+    addTemporary(PartFile::FindIn(dir), LeftoverKind::PartFile);
+    addTemporary(FindNewSums(dir.string()), LeftoverKind::SumsFile);
     std::sort(found.begin(), found.end(),
               [](const FoundLeftover& a, const FoundLeftover& b) { return a.path < b.path; });
     return found;

@@ -12,10 +12,11 @@ namespace Kestrova {
 enum class LeftoverKind {
     Bank,           // an interrupted build under a bank's own name
     PrivateFolder,  // of a build or an import, with what is in it
-    PartFile        // of an import or a demo
+    PartFile,       // of an import or a demo
+    SumsFile        // that did not take its place
 };
 
-// "interrupted bank", "private folder", "part file".
+// "interrupted bank", "private folder", "part file", "sums file".
 const char* KindName(LeftoverKind kind);
 
 struct FoundLeftover {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "shared/System/kvSafeFile.h"
+#include "shared/System/kvTemporaryFile.h"
 #include "tools/kvbank/sums/Sha256.h"
 #include "tools/kvbank/sums/SumsLine.h"
 
@@ -70,9 +71,20 @@ SumsOutcome ReadSums(const std::string& strBank, std::string& strSum) {
     return {};
 }
 
+// The name that ReplaceFile gives to a new sums file before it takes its place.
+bool IsNewSums(std::string_view name) {
+    static constexpr std::string_view kLead = ".sha256.new-";
+    const size_t nAt = name.rfind(kLead);
+    return nAt != std::string_view::npos && IsTemporaryEnd(name.substr(nAt + kLead.size()));
+}
+
 }  // namespace
 
 std::string SumsPath(const std::string& strBank) { return strBank + ".sha256"; }
+
+std::vector<std::string> FindNewSums(const std::string& strFolder) {
+    return FindTemporaryFiles((fs::path(strFolder) / "").string(), IsNewSums);
+}
 
 SumsOutcome SumBank(const std::string& strFile, const SumsProgress& progress, std::string& strSum) {
     const FileDescriptor file(open(strFile.c_str(), O_RDONLY | O_CLOEXEC));

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace Kestrova {
 
@@ -30,6 +31,10 @@ struct SumsOutcome {
 using SumsProgress = std::function<bool(uint64_t nBytes)>;
 
 std::string SumsPath(const std::string& strBank);
+
+// The sums files in a folder that have not yet taken their places, NAME.sha256.new-NNNNNN: a process is at
+// work on them, or was killed there (kvTemporaryFile.h tells). A folder that cannot be read has none.
+std::vector<std::string> FindNewSums(const std::string& strFolder);
 
 // Reads the whole file, which need not be in its place yet.
 SumsOutcome SumBank(const std::string& strFile, const SumsProgress& progress, std::string& strSum);

@@ -27,6 +27,7 @@ protected:
         WriteFile(m_dir.File(".kvbank-part-17"), std::string("part of a bank"));
         fs::create_directory(m_dir.File(".kvbank-dEaD00"));
         WriteFile(m_dir.File(".kvbank-dEaD00/Src_0BB80.kvn"), std::string("part of a bank"));
+        WriteFile(m_dir.File("Src_0BB80.kvn.sha256.new-000000"), std::string("part of a line"));
     }
 
     // Each as "NAME, KIND", "held" and the error behind it.
@@ -59,8 +60,9 @@ protected:
 };
 
 TEST_F(LeftoversTest, EachKindIsFoundAndRemoved) {
-    const auto areThese = ElementsAre(".kvbank-dEaD00, private folder", ".kvbank-part-17, part file",
-                                      "Src_0AC44.kvn, interrupted bank");
+    const auto areThese =
+        ElementsAre(".kvbank-dEaD00, private folder", ".kvbank-part-17, part file",
+                    "Src_0AC44.kvn, interrupted bank", "Src_0BB80.kvn.sha256.new-000000, sums file");
     EXPECT_THAT(Found(), areThese);
     EXPECT_THAT(Removed(), areThese);
     EXPECT_TRUE(fs::is_empty(m_dir.Path()));
@@ -70,7 +72,7 @@ TEST_F(LeftoversTest, EachKindIsFoundAndRemoved) {
 // An empty private folder holds no bank, so only its own name shows that it was left.
 TEST_F(LeftoversTest, AnEmptyPrivateFolderIsFound) {
     fs::remove(m_dir.File(".kvbank-dEaD00/Src_0BB80.kvn"));
-    EXPECT_EQ(3u, Found().size());
+    EXPECT_EQ(4u, Found().size());
     Removed();
     EXPECT_TRUE(fs::is_empty(m_dir.Path()));
 }
@@ -82,20 +84,23 @@ TEST_F(LeftoversTest, WhatIsHeldStays) {
     const PrivateFolder folder(m_dir.Path(), turn);
     TemporaryFile part(m_dir.File(".kvbank-part-"));
     ASSERT_TRUE(part.MakeNamed(0600));
+    TemporaryFile sums(m_dir.File("Src_15888.kvn.sha256.new-"));
+    ASSERT_TRUE(sums.MakeNamed(0600));
     std::error_code error;
     const std::vector<FoundLeftover> found = RemoveLeftovers(m_dir.Path(), turn, error);
-    EXPECT_EQ(5u, found.size());
+    EXPECT_EQ(7u, found.size());
     for (const FoundLeftover& leftover : found) EXPECT_EQ(0, leftover.nError) << leftover.path;
     EXPECT_THAT(Found(), UnorderedElementsAre(folder.Path().filename().string() + ", private folder, held",
-                                              ".kvbank-part-000000, part file, held"));
+                                              ".kvbank-part-000000, part file, held",
+                                              "Src_15888.kvn.sha256.new-000000, sums file, held"));
     EXPECT_TRUE(fs::exists(m_dir.File("Src_15888.kvn")));
 }
 
 TEST_F(LeftoversTest, WhereThereAreNoLocksAllStaysAndIsTold) {
     const PosixFault fault("flock", ENOLCK, PosixFault::kEveryCall);
-    const auto areThese =
-        ElementsAre(".kvbank-dEaD00, private folder, unknown", ".kvbank-part-17, part file, unknown",
-                    "Src_0AC44.kvn, interrupted bank, unknown");
+    const auto areThese = ElementsAre(
+        ".kvbank-dEaD00, private folder, unknown", ".kvbank-part-17, part file, unknown",
+        "Src_0AC44.kvn, interrupted bank, unknown", "Src_0BB80.kvn.sha256.new-000000, sums file, unknown");
     EXPECT_THAT(Found(), areThese);
     EXPECT_THAT(Removed(), areThese);
     EXPECT_THAT(Found(), areThese);
@@ -110,6 +115,8 @@ TEST_F(LeftoversTest, WhatIsNoLeftoverIsNotTouched) {
     ASSERT_TRUE(bank.Close(true));
     WriteFile(m_dir.File("Src_0BB80.kvn"), std::string("a letter that is longer than a header"));
     WriteFile(m_dir.File("Src_0BB80.kvn.sha256"), std::string());
+    WriteFile(m_dir.File("Src_0BB80.kvn.sha256.new-00000"), std::string());
+    WriteFile(m_dir.File("Src_0BB80.kvn.new-000000"), std::string());
     WriteFile(m_dir.File(".kvbank-part-list"), std::string());
     EXPECT_THAT(Found(), ElementsAre());
     EXPECT_THAT(Removed(), ElementsAre());
@@ -127,11 +134,12 @@ TEST_F(LeftoversTest, AFileThatCannotBeRemovedIsToldWithTheReason) {
     fs::remove_all(m_dir.File(".kvbank-dEaD00"));
     const std::string strReason = ", " + std::to_string(EROFS);
     {
-        const PosixFault part("unlink", EROFS), bank("unlink", EROFS);  // the first call and the second
+        const PosixFault refusal("unlink", EROFS, PosixFault::kEveryCall);
         EXPECT_THAT(Removed(), ElementsAre(".kvbank-part-17, part file" + strReason,
-                                           "Src_0AC44.kvn, interrupted bank" + strReason));
+                                           "Src_0AC44.kvn, interrupted bank" + strReason,
+                                           "Src_0BB80.kvn.sha256.new-000000, sums file" + strReason));
     }
-    EXPECT_EQ(2u, Found().size());
+    EXPECT_EQ(3u, Found().size());
 }
 
 TEST_F(LeftoversTest, AFolderThatCannotBeReadIsSaid) {
