@@ -214,8 +214,8 @@ TEST_F(PackedFontTest, SoundsThatCannotBeUsedAreToldWithTheirSample) {
 TEST_F(PackedFontTest, ASoundThatIsDamagedInTheMiddleIsNoSilence) {
     FontSpec spec = Packed(TwoSamples());
     Bytes sound = VorbisOf(Sine(200000, 50));
-    std::fill(sound.begin() + static_cast<long>(sound.size() / 2),
-              sound.begin() + static_cast<long>(sound.size() / 2) + 5000, uint8_t{0});
+    const auto nQuarter = static_cast<long>(sound.size() / 4);
+    std::fill(sound.begin() + 2 * nQuarter, sound.begin() + 3 * nQuarter, uint8_t{0});
     SetSounds(spec, {sound, sound});
     ASSERT_EQ("", Plan(spec));
     Bytes frames(m_plan.waves[0].nFrames * 2);
