@@ -193,8 +193,8 @@ bool IsSfzText(std::string_view head) {
 }
 
 std::string MissingFilesText(const std::vector<std::string>& files) {
-    std::string strText = std::to_string(files.size()) + " of its files cannot be used:";
-    for (const std::string& strFile : files) strText += "\n  " + strFile;
+    std::string strText = std::to_string(files.size()) + " of its files cannot be used: ";
+    for (const std::string& strFile : files) strText += (&strFile == &files.front() ? "" : "; ") + strFile;
     return strText;
 }
 

@@ -61,7 +61,7 @@ private:
 // comments, is a header of the format, a definition or an include.
 bool IsSfzText(std::string_view head);
 
-// "COUNT of its files cannot be used:" and a line for each.
+// "COUNT of its files cannot be used: FILE; FILE". Messages are one line, so this is one too.
 std::string MissingFilesText(const std::vector<std::string>& files);
 
 }  // namespace Kestrova

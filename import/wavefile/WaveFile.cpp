@@ -171,7 +171,7 @@ ImportOutcome WaveFile::Sound::Open(const std::string& strPath, const FilePart& 
 
 ImportOutcome WaveFile::Sound::SetFacts(const SF_INFO& info) {
     if (info.channels < 1 || info.channels > kMostChannels)
-        return Refused("it has " + std::to_string(info.channels) + " channels; a bank takes one or two");
+        return Refused("it has " + std::to_string(info.channels) + " channels, and a bank takes one or two");
     if (info.samplerate < 1) return Refused("it has no sample rate");
     if (info.frames < 0 || static_cast<uint64_t>(info.frames) > kMostFrames)
         return Refused("it is longer than a record can hold, or does not tell its length");
