@@ -5,6 +5,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "app/IStgMan.h"
@@ -82,6 +83,7 @@ private:
 
     // StgManImport.cpp
     bool BeginImport();
+    void ShowImport();
     void EndImport();
     void KeepSourceBefore(const ImportOutcome& outcome);
 
@@ -98,6 +100,7 @@ private:
     void TellBankStays(int nHertz, int nKind);
     Run CreateBank(int nRate);
     BankResult StartBank(int nHertz);
+    void SetBankFile(const std::string& strFile);
     void AddNotice(const String& strSentence);
     void TellBanks();
     void TellNotice();

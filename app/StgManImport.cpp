@@ -75,6 +75,13 @@ bool StgMan::BeginImport() {
     return true;
 }
 
+void StgMan::ShowImport() {
+    constexpr int kWhole = 100;
+    const double fraction = m_pImport->GetFraction();
+    m_pDialog->ShowShare(fraction);
+    m_pDialog->SetTitleText(String::NewWithFormat("Importing, %d %%", static_cast<int>(fraction * kWhole)));
+}
+
 void StgMan::EndImport() {
     const std::unique_ptr<InstrumentImport> pImport = std::move(m_pImport);
     const ImportOutcome outcome =

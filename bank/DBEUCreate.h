@@ -129,7 +129,7 @@ private:
     std::string m_strFolder;  // the destination; empty until it is set
     SourceBank m_source;
     SourceAnalysis m_analysis;
-    std::atomic<int> m_bAnalysed{0};        // the analysis stands until the next source
+    std::atomic<int> m_bAnalysed{0};  // the analysis stands until the next source
     bool m_bUnprotected = false;
     std::unique_ptr<BankWriter> m_pWriter;  // of the bank that is being created, or was abandoned
     unsigned m_nHelpers;                    // threads that prepare samples beside the worker

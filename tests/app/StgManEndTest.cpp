@@ -41,7 +41,6 @@ TEST(StgManEndTest, ACancelledBankGoesAndTheUserIsTold) {
 
 // The worker stands behind the last record, where the bank is brought to the disk. That bank is finished, and the
 // run ends before the next.
-// Q129
 TEST(StgManEndTest, ACancelBehindTheLastRecordOfABankStopsTheRunBeforeTheNext) {
     StgManBench bench;
     StgMan& man = bench.Open();
