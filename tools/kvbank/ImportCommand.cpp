@@ -144,7 +144,10 @@ Ending ImportCommand::WriteBank(const SoundFontPlan& plan, const ImportReporter&
     {
         Progress bar = reporter.MakeBar();
         ImportWatch watch = WatchForSignals();
-        watch.progress = [&bar](double fraction, uint64_t nBytes) { bar.Show(fraction, nBytes); };
+        // Behind the last wave there are but small records and the end of the file.
+        watch.progress = [&bar](double fraction, uint64_t nBytes) {
+            bar.Show(fraction, nBytes, fraction < 1 ? ProgressPhase::Work : ProgressPhase::Sync);
+        };
         outcome = WriteSourceBank(part.Path().string(), plan.bank, SoundFontWaves(m_font, plan.waves), watch);
     }
     if (outcome.IsDone() && CancelSignal() != 0) outcome = Cancelled();
