@@ -21,8 +21,8 @@ namespace Kestrova {
 
 // The application's controller. It owns the bank engine, the settings file and the dialog; a run is one call
 // of Process, which removes and creates banks rate by rate until the banks that exist are the ones selected.
-// A source that is an instrument in another format is first imported into the target folder, and the source bank
-// made of it becomes the source.
+// A source that is an instrument in another format is first imported into the target folder, and the source
+// bank made of it becomes the source.
 //
 // Threads: all operations on the interface thread, except the engine's callback, which comes on its worker.
 //          The callback works under the lock; so does the interface thread where it touches the same members.

@@ -46,8 +46,8 @@ std::string FreeName(const std::string& strStem) {
 
 }  // namespace
 
-// A file of that name that is there may be of an earlier import, or of something else: the user decides. Nothing
-// is ever written over it.
+// A file of that name that is there may be of an earlier import, or of something else: the user decides.
+// Nothing is ever written over it.
 bool StgMan::BeginImport() {
     m_phaseBefore = Phase();
     Module::EnsureFolderExists(m_strTarget);

@@ -1,6 +1,6 @@
-// open_bench READER FILE BANK PROGRAM KEY cold|warm - one process that opens one file and makes the first frames
-// of one note. Prints microseconds from the start of opening to the first frames: elapsed, and of processor
-// time. open_bench.sh runs it many times and makes the table of README.md.
+// open_bench READER FILE BANK PROGRAM KEY cold|warm - one process that opens one file and makes the first
+// frames of one note. Prints microseconds from the start of opening to the first frames: elapsed, and of
+// processor time. open_bench.sh runs it many times and makes the table of README.md.
 //   READER  kvbank: our reader library; fluidsynth, fluidsynth-dynamic: FluidSynth, which loads all waves, or
 //           those of a program when it is chosen
 //   cold    the file's pages are dropped from the system's cache before

@@ -37,8 +37,8 @@ bool IsDirective(std::string_view text, std::string_view name) {
     return text.substr(0, name.size()) == name && text.size() > name.size() && IsBlank(text[name.size()]);
 }
 
-// The length of the comment at the beginning of the text; 0 when there is none. bEnded tells whether its end is
-// there.
+// The length of the comment at the beginning of the text; 0 when there is none. bEnded tells whether its end
+// is there.
 size_t CommentLength(std::string_view text, bool& bEnded) {
     bEnded = true;
     if (text.substr(0, 2) == "//") return std::min(text.find_first_of(kLineEnds), text.size());

@@ -271,8 +271,9 @@ ImportOutcome SoundFont::ReadSamples() {
     return {};
 }
 
-// A sample is compressed when its type says so. Old fonts of version 3 do not say so of any sample, and then all
-// are. Start and end of a compressed one are bytes of the wave data, and its loop counts from its first frame.
+// A sample is compressed when its type says so. Old fonts of version 3 do not say so of any sample, and then
+// all are. Start and end of a compressed one are bytes of the wave data, and its loop counts from its first
+// frame.
 ImportOutcome SoundFont::FindPackedSamples() {
     const auto isMarked = [](const FontSample& sample) { return (sample.nType & kFontPacked) != 0; };
     const bool bAnyMarked = std::any_of(m_samples.begin(), m_samples.end(), isMarked);

@@ -115,8 +115,8 @@ WaveLoopKind LoopKind(int nMode) {
     return nMode == SF_LOOP_ALTERNATING ? WaveLoopKind::Alternating : WaveLoopKind::Forward;
 }
 
-// A WAV file's fraction tells how far the wave's own pitch lies above the key; an AIFF file's detune by how much
-// the wave shall be raised, which is the opposite. libsndfile gives both as they are, and of both
+// A WAV file's fraction tells how far the wave's own pitch lies above the key; an AIFF file's detune by how
+// much the wave shall be raised, which is the opposite. libsndfile gives both as they are, and of both
 // formats the loop's end as one past the last frame.
 void ReadInstrument(SNDFILE* pHandle, int nFormat, WaveFileFacts& facts) {
     SF_INSTRUMENT instrument{};

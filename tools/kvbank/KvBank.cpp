@@ -134,7 +134,8 @@ using Commands = std::array<std::unique_ptr<Command>, kVerbs.size()>;
 
 constexpr const char* kSummary = "Makes, lists, checks and removes the banks of a sampled instrument.";
 
-// Declares every verb and option. The parser fills the commands, and sets pszVerb as soon as the verb is known.
+// Declares every verb and option. The parser fills the commands, and sets pszVerb as soon as the verb is
+// known.
 void Declare(CLI::App& app, Console& console, Commands& commands, const char*& pszVerb) {
     app.require_subcommand(1);
     app.fallthrough();
