@@ -303,6 +303,7 @@ ImportOutcome SoundFont::OpenSample(size_t nSample) {
     if (facts.nChannels != 1 || facts.nBits != 16)
         return Refused("its compressed sound has " + std::to_string(facts.nChannels) + " channels of " +
                        std::to_string(facts.nBits) + " bits; only one of 16 is taken");
+    if (facts.nFrames == 0) return Refused("its compressed sound has no frames");
     sample.nEnd = static_cast<uint32_t>(facts.nFrames);
     m_packedFiles.emplace(nSample, nFile);
     return outcome;
