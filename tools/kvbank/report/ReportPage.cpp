@@ -40,7 +40,7 @@ std::string Head(const ReportFacts& facts, const BankContents& contents) {
 std::string SizeRow(const PredictedSize& row) {
     const auto size = [](unsigned int nMegabytes) { return ReadableSize(uint64_t{nMegabytes} << 20); };
     return "<tr><td class=\"n\">" + std::to_string(row.nRate) + " Hz</td><td class=\"n\">" +
-           size(row.nPlainMegabytes) + "</td><td class=\"n\">" + size(row.nPerKeyMegabytes) + "</td></tr>\n";
+           size(row.nPlain) + "</td><td class=\"n\">" + size(row.nPerKey) + "</td></tr>\n";
 }
 
 std::string Sizes(const ReportFacts& facts) {
@@ -49,14 +49,7 @@ std::string Sizes(const ReportFacts& facts) {
     strHtml +=
         "<table><thead><tr><th>Rate</th><th class=\"n\">plain</th><th class=\"n\">per key</th></tr></thead>"
         "<tbody>\n";
-<<<<<<< ours
-    const auto size = [](unsigned int nMegabytes) { return ReadableSize(uint64_t{nMegabytes} << 20); };
-    for (const PredictedSize& row : facts.predicted)
-        strHtml += "<tr><td class=\"n\">" + std::to_string(row.nRate) + " Hz</td><td class=\"n\">" +
-                   size(row.nPlain) + "</td><td class=\"n\">" + size(row.nPerKey) + "</td></tr>\n";
-=======
     for (const PredictedSize& row : facts.predicted) strHtml += SizeRow(row);
->>>>>>> theirs
     return strHtml + "</tbody></table>\n" +
            Paragraph("Predicted, in whole units of 2<sup>20</sup> bytes rounded up.");
 }
