@@ -132,7 +132,9 @@ bool StgMan::SetSourceBase() {
     m_strNotice.Empty();
     InputFormat format = InputFormat::None;
     const bool bKnown = FindInputFormat(m_strSource.c_str(), format).IsDone();
-    return bKnown && format != InputFormat::None ? BeginImport() : AnalyseSource();
+    // A folder is never a source here: one that is dropped is the destination.
+    const bool bImports = bKnown && format != InputFormat::None && format != InputFormat::NoteFolder;
+    return bImports ? BeginImport() : AnalyseSource();
 }
 
 bool StgMan::AnalyseSource() {

@@ -139,19 +139,11 @@ TEST_F(ManagerModeTest, ASourceIsChosenInTheFileChooser) {
     EXPECT_EQ(9, manager.Process().Wait());
 }
 
-TEST_F(ManagerModeTest, AChosenSoundFontIsImportedAndItsBankBuilt) {
+TEST_F(ManagerModeTest, ASoundFontAsTheSourceIsImportedAndItsBankBuilt) {
     const std::string strFont = m_user.File("Piano.sf2");
     WriteFile(strFont, MakeFont(SimpleFont()));
-    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.Source(), m_user.BanksFolder()});
+    ManagerOnScreen manager(m_user, kManager, {"manager", strFont, m_user.BanksFolder()});
     ASSERT_TRUE(manager.HasWindow());
-    ASSERT_TRUE(manager.WaitUntilReady());
-    manager.Press(kSourceChooser);
-    const XWindow chooser = manager.WaitForWindow("Select source bank file:");
-    ASSERT_NE(0u, chooser);
-    m_user.Screen().Focus(chooser);
-    m_user.Screen().Type(strFont);
-    m_user.Screen().Key("Return");
-    ASSERT_TRUE(WaitUntil([&] { return fs::exists(m_user.BanksFolder() + "/Piano.kvs"); }));
     ASSERT_TRUE(manager.WaitUntilReady());
     manager.PressBox(k48000);
     ASSERT_TRUE(manager.WaitForTicks({k48000}));

@@ -26,7 +26,7 @@ void ExpectCalls(const FakeService& service, const Calls& expected) {
 TEST_F(DesktopServicesTest, AWindowThatIsNotInFrontTellsByANotification) {
     const FakeService service(kNotifications, "/org/freedesktop/Notifications");
     GuiNotifyUser(m_window, "A title", "Banks for <48000> are ready.");
-    ExpectCalls(service, {"Notify(Calderine Bank Manager, 0, kvbankmgr, A title, "
+    ExpectCalls(service, {"Notify(Calderine Bank Manager, 0, com.kestrova.kvbankmgr, A title, "
                           "Banks for &lt;48000&gt; are ready., -1)"});
 }
 
@@ -38,7 +38,7 @@ TEST_F(DesktopServicesTest, AWindowInFrontTellsByItselfOnly) {
     m_window->hide();
     ASSERT_TRUE(SpinUntil([] { return QApplication::activeWindow() == nullptr; }));
     GuiNotifyUser(m_window, "A title", "Behind");
-    ExpectCalls(service, {"Notify(Calderine Bank Manager, 0, kvbankmgr, A title, Behind, -1)"});
+    ExpectCalls(service, {"Notify(Calderine Bank Manager, 0, com.kestrova.kvbankmgr, A title, Behind, -1)"});
 }
 
 TEST_F(DesktopServicesTest, TheComputerIsKeptAwakeAndLetGo) {

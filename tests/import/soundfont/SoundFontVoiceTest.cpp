@@ -270,7 +270,7 @@ TEST(SoundFontVoiceTest, RomAndUnknownSampleTypesAreDropped) {
         {8, nullptr},
         {0x8001, "its wave is in ROM"},
         {0x8004, "its wave is in ROM"},
-        {0x11, "its type 0x0011 is unknown"},
+        {0x21, "its type 0x0021 is unknown"},
         {0x4000, "its type 0x4000 is unknown"},
     };
     for (const Case& c : kCases) {
