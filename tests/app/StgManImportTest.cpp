@@ -151,8 +151,6 @@ TEST(StgManImportTest, AFullDiskEndsTheImport) {
 
 // The three answers to the question that a file of that name asks.
 struct ExistingImportBench : ImportBench {
-    static constexpr char kOther[] = "somebody's";
-
     ExistingImportBench() {
         fs::create_directories(banks);
         MakeSource(imported.string(), Spec());

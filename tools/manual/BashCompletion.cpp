@@ -45,8 +45,16 @@ std::string Proposal(const OptionText& option) {
 
 std::string VerbNames(const CommandTable& table, const std::string& strBetween) {
     std::vector<std::string> names;
+    names.reserve(table.verbs.size());
     for (const VerbText& verb : table.verbs) names.push_back(verb.strName);
     return Joined(names, strBetween);
+}
+
+// "build:-d | build:--dir".
+std::string Patterns(const std::string& strVerb, const OptionText& option) {
+    std::vector<std::string> patterns = option.Names();
+    for (std::string& strName : patterns) strName.insert(0, strVerb + ":");
+    return Joined(patterns, " | ");
 }
 
 // One branch for each option that takes a value: "build:-d | build:--dir) ... return ;;".
@@ -54,15 +62,15 @@ std::string ValueBranches(const std::string& strVerb, const std::vector<OptionTe
     std::string strBranches;
     for (const OptionText& option : options) {
         if (option.strValue.empty()) continue;
-        std::vector<std::string> patterns;
-        for (const std::string& strName : option.Names()) patterns.push_back(strVerb + ":" + strName);
-        strBranches += "        " + Joined(patterns, " | ") + ") " + Proposal(option) + "; return ;;\n";
+        strBranches.append("        ").append(Patterns(strVerb, option)).append(") ");
+        strBranches.append(Proposal(option)).append("; return ;;\n");
     }
     return strBranches;
 }
 
 std::string NamesOf(const std::vector<OptionText>& options) {
     std::vector<std::string> names;
+    names.reserve(options.size());
     for (const OptionText& option : options) names.push_back(Joined(option.Names(), "\\n"));
     return Joined(names, "\\n");
 }

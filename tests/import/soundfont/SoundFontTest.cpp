@@ -400,7 +400,7 @@ TEST_F(SoundFontTest, EmptyModulatorTablesAreTakenWithANote) {
 
 // The size that a RIFF chunk has when its header is counted too.
 Bytes WithRiffSize(Bytes bytes, uint32_t nSize) {
-    for (int i = 0; i < 4; ++i) bytes[static_cast<size_t>(4 + i)] = static_cast<uint8_t>(nSize >> 8 * i);
+    for (size_t i = 0; i < 4; ++i) bytes[4 + i] = static_cast<uint8_t>(nSize >> 8 * i);
     return bytes;
 }
 
