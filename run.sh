@@ -1,11 +1,12 @@
 #!/bin/sh
-# run.sh [FILE.sf2 DIR] - installs what is missing, builds the programs and makes playable banks: in the bank
+# run.sh [INPUT DIR] - installs what is missing, builds the programs and makes playable banks: in the bank
 # manager's window where there is a display, else in the terminal.
-# Without arguments they are the demo instrument's, in banks/; with a SoundFont, that instrument's, in DIR.
+# Without arguments they are the demo instrument's, in banks/; with a SoundFont, an SFZ or a folder of samples, that
+# instrument's, in DIR. A source bank of its name that is there already is taken as it is.
 set -eu
 
 if [ $# -ne 0 ] && [ $# -ne 2 ]; then
-    echo "usage: ./run.sh [FILE.sf2 DIR]" >&2
+    echo "usage: ./run.sh [INPUT DIR]" >&2
     exit 2
 fi
 here=$(CDPATH= cd -- "$(dirname -- "$0")" && pwd)
@@ -19,7 +20,11 @@ if [ $# -eq 2 ]; then
     name=$(basename "$1")
     source=$dir/${name%%.*}.kvs
     mkdir -p "$dir"
-    "$kvbank" import "$1" -o "$source" -f
+    if [ -e "$source" ]; then
+        echo "$source is there already: it is taken as it is. Remove it to import $1 again."
+    else
+        "$kvbank" import "$1" -o "$source"
+    fi
 else
     dir=$here/banks
     source=$dir/Demo.kvs

@@ -118,8 +118,8 @@ void GuiNotifyBox(GuiWindowRef window, int nAlert);  // caution
 // Both do what they can and return at once; a desktop that does not offer the service is no error.
 // Tells the user with a notification of the desktop, unless the window is in front and so tells it itself.
 void GuiNotifyUser(GuiWindowRef window, const char* pszTitle, const char* pszText);
-// Keeps the computer from going to sleep by itself (1), until it is let go (0) or the program ends. The reason
-// may be shown to the user.
+// Keeps the computer from going to sleep by itself (1), until it is let go (0) or the program ends. The
+// reason may be shown to the user.
 void GuiKeepAwake(int bOn, const char* pszReason);
 
 // The size of a mode's window (GuiGetWindowSize), centred on the main display.

@@ -22,8 +22,8 @@ constexpr char kPartName[] = ".kvbank-part-";
 
 std::string FolderOf(const std::string& strPath) { return strPath.substr(0, strPath.rfind('/') + 1); }
 
-// Each gives a file its place in one step, and never in the place of another. False with errno set, EEXIST when
-// there is one.
+// Each gives a file its place in one step, and never in the place of another. False with errno set, EEXIST
+// when there is one.
 bool Link(const std::string& strFile, const std::string& strPlace) {
     return linkat(AT_FDCWD, strFile.c_str(), AT_FDCWD, strPlace.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
@@ -33,8 +33,8 @@ bool Rename(const std::string& strFile, const std::string& strPlace) {
            (errno == EINVAL && Link(strFile, strPlace));
 }
 
-// A bank in the making. Where the system has files without a name it is one of these, and nothing is left of it
-// when the process is killed; elsewhere it has the name of a part file.
+// A bank in the making. Where the system has files without a name it is one of these, and nothing is left of
+// it when the process is killed; elsewhere it has the name of a part file.
 class UnfinishedBank {
 public:
     explicit UnfinishedBank(const std::string& strPlace)

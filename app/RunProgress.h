@@ -1,4 +1,5 @@
-// RunProgress.h - how far a run over several banks is, weighed by their bytes, and how long the rest will take.
+// RunProgress.h - how far a run over several banks is, weighed by their bytes, and how long the rest will
+// take.
 #pragma once
 
 #include <chrono>
@@ -8,8 +9,8 @@
 
 namespace Kestrova {
 
-// The described bar goes one step for each record, whatever the record's size. A run's time goes with its bytes:
-// this measures the bytes of the file that is being written against the size predicted for it.
+// The described bar goes one step for each record, whatever the record's size. A run's time goes with its
+// bytes: this measures the bytes of the file that is being written against the size predicted for it.
 // Threads: one at a time.
 class RunProgress {
 public:

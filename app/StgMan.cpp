@@ -239,7 +239,7 @@ void StgMan::Cancel() {
 
 void StgMan::OnTick() {
     if (m_pImport && m_pImport->HasEnded()) EndImport();
-    if (m_pImport) m_pDialog->ShowShare(m_pImport->GetFraction());
+    if (m_pImport) ShowImport();
     if (m_progress) ShowRun();
 }
 

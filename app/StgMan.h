@@ -5,6 +5,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "app/IStgMan.h"
@@ -20,8 +21,8 @@ namespace Kestrova {
 
 // The application's controller. It owns the bank engine, the settings file and the dialog; a run is one call
 // of Process, which removes and creates banks rate by rate until the banks that exist are the ones selected.
-// A source that is an instrument in another format is first imported into the target folder, and the source bank
-// made of it becomes the source.
+// A source that is an instrument in another format is first imported into the target folder, and the source
+// bank made of it becomes the source.
 //
 // Threads: all operations on the interface thread, except the engine's callback, which comes on its worker.
 //          The callback works under the lock; so does the interface thread where it touches the same members.
@@ -82,6 +83,7 @@ private:
 
     // StgManImport.cpp
     bool BeginImport();
+    void ShowImport();
     void EndImport();
     void KeepSourceBefore(const ImportOutcome& outcome);
 
@@ -98,6 +100,7 @@ private:
     void TellBankStays(int nHertz, int nKind);
     Run CreateBank(int nRate);
     BankResult StartBank(int nHertz);
+    void SetBankFile(const std::string& strFile);
     void AddNotice(const String& strSentence);
     void TellBanks();
     void TellNotice();

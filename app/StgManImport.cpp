@@ -46,8 +46,8 @@ std::string FreeName(const std::string& strStem) {
 
 }  // namespace
 
-// A file of that name that is there may be of an earlier import, or of something else: the user decides. Nothing
-// is ever written over it.
+// A file of that name that is there may be of an earlier import, or of something else: the user decides.
+// Nothing is ever written over it.
 bool StgMan::BeginImport() {
     m_phaseBefore = Phase();
     Module::EnsureFolderExists(m_strTarget);
@@ -73,6 +73,13 @@ bool StgMan::BeginImport() {
     m_pDialog->BeginWork("An instrument is being imported.");
     m_pImport = std::make_unique<InstrumentImport>(m_strSource.c_str(), strOutput);
     return true;
+}
+
+void StgMan::ShowImport() {
+    constexpr int kWhole = 100;
+    const double fraction = m_pImport->GetFraction();
+    m_pDialog->ShowShare(fraction);
+    m_pDialog->SetTitleText(String::NewWithFormat("Importing, %d %%", static_cast<int>(fraction * kWhole)));
 }
 
 void StgMan::EndImport() {

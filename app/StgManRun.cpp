@@ -96,20 +96,21 @@ BankResult StgMan::StartBank(int nHertz) {
     BankOutcome outcome{.result = kBankCancelled};  // by a cancel that came too late for the bank before
     if (m_nKeepGoing != 0) {                        // deliberate (Q129)
         m_pDialog->ShowProgressText(String::NewWithFormat("Creating bank for %d; please wait ...", nHertz));
-        {
-            const CriticalSectionGuard guard(m_lock);
-            m_strBank = MakeBankFileName(m_strTarget.c_str(), m_engine.GetBaseName(),
-                                         static_cast<unsigned int>(nHertz), BankLayout::Plain)
-                            .c_str();
-            ++m_nBanksBegun;
-        }
-        const BankResult result =
-            m_engine.CreateDB(static_cast<unsigned int>(nHertz), kPlainLayout, kHighestQuality);
+        const auto nRate = static_cast<unsigned int>(nHertz);
+        SetBankFile(MakeBankFileName(m_strTarget.c_str(), m_engine.GetBaseName(), nRate, BankLayout::Plain));
+        const BankResult result = m_engine.CreateDB(nRate, kPlainLayout, kHighestQuality);
         if (result == kBankDone) return result;
+        SetBankFile("");
         outcome = m_engine.GetFault();
     }
     AddNotice(FailedBankText(nHertz, outcome));
     return outcome.result;
+}
+
+void StgMan::SetBankFile(const std::string& strFile) {
+    const CriticalSectionGuard guard(m_lock);
+    m_strBank = strFile.c_str();
+    if (!strFile.empty()) ++m_nBanksBegun;
 }
 
 void StgMan::AddNotice(const String& strSentence) {
@@ -137,9 +138,9 @@ void StgMan::BeginTelling() {
     }
     if (sizes.empty()) return;
     m_progress.emplace(std::move(sizes), RunProgress::Clock::now());
+    m_pDialog->BeginWork("Banks are being built.");
     const CriticalSectionGuard guard(m_lock);
     m_nBanksBegun = 0;
-    m_pDialog->BeginWork("Banks are being built.");
 }
 
 void StgMan::ShowRun() {
@@ -205,10 +206,7 @@ void StgMan::OnStep() { m_pDialog->SetProgressBar(++s_nStep, s_nSteps); }
 void StgMan::OnDone(int nResult) {
     m_bEnding = 1;
     m_nStatus = nResult;
-    {
-        const CriticalSectionGuard guard(m_lock);
-        m_strBank.Empty();
-    }
+    SetBankFile("");
     const bool bCreated = m_nPhase == StgStatusCreating;
     ExpectNoJob(bCreated || nResult == 0 ? StgStatusReady : StgStatusNone);
     if (bCreated) {

@@ -96,8 +96,8 @@ public:
     // GetAnalysis().nSamples entries, valid until the next analysis.
     const tagSampleEntry* GetSamples() const { return m_analysis.GetSamples().data(); }
     bool IsSourceEnriched() const { return m_source.IsEnriched(); }
-    // Whether the last bank created lies where the system has no file locks. Good while no job runs, and in a job's
-    // last callback.
+    // Whether the last bank created lies where the system has no file locks. Good while no job runs, and in a
+    // job's last callback.
     bool IsUnprotected() const { return m_bUnprotected; }
     // The name under which banks of this source are filed; empty without a source.
     std::string_view GetBaseName() const { return m_source.GetBaseName(); }
@@ -129,7 +129,7 @@ private:
     std::string m_strFolder;  // the destination; empty until it is set
     SourceBank m_source;
     SourceAnalysis m_analysis;
-    std::atomic<int> m_bAnalysed{0};        // the analysis stands until the next source
+    std::atomic<int> m_bAnalysed{0};  // the analysis stands until the next source
     bool m_bUnprotected = false;
     std::unique_ptr<BankWriter> m_pWriter;  // of the bank that is being created, or was abandoned
     unsigned m_nHelpers;                    // threads that prepare samples beside the worker

@@ -74,8 +74,8 @@ private:
     std::unordered_map<uint32_t, uint32_t> m_mapSamples;  // source id -> its first entry
 };
 
-// The records that a region of a split program adds to the per-key layout. A region of n keys becomes n regions
-// with their layers; one without keys (high below low) is left out.
+// The records that a region of a split program adds to the per-key layout. A region of n keys becomes n
+// regions with their layers; one without keys (high below low) is left out.
 int64_t CountAddedByKeys(int64_t nLayers, int nLowKey, int nHighKey);
 // The copies of all samples in the per-key layout: one for each key that plays it, at least one.
 int64_t CountKeyCopies(std::span<const tagSampleEntry> samples);

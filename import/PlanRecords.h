@@ -1,5 +1,5 @@
-// PlanRecords.h - the records that a plan becomes, for whoever writes or measures them. What becomes what is told
-// in SourceBankWriter.h.
+// PlanRecords.h - the records that a plan becomes, for whoever writes or measures them. What becomes what is
+// told in SourceBankWriter.h.
 #pragma once
 
 #include <cstdint>

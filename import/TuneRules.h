@@ -1,5 +1,5 @@
-// TuneRules.h - what every format's planner makes of rates, pitches and loops, so that a record can hold them.
-// Whatever is changed is noted in the report; strWhat names the sample there, as `sample "Piano C4"`.
+// TuneRules.h - what every format's planner makes of rates, pitches and loops, so that a record can hold
+// them. Whatever is changed is noted in the report; strWhat names the sample there, as `sample "Piano C4"`.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ uint32_t HoldRate(uint32_t nRate, const std::string& strWhat, ImportReport& repo
 // outside 0 to 127 is held to it.
 void SettlePitch(WaveTune& tune, int nCents, const std::string& strWhat, ImportReport& report);
 
-// The loop of the frames from nStart to the one before nEnd, cut to a wave of nFrames. Answers false, and sets
-// none, when nothing is left of it.
+// The loop of the frames from nStart to the one before nEnd, cut to a wave of nFrames. Answers false, and
+// sets none, when nothing is left of it.
 bool SettleLoop(WaveTune& tune, int64_t nStart, int64_t nEnd, uint64_t nFrames, const std::string& strWhat,
                 ImportReport& report);
 

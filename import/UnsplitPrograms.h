@@ -1,4 +1,5 @@
-// UnsplitPrograms.h - keeps programs whole in the per-key layout, which splits every other program by its keys.
+// UnsplitPrograms.h - keeps programs whole in the per-key layout, which splits every other program by its
+// keys.
 #pragma once
 
 #include <set>
@@ -8,8 +9,8 @@
 
 namespace Kestrova {
 
-// The waves of a plan in which programs were unsplit. A wave that an unsplit program shared with a split one is
-// in the plan twice: the per-key layout makes copies by key of what a split program plays, and an unsplit
+// The waves of a plan in which programs were unsplit. A wave that an unsplit program shared with a split one
+// is in the plan twice: the per-key layout makes copies by key of what a split program plays, and an unsplit
 // program that plays the same sample would be silent (Q100).
 // Threads: Unsplit on one; then ReadFrames on any.
 class UnsplitPrograms : public IWaveReader {

@@ -79,7 +79,7 @@ public:
     // not know (the path is not touched then), or when the file cannot be written (it is removed then).
     bool ExportToFile(const char* path) const;
     bool ExportToFile24(const char* path) const;
-    // The first form into an open, empty file of the caller's, whose GetFirstError tells why it failed; 0 then
+    // The first form into an open, empty file of the caller's. Its GetFirstError tells why it failed; 0 then
     // says that the wave cannot be held by such a file.
     bool ExportTo(CXFile& file) const;
 

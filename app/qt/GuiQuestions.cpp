@@ -31,8 +31,8 @@ QWidget* ShownWindow() {
     return nullptr;
 }
 
-// A title bar has a bold font and, beside the title, an icon and buttons. Window managers cut a title that has
-// not enough room.
+// A title bar has a bold font and, beside the title, an icon and buttons. Window managers cut a title that
+// has not enough room.
 void WidenForTitle(QMessageBox& box) {
     constexpr int kBesideTitle = 120;
     auto* const pLayout = dynamic_cast<QGridLayout*>(box.layout());

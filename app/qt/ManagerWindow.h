@@ -9,8 +9,8 @@
 
 namespace Kestrova {
 
-// A window of fixed size, or of the screen's when that is smaller. It passes on what happens to it, and the tick, to its
-// owner, and fits its texts. Its controls are its children (ManagerControls.h).
+// A window of fixed size, or of the screen's when that is smaller. It passes on what happens to it, and the
+// tick, to its owner, and fits its texts. Its controls are its children (ManagerControls.h).
 struct GuiWindow final : public QWidget {
 public:
     GuiWindow(const QString& strTitle, const Rect& rect, IGuiOwner* pOwner);

@@ -1,5 +1,5 @@
-// NoteFolder.h - a folder of sound files named by note, as "Piano C#4 v3.wav" or "60.wav": an instrument for each
-// name that the files have besides note and layer.
+// NoteFolder.h - a folder of sound files named by note, as "Piano C#4 v3.wav" or "60.wav": an instrument for
+// each name that the files have besides note and layer.
 #pragma once
 
 #include <map>
@@ -27,8 +27,8 @@ struct NoteGroup {
     std::vector<NoteFile> files;  // by path
 };
 
-// The programs are numbered 0, 1 and so on, in the order of their names; behind 127 the next bank begins. Folders
-// within the folder are not looked into. What the regions are is told in NoteFolderPlanner.h.
+// The programs are numbered 0, 1 and so on, in the order of their names; behind 127 the next bank begins.
+// Folders within the folder are not looked into. What the regions are is told in NoteFolderPlanner.h.
 class NoteFolder : public IInstrument {
 public:
     // Lists the folder; the sound files are opened when they are planned. Refused when none is named by note.

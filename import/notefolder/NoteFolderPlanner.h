@@ -16,17 +16,17 @@ namespace Kestrova {
 struct NoteFile;
 struct NoteGroup;
 
-// The keys of a note that has neighbours: a key belongs to the nearest note, the key in the middle to the lower
-// one. The lowest note begins at key 0, the highest ends at 127. REQUIRES: below < nKey < above.
+// The keys of a note that has neighbours: a key belongs to the nearest note, the key in the middle to the
+// lower one. The lowest note begins at key 0, the highest ends at 127. REQUIRES: below < nKey < above.
 MidiRange KeysOfNote(std::optional<int> below, int nKey, std::optional<int> above);
 
 // The velocities of layer nLayer of nLayers: equal parts of 1 to 127. REQUIRES: nLayer < nLayers <= 127.
 MidiRange VelocitiesOfLayer(int nLayer, int nLayers);
 
-// Each file becomes a region with one layer. The note in its name is the wave's root key, and the file's own fine
-// tune counts if the file has the same root key. Its first loop is carried, if it runs forward.
-// Dropped are files that cannot be read as sound or have no frames, and those whose note and layer another file
-// of the program has, the first by name staying. What the system cannot read ends the planning.
+// Each file becomes a region with one layer. The note in its name is the wave's root key, and the file's own
+// fine tune counts if the file has the same root key. Its first loop is carried, if it runs forward. Dropped
+// are files that cannot be read as sound or have no frames, and those whose note and layer another file of
+// the program has, the first by name staying. What the system cannot read ends the planning.
 class NoteFolderPlanner {
 public:
     // Both must outlive the planner; files that are there already keep their numbers.

@@ -9,11 +9,12 @@
 
 namespace Kestrova {
 
-// Names are relative to one folder, and may lead out of it by "..", as many instruments keep their samples beside
-// the folder of their texts. A backslash separates folders as a slash does. Where no name has the letters in
-// the case that is given, the first in byte order that differs by the case of A to Z alone is taken; each part
-// of a path by itself. Both are noted in the report as accepted, with the number of names. Absolute names and
-// those with a drive are not looked for: they belong to the machine where the text was written.
+// Names are relative to one folder, and may lead out of it by "..", as many instruments keep their samples
+// beside the folder of their texts. A backslash separates folders as a slash does. Where no name has the
+// letters in the case that is given, the first in byte order that differs by the case of A to Z alone is
+// taken; each part of a path by itself. Both are noted in the report as accepted, with the number of names.
+// Absolute names and those with a drive are not looked for: they belong to the machine where the text was
+// written.
 // Threads: one.
 class FileFinder {
 public:

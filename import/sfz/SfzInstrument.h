@@ -14,8 +14,8 @@
 
 namespace Kestrova {
 
-// Has one program, 0:0, named after the file; its zones are the regions of the text. The sound files are opened
-// when the plan is made, and again while their frames are read.
+// Has one program, 0:0, named after the file; its zones are the regions of the text. The sound files are
+// opened when the plan is made, and again while their frames are read.
 class SfzInstrument : public IInstrument {
 public:
     // Whether a file that begins with these bytes is one.

@@ -34,7 +34,8 @@ const char* SfzLeftOutName(SfzLeftOut kind);
 inline constexpr size_t kSfzControllers = 512;
 using SfzControllers = std::array<double, kSfzControllers>;  // their values when a player begins
 
-// The opcodes of a region and of the headers above it; what is not set there has no value. Views are into the text.
+// The opcodes of a region and of the headers above it; what is not set there has no value. Views are into the
+// text.
 struct SfzSettings {
     using Number = std::optional<double>;
 

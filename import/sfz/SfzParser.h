@@ -19,9 +19,9 @@ struct SfzHeader {
     std::vector<SfzOpcode> opcodes;
 };
 
-// A text as SfzTextReader gives it. A value goes to the end of its line, to the next header, or to the blank in
-// front of the next word with a "=", so that names of files may have blanks. What is no opcode, and opcodes in
-// front of the first header, are noted as dropped.
+// A text as SfzTextReader gives it. A value goes to the end of its line, to the next header, or to the blank
+// in front of the next word with a "=", so that names of files may have blanks. What is no opcode, and
+// opcodes in front of the first header, are noted as dropped.
 std::vector<SfzHeader> ParseSfz(std::string_view text, ImportReport& report);
 
 // The text in quotes; a long one is cut.

@@ -20,8 +20,8 @@ int64_t FrameOr(const SfzSettings::Number& number, int64_t nOtherwise) {
     return number ? static_cast<int64_t>(*number) : nOtherwise;
 }
 
-// The key that counts as pressed last when a player has just begun: the one set, else that of the first region
-// that waits for one.
+// The key that counts as pressed last when a player has just begun: the one set, else that of the first
+// region that waits for one.
 SfzSettings::Number SwitchAtStart(const std::vector<SfzRegion>& regions) {
     const auto find = [&regions](SfzSettings::Number SfzSettings::*pNumber) {
         const auto place = std::find_if(regions.begin(), regions.end(), [pNumber](const SfzRegion& region) {

@@ -29,24 +29,25 @@ struct SfzPlan {
 };
 
 // Makes one plan. The rules:
-// - A bank plays all layers of a region at once, so only the regions that sound when a player has just begun and a
-//   key is pressed once come over: no release, later turn of a round, other key switch, or controller that is not
-//   set. The others are dropped.
-// - Regions with the same ranges become one, with a layer for each; other ranges may overlap. They are sorted by
-//   their ranges, and each is named after the first file in it.
-// - A wave is planned once for each use of a file with other frames, tune or loop; waves are in the order of their
-//   first use.
-// - The key center (60 when none is set) less transpose and tune is the pitch at which the wave plays unchanged. A
-//   key track is exact where the range is one key, and left out of wider ranges.
-// - Without a loop mode a file with a loop has it, and another none. Missing ends of a loop are the file's, or those of
-//   the wave. A loop that plays backwards or to and fro is taken as one that plays forwards.
+// - A bank plays all layers of a region at once, so only the regions that sound when a player has just begun
+//   and a key is pressed once come over: no release, later turn of a round, other key switch, or controller
+//   that is not set. The others are dropped.
+// - Regions with the same ranges become one, with a layer for each; other ranges may overlap. They are sorted
+//   by their ranges, and each is named after the first file in it.
+// - A wave is planned once for each use of a file with other frames, tune or loop; waves are in the order of
+//   their first use.
+// - The key center (60 when none is set) less transpose and tune is the pitch at which the wave plays
+//   unchanged. A key track is exact where the range is one key, and left out of wider ranges.
+// - Without a loop mode a file with a loop has it, and another none. Missing ends of a loop are the file's,
+//   or those of the wave. A loop that plays backwards or to and fro is taken as one that plays forwards.
 class SfzPlanner {
 public:
     // All must outlive the planner.
     SfzPlanner(FileFinder& finder, WaveFiles& files, ImportReport& report)
         : m_finder(finder), m_files(files), m_report(report) {}
 
-    // The program has bank and number 0. Files that are missing or are no sound files are all named by one refusal.
+    // The program has bank and number 0. Files that are missing or are no sound files are all named by one
+    // refusal.
     ImportOutcome Make(const std::string& strName, const std::vector<SfzRegion>& regions, SfzPlan& plan,
                        const ImportWatch& watch = {});
 

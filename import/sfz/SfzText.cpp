@@ -37,8 +37,8 @@ bool IsDirective(std::string_view text, std::string_view name) {
     return text.substr(0, name.size()) == name && text.size() > name.size() && IsBlank(text[name.size()]);
 }
 
-// The length of the comment at the beginning of the text; 0 when there is none. bEnded tells whether its end is
-// there.
+// The length of the comment at the beginning of the text; 0 when there is none. bEnded tells whether its end
+// is there.
 size_t CommentLength(std::string_view text, bool& bEnded) {
     bEnded = true;
     if (text.substr(0, 2) == "//") return std::min(text.find_first_of(kLineEnds), text.size());
@@ -193,8 +193,8 @@ bool IsSfzText(std::string_view head) {
 }
 
 std::string MissingFilesText(const std::vector<std::string>& files) {
-    std::string strText = std::to_string(files.size()) + " of its files cannot be used:";
-    for (const std::string& strFile : files) strText += "\n  " + strFile;
+    std::string strText = std::to_string(files.size()) + " of its files cannot be used: ";
+    for (const std::string& strFile : files) strText += (&strFile == &files.front() ? "" : "; ") + strFile;
     return strText;
 }
 

@@ -1,4 +1,5 @@
-// SfzText.h - the text of an SFZ instrument in one piece: without comments, with its includes and definitions.
+// SfzText.h - the text of an SFZ instrument in one piece: without comments, with its includes and
+// definitions.
 #pragma once
 
 #include <cstddef>
@@ -14,11 +15,11 @@
 namespace Kestrova {
 
 // Reads a text and the files it includes. The rules:
-// - A comment goes from // to the end of its line, or from /* to */; one that does not end goes to the file's end
-//   (noted as repaired).
-// - #include "NAME" is replaced by that file, #define $NAME VALUE by nothing. Both may stand anywhere in a line,
-//   behind a blank. A value is one word; $NAMEs in it are replaced when it is defined. A name is defined from
-//   there on, over the end of its file too, and can be defined anew.
+// - A comment goes from // to the end of its line, or from /* to */; one that does not end goes to the file's
+//   end (noted as repaired).
+// - #include "NAME" is replaced by that file, #define $NAME VALUE by nothing. Both may stand anywhere in a
+//   line, behind a blank. A value is one word; $NAMEs in it are replaced when it is defined. A name is
+//   defined from there on, over the end of its file too, and can be defined anew.
 // - $ is replaced with the letters behind it that are the longest defined name; others stay as they are.
 // - A byte order mark is passed over.
 // Names of files are relative to the folder of the first file, in every file.
@@ -61,7 +62,7 @@ private:
 // comments, is a header of the format, a definition or an include.
 bool IsSfzText(std::string_view head);
 
-// "COUNT of its files cannot be used:" and a line for each.
+// "COUNT of its files cannot be used: FILE; FILE". Messages are one line, so this is one too.
 std::string MissingFilesText(const std::vector<std::string>& files);
 
 }  // namespace Kestrova

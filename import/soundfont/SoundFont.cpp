@@ -271,8 +271,9 @@ ImportOutcome SoundFont::ReadSamples() {
     return {};
 }
 
-// A sample is compressed when its type says so. Old fonts of version 3 do not say so of any sample, and then all
-// are. Start and end of a compressed one are bytes of the wave data, and its loop counts from its first frame.
+// A sample is compressed when its type says so. Old fonts of version 3 do not say so of any sample, and then
+// all are. Start and end of a compressed one are bytes of the wave data, and its loop counts from its first
+// frame.
 ImportOutcome SoundFont::FindPackedSamples() {
     const auto isMarked = [](const FontSample& sample) { return (sample.nType & kFontPacked) != 0; };
     const bool bAnyMarked = std::any_of(m_samples.begin(), m_samples.end(), isMarked);
@@ -303,6 +304,7 @@ ImportOutcome SoundFont::OpenSample(size_t nSample) {
     if (facts.nChannels != 1 || facts.nBits != 16)
         return Refused("its compressed sound has " + std::to_string(facts.nChannels) + " channels of " +
                        std::to_string(facts.nBits) + " bits; only one of 16 is taken");
+    if (facts.nFrames == 0) return Refused("its compressed sound has no frames");
     sample.nEnd = static_cast<uint32_t>(facts.nFrames);
     m_packedFiles.emplace(nSample, nFile);
     return outcome;

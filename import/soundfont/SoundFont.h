@@ -1,5 +1,5 @@
-// SoundFont.h - a SoundFont file of version 2 (2.01 to 2.04) as plain structures, and its waves by ranges. Version 3
-// (SF3) is the same with samples compressed as Ogg Vorbis.
+// SoundFont.h - a SoundFont file of version 2 (2.01 to 2.04) as plain structures, and its waves by ranges.
+// Version 3 (SF3) is the same with samples compressed as Ogg Vorbis.
 #pragma once
 
 #include <cstdint>
@@ -42,8 +42,8 @@ struct FontInstrument {
 inline constexpr uint16_t kFontMono = 1, kFontRight = 2, kFontLeft = 4, kFontLinked = 8, kFontPacked = 0x10,
                           kFontRom = 0x8000;
 
-// Positions are frames of the whole file's wave data; nothing about them is checked. Those of a compressed sample are
-// frames of its own sound; it has none before it is opened.
+// Positions are frames of the whole file's wave data; nothing about them is checked. Those of a compressed
+// sample are frames of its own sound; it has none before it is opened.
 struct FontSample {
     std::string strName;
     uint32_t nStart = 0;

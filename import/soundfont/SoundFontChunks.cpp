@@ -119,20 +119,20 @@ ImportOutcome SoundFontChunks::Find(CXFile& file) {
     unsigned long long nFileSize = 0;
     const FileAnswer measured = AskFile(file, [&] { return file.GetSize(nFileSize); });
     if (!measured) return Unreadable(measured.nError);
-    const ImportOutcome kNoFont = Refused("it is not a SoundFont file");
-    if (nFileSize < kHeaderBytes) return kNoFont;
+    const auto noFont = [] { return Refused("it is not a SoundFont file"); };
+    if (nFileSize < kHeaderBytes) return noFont();
     Header riff;
     std::string strForm;
     ImportOutcome outcome = ReadHeader(file, 0, riff);
     if (!outcome.IsDone()) return outcome;
-    if (riff.strTag != "RIFF") return kNoFont;
+    if (riff.strTag != "RIFF") return noFont();
     m_bHeaderCounted = riff.posEnd() == nFileSize + kHeaderBytes;
     if (m_bHeaderCounted) riff.body.nSize -= kHeaderBytes;
     if (riff.posEnd() > nFileSize) return CutShort(riff, nFileSize);
-    if (riff.body.nSize < kTagBytes) return kNoFont;
+    if (riff.body.nSize < kTagBytes) return noFont();
     outcome = ReadTag(file, riff.body.pos, strForm);
     if (!outcome.IsDone()) return outcome;
-    if (strForm != "sfbk") return kNoFont;
+    if (strForm != "sfbk") return noFont();
     ChunkWalk lists(file, riff.body.pos + kTagBytes, riff.posEnd());
     for (Header list; lists.Next(list);) {
         if (list.strTag != "LIST" || list.body.nSize < kTagBytes) continue;

@@ -115,8 +115,8 @@ WaveLoopKind LoopKind(int nMode) {
     return nMode == SF_LOOP_ALTERNATING ? WaveLoopKind::Alternating : WaveLoopKind::Forward;
 }
 
-// A WAV file's fraction tells how far the wave's own pitch lies above the key; an AIFF file's detune by how much
-// the wave shall be raised, which is the opposite. libsndfile gives both as they are, and of both
+// A WAV file's fraction tells how far the wave's own pitch lies above the key; an AIFF file's detune by how
+// much the wave shall be raised, which is the opposite. libsndfile gives both as they are, and of both
 // formats the loop's end as one past the last frame.
 void ReadInstrument(SNDFILE* pHandle, int nFormat, WaveFileFacts& facts) {
     SF_INSTRUMENT instrument{};
@@ -171,7 +171,7 @@ ImportOutcome WaveFile::Sound::Open(const std::string& strPath, const FilePart& 
 
 ImportOutcome WaveFile::Sound::SetFacts(const SF_INFO& info) {
     if (info.channels < 1 || info.channels > kMostChannels)
-        return Refused("it has " + std::to_string(info.channels) + " channels; a bank takes one or two");
+        return Refused("it has " + std::to_string(info.channels) + " channels, and a bank takes one or two");
     if (info.samplerate < 1) return Refused("it has no sample rate");
     if (info.frames < 0 || static_cast<uint64_t>(info.frames) > kMostFrames)
         return Refused("it is longer than a record can hold, or does not tell its length");

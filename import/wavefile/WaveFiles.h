@@ -15,15 +15,16 @@
 
 namespace Kestrova {
 
-// The files of an instrument, by number. A file is opened for its facts, and again for its frames; of those that
-// no thread reads at the moment the last few stay open, so that pieces read one after the other need no seeking.
+// The files of an instrument, by number. A file is opened for its facts, and again for its frames; of those
+// that no thread reads at the moment the last few stay open, so that pieces read one after the other need no
+// seeking.
 // Threads: Add on one, before the rest; then ReadFrames on any. Each reading thread has a handle for itself.
 class WaveFiles {
 public:
     static constexpr size_t kMostIdle = 16;  // descriptors, besides one for each thread that reads
 
-    // Opens the file, or a part of it that is a sound file by itself; nFile is its number when done. What is there
-    // already keeps its number.
+    // Opens the file, or a part of it that is a sound file by itself; nFile is its number when done. What is
+    // there already keeps its number.
     ImportOutcome Add(const std::string& strPath, size_t& nFile, const FilePart& part = {});
 
     const WaveFileFacts& GetFacts(size_t nFile) const { return m_files[nFile].facts; }

@@ -39,9 +39,8 @@ TEST(StgManEndTest, ACancelledBankGoesAndTheUserIsTold) {
     EXPECT_TRUE(fs::is_empty(bench.banks)) << "the run has stopped";
 }
 
-// The worker stands behind the last record, where the bank is brought to the disk. That bank is finished, and the
-// run ends before the next.
-// Q129
+// The worker stands behind the last record, where the bank is brought to the disk. That bank is finished, and
+// the run ends before the next.
 TEST(StgManEndTest, ACancelBehindTheLastRecordOfABankStopsTheRunBeforeTheNext) {
     StgManBench bench;
     StgMan& man = bench.Open();

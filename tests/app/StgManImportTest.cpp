@@ -42,6 +42,7 @@ TEST(StgManImportTest, AChosenSoundFontIsImportedAndBecomesTheSource) {
         EXPECT_EQ("Piano.sf2 was imported as Piano.kvs.", bench.StatusText());
         EXPECT_TRUE(bench.Control(kProgressText).bShown);
         EXPECT_FALSE(bench.gui.IsKeptAwake());
+        EXPECT_EQ("Calderine Bank Manager", bench.gui.Window().strTitle);
         bench.Build({1});
         EXPECT_TRUE(fs::exists(bench.banks / "Piano_0BB80.kvn"));
     });
@@ -81,6 +82,7 @@ TEST(StgManImportTest, WhileItIsImportedTheWindowShowsItAndNothingElseCanBegin) 
         bench.files.WaitUntilOneWaits();
         bench.gui.Tick();
         EXPECT_EQ("Importing Piano.sf2 ...", bench.StatusText());
+        EXPECT_EQ("Importing, 0 % - Calderine Bank Manager", bench.gui.Window().strTitle);
         for (const int i : {kProgressText, kProgressBar, kProgressPercent, kCancelButton})
             EXPECT_TRUE(bench.Control(i).bShown) << i;
         EXPECT_TRUE(bench.Control(kCancelButton).bEnabled);

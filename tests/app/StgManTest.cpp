@@ -267,9 +267,7 @@ TEST(StgManTest, ASoundSourceChosenAfterARefusedOneIsAnalysed) {
     EXPECT_TRUE(bench.HasBank(1));
     EXPECT_EQ((Codes{5}), bench.AlertCodes());
 }
-// Q124
 
-// Q124
 TEST(StgManTest, WithoutASourceTheUserIsToldWhatToDo) {
     StgManBench bench;
     bench.Open("", bench.dir.File("missing.kvs"), bench.banks.string());
@@ -289,7 +287,9 @@ TEST(StgManTest, ASourceThatIsNoneIsToldWithItsCause) {
         EXPECT_EQ("Test.kvs cannot be used: this is no source bank.", bench.StatusText());
     });
 }
+// Q124
 
+// Q124
 TEST(StgManTest, AFailedAnalysisIsToldOfAndItsResultIsThatOfTheProgram) {
     StgManBench bench;
     SourceSpec empty;

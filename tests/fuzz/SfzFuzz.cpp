@@ -1,6 +1,6 @@
-// SfzFuzz.cpp - the SFZ reader and its planner with hostile texts: they may refuse one; what they plan must lie
-// in its file. Input: the text. It is written to TMPDIR, beside two sound files, "a.wav" with a loop and "b.wav", and
-// "self.sfz", which is the text too.
+// SfzFuzz.cpp - the SFZ reader and its planner with hostile texts: they may refuse one; what they plan must
+// lie in its file. Input: the text. It is written to TMPDIR, beside two sound files, "a.wav" with a loop and
+// "b.wav", and "self.sfz", which is the text too.
 #include <cstdint>
 #include <cstdlib>
 #include <vector>

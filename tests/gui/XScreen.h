@@ -9,7 +9,7 @@
 #include "app/DialogTables.h"
 #include "tests/support/ChildProcess.h"
 
-struct _XDisplay;
+struct _XDisplay;  // NOLINT(bugprone-reserved-identifier): the library's own name
 
 namespace Kestrova::Test {
 

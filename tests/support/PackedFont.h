@@ -1,4 +1,5 @@
-// PackedFont.h - a made SoundFont with its samples compressed as SF3 files have them. Needs kv::sound_file_maker.
+// PackedFont.h - a made SoundFont with its samples compressed as SF3 files have them. Needs
+// kv::sound_file_maker.
 #pragma once
 
 #include <sndfile.h>

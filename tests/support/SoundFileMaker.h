@@ -35,8 +35,8 @@ struct SmplLoop {
 // The body of a `smpl` chunk. The fraction is that of a key, in 1 / 2^32.
 Bytes SmplChunk(uint32_t nKey, uint32_t nFraction, const std::vector<SmplLoop>& loops);
 
-// An AIFF file of one channel of 16 bits, which are 0, at 44100 Hz. The instrument has the key and detune, and its
-// sustain loop the mode (0 none, 1 forward, 2 alternating) between markers at the two positions.
+// An AIFF file of one channel of 16 bits, which are 0, at 44100 Hz. The instrument has the key and detune,
+// and its sustain loop the mode (0 none, 1 forward, 2 alternating) between markers at the two positions.
 struct AiffSpec {
     uint32_t nFrames = 100;
     uint8_t nKey = 60;

@@ -1,11 +1,10 @@
-// BuildCommand.h - kvbank build: makes the banks of a source at the rates asked for.
+// BuildCommand.h - kvbank build: makes the banks of one source, or of many, at the rates asked for.
 #pragma once
 
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/build/BuildReporter.h"
-#include "tools/kvbank/build/BuildRun.h"
+#include "tools/kvbank/build/BuildPlan.h"
 
 namespace Kestrova {
 
@@ -18,15 +17,13 @@ public:
     int Run(Console& console) override;
 
 private:
-    ExitCode Build(BuildRun& run, BuildReporter& reporter);
-    ExitCode CheckSpace(const std::vector<BuildPlan>& plans, BuildReporter& reporter) const;
-    BuildFault PrepareFolder() const;
-    ExitCode BuildAll(BuildRun& run, const std::vector<BuildPlan>& plans, BuildReporter& reporter) const;
-    bool MayBuild(const BuildPlan& plan) const;
+    int RunOne(Console& console);
+    int RunMany(Console& console);
 
-    BuildOptions m_options;
+    std::vector<std::string> m_sources;
+    BuildOptions m_options;  // without the source
+    unsigned m_nAtOnce = 1;
     std::string m_strWait;  // of --wait, as written
-    EngineRun m_run;
 };
 
 }  // namespace Kestrova

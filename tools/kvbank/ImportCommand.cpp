@@ -172,7 +172,10 @@ Ending ImportCommand::WriteBank(const ImportReporter& reporter, WrittenBank& ban
     {
         Progress bar = reporter.MakeBar();
         ImportWatch watch = WatchForSignals();
-        watch.progress = [&bar](double fraction, uint64_t nBytes) { bar.Show(fraction, nBytes); };
+        // Behind the last wave there are but small records and the end of the file.
+        watch.progress = [&bar](double fraction, uint64_t nBytes) {
+            bar.Show(fraction, nBytes, fraction < 1 ? ProgressPhase::Work : ProgressPhase::Sync);
+        };
         outcome = WriteSourceBank(part.Path().string(), m_plan, *m_waves, watch);
     }
     if (outcome.IsDone() && CancelSignal() != 0) outcome = Cancelled();

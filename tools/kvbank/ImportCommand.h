@@ -1,4 +1,5 @@
-// ImportCommand.h - kvbank import: makes a source bank of a SoundFont file, or of any other format that is read.
+// ImportCommand.h - kvbank import: makes a source bank of a SoundFont file, or of any other format that is
+// read.
 #pragma once
 
 #include <memory>

@@ -18,6 +18,7 @@
 #include "tools/kvbank/TreeCommand.h"
 #include "tools/kvbank/VerifyCommand.h"
 #include "tools/kvbank/terminal/NearestWord.h"
+#include "tools/kvbank/terminal/OutputOptions.h"
 
 namespace Kestrova {
 namespace {
@@ -59,9 +60,7 @@ constexpr const char* kFooter =
 
 void AddGlobalOptions(CLI::App& app, Console& console) {
     app.set_version_flag("-V,--version", "kvbank 1.0");
-    app.add_flag("-q,--quiet", console.bQuiet, "print only errors");
-    app.add_flag("-v,--verbose", console.bVerbose, "print more details, such as the engine's result numbers");
-    app.add_flag("--json", console.bJson, "write one JSON document to standard output");
+    AddOutputOptions(app, console);
 }
 
 // Checked before parsing, because the parser may fail before it comes to
@@ -82,8 +81,8 @@ void TurnHelpIntoOption(std::vector<std::string>& arguments) {
 }
 
 // An empty value is a mistake in a script: no option or argument has a use for one.
-void RefuseEmptyValues(const CLI::App& verb) {
-    for (const CLI::Option* const pOption : verb.get_options())
+void RefuseEmptyValues(const CLI::App& app) {
+    for (const CLI::Option* const pOption : app.get_options())
         for (const std::string& strValue : pOption->results())
             if (strValue.empty()) throw CLI::ValidationError(pOption->get_name(), "the value is empty");
 }
@@ -125,7 +124,7 @@ std::string WhyNotParsed(const CLI::App& app, const CLI::ParseError& error) {
 
 int FailToParse(Console& console, const CLI::App& app, const CLI::ParseError& error, const char* pszVerb) {
     console.Error(WhyNotParsed(app, error));
-    if (!console.bJson)
+    if (!console.bJson && console.progress != Console::ProgressStyle::Lines)
         console.err << std::string("Run 'kvbank ") + pszVerb + (*pszVerb == '\0' ? "" : " ") +
                            "--help' to see how it is used.\n";
     return console.Finish(pszVerb, kExitUsage);
@@ -135,7 +134,8 @@ using Commands = std::array<std::unique_ptr<Command>, kVerbs.size()>;
 
 constexpr const char* kSummary = "Makes, lists, checks and removes the banks of a sampled instrument.";
 
-// Declares every verb and option. The parser fills the commands, and sets pszVerb as soon as the verb is known.
+// Declares every verb and option. The parser fills the commands, and sets pszVerb as soon as the verb is
+// known.
 void Declare(CLI::App& app, Console& console, Commands& commands, const char*& pszVerb) {
     app.require_subcommand(1);
     app.fallthrough();
@@ -152,13 +152,13 @@ void Declare(CLI::App& app, Console& console, Commands& commands, const char*& p
     app.footer(kHelpHint + std::string(kFooter));  // the verbs have copied the footer without the hint before
 }
 
-int ParseAndRun(std::vector<std::string> arguments, Console& console, const char*& pszVerb) {
+int ParseAndRun(const std::vector<std::string>& arguments, Console& console, const char*& pszVerb) {
     CLI::App app(kSummary, "kvbank");
     Commands commands;
     Declare(app, console, commands, pszVerb);
     try {
-        std::reverse(arguments.begin(), arguments.end());  // the order the parser takes them in
-        app.parse(std::move(arguments));
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser's order
+        RefuseEmptyValues(app);
         RefuseEmptyValues(*app.get_subcommands().front());
     } catch (const CLI::Success& wish) {  // for help or the version
         if (app.get_subcommands().empty() && !app.remaining().empty())
@@ -168,6 +168,8 @@ int ParseAndRun(std::vector<std::string> arguments, Console& console, const char
     } catch (const CLI::ParseError& error) {
         return FailToParse(console, app, error, pszVerb);
     }
+    if (const ExitCode code = BeginOutput(arguments, console); code != kExitDone)
+        return console.Finish(pszVerb, code);
     for (size_t i = 0; i < kVerbs.size(); ++i)
         if (pszVerb == kVerbs[i].pszName) return commands[i]->Run(console);
     return kExitInternal;
@@ -201,7 +203,7 @@ int RunKvBank(std::vector<std::string> arguments, Console& console) {
     console.bJson = AsksForJson(arguments);
     try {
         TurnHelpIntoOption(arguments);
-        return ParseAndRun(std::move(arguments), console, pszVerb);
+        return ParseAndRun(arguments, console, pszVerb);
     } catch (const std::bad_alloc&) {
         return Fail(console, pszVerb, kExitNoMemory, "out of memory", "");
     } catch (const std::exception& error) {

@@ -139,9 +139,9 @@ void ReportCommand::Predict(ReportFacts& facts) {
     }
     for (const int nRate : iSPS) {
         PredictedSize& row = facts.predicted.emplace_back();
-        row.nRate = nRate;
-        m_run.Engine().Prediction(static_cast<unsigned int>(nRate), false, row.nPlainMegabytes);
-        m_run.Engine().Prediction(static_cast<unsigned int>(nRate), true, row.nPerKeyMegabytes);
+        row.nRate = static_cast<unsigned int>(nRate);
+        m_run.Engine().Prediction(row.nRate, false, row.nPlain);
+        m_run.Engine().Prediction(row.nRate, true, row.nPerKey);
     }
 }
 

@@ -218,11 +218,9 @@ TEST_F(SfzPlannerTest, AllFilesThatAreMissingOrUnusableAreNamedAtOnce) {
         "<region>sample=text.wav <region>sample=three.wav <region>sample=q.wav trigger=release");
     EXPECT_EQ(ImportEnd::Refused, outcome.end);
     EXPECT_EQ(
-        "4 of its files cannot be used:\n"
-        "  text.wav: it is no sound file of a known kind\n"
-        "  three.wav: it has 3 channels; a bank takes one or two\n"
-        "  x/y.wav: No such file or directory\n"
-        "  z.wav: No such file or directory",
+        "4 of its files cannot be used: text.wav: it is no sound file of a known kind; "
+        "three.wav: it has 3 channels, and a bank takes one or two; x/y.wav: No such file or directory; "
+        "z.wav: No such file or directory",
         outcome.strCause);
 }
 

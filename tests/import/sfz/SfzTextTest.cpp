@@ -89,7 +89,7 @@ TEST_F(SfzTextTest, AnIncludeMayHaveNamesAndNoQuotes) {
 
 TEST_F(SfzTextTest, AllMissingIncludesAreNamedAtOnce) {
     EXPECT_EQ(
-        "2 of its files cannot be used:\n  a.txt: No such file or directory\n  /b.txt: it is an absolute "
+        "2 of its files cannot be used: a.txt: No such file or directory; /b.txt: it is an absolute "
         "path",
         Read("#include \"a.txt\"\n#include \"/b.txt\""));
 }

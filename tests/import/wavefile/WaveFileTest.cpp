@@ -203,7 +203,7 @@ TEST_F(WaveFileTest, AnAiffFilesDetuneIsTheOppositeOfAFraction) {
 TEST_F(WaveFileTest, AFileWithoutFramesIsOpened) { EXPECT_EQ(0u, FactsOf(MakeWav({})).nFrames); }
 
 TEST_F(WaveFileTest, WhatABankCannotTakeIsRefusedWithItsReason) {
-    EXPECT_EQ("it has 3 channels; a bank takes one or two",
+    EXPECT_EQ("it has 3 channels, and a bank takes one or two",
               Open(MakeWav({1, 3, 44100, 16, Bytes(60)})).strCause);
     EXPECT_EQ("it is no sound file of a known kind", Open(Bytes(1000, 'x')).strCause);
     EXPECT_EQ(ImportEnd::Refused, Open({}).end);

@@ -290,7 +290,8 @@ private:
     int m_nDrawn = 0;
 };
 
-// A bank that needs less than was predicted is nearly done in steps, but not in bytes.
+// A bank that needs less than was predicted is nearly done in steps, but not in bytes. At that point all is
+// written, and the disk is waited for.
 TEST_F(BuildCommandTest, TheProgressIsThatOfTheBytes) {
     Source(Larger());
     std::istringstream in;
@@ -303,7 +304,7 @@ TEST_F(BuildCommandTest, TheProgressIsThatOfTheBytes) {
     ASSERT_EQ(0, RunKvBank({"build", File("Src.kvs"), "-d", Folder(), "-r", "44100"}, console));
     const uint64_t nBytes = fs::file_size(File(k44100));
     EXPECT_THAT(lines.str(), HasSubstr(" " + std::to_string(nBytes * 100 / (1 << 20)) + "%  " +
-                                       ReadableSize(nBytes) + " of 1.0 MB"));
+                                       ReadableSize(nBytes) + " of 1.0 MB  writing to the disk ..."));
 }
 
 // As if the signal came at the n-th call for a file.

@@ -19,9 +19,9 @@ TEST_F(ImportFaultTest, UnreadableFontsAreBadInput) {
     const Outcome text = Import();
     EXPECT_EQ(3, text.nCode);
     EXPECT_EQ(
-        "kvbank: DIR/a.sf2: it is of no format that is read: SoundFont (SF2, SF3), or a folder of samples "
-        "named by "
-        "note\n",
+        "kvbank: DIR/a.sf2: it is of no format that is read: SoundFont (SF2, SF3), SFZ, or a folder of "
+        "samples "
+        "named by note\n",
         text.strErr);
     FontSpec silent = SmallFont();
     silent.presets.clear();

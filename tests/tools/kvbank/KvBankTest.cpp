@@ -23,15 +23,15 @@ TEST_F(KvBankTest, HelpNamesEveryVerbAndTheExitCodes) {
         const Outcome outcome = Run({pszOption});
         EXPECT_EQ(0, outcome.nCode);
         for (const char* pszText :
-             {"build", "demo", "export", "import", "info", "list", "remove", "render", "report", "space", "tree",
-              "verify", "Exit codes: 0 done; 1 done, but something is wrong; 2 usage;"})
+             {"build", "demo", "export", "import", "info", "list", "remove", "render", "report", "space",
+              "tree", "verify", "Exit codes: 0 done; 1 done, but something is wrong; 2 usage;"})
             EXPECT_THAT(outcome.strOut, HasSubstr(pszText));
     }
 }
 
 TEST_F(KvBankTest, EveryVerbHasHelp) {
-    for (const char* pszVerb : {"build", "demo", "export", "import", "info", "list", "remove", "render", "report",
-                                "space", "tree", "verify"}) {
+    for (const char* pszVerb : {"build", "demo", "export", "import", "info", "list", "remove", "render",
+                                "report", "space", "tree", "verify"}) {
         const Outcome outcome = Run({pszVerb, "--help"});
         EXPECT_EQ(0, outcome.nCode);
         EXPECT_THAT(outcome.strOut, HasSubstr(pszVerb));
@@ -41,8 +41,8 @@ TEST_F(KvBankTest, EveryVerbHasHelp) {
 TEST_F(KvBankTest, HelpIsAVerbToo) {
     EXPECT_EQ(Run({"--help"}).strOut, Run({"help"}).strOut);
     EXPECT_EQ(Run({"--help"}).strOut, Run({"-q", "help"}).strOut);
-    for (const char* pszVerb : {"build", "demo", "export", "import", "info", "list", "remove", "render", "report",
-                                "space", "tree", "verify"}) {
+    for (const char* pszVerb : {"build", "demo", "export", "import", "info", "list", "remove", "render",
+                                "report", "space", "tree", "verify"}) {
         const Outcome outcome = Run({"help", pszVerb});
         EXPECT_EQ(0, outcome.nCode);
         EXPECT_EQ(Run({pszVerb, "--help"}).strOut, outcome.strOut);

@@ -112,7 +112,7 @@ public:
         options.arRates = {44100, 48000};
         options.wait = std::chrono::hours(1);
     }
-    void OnProgress(const BuildPlan&, uint64_t) override {}
+    void OnProgress(const BuildPlan&, uint64_t, ProgressPhase) override {}
     void OnNoLocks(int) override {}
     void OnWait(const std::string& strWhy) override {
         strReason = strWhy;

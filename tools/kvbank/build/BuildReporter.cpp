@@ -36,11 +36,11 @@ BuildReporter::BuildReporter(Console& console, const BuildOptions& options)
 
 // --- While it goes on.
 
-void BuildReporter::OnProgress(const BuildPlan& plan, uint64_t nBytes) {
+void BuildReporter::OnProgress(const BuildPlan& plan, uint64_t nBytes, ProgressPhase phase) {
     const uint64_t nPredicted = PredictedBytes(plan);
     if (!m_pProgress) m_pProgress = std::make_unique<Progress>(m_console, RateText(plan), nPredicted);
     m_pProgress->Show(nPredicted == 0 ? 0 : static_cast<double>(nBytes) / static_cast<double>(nPredicted),
-                      nBytes);
+                      nBytes, phase);
 }
 
 void BuildReporter::OnWait(const std::string& strWhy) {
@@ -66,6 +66,7 @@ void BuildReporter::TellRemoved(unsigned nRemoved, const std::vector<Leftover>& 
 }
 
 void BuildReporter::TellSpace(uint64_t nNeeded, uint64_t nFree) {
+    m_nNeeded = nNeeded;
     m_report["bytes_needed"] = nNeeded;
     m_report["bytes_free"] = nFree;
     if (nNeeded <= nFree) return;

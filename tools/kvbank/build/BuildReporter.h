@@ -16,7 +16,7 @@ public:
     // Both must outlive the reporter.
     BuildReporter(Console& console, const BuildOptions& options);
 
-    void OnProgress(const BuildPlan& plan, uint64_t nBytes) override;
+    void OnProgress(const BuildPlan& plan, uint64_t nBytes, ProgressPhase phase) override;
     void OnWait(const std::string& strWhy) override;
     void OnNoLocks(int nError) override;
 
@@ -31,6 +31,12 @@ public:
     bool TellLeft(const std::vector<Leftover>& left);
 
     int Finish(ExitCode code) { return m_console.Finish("build", code, m_report); }
+    // What Finish would put into the document, for one of many sources.
+    Json Facts(ExitCode code) const { return m_console.Facts(code, m_report); }
+
+protected:
+    // Predicted for all that is to be built; 0 before it is known.
+    uint64_t BytesNeeded() const { return m_nNeeded; }
 
 private:
     void TellNotBegun(const BuildPlan& plan, const BuildFinding& finding, Json& row);
@@ -42,6 +48,7 @@ private:
     Console& m_console;
     const BuildOptions& m_options;
     Json m_report;
+    uint64_t m_nNeeded = 0;
     std::unique_ptr<Progress> m_pProgress;  // of the bank being filled
     bool m_bToldNoLocks = false;
 };

@@ -196,7 +196,10 @@ BankResult BuildRun::Start(const BuildPlan& plan, const FolderLock&) {
 
 BankResult BuildRun::Await(const BuildPlan& plan) {
     const fs::path made = m_pFolder->Path() / plan.strName;
-    return m_run.Finish([&] { m_watcher.OnProgress(plan, FileSize(made)); });
+    return m_run.Finish([&] {
+        m_watcher.OnProgress(plan, FileSize(made),
+                             m_run.HasWrittenAll() ? ProgressPhase::Sync : ProgressPhase::Work);
+    });
 }
 
 void BuildRun::Publish(const BuildPlan& plan, BuildOutcome& outcome) {
@@ -225,8 +228,11 @@ void BuildRun::Publish(const BuildPlan& plan, BuildOutcome& outcome) {
 BuildFault BuildRun::TakeSum(const BuildPlan& plan, std::string& strSum) const {
     if (!m_options.bSums) return {};
     const std::string strMade = (m_pFolder->Path() / plan.strName).string();
-    const SumsOutcome sum = SumBank(
-        strMade, [](uint64_t) { return CancelSignal() == 0; }, strSum);
+    const SumsProgress watch = [&](uint64_t nBytes) {
+        m_watcher.OnProgress(plan, nBytes, ProgressPhase::Sum);
+        return CancelSignal() == 0;
+    };
+    const SumsOutcome sum = SumBank(strMade, watch, strSum);
     if (sum.kind == SumsOutcome::Kind::Cancelled) return Cancelled();
     if (sum.kind == SumsOutcome::Kind::Done) return {};
     return OutputFault(Place(plan.strName), "its sum cannot be taken: " + sum.strCause);

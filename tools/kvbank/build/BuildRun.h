@@ -12,6 +12,7 @@
 #include "tools/kvbank/build/BuildPlan.h"
 #include "tools/kvbank/engine/EngineRun.h"
 #include "tools/kvbank/folder/PrivateFolder.h"
+#include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova {
 
@@ -44,8 +45,9 @@ struct BuildOutcome {
 class BuildWatcher {
 public:
     virtual ~BuildWatcher() = default;
-    // At most ten times a second while a bank is filled: the bytes its file has.
-    virtual void OnProgress(const BuildPlan& plan, uint64_t nBytes) = 0;
+    // At most ten times a second while a bank is filled, and often while its sum is taken: the bytes its file
+    // has, or those that were summed.
+    virtual void OnProgress(const BuildPlan& plan, uint64_t nBytes, ProgressPhase phase) = 0;
     // Called at most once in a run, when it begins to wait for others, with the reason.
     virtual void OnWait(const std::string& strWhy) = 0;
     // Called whenever a turn is taken without a lock, with the system's error.

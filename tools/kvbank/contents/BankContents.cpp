@@ -14,8 +14,8 @@ PlayedRange KeysOf(const CSDBIRegion::Info& info) {
     return {std::max(info.nLowKey, 0), std::min(info.nHighKey, kHighestMidi)};
 }
 
-// The meaning of these two values is the importers'. Values that cannot be velocities, which other writers may
-// have stored, limit nothing.
+// The meaning of these two values is the importers'. Values that cannot be velocities, which other writers
+// may have stored, limit nothing.
 PlayedRange VelocitiesOf(const CSDBIRegion::Info& info) {
     const bool bVelocities = info.nThird >= 0 && info.nThird <= info.nFourth && info.nFourth <= kHighestMidi;
     return bVelocities ? PlayedRange{info.nThird, info.nFourth} : PlayedRange{};

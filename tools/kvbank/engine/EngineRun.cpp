@@ -1,6 +1,7 @@
 #include "tools/kvbank/engine/EngineRun.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <thread>
@@ -54,6 +55,8 @@ int EngineRun::OnCallback(int nCode, unsigned int nValue, unsigned long nUser) {
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the engine hands back the integer it was given
     EngineRun& run = *reinterpret_cast<EngineRun*>(nUser);
     const std::lock_guard guard(run.m_lock);
+    if (nCode == 1) run.m_nStepsLeft = nValue;
+    if (nCode == 0 && run.m_nStepsLeft > 0) --run.m_nStepsLeft;
     if (nCode == 2) {
         run.m_result = static_cast<BankResult>(nValue);
         run.m_bEnded = true;
@@ -62,6 +65,11 @@ int EngineRun::OnCallback(int nCode, unsigned int nValue, unsigned long nUser) {
     // A job cancelled at its first callback would leave its file behind and not report its end. So it is
     // cancelled at its second callback.
     return nCode == 1 || CancelSignal() == 0;
+}
+
+bool EngineRun::HasWrittenAll() const {
+    const std::lock_guard guard(m_lock);
+    return m_nStepsLeft == 0;
 }
 
 BankResult EngineRun::WaitForEnd(const Observer& observer) {
@@ -91,6 +99,7 @@ BankResult EngineRun::NameBanks(const std::string& strSource) {
 
 BankResult EngineRun::Start(unsigned int nRate, BankLayout layout, int nQuality) {
     m_bEnded = false;
+    m_nStepsLeft = UINT_MAX;  // until the job tells how many it has
     return m_engine.CreateDB(nRate, layout == BankLayout::PerKey, nQuality);
 }
 

@@ -40,6 +40,8 @@ public:
     // itself, for which the engine starts no job.
     BankResult Start(unsigned int nRate, BankLayout layout, int nQuality);
     BankResult Finish(const Observer& observer = nullptr) { return WaitForEnd(observer); }
+    // Whether the job has written all its records, so that it only waits for the disk.
+    bool HasWrittenAll() const;
 
     // "sample 12 "Piano C4": the record cannot be read whole", or the text of the result when no record is at
     // fault. The system's reason follows where there is one, and with bNumber also the engine's number.
@@ -66,9 +68,10 @@ private:
     std::string Cause(const BankOutcome& outcome) const;
     std::string NameOf(const BankOutcome& outcome) const;
 
-    std::mutex m_lock;  // guards what follows
+    mutable std::mutex m_lock;  // guards what follows
     std::condition_variable m_changed;
     bool m_bEnded = false;
+    unsigned m_nStepsLeft = 0;  // of the job
     BankResult m_result = kBankDone;
 
     std::string m_strSource;

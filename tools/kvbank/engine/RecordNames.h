@@ -14,7 +14,7 @@ struct SDBNOTE;
 // "source" for a fault of no single kind.
 std::string TypeName(uint8_t nType);
 
-// The name in a note's record, whatever bytes it holds; empty when it has none or it cannot be read. Every kind
+// The name in a note's record, whatever bytes it holds; empty when it has none or cannot be read. Every kind
 // that has a name begins with it: a length byte and the text.
 std::string NameOfNote(CXFile& file, const SDBNOTE& note);
 

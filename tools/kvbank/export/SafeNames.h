@@ -17,7 +17,7 @@ std::string SafeName(const std::string& strName);
 class SafeNames {
 public:
     // The safe name and the suffix (".wav"); for a name that was given before, the name, "-2", "-3" ... and
-    // the suffix. Letter case does not make a difference between two names, nor do letters other than ASCII's,
+    // the suffix. Letter case makes no difference between two names, nor do letters other than ASCII's,
     // whose case only the file system knows.
     std::string Take(const std::string& strName, const std::string& strSuffix);
 

@@ -26,9 +26,9 @@ struct MadeWave {
     std::string strProblem = {};               // what is wrong with a wave that is exported all the same
 };
 
-// Reads the sample and brings it to the options' form. The wave is all whole frames of the record's wave, also
-// where its header states others. FLAC holds samples of 8 bits as 16 and those above 24 bits, and floats, as
-// 24. Arguments and threads as for ReadSampleWave. Throws std::bad_alloc.
+// Reads the sample and brings it to the options' form. The wave is all whole frames of the record's wave,
+// also where its header states others. FLAC holds samples of 8 bits as 16, and those above 24 bits and floats
+// as 24. Arguments and threads as for ReadSampleWave. Throws std::bad_alloc.
 MadeWave MakeWave(CXFile& file, const SDBNOTE& note, bool bEnriched, const std::string& strFolder,
                   const WaveOptions& options);
 

@@ -39,9 +39,9 @@ struct RenderedWave {
 // A scale of eight notes upwards from the first's key, then the chord of its first, third, fifth and eighth.
 std::vector<PlayedNote> DemoNotes(const PlayedNote& first);
 
-// Plays the notes: all layers of all regions that sound for a key and velocity, added. The wave has the bank's
-// rate, or in a source bank the highest of the layers' rates, and as many bits and channels as the layer with
-// the most of them. The same bank and notes give the same bytes on every machine.
+// Plays the notes: all layers of all regions that sound for a key and velocity, added. The wave has the
+// bank's rate, or in a source bank the highest of the layers' rates, and as many bits and channels as the
+// layer with the most of them. The same bank and notes give the same bytes on every machine.
 // Threads: one. May throw std::bad_alloc. Errors: the ending, which names file, program, note or sample.
 class NoteRenderer {
 public:

@@ -1,4 +1,5 @@
-// PitchedWave.h - a sample played at a pitch for a time: its loop repeated, its frames resampled as a bank's are.
+// PitchedWave.h - a sample played at a pitch for a time: its loop repeated, its frames resampled as a bank's
+// are.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +12,8 @@
 namespace Kestrova {
 
 // Source frames for each frame played. The factor of keys and cents is taken from the pitch tables, the fine
-// tune in steps of 1/8192 semitone. 1 exactly when nothing is to be changed; 0 for a root key that is more than
-// 128 keys away.
+// tune in steps of 1/8192 semitone. 1 exactly when nothing is to be changed; 0 for a root key that is more
+// than 128 keys away.
 double PlayRatio(const kvb_sample& sample, int nKey, uint32_t nRate);
 
 // The loop that is played, if the sample has one: its first, when it lies within the frames.

@@ -46,8 +46,7 @@ std::string Sizes(const ReportFacts& facts) {
     const auto size = [](unsigned int nMegabytes) { return ReadableSize(uint64_t{nMegabytes} << 20); };
     for (const PredictedSize& row : facts.predicted)
         strHtml += "<tr><td class=\"n\">" + std::to_string(row.nRate) + " Hz</td><td class=\"n\">" +
-                   size(row.nPlainMegabytes) + "</td><td class=\"n\">" + size(row.nPerKeyMegabytes) +
-                   "</td></tr>\n";
+                   size(row.nPlain) + "</td><td class=\"n\">" + size(row.nPerKey) + "</td></tr>\n";
     return strHtml + "</tbody></table>\n" +
            Paragraph("Predicted, in whole units of 2<sup>20</sup> bytes rounded up.");
 }

@@ -6,6 +6,7 @@
 
 #include "tools/kvbank/contents/BankContents.h"
 #include "tools/kvbank/report/SampleTable.h"
+#include "tools/kvbank/terminal/PredictedSizes.h"
 
 namespace Kestrova {
 
@@ -23,12 +24,6 @@ struct ReportLimits {
 
 // The bytes of each excerpt when nSamples samples share the room.
 size_t ExcerptBytes(size_t nSamples);
-
-struct PredictedSize {
-    int nRate = 0;  // Hz
-    unsigned int nPlainMegabytes = 0;
-    unsigned int nPerKeyMegabytes = 0;
-};
 
 struct ReportFacts {
     std::string strFile;  // the name without its folder

@@ -12,17 +12,20 @@ body{margin:0 auto;max-width:1180px;padding:24px;background:var(--ground);color:
 font:15px/1.45 system-ui,"DejaVu Sans",sans-serif}
 h1{font-size:26px;margin:0 0 4px}h2{font-size:19px;margin:36px 0 10px}h3{font-size:15px;margin:0 0 6px}
 p{margin:6px 0;max-width:80ch}.soft,figcaption{color:var(--soft)}.fault{color:var(--fault)}
-dl{display:grid;grid-template-columns:max-content 1fr;gap:3px 18px;margin:14px 0}dt{color:var(--soft)}dd{margin:0}
+dl{display:grid;grid-template-columns:max-content 1fr;gap:3px 18px;margin:14px 0}
+dt{color:var(--soft)}dd{margin:0}
 table{border-collapse:collapse;font-variant-numeric:tabular-nums}
 th,td{text-align:left;padding:5px 12px 5px 0;border-bottom:1px solid var(--line);vertical-align:middle}
 th{color:var(--soft);font-weight:600;white-space:nowrap}.n{text-align:right}
 #samples{width:100%}#samples thead th{position:sticky;top:0;background:var(--ground)}
 #samples td{white-space:nowrap}#samples td:nth-child(2){white-space:normal;overflow-wrap:anywhere}
 tr:target{background:var(--panel)}.more td{padding:0 0 8px}tr:has(+.more) td{border-bottom:0}
-.maps{display:grid;grid-template-columns:repeat(auto-fill,minmax(min(480px,100%),1fr));gap:18px 24px;margin:12px 0}
+.maps{display:grid;grid-template-columns:repeat(auto-fill,minmax(min(480px,100%),1fr));gap:18px 24px;
+margin:12px 0}
 svg{display:block}.keys{width:100%;background:var(--panel);border:1px solid var(--line);border-radius:6px}
-.keys text,.spectrum text{font-size:10px;fill:var(--soft)}.keys text{font-size:19px}.keys rect{fill-opacity:.82;stroke:var(--ground);
-stroke-width:.6}.keys rect:hover{fill-opacity:1;stroke:var(--text)}.ground{fill:none}
+.keys text,.spectrum text{font-size:10px;fill:var(--soft)}.keys text{font-size:19px}
+.keys rect{fill-opacity:.82;stroke:var(--ground);stroke-width:.6}
+.keys rect:hover{fill-opacity:1;stroke:var(--text)}.ground{fill:none}
 .grid{stroke:var(--line);stroke-width:1;fill:none}.whites{fill:#fdfdfd;stroke:#9aa4b0;stroke-width:.5}
 .blacks{fill:#20262e}.w{min-width:200px}.wave{width:200px;height:44px}.wave path{fill:var(--wave);
 stroke:var(--wave);stroke-width:.6}.loop{fill:var(--loop)}

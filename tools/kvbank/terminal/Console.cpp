@@ -5,6 +5,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 
 #include "shared/System/kvCancelSignal.h"
 
@@ -67,12 +68,52 @@ Json WithBytes(const Json& value) {
     return copy;
 }
 
+std::string LineOf(const Json& event) {
+    return EscapeControls(event.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+constexpr const char* kRedLead = "\033[1;31mkvbank:\033[0m ";
+constexpr const char* kYellowLead = "\033[1;33mkvbank: warning:\033[0m ";
+
 // In that case nobody reads our lines any more, and the user knows why the work is cancelled.
 bool ReaderHasGone() { return CancelSignal() == SIGPIPE; }
 
 }  // namespace
 
+Console Console::ForJob(std::ostream& output, std::ostream& errors) const {
+    Console job(in, output, errors);
+    job.bQuiet = bQuiet;
+    job.bVerbose = bVerbose;
+    job.bJson = bJson;
+    job.progress = progress == ProgressStyle::Lines ? progress : ProgressStyle::Never;
+    job.bColor = bColor;
+    job.m_pLog = m_pLog;
+    return job;
+}
+
+std::string Console::OpenLog() {
+    auto pLog = std::make_shared<EventLog>();
+    std::string strCause = pLog->Open(strLogFile);
+    if (strCause.empty()) m_pLog = std::move(pLog);
+    return strCause;
+}
+
+void Console::Log(const char* pszKind, const std::string& strLine) const {
+    if (m_pLog) m_pLog->Add(pszKind, strLine);
+}
+
+bool Console::DrawsProgress() const {
+    if (bQuiet) return false;
+    return progress == ProgressStyle::Always || (progress == ProgressStyle::Auto && bErrIsTerminal);
+}
+
+void Console::Event(const Json& event) {
+    if (progress == ProgressStyle::Lines && !bQuiet && !ReaderHasGone())
+        err << LineOf(event) + '\n' << std::flush;
+}
+
 void Console::Say(const std::string& strLine) {
+    Log("said", strLine);
     if (!bQuiet && !bJson) out << Printable(strLine) + '\n' << std::flush;
 }
 
@@ -81,26 +122,56 @@ void Console::Detail(const std::string& strLine) {
 }
 
 void Console::Error(const std::string& strLine) {
-    if (!ReaderHasGone()) err << "kvbank: " + Printable(strLine) + '\n' << std::flush;
+    Message("error", bColor ? kRedLead : "kvbank: ", strLine);
     m_errors.push_back(strLine);
 }
 
 void Console::Warn(const std::string& strLine) {
-    if (!bQuiet && !ReaderHasGone()) err << "kvbank: warning: " + Printable(strLine) + '\n' << std::flush;
+    if (bQuiet)
+        Log("warning", strLine);
+    else
+        Message("warning", bColor ? kYellowLead : "kvbank: warning: ", strLine);
     m_warnings.push_back(strLine);
 }
 
+void Console::Message(const char* pszKind, const char* pszLead, const std::string& strLine) {
+    Log(pszKind, strLine);
+    if (ReaderHasGone()) return;
+    if (progress == ProgressStyle::Lines)
+        err << LineOf({{"event", pszKind}, {"text", strLine}}) + '\n' << std::flush;
+    else
+        err << pszLead + Printable(strLine) + '\n' << std::flush;
+}
+
+Json Console::Facts(ExitCode code, const Json& report) const {
+    // The fields are set one by one. A list of them would be destroyed, for which the library allocates
+    // memory, and it ends the process when there is none.
+    Json facts;
+    facts["exit_code"] = static_cast<int>(code);
+    facts.update(report);
+    if (!m_errors.empty()) facts["errors"] = m_errors;
+    if (!m_warnings.empty()) facts["warnings"] = m_warnings;
+    return facts;
+}
+
+// A log that could not be written makes a failure of a run that went well.
+ExitCode Console::EndLog(ExitCode code) {
+    if (!m_pLog) return code;
+    const int nSignal = CancelSignal();
+    m_pLog->Add("end", "exit code " + std::to_string(code) +
+                           (nSignal != 0 ? ", stopped by signal " + std::to_string(nSignal) : ""));
+    if (m_pLog->GetError() == 0) return code;
+    Error(m_pLog->Path() + ": the log cannot be written: " + std::strerror(m_pLog->GetError()));
+    return code == kExitDone ? kExitOutput : code;
+}
+
 int Console::Finish(const char* pszCommand, ExitCode code, const Json& report) {
+    code = EndLog(code);
     if (bJson) {
-        // The fields are set one by one. A list of them would be destroyed, for which the library allocates
-        // memory, and it ends the process when there is none.
         Json document;
         document["schema"] = 1;
         document["command"] = pszCommand;
-        document["exit_code"] = static_cast<int>(code);
-        document.update(report);
-        if (!m_errors.empty()) document["errors"] = m_errors;
-        if (!m_warnings.empty()) document["warnings"] = m_warnings;
+        document.update(Facts(code, report));
         if (!IsAllUtf8(document)) document = WithBytes(document);
         out << EscapeControls(document.dump(2, ' ', false, Json::error_handler_t::replace)) + '\n';
     }

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <istream>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
 
 #include "shared/System/kvPrintable.h"
+#include "tools/kvbank/terminal/EventLog.h"
 #include "tools/kvbank/terminal/ExitCode.h"
 
 namespace Kestrova {
@@ -14,6 +16,14 @@ namespace Kestrova {
 using Json = nlohmann::ordered_json;
 
 struct Console {
+    enum class Wish { Auto, Always, Never };
+    enum class ProgressStyle {
+        Auto,    // a line that is redrawn, on a terminal
+        Always,  // the same wherever standard error goes
+        Never,
+        Lines  // one JSON object a line on `err`; messages are such objects there, too
+    };
+
     Console(std::istream& input, std::ostream& output, std::ostream& errors)
         : in(input), out(output), err(errors) {}
 
@@ -28,9 +38,28 @@ struct Console {
     bool bQuiet = false;    // -q: nothing but errors
     bool bVerbose = false;  // -v: details that are usually left out
     bool bJson = false;     // --json: one document on `out`, no other text there
+    ProgressStyle progress = ProgressStyle::Auto;
+    Wish color = Wish::Auto;
+    bool bColor = false;     // what `color` came to
+    std::string strLogFile;  // --log-file; "" for none
 
-    // Say, Detail, Error and Warn take one line each and write it at once. Control characters, which a
-    // terminal would obey, are replaced. When the reader of `out` has gone (SIGPIPE) nothing more is printed.
+    // A console with the same wishes and log for a job beside others: its lines go to streams of its own,
+    // and it keeps its own errors and warnings. It draws no progress and asks nothing.
+    Console ForJob(std::ostream& output, std::ostream& errors) const;
+
+    // Opens the log. "" or why that fails.
+    std::string OpenLog();
+    // Adds a line to the log alone, if there is one.
+    void Log(const char* pszKind, const std::string& strLine) const;
+
+    // Whether a progress line is drawn on `err`.
+    bool DrawsProgress() const;
+    // With --progress=json: one line with this object on `err`, unless -q is given. Else nothing.
+    void Event(const Json& event);
+
+    // Say, Detail, Error and Warn take one line each, write it at once, and add it to the log whatever is
+    // printed. Control characters, which a terminal would obey, are replaced. When the reader of `out` has
+    // gone (SIGPIPE) nothing more is printed.
     // Say prints a line for the user to `out`, unless -q or --json is given.
     void Say(const std::string& strLine);
     // A line that only -v shows.
@@ -45,13 +74,19 @@ struct Console {
     // wrong bytes are replaced, and a field "NAME_bytes" follows with all its bytes in hexadecimal.
     // Returns the code.
     int Finish(const char* pszCommand, ExitCode code, const Json& report = Json::object());
+    // The document's fields from "exit_code" on, for a job that is one of many in a document.
+    Json Facts(ExitCode code, const Json& report) const;
     // Returns the code; when it is done, but `out` did not take all
     // that was written to it, kExitOutput instead.
     int Flush(ExitCode code);
 
 private:
+    ExitCode EndLog(ExitCode code);
+    void Message(const char* pszKind, const char* pszLead, const std::string& strLine);
+
     Json m_errors = Json::array();
     Json m_warnings = Json::array();
+    std::shared_ptr<EventLog> m_pLog;  // shared with the consoles of jobs; null without --log-file
 };
 
 // "12.3 MB": bytes for a reader, in units of 1000.

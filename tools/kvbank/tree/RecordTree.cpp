@@ -35,8 +35,8 @@ private:
     size_t IndexOf(const SDBNOTE& note) const { return static_cast<size_t>(&note - m_scan.Notes().data()); }
     bool IsPlaced(const SDBNOTE& note) const { return m_placed[IndexOf(note)]; }
 
-    // Climbs until a record comes again: that one is on the circle. What is passed will all be placed below it,
-    // so no record is passed in two climbs.
+    // Climbs until a record comes again: that one is on the circle. What is passed will all be placed below
+    // it, so no record is passed in two climbs.
     const SDBNOTE& OnCircle(const SDBNOTE& note) {
         m_passed.resize(m_placed.size());
         const SDBNOTE* pNote = &note;

@@ -19,9 +19,9 @@ struct TreeRow {
     TreeFault fault = TreeFault::None;
 };
 
-// All live records, each once: every record behind its parent, children in file order. Of two records with one
-// id the first has the children. Time and memory are in proportion to the records, whatever their parents; the
-// stack is not used. The scan must outlive the rows. Throws std::bad_alloc.
+// All live records, each once: every record behind its parent, children in file order. Of two records with
+// one id the first has the children. Time and memory are in proportion to the records, whatever their
+// parents; the stack is not used. The scan must outlive the rows. Throws std::bad_alloc.
 std::vector<TreeRow> MakeTree(const NoteScan& scan);
 
 }  // namespace Kestrova

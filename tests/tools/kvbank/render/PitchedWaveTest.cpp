@@ -66,8 +66,8 @@ TEST(PlayWaveTest, TheLoopIsRepeatedAtItsSeamWithItsLastFrame) {
               ValuesOf(*PlayWave(ramp.wave, 2, kvb_loop{2, 2, 0, 0}, 1.0, 5)));
 }
 
-// The frames are those that a build would make of the same wave, written out, with the loop's next frames behind
-// it.
+// The frames are those that a build would make of the same wave, written out, with the loop's next frames
+// behind it.
 TEST(PlayWaveTest, OtherPitchesAreMadeByTheBanksResampler) {
     const Ramp ramp(1000);
     const double ratio = std::exp2(3 / 12.0);

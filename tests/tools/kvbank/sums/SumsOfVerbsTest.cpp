@@ -44,6 +44,13 @@ TEST_F(SumsOfVerbsTest, BuildWritesThemWhenAsked) {
     EXPECT_EQ(0, std::system(strCommand.c_str()));
 }
 
+TEST_F(SumsOfVerbsTest, TheProgressTellsThatTheSumIsTaken) {
+    const Outcome outcome =
+        Run({"build", "DIR/Src.kvs", "-d", "DIR/banks", "-r", "48000", "--sums", "--progress=json"});
+    EXPECT_THAT(outcome.strErr,
+                HasSubstr(R"({"event":"progress","title":"48000 Hz","phase":"sum","fraction":)"));
+}
+
 TEST_F(SumsOfVerbsTest, ARebuildTakesThemAlong) {
     ASSERT_EQ(0, Build({"--sums"}).nCode);
     WriteFile(m_strSums, std::string("stale"));

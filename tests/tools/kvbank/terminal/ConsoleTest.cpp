@@ -125,6 +125,40 @@ TEST_F(ConsoleTest, QuietLeavesErrorsAlone) {
     EXPECT_EQ("kvbank: wrong?\n", m_err.str());
 }
 
+TEST_F(ConsoleTest, ColoursAreForTheLeadsOfMessagesAlone) {
+    m_console.bColor = true;
+    TalkAboutEverything();
+    EXPECT_EQ("said\n", m_out.str());
+    EXPECT_EQ("\033[1;33mkvbank: warning:\033[0m care\n\033[1;31mkvbank:\033[0m wrong?\n", m_err.str());
+}
+
+TEST_F(ConsoleTest, WithProgressAsObjectsMessagesAreObjectsToo) {
+    m_console.progress = Console::ProgressStyle::Lines;
+    m_console.bColor = true;
+    TalkAboutEverything();
+    EXPECT_EQ("said\n", m_out.str());
+    EXPECT_EQ("{\"event\":\"warning\",\"text\":\"care\"}\n{\"event\":\"error\",\"text\":\"wrong\\n\"}\n",
+              m_err.str());
+}
+
+// The job's console has the wishes, but its lines, errors and warnings are its own.
+TEST_F(ConsoleTest, AJobHasTheWishesAndItsOwnStreamsErrorsAndWarnings) {
+    m_console.bVerbose = m_console.bErrIsTerminal = m_console.bColor = true;
+    m_console.progress = Console::ProgressStyle::Always;
+    std::ostringstream out, err;
+    Console job = m_console.ForJob(out, err);
+    EXPECT_FALSE(job.DrawsProgress());
+    job.Detail("detail");
+    job.Warn("care");
+    job.Error("wrong");
+    EXPECT_EQ("detail\n", out.str());
+    EXPECT_EQ("\033[1;33mkvbank: warning:\033[0m care\n\033[1;31mkvbank:\033[0m wrong\n", err.str());
+    EXPECT_EQ(Json::parse(R"({"exit_code": 3, "banks": 1, "errors": ["wrong"], "warnings": ["care"]})"),
+              job.Facts(kExitBadInput, {{"banks", 1}}));
+    EXPECT_EQ("", m_out.str() + m_err.str());
+    EXPECT_EQ(Json::parse(R"({"exit_code": 0})"), m_console.Facts(kExitDone, Json::object()));
+}
+
 TEST_F(ConsoleTest, JsonIsOneDocumentWithTheErrorsAndWarningsSaid) {
     m_console.bJson = true;
     TalkAboutEverything();
@@ -262,7 +296,7 @@ TEST(ProgressLineTest, ShowsBarBytesAndTimeLeft) {
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.pszWhy);
-        EXPECT_EQ(row.pszLine, ProgressLine("T", row.fraction, row.nBytes, row.nTotal, row.seconds, 79));
+        EXPECT_EQ(row.pszLine, ProgressLine("T", {row.fraction, row.nBytes, row.nTotal, row.seconds}, 79));
     }
 }
 
@@ -288,11 +322,91 @@ TEST(ProgressLineTest, FitsTheColumnsThereAre) {
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.nColumns);
-        EXPECT_EQ(row.pszLine, ProgressLine(row.pszTitle, 0.5, 500, 1000, 5, row.nColumns));
+        EXPECT_EQ(row.pszLine, ProgressLine(row.pszTitle, {0.5, 500, 1000, 5}, row.nColumns));
+    }
+}
+
+TEST(ProgressLineTest, APhaseInWhichNoBytesMoveIsToldInPlaceOfTheTimeLeft) {
+    EXPECT_EQ("T [########################] 100%  1.0 kB of 1.0 kB  writing to the disk ...",
+              ProgressLine("T", {1, 1000, 1000, 5, ProgressPhase::Sync}, 79));
+    EXPECT_EQ("T [############............]  50%  500 bytes  taking the sum ...",
+              ProgressLine("T", {0.5, 500, 0, 5, ProgressPhase::Sum}, 79));
+}
+
+TEST(ProgressEventTest, HasWhatTheLineTells) {
+    static const struct {
+        const char* pszWhy;
+        ProgressFigures figures;
+        const char* pszEvent;
+    } kRows[] = {
+        {"half",
+         {0.5, 500, 1000, 5},
+         R"({"event":"progress","title":"T","phase":"work","fraction":0.5,"bytes":500,"total_bytes":1000,"seconds_left":5.0})"},
+        {"too early for a guess, total not known",
+         {0.5, 500, 0, 0.4},
+         R"({"event":"progress","title":"T","phase":"work","fraction":0.5,"bytes":500})"},
+        {"more than foretold, waiting for the disk",
+         {1.5, 2000, 1000, 5, ProgressPhase::Sync},
+         R"({"event":"progress","title":"T","phase":"sync","fraction":1.0,"bytes":2000,"total_bytes":2000})"},
+        {"its sum",
+         {0.25, 1, 4, 0, ProgressPhase::Sum},
+         R"({"event":"progress","title":"T","phase":"sum","fraction":0.25,"bytes":1,"total_bytes":4})"},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.pszWhy);
+        EXPECT_EQ(row.pszEvent, ProgressEvent("T", row.figures).dump());
     }
 }
 
 class ProgressTest : public ConsoleTest {};
+
+TEST_F(ProgressTest, ANewPhaseShowsAtOnce) {
+    m_console.bErrIsTerminal = true;
+    {
+        Progress progress(m_console, "T", 1000);
+        progress.Show(1, 1000);
+        progress.Show(1, 1000, ProgressPhase::Sync);
+    }
+    EXPECT_THAT(m_err.str(), ::testing::EndsWith("1.0 kB of 1.0 kB  writing to the disk ...\r\033[K"));
+}
+
+TEST_F(ProgressTest, IsDrawnAlwaysOrNeverOrAsObjectsWhenThatIsAskedFor) {
+    using Style = Console::ProgressStyle;
+    static constexpr struct {
+        Style style;
+        bool bTerminal, bQuiet;
+        const char* pszShown;
+    } kRows[] = {
+        {Style::Always, false, false, "\r\033[KT [########################] 100%  1 bytes\r\033[K"},
+        {Style::Always, true, true, ""},
+        {Style::Never, true, false, ""},
+        {Style::Lines, true, false,
+         "{\"event\":\"progress\",\"title\":\"T\",\"phase\":\"work\",\"fraction\":1.0,\"bytes\":1}\n"},
+        {Style::Lines, false, true, ""},
+    };
+    for (const auto& row : kRows) {
+        m_err.str("");
+        m_console.progress = row.style;
+        m_console.bErrIsTerminal = row.bTerminal;
+        m_console.bQuiet = row.bQuiet;
+        Progress(m_console, "T", 0).Show(1, 1);
+        EXPECT_EQ(row.pszShown, m_err.str());
+    }
+}
+
+TEST_F(ProgressTest, ALineThatWasWipedComesBackWithItsNewTitle) {
+    m_console.bErrIsTerminal = true;
+    Progress progress(m_console, "T", 0);
+    progress.Show(0, 0);
+    progress.Wipe();
+    progress.Wipe();
+    EXPECT_THAT(m_err.str(), ::testing::EndsWith("0 bytes\r\033[K"));
+    progress.SetTitle("U");
+    progress.Show(0, 0, ProgressPhase::Sync);
+    EXPECT_THAT(m_err.str(),
+                ::testing::EndsWith("\r\033[K\r\033[KU [........................]   0%  0 bytes  "
+                                    "writing to the disk ..."));
+}
 
 TEST_F(ProgressTest, DrawsOnATerminalAtMostTenTimesASecondAndWipesItsLine) {
     m_console.bErrIsTerminal = true;
