@@ -3,7 +3,7 @@
 
 A block of commands is fenced: ```sh holds a command a line, ```console also what it prints, behind lines with "$ ".
 Each document is run from its top to its end in a folder of its own, in which piano.sf2 (Debian's FluidR3_GS), bell/
-(an SFZ with its waves) and samples/ (waves named by note) lie. A command must end with 0, or with N where its comment
+(an SFZ with its waves), samples/ (waves named by note) and sources/ (two source banks) lie. A command must end with 0, or with N where its comment
 says "exit code N". What a block of console shows is compared; times, and what is free on the disk, may differ.
 
 A block that cannot be run has "<!-- not run: WHY -->" on the line above it, with a reason of kReasons. Its commands
@@ -22,6 +22,7 @@ kReasons = {
     "root": "it installs or removes packages",
     "display": "it opens a window",
     "build": "it builds or tests this tree, which takes minutes; CI does it",
+    "batch": "it needs a scheduler; the script that is named beside it runs it",
     "sketch": "it needs files or machines that only the reader has",
 }
 kTimes = (
@@ -40,19 +41,20 @@ def blocks(text):
     lines = text.split("\n")
     at, above = 0, ""
     while at < len(lines):
-        if not lines[at].startswith("```"):
+        fence = re.match(r"( *)```(\w*)$", lines[at])
+        if not fence:
             if re.match(r"    \S", lines[at]) and above == "":
                 raise Fault(f"line {at + 1}: a block without a fence")
             above = lines[at]
             at += 1
             continue
-        end = lines.index("```", at + 1)
-        if lines[at] == "```":
+        end = lines.index(fence[1] + "```", at + 1)
+        if not fence[2]:
             raise Fault(f"line {at + 1}: a block without a language")
         reason = re.fullmatch(r"<!-- not run: (\w+) -->", above)
         if "not run" in above and (reason is None or reason[1] not in kReasons):
             raise Fault(f"line {at + 1}: no reason of the table: {above}")
-        yield at + 1, lines[at][3:], lines[at + 1:end], reason and reason[1]
+        yield at + 1, fence[2], [line[len(fence[1]):] for line in lines[at + 1:end]], reason and reason[1]
         at, above = end + 1, "```"
 
 
@@ -97,20 +99,20 @@ def look_at(command):
             raise Fault(f"{command}\nnames {word}, which is not there")
 
 
-def check(document, text, folder, environment):
+def check(text, folder, environment):
     """Runs a document. Returns how many commands have run, and how many have not for each reason."""
     counts = {}
     for number, language, lines, reason in blocks(text):
         if language not in ("sh", "console"):
             if reason:
-                raise Fault(f"{document}, line {number}: this block has no commands")
+                raise Fault(f"line {number}: this block has no commands")
             continue
         for command, shown in commands(language, lines):
             counts[reason] = counts.get(reason, 0) + 1
             try:
                 look_at(command) if reason else run(command, shown, folder, environment)
             except Fault as fault:
-                raise Fault(f"{document}, line {number}: {fault}") from None
+                raise Fault(f"line {number}: {fault}") from None
     return counts
 
 
@@ -119,7 +121,8 @@ def prepare(folder, environment):
     os.symlink(kFont, folder / "piano.sf2")
     for command in ("kvbank -q demo -o made.kvs", "kvbank -q export made.kvs -o bell --sfz",
                     "mkdir samples", "cp 'bell/Pluck low.wav' 'samples/Marimba C3.wav'",
-                    "cp 'bell/Pluck high.wav' 'samples/Marimba C4.wav'", "rm made.kvs"):
+                    "cp 'bell/Pluck high.wav' 'samples/Marimba C4.wav'", "mv made.kvs First.kvs", "mkdir sources",
+                    "cp First.kvs sources", "mv First.kvs sources/Second.kvs"):
         run(command, None, folder, environment)
 
 
@@ -130,7 +133,7 @@ def check_this_check(folder, environment):
               "text\n\n    kvbank demo\n", "```\ntrue\n```")
     for text in faulty:
         try:
-            check("a made document", text, folder, environment)
+            check(text, folder, environment)
         except Fault:
             continue
         raise Fault(f"this fault is not found:\n{text}")
@@ -150,9 +153,12 @@ def main():
             text = (kTree / document).read_text()
             folder = Path(top) / document.replace("/", "-")
             folder.mkdir()
-            if any(language in ("sh", "console") and not why for _, language, _, why in blocks(text)):
-                prepare(folder, environment)
-            counts = check(document, text, folder, environment)
+            try:
+                if any(language in ("sh", "console") and not why for _, language, _, why in blocks(text)):
+                    prepare(folder, environment)
+                counts = check(text, folder, environment)
+            except Fault as fault:
+                raise Fault(f"{document}, {fault}") from None
             for reason, count in counts.items():
                 total[reason] = total.get(reason, 0) + count
             print(f"{document}: {counts.get(None, 0)} run, {sum(counts.values()) - counts.get(None, 0)} not run")
