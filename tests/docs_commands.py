@@ -7,7 +7,8 @@ Each document is run from its top to its end in a folder of its own, in which pi
 says "exit code N". What a block of console shows is compared; times, and what is free on the disk, may differ.
 
 A block that cannot be run has "<!-- not run: WHY -->" on the line above it, with a reason of kReasons. Its commands
-are counted, and the scripts and documents of this tree that they name must exist.
+are counted, and the scripts and documents of this tree that they name must exist. Of commands within sentences the
+verb and the options must be known to kvbank.
 """
 import os
 import re
@@ -99,9 +100,27 @@ def look_at(command):
             raise Fault(f"{command}\nnames {word}, which is not there")
 
 
+def look_at_sentences(text, environment):
+    """Of the commands in a document's sentences: verbs and options are those that the program's help names."""
+    def help_of(*verb):
+        done = subprocess.run(["kvbank", *verb, "--help"], env=environment, capture_output=True, text=True, check=False)
+        return done.stdout if done.returncode == 0 else ""
+
+    helps = {}
+    for verb, rest in re.findall(r"`kvbank ([a-z]+)([^`\n]*)`", text):
+        if verb not in helps:
+            helps[verb] = help_of(verb)
+        if not helps[verb]:
+            raise Fault(f"kvbank {verb}{rest}: there is no such verb")
+        for option in re.findall(r"--[a-z-]+", rest):
+            if option not in helps[verb] + help_of():
+                raise Fault(f"kvbank {verb}{rest}: there is no option {option}")
+
+
 def check(text, folder, environment):
     """Runs a document. Returns how many commands have run, and how many have not for each reason."""
     counts = {}
+    look_at_sentences(text, environment)
     for number, language, lines, reason in blocks(text):
         if language not in ("sh", "console"):
             if reason:
@@ -130,7 +149,7 @@ def check_this_check(folder, environment):
     """Each kind of fault must be found, or a green result means nothing."""
     faulty = ("```sh\nfalse\n```", "```sh\ntrue # exit code 3\n```", "```console\n$ echo a\nb\n```",
               "<!-- not run: build -->\n```sh\npackaging/missing.sh\n```", "<!-- not run: mood -->\n```sh\ntrue\n```",
-              "text\n\n    kvbank demo\n", "```\ntrue\n```")
+              "text\n\n    kvbank demo\n", "```\ntrue\n```", "`kvbank buidl`", "`kvbank tree --daepth 1`")
     for text in faulty:
         try:
             check(text, folder, environment)
