@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/RenderReporter.h"
+#include "tools/kvbank/render/RenderReporter.h"
 #include "tools/kvbank/render/OpenedBank.h"
 
 namespace Kestrova {
