@@ -85,7 +85,7 @@ String FailedImportText(const String& strName, const ImportOutcome& outcome) {
 
 String RunText(int nBank, int nBanks, double fraction, std::optional<std::chrono::seconds> left) {
     constexpr int kWhole = 100;
-    const String strShare =
+    String strShare =
         String::NewWithFormat("Bank %d of %d, %d %%", nBank, nBanks, static_cast<int>(fraction * kWhole));
     if (!left) return strShare;
     return String::NewWithFormat("%s, %s", strShare.c_str(), TimeText(*left).c_str());

@@ -332,7 +332,7 @@ void MeasureMemory(benchmark::State& state, TOpen open) {
     bool bDone = true;
     for (auto _ : state) {
         malloc_trim(0);
-        std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts anew
+        std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again
         const double nResident = StatusBytes("VmRSS:");
         const struct mallinfo2 before = mallinfo2();
         const auto pOpened = open();

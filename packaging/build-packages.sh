@@ -15,7 +15,8 @@ export SOURCE_DATE_EPOCH LC_ALL=C.UTF-8 TZ=UTC
 export CXXFLAGS="-ffile-prefix-map=$out/build=. -ffile-prefix-map=$tree=."
 umask 022
 log=$(mktemp)
-trap 'rm -f "$log"' EXIT
+unpacked=$(mktemp -d)
+trap 'rm -rf "$log" "$unpacked"' EXIT
 step() {
     "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
 }
@@ -27,4 +28,15 @@ step cmake --build "$out/build"
 rm -f "$out"/*.deb
 step cpack --config "$out/build/CPackConfig.cmake" -B "$out"
 rm -rf "$out/_CPack_Packages"
+
+# CPack gives the package of a shared library scripts that call ldconfig. The system does so by itself when the package
+# says that it brings a library, and then there is no script.
+for library in "$out"/libkvbank1_*.deb; do
+    [ -f "$library" ] || continue  # a tree without the library
+    step dpkg-deb -R "$library" "$unpacked/tree"
+    rm -f "$unpacked/tree/DEBIAN/postinst" "$unpacked/tree/DEBIAN/postrm"
+    echo "activate-noawait ldconfig" >"$unpacked/tree/DEBIAN/triggers"
+    step dpkg-deb --root-owner-group -b "$unpacked/tree" "$library"
+    rm -rf "$unpacked/tree"
+done
 ls "$out"/*.deb

@@ -1,5 +1,5 @@
 #!/bin/sh
-# make-manual.sh - writes the manual page of kvbank and the completions of the shells anew, from the table of verbs and
+# make-manual.sh - writes the manual page of kvbank and the completions of the shells again, from the table of verbs and
 # options. Run it when a verb or an option was added or changed; a test fails until then.
 set -eu
 

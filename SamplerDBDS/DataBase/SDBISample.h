@@ -139,7 +139,7 @@ public:
     // this.
     void PackWave();
 
-    // Writes the wave: raw when stored and expanded size are equal, else compressed anew or as packed. False
+    // Writes the wave: raw when stored and expanded size are equal, else compressed again or as packed. False
     // with a stored size of 0, without a wave, or when the compressed length is not the stored size.
     bool WriteIntWave(CXFile* file) const;
 

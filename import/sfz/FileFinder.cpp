@@ -34,7 +34,7 @@ ImportOutcome CheckFile(const std::string& strPath) {
 
 // Takes the first part off a path, and the slashes behind it.
 std::string TakePart(std::string& strRest) {
-    const std::string strPart = strRest.substr(0, strRest.find('/'));
+    std::string strPart = strRest.substr(0, strRest.find('/'));
     strRest.erase(0, strPart.size());
     strRest.erase(0, std::min(strRest.find_first_not_of('/'), strRest.size()));
     return strPart;

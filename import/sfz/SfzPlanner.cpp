@@ -56,6 +56,10 @@ const char* WhySilent(const SfzSettings& settings, const SfzSettings::Number& sw
     return nullptr;
 }
 
+std::string NamedCause(std::string strName, const std::string& strCause) {
+    return strName.append(": ").append(strCause);
+}
+
 bool IsOneKey(const MidiRange& keys) { return keys.nLow == keys.nHigh; }
 
 }  // namespace
@@ -92,18 +96,19 @@ std::vector<const SfzRegion*> SfzPlanner::Sounding(const std::vector<SfzRegion>&
 }
 
 ImportOutcome SfzPlanner::OpenFiles(const std::vector<const SfzRegion*>& regions, const ImportWatch& watch) {
-    std::map<std::string, std::string> refused;  // name and cause
+    std::map<std::string, std::string> refused;  // by name: name and cause
     for (const SfzRegion* const pRegion : regions) {
         const std::string& strName = pRegion->strSample;
         if (m_fileOf.count(strName) == 1 || refused.count(strName) == 1) continue;
         if (watch.isStopped()) return Cancelled();
-        const ImportOutcome outcome = OpenFile(strName);
+        ImportOutcome outcome = OpenFile(strName);
         if (outcome.end == ImportEnd::NoMemory) return outcome;
-        if (!outcome.IsDone()) refused[strName] = outcome.strCause;
+        if (!outcome.IsDone()) refused[strName] = NamedCause(strName, outcome.strCause);
     }
     if (refused.empty()) return {};
     std::vector<std::string> files;
-    for (const auto& [strName, strCause] : refused) files.push_back(strName + ": " + strCause);
+    files.reserve(refused.size());
+    for (const auto& [strName, strText] : refused) files.push_back(strText);
     return Refused(MissingFilesText(files));
 }
 

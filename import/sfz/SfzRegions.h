@@ -19,7 +19,7 @@ struct SfzRegion {
 
 // A region has what its group, master and global header set, each replacing what the one before set. A group
 // ends the group before, a master the master and the group, a global all three. A control header sets
-// default_path, anew each time, and note_offset and octave_offset until they are set again, for the regions
+// default_path again each time, and note_offset and octave_offset until they are set again, for the regions
 // behind it. Other headers are left out with all their opcodes. Views in the answer are into the text. A text
 // with more than kMostSfzRegions is refused.
 inline constexpr size_t kMostSfzRegions = 100000;

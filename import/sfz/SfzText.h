@@ -19,7 +19,7 @@ namespace Kestrova {
 //   end (noted as repaired).
 // - #include "NAME" is replaced by that file, #define $NAME VALUE by nothing. Both may stand anywhere in a
 //   line, behind a blank. A value is one word; $NAMEs in it are replaced when it is defined. A name is
-//   defined from there on, over the end of its file too, and can be defined anew.
+//   defined from there on, over the end of its file too, and can be defined again.
 // - $ is replaced with the letters behind it that are the longest defined name; others stay as they are.
 // - A byte order mark is passed over.
 // Names of files are relative to the folder of the first file, in every file.

@@ -124,7 +124,7 @@ void ReadInstrument(SNDFILE* pHandle, int nFormat, WaveFileFacts& facts) {
         sf_command(pHandle, SFC_GET_INSTRUMENT, &instrument, sizeof instrument) != SF_TRUE)
         return;
     const int nKey = static_cast<unsigned char>(instrument.basenote);
-    const int nDetune = static_cast<signed char>(instrument.detune);
+    const auto nDetune = static_cast<int>(static_cast<int8_t>(instrument.detune));
     if (nKey <= kHighestKey) facts.nRootCents = nKey * kCentsPerKey + (IsAiff(nFormat) ? -nDetune : nDetune);
     const auto nLoops = std::clamp<size_t>(static_cast<size_t>(std::max(instrument.loop_count, 0)), 0,
                                            std::size(instrument.loops));
@@ -190,7 +190,7 @@ ImportOutcome WaveFile::Sound::SetFacts(const SF_INFO& info) {
 // Memory is taken by the number of frames, which some formats only declare; so the last one is looked at.
 ImportOutcome WaveFile::Sound::CheckLength() {
     if (facts.nFrames == 0) return {};
-    std::array<uint8_t, kMostChannels * 3> lastFrame{};
+    std::array<uint8_t, size_t{kMostChannels} * 3> lastFrame{};
     if (ImportOutcome outcome = ReadFrames(facts.nFrames - 1, 1, lastFrame.data()); !outcome.IsDone())
         return bytes.FailureOr(Refused("its sound ends before the " + std::to_string(facts.nFrames) +
                                        " frames that it declares"));

@@ -162,6 +162,9 @@ KV_WRAP(int, mkdir, (const char* p, mode_t n), (p, n), Fails("mkdir"), SetErrno(
 KV_WRAP(ssize_t, readlink, (const char* p, char* q, size_t n), (p, q, n), Fails("readlink"),
         SetErrno<ssize_t>(-1))
 KV_WRAP(char*, realpath, (const char* p, char* q), (p, q), Fails("realpath"), SetErrno<char*>(nullptr))
+// The checked form of it, which optimised builds call for a buffer of a known size.
+KV_WRAP(char*, __realpath_chk, (const char* p, char* q, size_t n), (p, q, n), Fails("realpath"),
+        SetErrno<char*>(nullptr))
 KV_WRAP(int, getpwuid_r, (uid_t u, struct passwd* p, char* q, size_t n, struct passwd** r), (u, p, q, n, r),
         Fails("getpwuid_r"), g_nError)
 

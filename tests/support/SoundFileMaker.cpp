@@ -7,6 +7,7 @@
 namespace Kestrova::Test {
 namespace {
 
+// Numbers of at most 8 bytes.
 void AddLittle(Bytes& bytes, uint64_t n, size_t nBytes) {
     for (size_t i = 0; i < nBytes; ++i) bytes.push_back(static_cast<uint8_t>(n >> (8 * i)));
 }
@@ -60,7 +61,7 @@ Bytes MakeRampWav(uint32_t nFrames, const std::vector<std::pair<std::string, Byt
 
 Bytes SmplChunk(uint32_t nKey, uint32_t nFraction, const std::vector<SmplLoop>& loops) {
     Bytes body;
-    AddLittle(body, 0, 12);
+    body.resize(12);
     AddLittle(body, nKey, 4);
     AddLittle(body, nFraction, 4);
     AddLittle(body, 0, 8);

@@ -119,7 +119,7 @@ TEST_F(ExportCommandTest, WavesComeOutAsTheyAre) {
     EXPECT_EQ(SamplesOf(MakeWave(777, 24, 2, 2), 24), second.samples);
 }
 
-// Q180: a source's fine tune of -7 cents is 93 above the key below.
+// Q143: a source's fine tune of -7 cents is 93 above the key below.
 TEST_F(ExportCommandTest, LoopsAndPitchAreInTheSamplerChunk) {
     Source({.samples = {{.nRate = 48000, .nRootKey = 60, .loops = {{5, 10, 99, 0}, {6, 20, 30, 4}}}}});
     ASSERT_EQ(0, Export().nCode);

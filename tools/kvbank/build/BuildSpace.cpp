@@ -10,14 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder itself, or the nearest existing folder above it when it is still to be made.
-fs::path ExistingAncestor(fs::path path) {
-    std::error_code ignored;
-    path = fs::absolute(path, ignored);
-    while (!fs::exists(path, ignored) && path.has_relative_path()) path = path.parent_path();
-    return path;
-}
-
 uint64_t BytesReplaced(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate) {
     std::error_code ignored;
     uint64_t nBytes = 0;
@@ -31,6 +23,13 @@ uint64_t BytesReplaced(const BuildOptions& options, const CDBEUCreate& engine, u
 }
 
 }  // namespace
+
+fs::path ExistingAncestor(fs::path path) {
+    std::error_code ignored;
+    path = fs::absolute(path, ignored);
+    while (!fs::exists(path, ignored) && path.has_relative_path()) path = path.parent_path();
+    return path;
+}
 
 BuildSpace MeasureSpace(const BuildOptions& options, const CDBEUCreate& engine, BankOrigin& origin) {
     BuildSpace space;

@@ -1,12 +1,16 @@
 // BuildSpace.h - the space that a build would take, free again, and find.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "tools/kvbank/build/BuildPlan.h"
 
 namespace Kestrova {
+
+// The folder itself, or the nearest existing folder above it when it is still to be made.
+std::filesystem::path ExistingAncestor(std::filesystem::path path);
 
 // Of one bank.
 struct RateSpace {

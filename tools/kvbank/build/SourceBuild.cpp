@@ -11,19 +11,12 @@
 
 #include "shared/System/kvCancelSignal.h"
 #include "shared/System/kvPath.h"
+#include "tools/kvbank/build/BuildSpace.h"
 
 namespace Kestrova {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The folder itself, or the nearest existing folder above it when it is still to be made.
-fs::path ExistingAncestor(fs::path path) {
-    std::error_code ignored;
-    path = fs::absolute(path, ignored);
-    while (!fs::exists(path, ignored) && path.has_relative_path()) path = path.parent_path();
-    return path;
-}
 
 // 0 when files can be made in the folder, or the folder itself can be made,
 // else errno. Locking needs the right to read.

@@ -92,7 +92,7 @@ uint32_t MendLoops(CSDBISampleBase& sample, uint64_t nFrames) {
     return nMended;
 }
 
-// Deliberate (Q180): unlike the writer of external waves, which leaves the root key (Q89).
+// Deliberate (Q143): unlike the writer of external waves, which leaves the root key (Q89).
 void NamePitchUpward(CSDBISampleBase& sample) {
     if (sample.m_info.nFineTune >= 0 || sample.m_info.nRootKey == 0) return;
     sample.m_info.nFineTune += 100;

@@ -38,16 +38,21 @@ std::string PartOf(const RegionFacts& region, const SampleFacts& sample, size_t 
 
 bool IsBlack(int nKey) { return std::string_view("010100101010")[static_cast<size_t>(nKey % 12)] == '1'; }
 
+std::string BlackKey(int nKey) { return "M" + std::to_string(nKey * kKeyWidth) + " 130h8v10h-8z"; }
+
+std::string OctaveLine(int nKey) {
+    const std::string strX = std::to_string(nKey * kKeyWidth);
+    return "<path class=\"grid\" d=\"M" + strX + " 0V148\"/><text x=\"" + strX + "\" y=\"167\">" +
+           KeyName(nKey) + "</text>";
+}
+
 std::string Keyboard() {
-    std::string strBlack, strLabels;
+    std::string strBlack, strLines;
     for (int nKey = 0; nKey < kKeys; ++nKey) {
-        const std::string strX = std::to_string(nKey * kKeyWidth);
-        if (IsBlack(nKey)) strBlack += "M" + strX + " 130h8v10h-8z";
-        if (nKey % 12 == 0)
-            strLabels += "<path class=\"grid\" d=\"M" + strX + " 0V148\"/><text x=\"" + strX +
-                         "\" y=\"167\">" + KeyName(nKey) + "</text>";
+        if (IsBlack(nKey)) strBlack += BlackKey(nKey);
+        if (nKey % 12 == 0) strLines += OctaveLine(nKey);
     }
-    return strLabels + "<path class=\"whites\" d=\"M0 130h" + std::to_string(kKeys * kKeyWidth) + "v" +
+    return strLines + "<path class=\"whites\" d=\"M0 130h" + std::to_string(kKeys * kKeyWidth) + "v" +
            std::to_string(kKeyboardHeight) + "H0z\"/><path class=\"blacks\" d=\"" + strBlack + "\"/>";
 }
 

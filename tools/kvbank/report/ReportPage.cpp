@@ -37,18 +37,28 @@ std::string Head(const ReportFacts& facts, const BankContents& contents) {
            Fact("Compared with", HtmlText(facts.strSource)) + "</dl>\n";
 }
 
+std::string SizeRow(const PredictedSize& row) {
+    const auto size = [](unsigned int nMegabytes) { return ReadableSize(uint64_t{nMegabytes} << 20); };
+    return "<tr><td class=\"n\">" + std::to_string(row.nRate) + " Hz</td><td class=\"n\">" +
+           size(row.nPlain) + "</td><td class=\"n\">" + size(row.nPerKey) + "</td></tr>\n";
+}
+
 std::string Sizes(const ReportFacts& facts) {
     std::string strHtml = "<h2 id=\"sizes\">Sizes of its banks</h2>\n";
     if (facts.predicted.empty()) return strHtml + Paragraph(HtmlText(facts.strWhyNotPredicted));
     strHtml +=
         "<table><thead><tr><th>Rate</th><th class=\"n\">plain</th><th class=\"n\">per key</th></tr></thead>"
         "<tbody>\n";
-    const auto size = [](unsigned int nMegabytes) { return ReadableSize(uint64_t{nMegabytes} << 20); };
-    for (const PredictedSize& row : facts.predicted)
-        strHtml += "<tr><td class=\"n\">" + std::to_string(row.nRate) + " Hz</td><td class=\"n\">" +
-                   size(row.nPlain) + "</td><td class=\"n\">" + size(row.nPerKey) + "</td></tr>\n";
+    for (const PredictedSize& row : facts.predicted) strHtml += SizeRow(row);
     return strHtml + "</tbody></table>\n" +
            Paragraph("Predicted, in whole units of 2<sup>20</sup> bytes rounded up.");
+}
+
+std::string Program(const ProgramFacts& program, const BankContents& contents, size_t& nRoom) {
+    const std::string strBank =
+        program.strBank.empty() ? "" : " <span class=\"soft\">in " + HtmlText(program.strBank) + "</span>";
+    return "<section><h3>" + std::to_string(program.nNumber) + " " + HtmlText(program.strName) + strBank +
+           "</h3>\n" + KeyMapSvg(program, contents, nRoom) + "</section>\n";
 }
 
 std::string Programs(const BankContents& contents) {
@@ -59,13 +69,7 @@ std::string Programs(const BankContents& contents) {
     const size_t nShown = std::min(contents.programs.size(), ReportLimits::kMaps);
     strHtml += "<div class=\"maps\">\n";
     size_t nRoom = ReportLimits::kParts;
-    for (size_t i = 0; i < nShown; ++i) {
-        const ProgramFacts& program = contents.programs[i];
-        strHtml += "<section><h3>" + std::to_string(program.nNumber) + " " + HtmlText(program.strName);
-        if (!program.strBank.empty())
-            strHtml += " <span class=\"soft\">in " + HtmlText(program.strBank) + "</span>";
-        strHtml += "</h3>\n" + KeyMapSvg(program, contents, nRoom) + "</section>\n";
-    }
+    for (size_t i = 0; i < nShown; ++i) strHtml += Program(contents.programs[i], contents, nRoom);
     strHtml += "</div>\n" + Limit(nShown, contents.programs.size(), "programs are shown");
     if (nRoom == 0)
         strHtml += Paragraph("The key maps show at most " + Grouped(ReportLimits::kParts) +

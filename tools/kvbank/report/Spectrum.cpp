@@ -87,6 +87,20 @@ std::string CurveOf(const Spectrum& spectrum, const char* pszClass) {
     return strPath.empty() ? "" : std::string("<path class=\"") + pszClass + "\" d=\"" + strPath + "\"/>";
 }
 
+std::string FrequencyLine(int nHertz) {
+    const std::string strX = std::to_string(XOf(nHertz));
+    const std::string strText =
+        nHertz < 1000 ? std::to_string(nHertz) + " Hz" : std::to_string(nHertz / 1000) + " kHz";
+    return "<path class=\"grid\" d=\"M" + strX + " 0V" + std::to_string(kHeight) + "\"/><text x=\"" + strX +
+           "\" y=\"" + std::to_string(kHeight + 12) + "\">" + strText + "</text>";
+}
+
+std::string LevelLine(int nDecibels) {
+    return "<path class=\"grid\" d=\"M0 " + std::to_string(YOf(nDecibels)) + "H" + std::to_string(kWidth) +
+           "\"/><text class=\"level\" x=\"2\" y=\"" + std::to_string(YOf(nDecibels) - 2) + "\">" +
+           std::to_string(nDecibels) + " dB</text>";
+}
+
 }  // namespace
 
 Spectrum SpectrumOf(const MonoWave& wave, uint32_t nRate) {
@@ -104,19 +118,8 @@ Spectrum SpectrumOf(const MonoWave& wave, uint32_t nRate) {
 std::string SpectraSvg(const Spectrum& before, const Spectrum& after) {
     std::string strSvg = "<svg class=\"spectrum\" viewBox=\"0 0 " + std::to_string(kWidth) + " " +
                          std::to_string(kHeight + 14) + "\">";
-    for (const int nHertz : {100, 1000, 10000}) {
-        const std::string strX = std::to_string(XOf(nHertz));
-        strSvg += "<path class=\"grid\" d=\"M" + strX + " 0V" + std::to_string(kHeight) + "\"/><text x=\"" +
-                  strX + "\" y=\"" + std::to_string(kHeight + 12) + "\">" +
-                  (nHertz < 1000 ? std::to_string(nHertz) + " Hz" : std::to_string(nHertz / 1000) + " kHz") +
-                  "</text>";
-    }
-    for (const int nDecibels : {-30, -60, -90}) {
-        const std::string strY = std::to_string(YOf(nDecibels));
-        strSvg += "<path class=\"grid\" d=\"M0 " + strY + "H" + std::to_string(kWidth) +
-                  "\"/><text class=\"level\" x=\"2\" y=\"" + std::to_string(YOf(nDecibels) - 2) + "\">" +
-                  std::to_string(nDecibels) + " dB</text>";
-    }
+    for (const int nHertz : {100, 1000, 10000}) strSvg += FrequencyLine(nHertz);
+    for (const int nDecibels : {-30, -60, -90}) strSvg += LevelLine(nDecibels);
     return strSvg + CurveOf(before, "before") + CurveOf(after, "after") + "</svg>";
 }
 

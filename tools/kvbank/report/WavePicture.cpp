@@ -10,7 +10,7 @@ namespace Kestrova {
 namespace {
 
 constexpr uint64_t kColumns = 160;
-constexpr int kHalfHeight = 22;
+constexpr int64_t kHalfHeight = 22;
 constexpr uint32_t kExcerptRate = 32000;  // of an excerpt, Hz
 constexpr size_t kWaveHead = 44;          // bytes in front of the frames
 

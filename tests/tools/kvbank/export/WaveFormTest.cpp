@@ -89,7 +89,7 @@ TEST(WaveFormTest, ALoopIsCutToItsWaveAndOneOutsideItGoes) {
     EXPECT_EQ(0u, MendLoops(sample, 100));
 }
 
-// Q180
+// Q143
 TEST(WaveFormTest, ANegativeFineTuneIsNamedFromTheKeyBelow) {
     CSDBISampleEUWave sample(1, kSdbNoID);
     sample.m_info.nRootKey = 60;
