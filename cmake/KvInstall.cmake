@@ -23,7 +23,8 @@ endfunction()
 kv_install_common(kvbank)
 install(TARGETS kvbank RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT kvbank)
 kv_install_manual(kvbank kvbank.1 kvbank-format.5)
-install(FILES docs/FORMATS.md docs/IMPORT.md DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/kvbank" COMPONENT kvbank)
+install(FILES docs/FORMATS.md docs/GUIDE.md docs/IMPORT.md
+        DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/kvbank" COMPONENT kvbank)
 install(FILES packaging/completion/kvbank.bash
         DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME kvbank COMPONENT kvbank)
 install(FILES packaging/completion/_kvbank DESTINATION "${KV_ZSH_COMPLETION_DIR}" COMPONENT kvbank)

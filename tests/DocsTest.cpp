@@ -112,6 +112,52 @@ TEST(DocsTest, TheExplainedPresetsAreThoseThereAre) {
     EXPECT_EQ(names, Matches(strText.substr(nFrom, strText.find(')', nFrom) - nFrom), R"(([\w-]+))"));
 }
 
+// The code of these folders without its comments, with texts that stand behind each other as one.
+std::string CodeWithTexts(const std::vector<std::string>& folders) {
+    std::string strCode;
+    for (const std::string& strFolder : folders)
+        for (const std::string& strFile : FilesBelow(strFolder, {".cpp", ".h"}))
+            for (const std::string& strWhole : LinesOf(TextOf(strFile))) {
+                const std::string strLine = strWhole.substr(0, strWhole.find("//"));
+                const size_t nFrom = strLine.find_first_not_of(' ');
+                if (nFrom == std::string::npos) continue;
+                const bool bGoesOn = strLine[nFrom] == '"' && strCode.ends_with('"');
+                if (bGoesOn) strCode.pop_back();
+                strCode += bGoesOn ? strLine.substr(nFrom + 1) : "\n" + strLine;
+            }
+    return strCode;
+}
+
+// The parts of a message between the "..." that stand for what differs; short ones could be anywhere.
+std::vector<std::string> FixedParts(const std::string& strMessage) {
+    constexpr size_t kTooShort = 5;
+    std::vector<std::string> parts;
+    for (size_t nFrom = 0; nFrom < strMessage.size();) {
+        const size_t nEnd = std::min(strMessage.find("...", nFrom), strMessage.size());
+        if (nEnd - nFrom >= kTooShort) parts.push_back(strMessage.substr(nFrom, nEnd - nFrom));
+        nFrom = nEnd + 3;
+    }
+    return parts;
+}
+
+TEST(DocsTest, EveryMessageOfTheGuideStandsInTheSources) {
+    const std::string strCode = CodeWithTexts({"tools/kvbank", "import", "bank", "app"});
+    const Names messages = NamesInColumn("docs/GUIDE.md", "Message", 0);
+    EXPECT_GT(messages.size(), 50u);
+    for (const std::string& strMessage : messages) {
+        const std::vector<std::string> parts = FixedParts(strMessage);
+        EXPECT_FALSE(parts.empty()) << strMessage;
+        for (const std::string& strPart : parts)
+            EXPECT_NE(std::string::npos, strCode.find(strPart)) << strMessage << ": " << strPart;
+    }
+}
+
+TEST(DocsReadingTest, AMessageIsReadByItsFixedParts) {
+    EXPECT_EQ((std::vector<std::string>{" are needed, ", " are free"}),
+              FixedParts("... are needed, ... are free"));
+    EXPECT_EQ((std::vector<std::string>{"unknown verb '"}), FixedParts("unknown verb '...'"));
+}
+
 // A pattern of a document, in which "*" stands for any text without a slash, as a regular expression.
 std::string PatternOf(const std::string& strPath) {
     std::string strPattern;

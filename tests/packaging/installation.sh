@@ -16,7 +16,8 @@ for file in bin/kvbank bin/kvbankmgr \
             share/applications/$name.desktop share/metainfo/$name.metainfo.xml share/mime/packages/$name.xml \
             share/icons/hicolor/scalable/apps/$name.svg share/icons/hicolor/48x48/apps/$name.png \
             share/icons/hicolor/128x128/apps/$name.png \
-            share/doc/kvbank/copyright share/doc/kvbank/FORMATS.md share/doc/calderine-bank-manager/copyright; do
+            share/doc/kvbank/copyright share/doc/kvbank/FORMATS.md share/doc/kvbank/GUIDE.md \
+            share/doc/calderine-bank-manager/copyright; do
     [ -s "$file" ] || fail "$file was not installed"
 done
 [ "$(bin/kvbank --version)" = "kvbank 1.0" ] || fail "the installed command does not run"

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/RenderReporter.h"
 #include "tools/kvbank/render/OpenedBank.h"
+#include "tools/kvbank/render/RenderReporter.h"
 
 namespace Kestrova {
 

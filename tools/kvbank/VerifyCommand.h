@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/VerifyReporter.h"
 #include "tools/kvbank/compare/NoteScan.h"
 #include "tools/kvbank/compare/SourceComparison.h"
 #include "tools/kvbank/engine/EngineRun.h"
+#include "tools/kvbank/verify/VerifyReporter.h"
 
 namespace Kestrova {
 

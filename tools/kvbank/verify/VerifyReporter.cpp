@@ -1,4 +1,4 @@
-#include "tools/kvbank/VerifyReporter.h"
+#include "tools/kvbank/verify/VerifyReporter.h"
 
 #include <filesystem>
 

@@ -1,4 +1,4 @@
-#include "tools/kvbank/RenderReporter.h"
+#include "tools/kvbank/render/RenderReporter.h"
 
 #include <cmath>
 #include <cstdio>
