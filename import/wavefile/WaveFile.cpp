@@ -124,7 +124,8 @@ void ReadInstrument(SNDFILE* pHandle, int nFormat, WaveFileFacts& facts) {
         sf_command(pHandle, SFC_GET_INSTRUMENT, &instrument, sizeof instrument) != SF_TRUE)
         return;
     const int nKey = static_cast<unsigned char>(instrument.basenote);
-    const auto nDetune = static_cast<int>(static_cast<int8_t>(instrument.detune));
+    // A signed number, whatever a char is on this machine.
+    const int nDetune = (static_cast<unsigned char>(instrument.detune) ^ 0x80) - 0x80;
     if (nKey <= kHighestKey) facts.nRootCents = nKey * kCentsPerKey + (IsAiff(nFormat) ? -nDetune : nDetune);
     const auto nLoops = std::clamp<size_t>(static_cast<size_t>(std::max(instrument.loop_count, 0)), 0,
                                            std::size(instrument.loops));

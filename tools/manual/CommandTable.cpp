@@ -19,6 +19,7 @@ constexpr std::string_view kNamelessWord = "TEXT";  // what the parser says when
 
 std::vector<std::string> Prefixed(const char* pszPrefix, const std::vector<std::string>& names) {
     std::vector<std::string> prefixed;
+    prefixed.reserve(names.size());
     for (const std::string& strName : names) prefixed.push_back(pszPrefix + strName);
     return prefixed;
 }
