@@ -5,7 +5,7 @@
 . "$(dirname "$0")/batch_common.sh"
 command -v parallel >/dev/null || skip "GNU parallel is not installed"
 
-# The second host. $ssh is the command that reaches it.
+# $ssh is then the command that reaches it.
 start_sshd() {
     sshd=$(PATH=$PATH:/usr/sbin command -v sshd) || return 1
     port=$((20000 + $$ % 20000))
@@ -35,18 +35,28 @@ END
 }
 
 if start_sshd; then
+    host="$ssh localhost"
     echo "the second host: localhost, over an sshd of this script"
 else
-    printf '#!/bin/sh\nfor command; do :; done\nexec sh -c "$command"\n' >"$dir/ssh"
-    chmod +x "$dir/ssh"
-    ssh=$dir/ssh
+    mkdir "$dir/bin"
+    # As sshd does, it joins the words behind the host.
+    cat >"$dir/bin/ssh" <<'END'
+#!/bin/sh
+while [ "$1" != localhost ]; do shift; done
+shift
+[ "$1" != -- ] || shift
+exec sh -c "$*"
+END
+    chmod +x "$dir/bin/ssh"
+    PATH=$dir/bin:$PATH
+    host=localhost
     echo "the second host: a stand-in for ssh, because no sshd could be started"
 fi
 
 run() {
     kvbank_of_run=$1
     shift
-    parallel --will-cite --joblog "$dir/joblog" "$@" --sshlogin 2/: --sshlogin "2/$ssh localhost" \
+    parallel --will-cite --joblog "$dir/joblog" "$@" --sshlogin 2/: --sshlogin "2/$host" \
         "KVBANK=$kvbank_of_run $recipes/build-task.sh {} $dir/out $rates" ::: "$dir"/src/*.kvs
 }
 
