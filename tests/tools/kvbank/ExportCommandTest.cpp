@@ -5,7 +5,8 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <regex>
+#include <sstream>
+#include <stdexcept>
 
 #include "SamplerDBDS/DataBase/SDBIWaveFile.h"
 #include "tests/support/FaultyFileEnv.h"
@@ -58,17 +59,23 @@ std::vector<uint32_t> SamplerChunk(const std::string& strPath) {
     return {};
 }
 
-// The opcodes of each <region> of an SFZ file.
+// The opcodes of each <region> of an SFZ file. The last one is the sample, whose name may have blanks.
 std::vector<std::map<std::string, std::string>> RegionsOf(const std::string& strPath) {
-    static const std::regex kOpcode(R"((\w+)=(.*?)(?=\s+\w+=|\s*$))");
+    const std::string strHeader = "<region>", strSample = " sample=";
     std::vector<std::map<std::string, std::string>> regions;
     const Bytes bytes = ReadFile(strPath);
     std::istringstream in(std::string(bytes.begin(), bytes.end()));
     for (std::string strLine; std::getline(in, strLine);) {
-        if (!strLine.starts_with("<region>")) continue;
-        regions.emplace_back();
-        for (std::sregex_iterator it(strLine.begin(), strLine.end(), kOpcode), end; it != end; ++it)
-            regions.back()[(*it)[1]] = (*it)[2];
+        if (!strLine.starts_with(strHeader)) continue;
+        auto& region = regions.emplace_back();
+        const size_t nName = strLine.find(strSample);
+        if (nName == std::string::npos) throw std::runtime_error(strPath + ": a region without a sample");
+        region["sample"] = strLine.substr(nName + strSample.size());
+        std::istringstream words(strLine.substr(strHeader.size(), nName - strHeader.size()));
+        for (std::string strWord; words >> strWord;) {
+            const size_t nEqual = strWord.find('=');
+            region[strWord.substr(0, nEqual)] = nEqual == std::string::npos ? "" : strWord.substr(nEqual + 1);
+        }
     }
     return regions;
 }
