@@ -148,8 +148,7 @@ TEST_F(ManagerModeTest, ASoundFontAsTheSourceIsImportedAndItsBankBuilt) {
     manager.PressBox(k48000);
     ASSERT_TRUE(manager.WaitForTicks({k48000}));
     manager.Press(kMainButton);
-    ASSERT_TRUE(WaitUntil([&] { return fs::exists(m_user.BanksFolder() + "/Piano_0BB80.kvn"); }));
-    ASSERT_TRUE(manager.WaitUntilReady());
+    ASSERT_TRUE(manager.WaitForEndOfRun());
     manager.Press(kCloseButton);
     EXPECT_EQ(0, manager.Process().Wait());
     EXPECT_THAT(m_user.FilesInBanksFolder(), ElementsAre("Piano.kvs", "Piano_0BB80.kvn"));
