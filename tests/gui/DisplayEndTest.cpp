@@ -33,7 +33,10 @@ TEST_F(DisplayEndTest, AnIdleManagerSaysSoAndFails) {
 
 TEST_F(DisplayEndTest, AnOpenAlertMakesNoDifference) {
     ManagerOnScreen manager(m_user, kManager, {"manager", m_user.File("none.kvs"), m_user.BanksFolder()});
-    ASSERT_NE(0u, manager.WaitForWindow("Select source."));
+    const XWindow alert = manager.WaitForWindow("Select source.");
+    ASSERT_NE(0u, alert);
+    // Before it is drawn the toolkit would say that it could not draw it.
+    ASSERT_TRUE(WaitUntil([&] { return m_user.Screen().IsDrawn(alert); }));
     m_user.Screen().End();
     EXPECT_EQ(255, manager.Process().Wait());
     EXPECT_EQ("kvbankmgr: the display has gone away, so the program ends.\n", manager.Process().Errors());
