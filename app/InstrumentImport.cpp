@@ -11,6 +11,7 @@
 
 #include "import/SourceBankWriter.h"
 #include "import/formats/OpenInstrument.h"
+#include "shared/System/kvPath.h"
 #include "shared/System/kvSafeFile.h"
 #include "shared/System/kvTemporaryFile.h"
 
@@ -18,9 +19,9 @@ namespace Kestrova {
 namespace {
 
 // kvbank removes files with such names that no process holds any more.
-constexpr char kPartName[] = ".kvbank-part-";
-
-std::string FolderOf(const std::string& strPath) { return strPath.substr(0, strPath.rfind('/') + 1); }
+std::string PartName(const std::string& strPlace) {
+    return std::string(FolderPart(strPlace)) + ".kvbank-part-";
+}
 
 // Each gives a file its place in one step, and never in the place of another. False with errno set, EEXIST
 // when there is one.
@@ -37,11 +38,9 @@ bool Rename(const std::string& strFile, const std::string& strPlace) {
 // it when the process is killed; elsewhere it has the name of a part file.
 class UnfinishedBank {
 public:
-    explicit UnfinishedBank(const std::string& strPlace)
-        : m_strPlace(strPlace), m_file(FolderOf(strPlace) + kPartName) {
+    explicit UnfinishedBank(const std::string& strPlace) : m_strPlace(strPlace), m_file(PartName(strPlace)) {
         m_bUnnamed = m_file.MakeUnnamed(0666);
-        m_strPath =
-            m_bUnnamed ? m_file.OpenPath() : FolderOf(strPlace) + kPartName + std::to_string(getpid());
+        m_strPath = m_bUnnamed ? m_file.OpenPath() : PartName(strPlace) + std::to_string(getpid());
     }
     ~UnfinishedBank() {
         if (!m_bUnnamed) unlink(m_strPath.c_str());
@@ -54,7 +53,7 @@ public:
     ImportOutcome Publish() const {
         if (!(m_bUnnamed ? Link(m_strPath, m_strPlace) : Rename(m_strPath, m_strPlace)))
             return NotWritten(errno, "");
-        const FileDescriptor folder(OpenFolder(FolderOf(m_strPlace).c_str()));
+        const FileDescriptor folder(OpenFolder(std::string(FolderPart(m_strPlace)).c_str()));
         return folder < 0 || !SyncFolder(folder) ? NotWritten(errno, "") : ImportOutcome();
     }
 

@@ -16,6 +16,7 @@ struct MidiRange {
     int nLow = 0;
     int nHigh = 127;
     bool IsEmpty() const { return nLow > nHigh; }
+    bool IsOne() const { return nLow == nHigh; }
     auto operator<=>(const MidiRange&) const = default;
 };
 

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "shared/System/kvPath.h"
+
 namespace Kestrova {
 namespace {
 
@@ -98,8 +100,8 @@ const FileFinder::Names& FileFinder::NamesIn(const std::string& strFolder) {
 }
 
 std::string FolderOf(const std::string& strPath) {
-    const size_t nSlash = strPath.rfind('/');
-    return nSlash == std::string::npos ? "./" : strPath.substr(0, nSlash + 1);
+    const std::string_view folder = FolderPart(strPath);
+    return std::string(folder.empty() ? "./" : folder);
 }
 
 std::string StemOf(const std::string& strPath) { return fs::path(strPath).stem().string(); }

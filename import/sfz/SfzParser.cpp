@@ -4,19 +4,18 @@
 #include <cctype>
 #include <string>
 
+#include "import/sfz/SfzText.h"
+
 namespace Kestrova {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\f\v";
 constexpr size_t kMostQuoted = 60;
-
-bool IsBlank(char c) { return kBlanks.find(c) != std::string_view::npos; }
 
 bool IsOpcodeLetter(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
 
 std::string_view Trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+    text.remove_prefix(std::min(text.find_first_not_of(kSfzBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kSfzBlanks) + 1);
 }
 
 // The length of the opcode's name at the beginning of the text, in front of its "="; 0 when there is none.
@@ -33,8 +32,8 @@ size_t ValueLength(std::string_view text) {
         const char c = text[n];
         if (c == '<' || c == '\r' || c == '\n') return n;
         if (c == '=' && bLetters && n > nWord) return nWord - 1;
-        bLetters = IsBlank(c) || (bLetters && IsOpcodeLetter(c));
-        if (IsBlank(c)) nWord = n + 1;
+        bLetters = IsSfzBlank(c) || (bLetters && IsOpcodeLetter(c));
+        if (IsSfzBlank(c)) nWord = n + 1;
     }
     return text.size();
 }
@@ -55,7 +54,7 @@ public:
     }
 
 private:
-    void SkipBlanks() { m_rest.remove_prefix(std::min(m_rest.find_first_not_of(kBlanks), m_rest.size())); }
+    void SkipBlanks() { m_rest.remove_prefix(std::min(m_rest.find_first_not_of(kSfzBlanks), m_rest.size())); }
 
     std::string_view Take(size_t n) {
         const std::string_view taken = m_rest.substr(0, n);
@@ -83,7 +82,7 @@ private:
     }
 
     void DropWord() {
-        const size_t nWord = std::min(m_rest.find_first_of(" \t\r\n\f\v<", 1), m_rest.size());
+        const size_t nWord = std::min(m_rest.find_first_of(std::string(kSfzBlanks) + "<", 1), m_rest.size());
         m_report.Note(ImportEvent::Dropped, "text " + QuotedPart(Take(nWord)), "it is no opcode");
     }
 

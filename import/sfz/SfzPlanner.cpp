@@ -60,8 +60,6 @@ std::string NamedCause(std::string strName, const std::string& strCause) {
     return strName.append(": ").append(strCause);
 }
 
-bool IsOneKey(const MidiRange& keys) { return keys.nLow == keys.nHigh; }
-
 }  // namespace
 
 ImportOutcome SfzPlanner::Make(const std::string& strName, const std::vector<SfzRegion>& regions,
@@ -186,7 +184,7 @@ int SfzPlanner::RootCents(const SfzRegion& region, const MidiRange& keys) {
     const int nTune = WholeOr(settings.transpose, 0) * kCentsPerKey + WholeOr(settings.tune, 0);
     const int nTrack = WholeOr(settings.keyTrack, kCentsPerKey);
     if (nTrack == kCentsPerKey) return nCenter - nTune;
-    if (!IsOneKey(keys)) {
+    if (!keys.IsOne()) {
         m_report.Note(ImportEvent::LeftOut, "pitch_keytrack");
         m_report.Note(ImportEvent::LeftOutKind, "scale tuning");
         return nCenter - nTune;

@@ -10,7 +10,6 @@
 namespace Kestrova {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\f\v";
 constexpr std::string_view kLineEnds = "\r\n";
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 constexpr std::string_view kInclude = "#include";
@@ -18,11 +17,9 @@ constexpr std::string_view kDefine = "#define";
 constexpr std::array<std::string_view, 6> kHeaders = {"<control>", "<global>", "<master>",
                                                       "<group>",   "<region>", "<curve>"};
 
-bool IsBlank(char c) { return kBlanks.find(c) != std::string_view::npos; }
-
 bool IsNameLetter(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }
 
-void SkipBlanks(std::string_view& text, std::string_view blanks = kBlanks) {
+void SkipBlanks(std::string_view& text, std::string_view blanks = kSfzBlanks) {
     text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
 }
 
@@ -34,7 +31,7 @@ std::string_view TakeUntil(std::string_view& text, std::string_view ends) {
 }
 
 bool IsDirective(std::string_view text, std::string_view name) {
-    return text.substr(0, name.size()) == name && text.size() > name.size() && IsBlank(text[name.size()]);
+    return text.substr(0, name.size()) == name && text.size() > name.size() && IsSfzBlank(text[name.size()]);
 }
 
 // The length of the comment at the beginning of the text; 0 when there is none. bEnded tells whether its end
@@ -111,7 +108,7 @@ ImportOutcome SfzTextReader::AddText(std::string_view text) {
         } else if (bAfterBlank && IsDirective(text, kDefine)) {
             outcome = Define(text);
         } else {
-            bAfterBlank = IsBlank(text[0]) || text[0] == '>';
+            bAfterBlank = IsSfzBlank(text[0]) || text[0] == '>';
             Expand(text, m_strText);
         }
         if (!outcome.IsDone()) return outcome;
@@ -127,7 +124,7 @@ ImportOutcome SfzTextReader::Include(std::string_view& rest) {
     if (bQuoted) rest.remove_prefix(1);
     std::string_view given = TakeUntil(rest, bQuoted ? "\"\r\n" : kLineEnds);
     if (bQuoted && !rest.empty() && rest[0] == '"') rest.remove_prefix(1);
-    given = given.substr(0, given.find_last_not_of(kBlanks) + 1);
+    given = given.substr(0, given.find_last_not_of(kSfzBlanks) + 1);
     std::string strName, strPath;
     while (!given.empty()) Expand(given, strName);
     if (++m_nIncludes > kMostIncludes)
@@ -142,9 +139,9 @@ ImportOutcome SfzTextReader::Include(std::string_view& rest) {
 ImportOutcome SfzTextReader::Define(std::string_view& rest) {
     rest.remove_prefix(kDefine.size());
     SkipBlanks(rest, " \t");
-    const std::string strWord(TakeUntil(rest, kBlanks));
+    const std::string strWord(TakeUntil(rest, kSfzBlanks));
     SkipBlanks(rest, " \t");
-    std::string_view given = TakeUntil(rest, kBlanks);
+    std::string_view given = TakeUntil(rest, kSfzBlanks);
     const bool bName = strWord.size() > 1 && strWord.size() <= kMostNameBytes && strWord[0] == '$' &&
                        std::all_of(strWord.begin() + 1, strWord.end(), IsNameLetter);
     if (!bName) {

@@ -14,6 +14,10 @@
 
 namespace Kestrova {
 
+// What separates the words of a text, the ends of its lines included.
+inline constexpr std::string_view kSfzBlanks = " \t\r\n\f\v";
+constexpr bool IsSfzBlank(char c) { return kSfzBlanks.find(c) != std::string_view::npos; }
+
 // Reads a text and the files it includes. The rules:
 // - A comment goes from // to the end of its line, or from /* to */; one that does not end goes to the file's
 //   end (noted as repaired).

@@ -25,12 +25,10 @@ bool Hold(int64_t& n, int64_t nEnd) {
     return std::exchange(n, nHeld) != nHeld;
 }
 
-bool IsOneKey(const MidiRange& keys) { return keys.nLow == keys.nHigh; }
-
 // The pitch, in cents, at which the wave plays unchanged, for a record whose keys are 100 cents apart. When
 // the range is one key, the font's own distance between keys and a fixed key number are exact.
 int UnchangedPitch(const MidiRange& keys, int nRoot, int nTune, const GenValues& values) {
-    if (!IsOneKey(keys)) return nRoot * kCentsPerKey - nTune;
+    if (!keys.IsOne()) return nRoot * kCentsPerKey - nTune;
     const int nKey = values[kGenKey] >= 0 ? values[kGenKey] : keys.nLow;
     return keys.nLow * kCentsPerKey - (nKey - nRoot) * values[kGenScaleTuning] - nTune;
 }
@@ -39,7 +37,7 @@ int UnchangedPitch(const MidiRange& keys, int nRoot, int nTune, const GenValues&
 GenValues LeftOutOf(const GenValues& values, const MidiRange& keys) {
     GenValues leftOut{};
     for (size_t n = 0; n < kGenCount; ++n) {
-        const bool bTuned = IsOneKey(keys) && (n == kGenKey || n == kGenScaleTuning);
+        const bool bTuned = keys.IsOne() && (n == kGenKey || n == kGenScaleTuning);
         const bool bLeftOut = IsLeftOut(InfoOf(n).use) && n != kGenPan && !bTuned;
         leftOut[n] = bLeftOut ? values[n] : InfoOf(n).nDefault;
     }

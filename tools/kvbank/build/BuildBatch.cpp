@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
-#include <filesystem>
 #include <map>
 #include <new>
 #include <sstream>
@@ -13,11 +12,11 @@
 #include "bank/SourceBank.h"
 #include "shared/System/kvCancelSignal.h"
 #include "shared/System/kvCompare.h"
+#include "tools/kvbank/build/BuildSpace.h"
 
 namespace Kestrova {
 namespace {
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using State = SourceOutcome::State;
 
@@ -28,12 +27,6 @@ struct IgnoresCase {
         return CompareString(a.c_str(), b.c_str()) < 0;
     }
 };
-
-uint64_t FileSize(const std::string& strPath) {
-    std::error_code error;
-    const uintmax_t nSize = fs::file_size(strPath, error);
-    return error ? 0 : nSize;
-}
 
 // "" for a file that is no source; its build tells why.
 std::string BaseNameOf(const std::string& strSource) {

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "shared/System/kvCancelSignal.h"
+#include "tools/kvbank/build/BuildSpace.h"
 #include "tools/kvbank/sums/BankSums.h"
 #include "tools/kvbank/terminal/RateOptions.h"
 
@@ -17,12 +18,6 @@ namespace fs = std::filesystem;
 constexpr std::chrono::milliseconds kBetweenLooks{100};
 constexpr const char* kIsLocked = "another process keeps the folder locked";
 constexpr const char* kIsBuilding = "another process is building it";
-
-uint64_t FileSize(const fs::path& path) {
-    std::error_code error;
-    const uintmax_t nSize = fs::file_size(path, error);
-    return error ? 0 : nSize;
-}
 
 std::string RateText(const BuildPlan& plan) { return std::to_string(plan.nRate) + " Hz: "; }
 

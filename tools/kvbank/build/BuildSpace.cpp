@@ -31,6 +31,12 @@ fs::path ExistingAncestor(fs::path path) {
     return path;
 }
 
+uint64_t FileSize(const fs::path& path) {
+    std::error_code error;
+    const uintmax_t nSize = fs::file_size(path, error);
+    return error ? 0 : nSize;
+}
+
 BuildSpace MeasureSpace(const BuildOptions& options, const CDBEUCreate& engine, BankOrigin& origin) {
     BuildSpace space;
     for (BuildPlan& plan : MakePlans(options, engine)) {

@@ -12,6 +12,9 @@ namespace Kestrova {
 // The folder itself, or the nearest existing folder above it when it is still to be made.
 std::filesystem::path ExistingAncestor(std::filesystem::path path);
 
+// The bytes of a file; 0 when the system does not tell them.
+uint64_t FileSize(const std::filesystem::path& path);
+
 // Of one bank.
 struct RateSpace {
     BuildPlan plan;
