@@ -1,68 +1,22 @@
 #include "app/InstrumentImport.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdio>
 #include <memory>
 #include <system_error>
 #include <utility>
 
+#include "bank/place/PartFile.h"
 #include "import/SourceBankWriter.h"
 #include "import/formats/OpenInstrument.h"
-#include "shared/System/kvPath.h"
-#include "shared/System/kvSafeFile.h"
-#include "shared/System/kvTemporaryFile.h"
 
 namespace Kestrova {
 namespace {
 
-// kvbank removes files with such names that no process holds any more.
-std::string PartName(const std::string& strPlace) {
-    return std::string(FolderPart(strPlace)) + ".kvbank-part-";
+// A bank that is in its place but may be lost in a power failure is not made yet.
+ImportOutcome Publish(PartFile& part) {
+    if (!part.PublishInFreePlace()) return NotWritten(errno, "");
+    return part.GetSyncError() == 0 ? ImportOutcome() : NotWritten(part.GetSyncError(), "");
 }
-
-// Each gives a file its place in one step, and never in the place of another. False with errno set, EEXIST
-// when there is one.
-bool Link(const std::string& strFile, const std::string& strPlace) {
-    return linkat(AT_FDCWD, strFile.c_str(), AT_FDCWD, strPlace.c_str(), AT_SYMLINK_FOLLOW) == 0;
-}
-// Some file systems know only links, others only this.
-bool Rename(const std::string& strFile, const std::string& strPlace) {
-    return renameat2(AT_FDCWD, strFile.c_str(), AT_FDCWD, strPlace.c_str(), RENAME_NOREPLACE) == 0 ||
-           (errno == EINVAL && Link(strFile, strPlace));
-}
-
-// A bank in the making. Where the system has files without a name it is one of these, and nothing is left of
-// it when the process is killed; elsewhere it has the name of a part file.
-class UnfinishedBank {
-public:
-    explicit UnfinishedBank(const std::string& strPlace) : m_strPlace(strPlace), m_file(PartName(strPlace)) {
-        m_bUnnamed = m_file.MakeUnnamed(0666);
-        m_strPath = m_bUnnamed ? m_file.OpenPath() : PartName(strPlace) + std::to_string(getpid());
-    }
-    ~UnfinishedBank() {
-        if (!m_bUnnamed) unlink(m_strPath.c_str());
-    }
-    UnfinishedBank(const UnfinishedBank&) = delete;
-    UnfinishedBank& operator=(const UnfinishedBank&) = delete;
-
-    const std::string& Path() const { return m_strPath; }
-
-    ImportOutcome Publish() const {
-        if (!(m_bUnnamed ? Link(m_strPath, m_strPlace) : Rename(m_strPath, m_strPlace)))
-            return NotWritten(errno, "");
-        const FileDescriptor folder(OpenFolder(std::string(FolderPart(m_strPlace)).c_str()));
-        return folder < 0 || !SyncFolder(folder) ? NotWritten(errno, "") : ImportOutcome();
-    }
-
-private:
-    const std::string m_strPlace;
-    TemporaryFile m_file;
-    bool m_bUnnamed = false;
-    std::string m_strPath;
-};
 
 }  // namespace
 
@@ -100,10 +54,11 @@ ImportOutcome InstrumentImport::Run() {
     outcome = pInstrument->MakePlan({}, plan, report, Watch());
     if (!outcome.IsDone()) return outcome;
     if (plan.waves.empty()) return Refused("no program plays a sample");
-    const UnfinishedBank bank(m_strOutput);
-    outcome = WriteSourceBank(bank.Path(), plan, *pInstrument, Watch());
+    PartFile part(m_strOutput);
+    if (part.Path().empty()) return NotWritten(errno, "");
+    outcome = WriteSourceBank(part.Path(), plan, *pInstrument, Watch());
     if (outcome.IsDone() && m_bStop) return Cancelled();
-    return outcome.IsDone() ? bank.Publish() : outcome;
+    return outcome.IsDone() ? Publish(part) : outcome;
 }
 
 }  // namespace Kestrova

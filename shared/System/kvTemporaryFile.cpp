@@ -31,6 +31,11 @@ void Lock(int nFile, int nKind) {
     }
 }
 
+// Gives the file one more name, if nothing has that name.
+bool Link(const char* pszFile, const char* pszPlace) {
+    return linkat(AT_FDCWD, pszFile, AT_FDCWD, pszPlace, AT_SYMLINK_FOLLOW) == 0;
+}
+
 // Whether the path still leads to the open file.
 bool IsAt(int nFile, const std::string& strPath) {
     struct stat file, found;
@@ -86,6 +91,8 @@ bool TemporaryFile::MoveTo(const char* pszPlace) {
     return true;
 }
 
+bool TemporaryFile::MoveToFree(const char* pszPlace) const { return Link(OpenPath().c_str(), pszPlace); }
+
 std::string TemporaryFile::NameOf(int n) const {
     const std::string strNumber = std::to_string(n);
     return m_strStem + std::string(6 - strNumber.size(), '0') + strNumber;
@@ -98,13 +105,19 @@ bool TemporaryFile::TakeName() {
     const std::string strFile = OpenPath();
     for (int n = 0; n < kMostNames; ++n) {
         std::string strName = NameOf(n);
-        if (linkat(AT_FDCWD, strFile.c_str(), AT_FDCWD, strName.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        if (Link(strFile.c_str(), strName.c_str())) {
             m_strName = std::move(strName);
             return true;
         }
         if (errno != EEXIST) return false;
     }
     return false;
+}
+
+// Some file systems know only this kind of rename, others only links.
+bool RenameToFree(const char* pszFile, const char* pszPlace) {
+    if (renameat2(AT_FDCWD, pszFile, AT_FDCWD, pszPlace, RENAME_NOREPLACE) == 0) return true;
+    return errno == EINVAL && Link(pszFile, pszPlace) && unlink(pszFile) == 0;
 }
 
 bool IsTemporaryEnd(std::string_view end) {

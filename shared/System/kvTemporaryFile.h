@@ -44,6 +44,8 @@ public:
     // Moves the file to its place, in one step and over what is there; on failure that stays.
     // REQUIRES: the place is on the stem's file system, and nobody else has the file locked.
     bool MoveTo(const char* pszPlace);
+    // The same for a file without a name, but never over what is there: errno is then EEXIST.
+    bool MoveToFree(const char* pszPlace) const;
 
 private:
     std::string NameOf(int n) const;
@@ -53,6 +55,10 @@ private:
     std::optional<FileDescriptor> m_file;
     std::string m_strName;  // empty while the file has none, and when it is in its place
 };
+
+// Gives a file a place on its file system in one step, and never over what is there. False with errno set,
+// EEXIST when there is something.
+bool RenameToFree(const char* pszFile, const char* pszPlace);
 
 // Whether a name's end, behind the stem, is what this class and mkostemp put there: six letters or digits.
 bool IsTemporaryEnd(std::string_view end);

@@ -156,6 +156,8 @@ KV_WRAP(int, rename, (const char* p, const char* q), (p, q), Fails("rename"), Se
 KV_WRAP(int, link, (const char* p, const char* q), (p, q), Fails("link"), SetErrno(-1))
 KV_WRAP(int, linkat, (int f, const char* p, int g, const char* q, int n), (f, p, g, q, n), Fails("linkat"),
         SetErrno(-1))
+KV_WRAP(int, renameat2, (int f, const char* p, int g, const char* q, unsigned n), (f, p, g, q, n),
+        Fails("renameat2"), SetErrno(-1))
 KV_WRAP(int, unlink, (const char* p), (p), Fails("unlink"), SetErrno(-1))
 KV_WRAP(int, access, (const char* p, int n), (p, n), Fails("access"), SetErrno(-1))
 KV_WRAP(int, mkdir, (const char* p, mode_t n), (p, n), Fails("mkdir"), SetErrno(-1))

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
-#include "tools/kvbank/folder/PartFile.h"
+#include "bank/place/PartFile.h"
 #include "tools/kvbank/terminal/Ending.h"
 
 namespace Kestrova {

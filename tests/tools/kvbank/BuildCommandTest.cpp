@@ -2,11 +2,11 @@
 #include <csignal>
 #include <mutex>
 
+#include "bank/place/PrivateFolder.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/ForcedPoint.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -1,13 +1,13 @@
 // kvbank list and kvbank remove.
 #include <csignal>
 
+#include "bank/place/PrivateFolder.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/Unprivileged.h"
 #include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/folder/BankFolder.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {

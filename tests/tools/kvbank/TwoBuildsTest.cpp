@@ -9,13 +9,13 @@
 #include <set>
 #include <thread>
 
+#include "bank/place/FolderLock.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tests/tools/kvbank/ForcedPoint.h"
 #include "tools/kvbank/BuildCommand.h"
 #include "tools/kvbank/build/BuildRun.h"
 #include "tools/kvbank/folder/BankFolder.h"
-#include "tools/kvbank/folder/FolderLock.h"
 
 namespace Kestrova::Test {
 namespace {

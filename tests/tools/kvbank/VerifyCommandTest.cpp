@@ -2,10 +2,10 @@
 #include <csignal>
 #include <functional>
 
+#include "bank/place/PrivateFolder.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/support/Vectors.h"
 #include "tests/tools/kvbank/CommandFixture.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "bank/DBEUCreate.h"
+#include "bank/place/FolderLock.h"
 #include "tools/kvbank/compare/BankOrigin.h"
 #include "tools/kvbank/folder/BankFolder.h"
-#include "tools/kvbank/folder/FolderLock.h"
 
 namespace Kestrova {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "bank/place/PrivateFolder.h"
 #include "tools/kvbank/build/BuildPlan.h"
 #include "tools/kvbank/engine/EngineRun.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 #include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova {

@@ -6,8 +6,8 @@
 #include <system_error>
 
 #include "bank/BankRates.h"
+#include "bank/place/PrivateFolder.h"
 #include "tools/kvbank/folder/BankCheck.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova {
 namespace {

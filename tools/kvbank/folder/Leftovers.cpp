@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "bank/place/PartFile.h"
+#include "bank/place/PrivateFolder.h"
 #include "tools/kvbank/folder/BankCheck.h"
-#include "tools/kvbank/folder/PartFile.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 #include "tools/kvbank/sums/BankSums.h"
 
 namespace Kestrova {

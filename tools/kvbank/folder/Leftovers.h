@@ -5,7 +5,7 @@
 #include <system_error>
 #include <vector>
 
-#include "tools/kvbank/folder/FolderLock.h"
+#include "bank/place/FolderLock.h"
 
 namespace Kestrova {
 

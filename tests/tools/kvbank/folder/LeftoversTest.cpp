@@ -5,11 +5,11 @@
 #include <string>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
+#include "bank/place/PartFile.h"
+#include "bank/place/PrivateFolder.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 #include "tools/kvbank/folder/Leftovers.h"
-#include "tools/kvbank/folder/PartFile.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
+#include "bank/place/PartFile.h"
 #include "tests/support/FolderNames.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
-#include "tools/kvbank/folder/PartFile.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -68,6 +68,36 @@ TEST_F(PartFileTest, IsMadeInAHeldFolderElsewhereWhichGoes) {
         EXPECT_TRUE(fs::exists(part.Path()));
     }
     EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(PartFileTest, TakesAFreePlaceAndNeverOneThatIsTaken) {
+    for (const int nFileSystem : kFileSystems) {
+        const PosixFault unnamed("open", EOPNOTSUPP, nFileSystem);
+        PartFile late(File("x.kvs")), first(File("x.kvs"));
+        EXPECT_TRUE(WriteBank(late) && WriteBank(first));
+        EXPECT_TRUE(first.PublishInFreePlace());
+        EXPECT_EQ(0, first.GetSyncError());
+        const Bytes bank = ReadFile(File("x.kvs"));
+        EXPECT_FALSE(late.PublishInFreePlace());
+        EXPECT_EQ(EEXIST, errno);
+        EXPECT_EQ(bank, ReadFile(File("x.kvs"))) << nFileSystem;
+        fs::remove(File("x.kvs"));
+    }
+    EXPECT_THAT(Names(), ElementsAre());
+}
+
+// As on a file system of a kind that has neither files without a name nor this kind of rename.
+TEST_F(PartFileTest, TakesAFreePlaceByALinkWhereNoRenameSparesWhatIsThere) {
+    const PosixFault unnamed("open", EOPNOTSUPP);
+    PartFile part(File("x.kvs"));
+    EXPECT_TRUE(WriteBank(part));
+    {
+        const PosixFault rename("renameat2", EINVAL);
+        EXPECT_TRUE(part.PublishInFreePlace());
+    }
+    CSDB database;
+    EXPECT_TRUE(database.Open(File("x.kvs").c_str(), kSdbFormatPlain, false));
+    EXPECT_THAT(Names(), ElementsAre("x.kvs"));
 }
 
 TEST_F(PartFileTest, APlaceWithoutAFolderIsInTheWorkingFolder) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/kvbank/folder/FolderLock.h"
+#include "bank/place/FolderLock.h"
 
 namespace Kestrova {
 

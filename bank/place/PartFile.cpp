@@ -1,4 +1,4 @@
-#include "tools/kvbank/folder/PartFile.h"
+#include "bank/place/PartFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -49,8 +49,16 @@ void PartFile::MakeInFolder() {
 }
 
 bool PartFile::Publish() {
-    const bool bMoved = m_pFolder != nullptr ? std::rename(m_path.c_str(), m_place.c_str()) == 0
-                                             : m_file.MoveTo(m_place.c_str());
+    return Settle(m_pFolder != nullptr ? std::rename(m_path.c_str(), m_place.c_str()) == 0
+                                       : m_file.MoveTo(m_place.c_str()));
+}
+
+bool PartFile::PublishInFreePlace() {
+    return Settle(m_pFolder != nullptr ? RenameToFree(m_path.c_str(), m_place.c_str())
+                                       : m_file.MoveToFree(m_place.c_str()));
+}
+
+bool PartFile::Settle(bool bMoved) {
     if (!bMoved) return false;
     m_path.clear();
     m_pFolder.reset();

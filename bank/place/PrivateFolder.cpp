@@ -1,4 +1,4 @@
-#include "tools/kvbank/folder/PrivateFolder.h"
+#include "bank/place/PrivateFolder.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "tools/kvbank/folder/FolderLock.h"
+#include "bank/place/FolderLock.h"
 
 #include <sys/file.h>
 #include <unistd.h>

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "bank/place/PrivateFolder.h"
 #include "shared/System/kvTemporaryFile.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova {
 
@@ -32,6 +32,8 @@ public:
     // Moves the file to its place and waits until the disk has the change. REQUIRES: its bytes are on the
     // disk and it is closed. False with errno set; what was at the place then stays.
     bool Publish();
+    // The same, but never over what is there: errno is then EEXIST.
+    bool PublishInFreePlace();
     // errno when the file is in its place but could not be brought to the disk: it may
     // then be lost in a power failure. Else 0.
     int GetSyncError() const { return m_nSyncError; }
@@ -42,6 +44,7 @@ public:
 
 private:
     void MakeInFolder();
+    bool Settle(bool bMoved);
 
     std::filesystem::path m_place;
     std::filesystem::path m_path;

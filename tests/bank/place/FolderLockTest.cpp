@@ -7,10 +7,10 @@
 #include <csignal>
 #include <thread>
 
+#include "bank/place/FolderLock.h"
 #include "shared/System/kvCancelSignal.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
-#include "tools/kvbank/folder/FolderLock.h"
 
 namespace Kestrova::Test {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <cerrno>
 
+#include "bank/place/PrivateFolder.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
-#include "tools/kvbank/folder/PrivateFolder.h"
 
 namespace Kestrova::Test {
 namespace {
