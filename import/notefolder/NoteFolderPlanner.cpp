@@ -5,6 +5,7 @@
 
 #include "import/TuneRules.h"
 #include "import/notefolder/NoteFolder.h"
+#include "import/wavefile/WaveLoops.h"
 
 namespace Kestrova {
 namespace {
@@ -100,14 +101,10 @@ PlannedWave NoteFolderPlanner::WaveOf(const Usable& file) {
 
 void NoteFolderPlanner::SetLoop(PlannedWave& wave, const WaveFileFacts& facts) {
     if (facts.loops.empty()) return;
+    const std::string strWhat = "sample \"" + wave.strName + "\"";
+    ReportFileLoops(strWhat, facts.loops, m_report);
     const WaveFileLoop& loop = facts.loops.front();
-    if (loop.kind != WaveLoopKind::Forward) {
-        m_report.Note(ImportEvent::LeftOut, "loops that run backward or to and fro");
-        return;
-    }
-    SettleLoop(wave.tune, loop.nStart, int64_t{loop.nEnd} + 1, wave.nFrames,
-               "sample \"" + wave.strName + "\"", m_report);
-    if (facts.loops.size() > 1) m_report.Note(ImportEvent::LeftOut, "loops behind a wave's first one");
+    SettleLoop(wave.tune, loop.nStart, int64_t{loop.nEnd} + 1, wave.nFrames, strWhat, m_report);
 }
 
 }  // namespace Kestrova

@@ -4,6 +4,7 @@
 
 #include "import/TuneRules.h"
 #include "import/sfz/SfzText.h"
+#include "import/wavefile/WaveLoops.h"
 
 namespace Kestrova {
 namespace {
@@ -209,19 +210,13 @@ void SfzPlanner::SetLoop(const SfzRegion& region, const SfzWave& wave, uint64_t 
     const int64_t nFileStart = bOfFile ? facts.loops[0].nStart : nBase;
     const int64_t nFileEnd = bOfFile ? facts.loops[0].nEnd : nLast;
     if (bOfFile && !(settings.loopStart && settings.loopEnd))
-        ReportFileLoops(SampleText(region), facts.loops);
+        ReportFileLoops(SampleText(region), facts.loops, m_report);
     const bool bSet =
         SettleLoop(tune, FrameOr(settings.loopStart, nFileStart) - nBase,
                    FrameOr(settings.loopEnd, nFileEnd) + 1 - nBase, nFrames, SampleText(region), m_report);
     if (!bSet || mode != SfzLoopMode::Sustain) return;
     m_report.Note(ImportEvent::LeftOut, "end of loops at release");
     m_report.Note(ImportEvent::LeftOutKind, "ends of loops at release");
-}
-
-void SfzPlanner::ReportFileLoops(const std::string& strWhat, const std::vector<WaveFileLoop>& loops) {
-    if (loops[0].kind != WaveLoopKind::Forward)
-        m_report.Note(ImportEvent::Repaired, "loop of " + strWhat, "taken as a loop that plays forwards");
-    if (loops.size() > 1) m_report.Note(ImportEvent::Dropped, "loops of " + strWhat, "all but the first");
 }
 
 size_t SfzPlanner::WaveFor(const SfzWave& wave, uint64_t nFrames, const WaveTune& tune) {

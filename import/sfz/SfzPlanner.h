@@ -62,7 +62,6 @@ private:
     std::optional<MidiRange> KeysOf(const SfzRegion& region);
     int RootCents(const SfzRegion& region, const MidiRange& keys);
     void SetLoop(const SfzRegion& region, const SfzWave& wave, uint64_t nFrames, WaveTune& tune);
-    void ReportFileLoops(const std::string& strWhat, const std::vector<WaveFileLoop>& loops);
     size_t WaveFor(const SfzWave& wave, uint64_t nFrames, const WaveTune& tune);
     void ReportWaves();
     void CountLayer(const SfzSettings& settings);

@@ -47,9 +47,7 @@ TEST(StgManEndTest, ACancelBehindTheLastRecordOfABankStopsTheRunBeforeTheNext) {
     const int nStatus = bench.RunReady([&] {
         bench.Select(1, true);
         bench.Select(3, true);
-        bench.files.Hold(FileOp::kSync);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.ApplyAndHold(FileOp::kSync);
         bench.gui.Tick();
         bench.gui.Press(kCancelButton);
         bench.files.Release();
@@ -70,9 +68,7 @@ TEST(StgManEndTest, ACancelBehindTheLastRecordOfTheLastBankComesTooLate) {
     StgMan& man = bench.Open();
     const int nStatus = bench.RunReady([&] {
         bench.Select(1, true);
-        bench.files.Hold(FileOp::kSync);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.ApplyAndHold(FileOp::kSync);
         bench.gui.Press(kCancelButton);
         bench.files.Release();
         bench.Settle();
@@ -156,9 +152,7 @@ TEST(StgManEndTest, AWishTooLateForABankStopsTheRunBehindIt) {
     const int nStatus = bench.RunReady([&] {
         bench.Select(1, true);
         bench.Select(3, true);
-        bench.files.Hold(FileOp::kSync);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.ApplyAndHold(FileOp::kSync);
         bench.gui.Press(kCancelButton);
         bench.files.Release();
         bench.Settle();
@@ -192,9 +186,7 @@ TEST(StgManEndTest, ASignalCancelsTheBankAndQuitsWithoutAQuestion) {
     StgManBench bench;
     bench.Open("install");
     const int nStatus = bench.RunReady([&] {
-        bench.files.Hold(FileOp::kRead);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.ApplyAndHold(FileOp::kRead);
         SetCancelSignal(SIGTERM);
         bench.gui.Tick();
         EXPECT_FALSE(bench.gui.LoopWasQuit());
@@ -219,9 +211,7 @@ TEST(StgManEndTest, TheEndWaitsForABankThatIsBuilt) {
             if (bBeforeItsFirstCall)
                 bench.files.HoldAll();
             else
-                bench.files.Hold(FileOp::kRead);
-            bench.Apply();
-            bench.files.WaitUntilOneWaits();
+                bench.ApplyAndHold(FileOp::kRead);
         });
         bench.gui.WhenHidden([&] { bench.files.Release(); });
         bench.pMan.reset();

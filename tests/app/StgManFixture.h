@@ -142,7 +142,11 @@ struct StgManBench {
     // files.Release.
     void BuildAndHold(const std::vector<int>& rates) {
         for (const int nRate : rates) Select(nRate, true);
-        files.Hold(FileOp::kRead);
+        ApplyAndHold(FileOp::kRead);
+    }
+    // Presses the main button; the job stands still in its first operation of this kind until files.Release.
+    void ApplyAndHold(FileOp op) {
+        files.Hold(op);
         Apply();
         files.WaitUntilOneWaits();
     }

@@ -25,6 +25,12 @@ struct ImportBench : StgManBench {
         gui.ChooseNext(strPath);
         gui.Press(kSourceChooser);
     }
+    // Chooses the font; its import stands still in its first write until files.Release.
+    void ImportAndHold() {
+        files.Hold(FileOp::kWrite);
+        Choose(strFont);
+        files.WaitUntilOneWaits();
+    }
     std::string SourceShown() const { return Control(kSourcePath).strText; }
 };
 
@@ -77,9 +83,7 @@ TEST(StgManImportTest, WhileItIsImportedTheWindowShowsItAndNothingElseCanBegin) 
     ImportBench bench;
     bench.Open();
     bench.RunReady([&] {
-        bench.files.Hold(FileOp::kWrite);
-        bench.Choose(bench.strFont);
-        bench.files.WaitUntilOneWaits();
+        bench.ImportAndHold();
         bench.gui.Tick();
         EXPECT_EQ("Importing Piano.sf2 ...", bench.StatusText());
         EXPECT_EQ("Importing, 0 % - Calderine Bank Manager", bench.gui.Window().strTitle);
@@ -99,9 +103,7 @@ TEST(StgManImportTest, ACancelledImportLeavesNothingAndTheSourceStays) {
     ImportBench bench;
     StgMan& man = bench.Open();
     bench.RunReady([&] {
-        bench.files.Hold(FileOp::kWrite);
-        bench.Choose(bench.strFont);
-        bench.files.WaitUntilOneWaits();
+        bench.ImportAndHold();
         bench.gui.Press(kCancelButton);
         bench.files.Release();
         bench.SettleImport();
@@ -210,9 +212,7 @@ TEST(StgManImportTest, ANameThatIsTakenMeanwhileIsLeftAlone) {
     ImportBench bench;
     bench.Open();
     bench.RunReady([&] {
-        bench.files.Hold(FileOp::kWrite);
-        bench.Choose(bench.strFont);
-        bench.files.WaitUntilOneWaits();
+        bench.ImportAndHold();
         WriteFile(bench.imported, std::string("somebody's"));
         bench.files.Release();
         bench.SettleImport();
@@ -225,9 +225,7 @@ TEST(StgManImportTest, TheEndOfTheProgramStopsAnImport) {
     ImportBench bench;
     bench.Open();
     bench.RunReady([&] {
-        bench.files.Hold(FileOp::kWrite);
-        bench.Choose(bench.strFont);
-        bench.files.WaitUntilOneWaits();
+        bench.ImportAndHold();
     });
     bench.gui.WhenHidden([&] { bench.files.Release(); });
     bench.pMan.reset();
@@ -238,9 +236,7 @@ TEST(StgManImportTest, ALostDisplayStopsAnImport) {
     ImportBench bench;
     StgMan& man = bench.Open();
     bench.RunReady([&] {
-        bench.files.Hold(FileOp::kWrite);
-        bench.Choose(bench.strFont);
-        bench.files.WaitUntilOneWaits();
+        bench.ImportAndHold();
         std::thread releasing([&] { bench.files.Release(); });
         man.Abandon();
         releasing.join();

@@ -67,9 +67,7 @@ TEST(StgManRunTest, SeveralRatesAreBuiltOneAfterTheOtherAndCountAsOneRun) {
     bench.RunReady([&] {
         bench.Select(0, true);
         bench.Select(3, true);
-        bench.files.Hold(FileOp::kSync);
-        bench.Apply();
-        bench.files.WaitUntilOneWaits();
+        bench.ApplyAndHold(FileOp::kSync);
         bench.gui.Tick();
         EXPECT_EQ("Creating bank for 44100; please wait ...", bench.StatusText());
         EXPECT_EQ(0, man.GetBanksCreated());

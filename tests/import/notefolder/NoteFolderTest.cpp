@@ -143,14 +143,17 @@ TEST_F(NoteFolderTest, OfSeveralLoopsTheFirstIsCarriedAndTheRestNoted) {
     Add("60.wav", MakeRampWav(100, {{"smpl", SmplChunk(60, 0, {{0, 10, 20}, {0, 30, 40}})}}));
     ASSERT_EQ("", Plan());
     EXPECT_EQ(20u, OnlyTune().nLoopEnd);
-    EXPECT_THAT(Noted(ImportEvent::LeftOut), ElementsAre("loops behind a wave's first one: "));
+    EXPECT_THAT(Noted(ImportEvent::Dropped), ElementsAre("loops of sample \"60\": all but the first"));
 }
 
-TEST_F(NoteFolderTest, ALoopThatRunsToAndFroIsLeftOut) {
+TEST_F(NoteFolderTest, ALoopThatRunsToAndFroIsTakenAsOneThatRunsForwards) {
     Add("60.wav", MakeRampWav(100, {{"smpl", SmplChunk(60, 0, {{1, 10, 20}})}}));
     ASSERT_EQ("", Plan());
-    EXPECT_FALSE(OnlyTune().bLoop);
-    EXPECT_THAT(Noted(ImportEvent::LeftOut), ElementsAre("loops that run backward or to and fro: "));
+    EXPECT_TRUE(OnlyTune().bLoop);
+    EXPECT_EQ(10u, OnlyTune().nLoopStart);
+    EXPECT_EQ(20u, OnlyTune().nLoopEnd);
+    EXPECT_THAT(Noted(ImportEvent::Repaired),
+                ElementsAre("loop of sample \"60\": taken as a loop that plays forwards"));
 }
 
 TEST_F(NoteFolderTest, TheFineTuneOfTheFileCountsWhenItsRootKeyIsTheNote) {
