@@ -5,7 +5,7 @@
 
 #include "import/TuneRules.h"
 #include "import/notefolder/NoteFolder.h"
-#include "import/wavefile/WaveLoops.h"
+#include "import/wavefile/WaveReport.h"
 
 namespace Kestrova {
 namespace {
@@ -95,7 +95,7 @@ PlannedWave NoteFolderPlanner::WaveOf(const Usable& file) {
     wave.tune.nRate = HoldRate(facts.nRate, strWhat, m_report);
     SettlePitch(wave.tune, nKeyCents + (bSameKey ? nFine : 0), strWhat, m_report);
     SetLoop(wave, facts);
-    if (!facts.strRounded.empty()) m_report.Note(ImportEvent::Accepted, "waves", facts.strRounded);
+    ReportWaveFile(strWhat, facts, m_report);
     return wave;
 }
 

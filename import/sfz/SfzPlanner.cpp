@@ -4,14 +4,14 @@
 
 #include "import/TuneRules.h"
 #include "import/sfz/SfzText.h"
-#include "import/wavefile/WaveLoops.h"
+#include "import/wavefile/WaveReport.h"
 
 namespace Kestrova {
 namespace {
 
 constexpr int kDefaultKeyCenter = 60;
 
-std::string SampleText(const SfzRegion& region) { return "sample \"" + region.strSample + "\""; }
+std::string SampleText(const std::string& strSample) { return "sample \"" + strSample + "\""; }
 
 int WholeOr(const SfzSettings::Number& number, int nOtherwise) {
     return number ? static_cast<int>(*number) : nOtherwise;
@@ -85,7 +85,8 @@ std::vector<const SfzRegion*> SfzPlanner::Sounding(const std::vector<SfzRegion>&
         if (region.strSample.empty())
             m_report.Note(ImportEvent::Dropped, "regions", "they have no sample");
         else if (region.strSample[0] == '*')
-            m_report.Note(ImportEvent::Dropped, SampleText(region), "a player makes it; it is no file");
+            m_report.Note(ImportEvent::Dropped, SampleText(region.strSample),
+                          "a player makes it; it is no file");
         else if (const char* const pszWhy = WhySilent(region.settings, switchAtStart))
             m_report.Note(ImportEvent::Dropped, "regions", pszWhy);
         else
@@ -118,15 +119,14 @@ ImportOutcome SfzPlanner::OpenFile(const std::string& strName) {
     if (outcome.IsDone()) outcome = m_files.Add(strPath, nFile);
     if (!outcome.IsDone()) return outcome;
     m_fileOf[strName] = nFile;
-    const WaveFileFacts& facts = m_files.GetFacts(nFile);
-    if (!facts.strRounded.empty()) m_report.Note(ImportEvent::Accepted, "waves", facts.strRounded);
+    ReportWaveFile(SampleText(strName), m_files.GetFacts(nFile), m_report);
     return outcome;
 }
 
 void SfzPlanner::AddRegion(const SfzRegion& region, PlannedRegions& planned) {
     const std::optional<PlayRange> range = RangeOf(region);
     if (!range) return;
-    const std::string strWhat = SampleText(region);
+    const std::string strWhat = SampleText(region.strSample);
     const SfzWave wave{m_fileOf.at(region.strSample),
                        static_cast<uint64_t>(FrameOr(region.settings.offset, 0))};
     const WaveFileFacts& facts = m_files.GetFacts(wave.nFile);
@@ -153,7 +153,8 @@ std::optional<PlayRange> SfzPlanner::RangeOf(const SfzRegion& region) {
     const MidiRange velocities = {WholeOr(region.settings.lowVelocity, 0),
                                   WholeOr(region.settings.highVelocity, kHighestMidiKey)};
     if (keys && !velocities.IsEmpty()) return PlayRange{*keys, velocities};
-    m_report.Note(ImportEvent::Dropped, SampleText(region), "a region that no key or velocity plays");
+    m_report.Note(ImportEvent::Dropped, SampleText(region.strSample),
+                  "a region that no key or velocity plays");
     return std::nullopt;
 }
 
@@ -166,7 +167,8 @@ std::optional<MidiRange> SfzPlanner::KeysOf(const SfzRegion& region) {
     if (settings.highKey) keys.nHigh = WholeOr(settings.highKey, 0) + region.nKeyOffset;
     const MidiRange held = Intersect(keys, {0, kHighestMidiKey});
     if (held.IsEmpty()) return std::nullopt;
-    if (held != keys) m_report.Note(ImportEvent::Repaired, SampleText(region), "a key range cut to 0 to 127");
+    if (held != keys)
+        m_report.Note(ImportEvent::Repaired, SampleText(region.strSample), "a key range cut to 0 to 127");
     return held;
 }
 
@@ -177,7 +179,8 @@ int SfzPlanner::RootCents(const SfzRegion& region, const MidiRange& keys) {
     if (settings.bKeyCenterOfSample) {
         const std::optional<int> ofFile = m_files.GetFacts(m_fileOf.at(region.strSample)).nRootCents;
         if (!ofFile)
-            m_report.Note(ImportEvent::Repaired, SampleText(region), "its file has no root key; 60 is taken");
+            m_report.Note(ImportEvent::Repaired, SampleText(region.strSample),
+                          "its file has no root key; 60 is taken");
         nCenter = ofFile.value_or(nCenter);
     } else if (settings.keyCenter) {
         nCenter = (WholeOr(settings.keyCenter, 0) + region.nKeyOffset) * kCentsPerKey;
@@ -210,10 +213,10 @@ void SfzPlanner::SetLoop(const SfzRegion& region, const SfzWave& wave, uint64_t 
     const int64_t nFileStart = bOfFile ? facts.loops[0].nStart : nBase;
     const int64_t nFileEnd = bOfFile ? facts.loops[0].nEnd : nLast;
     if (bOfFile && !(settings.loopStart && settings.loopEnd))
-        ReportFileLoops(SampleText(region), facts.loops, m_report);
-    const bool bSet =
-        SettleLoop(tune, FrameOr(settings.loopStart, nFileStart) - nBase,
-                   FrameOr(settings.loopEnd, nFileEnd) + 1 - nBase, nFrames, SampleText(region), m_report);
+        ReportFileLoops(SampleText(region.strSample), facts.loops, m_report);
+    const bool bSet = SettleLoop(tune, FrameOr(settings.loopStart, nFileStart) - nBase,
+                                 FrameOr(settings.loopEnd, nFileEnd) + 1 - nBase, nFrames,
+                                 SampleText(region.strSample), m_report);
     if (!bSet || mode != SfzLoopMode::Sustain) return;
     m_report.Note(ImportEvent::LeftOut, "end of loops at release");
     m_report.Note(ImportEvent::LeftOutKind, "ends of loops at release");

@@ -5,7 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
+#include <sstream>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
@@ -102,6 +106,27 @@ ImportOutcome OpenHandle(SoundBytes& bytes, SF_INFO& info, SoundHandle& pHandle)
     return pHandle ? ImportOutcome() : bytes.FailureOr(NotRead(nullptr));
 }
 
+// Whether a line of libsndfile's log, such as "data : 20000 (should be 8956)", says that the chunk states more
+// bytes than there are.
+bool StatesTooMuch(std::string_view line, std::string_view chunk) {
+    constexpr std::string_view kMiddle = " (should be ";
+    const std::string strLine(line.substr(std::min(line.find_first_not_of(' '), line.size())));
+    const size_t nMiddle = strLine.find(kMiddle);
+    if (strLine.rfind(chunk, 0) != 0 || nMiddle == std::string::npos) return false;
+    return std::strtoull(strLine.c_str() + nMiddle + kMiddle.size(), nullptr, 10) <
+           std::strtoull(strLine.c_str() + chunk.size(), nullptr, 10);
+}
+
+// libsndfile reads what is there of a file that is cut short and calls that a success; only its log tells.
+bool IsCut(SNDFILE* pHandle) {
+    std::array<char, 16384> log{};  // as long as libsndfile's own
+    sf_command(pHandle, SFC_GET_LOG_INFO, log.data(), static_cast<int>(log.size()) - 1);
+    std::istringstream lines(log.data());
+    for (std::string strLine; std::getline(lines, strLine);)
+        if (StatesTooMuch(strLine, "data : ") || StatesTooMuch(strLine, "SSND : ")) return true;
+    return false;
+}
+
 bool IsAiff(int nFormat) { return (nFormat & SF_FORMAT_TYPEMASK) == SF_FORMAT_AIFF; }
 
 // Only of these formats is it known what their instrument chunk means.
@@ -183,6 +208,7 @@ ImportOutcome WaveFile::Sound::SetFacts(const SF_INFO& info) {
     facts.nFrames = static_cast<uint64_t>(info.frames);
     facts.nBits = pEncoding->nBits;
     if (pEncoding->pszRounded != nullptr) facts.strRounded = pEncoding->pszRounded;
+    facts.bCut = IsCut(pHandle.get());
     bFloating = pEncoding->bFloating;
     ReadInstrument(pHandle.get(), info.format, facts);
     return {};

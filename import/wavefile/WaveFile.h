@@ -27,6 +27,7 @@ struct WaveFileFacts {
     uint32_t nChannels = 0;  // 1 or 2
     uint64_t nFrames = 0;    // of each channel; may be 0
     uint32_t nBits = 0;      // as ReadFrames gives them, 16 or 24; files of fewer bits are filled up
+    bool bCut = false;       // the header states more frames than the file has (WAV and AIFF)
     std::string strRounded;  // what is not kept to the bit, as "32-bit numbers rounded to 24 bits"; or empty
     // Cents at which the wave plays unchanged: 100 for each key above key 0, and the fine tune. From a WAV file's
     // `smpl` or an AIFF file's `INST` chunk, as are the loops; nothing when it has none.

@@ -224,9 +224,7 @@ TEST(StgManImportTest, ANameThatIsTakenMeanwhileIsLeftAlone) {
 TEST(StgManImportTest, TheEndOfTheProgramStopsAnImport) {
     ImportBench bench;
     bench.Open();
-    bench.RunReady([&] {
-        bench.ImportAndHold();
-    });
+    bench.RunReady([&] { bench.ImportAndHold(); });
     bench.gui.WhenHidden([&] { bench.files.Release(); });
     bench.pMan.reset();
     EXPECT_TRUE(fs::is_empty(bench.banks));

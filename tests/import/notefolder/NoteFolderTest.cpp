@@ -170,6 +170,16 @@ TEST_F(NoteFolderTest, TheNameComesBeforeTheRootKeyOfTheFile) {
     EXPECT_EQ(0, OnlyTune().nFineTune);
 }
 
+TEST_F(NoteFolderTest, AFileThatIsCutShortIsCarriedAndNoted) {
+    const Bytes whole = MakeRampWav(100, {});
+    Add("60.wav", Bytes(whole.begin(), whole.end() - 60));
+    ASSERT_EQ("", Plan());
+    EXPECT_EQ(70u, m_plan.waves[0].nFrames);
+    EXPECT_THAT(
+        Noted(ImportEvent::Repaired),
+        ElementsAre("sample \"60\": its file is cut short: only the 70 frames that are there are carried"));
+}
+
 TEST_F(NoteFolderTest, WavesThatAreRoundedAreNotedOnce) {
     for (const char* pszName : {"60.wav", "61.wav"})
         WriteSound(m_dir.File(pszName), SF_FORMAT_WAV | SF_FORMAT_FLOAT, 1, 44100, {0, 1 << 24});

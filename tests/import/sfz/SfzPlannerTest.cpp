@@ -144,6 +144,16 @@ TEST_F(SfzPlannerTest, ThatALoopEndsAtTheReleaseIsLeftOut) {
     EXPECT_EQ((Strings{"ends of loops at release"}), Notes(ImportEvent::LeftOutKind));
 }
 
+TEST_F(SfzPlannerTest, AFileThatIsCutShortIsCarriedAndNotedOnce) {
+    WriteLooped("l.wav", 60, {});
+    const Bytes whole = ReadFile(m_dir.File("l.wav"));
+    WriteFile(m_dir.File("l.wav"), Bytes(whole.begin(), whole.end() - 100));
+    EXPECT_EQ((Strings{"l 50 60 0"}), Waves("<region>sample=l.wav<region>sample=l.wav key=5"));
+    EXPECT_EQ(
+        (Strings{"sample \"l.wav\": its file is cut short: only the 50 frames that are there are carried"}),
+        Notes(ImportEvent::Repaired));
+}
+
 TEST_F(SfzPlannerTest, LoopsOfFilesThatABankCannotHoldAreRepaired) {
     WriteLooped("l.wav", 60, {{1, 20, 200}, {0, 1, 2}});
     EXPECT_EQ((Strings{"l 100 60 0 20-99"}), Waves("<region>sample=l.wav"));

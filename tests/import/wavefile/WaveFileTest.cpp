@@ -259,6 +259,15 @@ TEST_F(WaveFileTest, AFileThatBecomesShorterIsToldFromAFailure) {
     EXPECT_EQ("it is cut short", m_file.ReadFrames(0, 200000, bytes.data()).strCause);
 }
 
+TEST_F(WaveFileTest, AFileThatHasFewerFramesThanItStatesSaysSo) {
+    for (const Bytes& whole : {MakeRampWav(40, {}), MakeAiff({})}) {
+        EXPECT_FALSE(FactsOf(whole).bCut);
+        const WaveFileFacts cut = FactsOf(Bytes(whole.begin(), whole.end() - 20));
+        EXPECT_TRUE(cut.bCut);
+        EXPECT_GT(cut.nFrames, 0u);
+    }
+}
+
 TEST_F(WaveFileTest, AFileCutAnywhereIsReadOrRefused) {
     WriteSound(Path(), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 1, 44100, std::vector<int32_t>(5000, 0x12340000));
     const Bytes flac = ReadFile(Path());

@@ -1,4 +1,4 @@
-// WaveLoops.h - what a bank can carry of the loops of a sound file.
+// WaveReport.h - what a report tells of the sound files that waves come from.
 #pragma once
 
 #include <string>
@@ -9,10 +9,14 @@
 
 namespace Kestrova {
 
+// In both, strWhat is the file or its sample as the report names it.
+
+// Notes what of the file's wave is not kept: frames that are not there, and bits.
+void ReportWaveFile(const std::string& strWhat, const WaveFileFacts& facts, ImportReport& report);
+
 // A record has one loop, and it plays forwards: of several the first is carried, and one that plays backwards
 // or to and fro is taken as one that plays forwards, so that the note still sounds as long as its key is held.
-// Both are noted in the report. REQUIRES: there is a loop.
-//   strWhat: the file as the report names it
+// Notes both. REQUIRES: there is a loop.
 void ReportFileLoops(const std::string& strWhat, const std::vector<WaveFileLoop>& loops,
                      ImportReport& report);
 
