@@ -16,13 +16,11 @@ constexpr size_t kProgramsPerBank = 128;
 constexpr size_t kMostPrograms = 128 * kProgramsPerBank;  // bank 128 would be percussion
 
 constexpr char kRule[] =
-    "The last word of a file's name that is a note, as C#4, Db4 or A-1, tells its key (C4 is 60); without "
-    "one\n"
-    "the last number from 0 to 127. A word as v3 or vel64 tells its velocity layer. The other words name "
-    "the\n"
-    "preset. Keys between two notes go to the nearer one, the key in the middle to the lower one. The "
-    "layers\n"
-    "of a note share the velocities 1 to 127 in equal parts, in the order of their numbers.";
+    "The last word of a file's name that is a note, as C#4, Db4 or A-1, tells its key (C4 is 60);\n"
+    "without one the last number from 0 to 127. A word as v3 or vel64 tells its velocity layer. The\n"
+    "other words name the preset. Keys between two notes go to the nearer one, the key in the middle to\n"
+    "the lower one. The layers of a note share the velocities 1 to 127 in equal parts, in the order of\n"
+    "their numbers.";
 
 std::string LowerCase(std::string strText) {
     for (char& c : strText)

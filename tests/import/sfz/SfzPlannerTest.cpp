@@ -148,7 +148,7 @@ TEST_F(SfzPlannerTest, AFileThatIsCutShortIsCarriedAndNotedOnce) {
     WriteLooped("l.wav", 60, {});
     const Bytes whole = ReadFile(m_dir.File("l.wav"));
     WriteFile(m_dir.File("l.wav"), Bytes(whole.begin(), whole.end() - 100));
-    EXPECT_EQ((Strings{"l 50 60 0"}), Waves("<region>sample=l.wav<region>sample=l.wav key=5"));
+    EXPECT_EQ((Strings{"l 50 60 0"}), Waves("<region>sample=l.wav<region>sample=l.wav lovel=5"));
     EXPECT_EQ(
         (Strings{"sample \"l.wav\": its file is cut short: only the 50 frames that are there are carried"}),
         Notes(ImportEvent::Repaired));
