@@ -44,13 +44,21 @@ TEST_F(SourceErrorsTest, AFileOfAnotherUserTellsTheSystemsReason) {
     ExpectEverywhere("DIR/Src.kvs", kExitBadInput, "Permission denied");
 }
 
+TEST_F(SourceErrorsTest, AnInstrumentInAnotherFormatIsToBeImported) {
+    for (const char* pszName : {"x.sf2", "x.SF3", "x.sfz"}) {
+        WriteFile(File(pszName), std::string("RIFF....sfbk and much more than a header"));
+        ExpectEverywhere(std::string("DIR/") + pszName, kExitBadInput,
+                         "not a bank; 'kvbank import' makes a source of it");
+    }
+}
+
 TEST_F(SourceErrorsTest, WhatIsReadableIsNotABank) {
-    WriteFile(File("x.sf2"), std::string("RIFF....sfbk and much more than a header"));
+    WriteFile(File("x.wav"), std::string("RIFF....WAVE and much more than a header"));
     WriteFile(File("empty.kvs"), std::string());
-    ExpectEverywhere("DIR/x.sf2", kExitBadInput, "not a bank");
+    ExpectEverywhere("DIR/x.wav", kExitBadInput, "not a bank");
     ExpectEverywhere("DIR/empty.kvs", kExitBadInput, "not a bank");
-    for (const Outcome& outcome : RunAll("DIR/x.sf2", "-v"))
-        EXPECT_EQ("kvbank: DIR/x.sf2: not a bank (engine result 7)\n", outcome.strErr);
+    for (const Outcome& outcome : RunAll("DIR/x.wav", "-v"))
+        EXPECT_EQ("kvbank: DIR/x.wav: not a bank (engine result 7)\n", outcome.strErr);
 }
 
 TEST_F(SourceErrorsTest, WhatIsNoFileTellsWhatItIs) {

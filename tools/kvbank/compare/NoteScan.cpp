@@ -6,6 +6,7 @@
 #include "SamplerDBDS/BaseClasses/XFileHold.h"
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
+#include "tools/kvbank/folder/BankFolder.h"
 
 namespace Kestrova {
 
@@ -56,7 +57,7 @@ Ending OpenScan(NoteScan& scan, const std::string& strPath) {
     const NoteScan::Outcome outcome = scan.Open(strPath);
     if (outcome == NoteScan::Outcome::Scanned) return {};
     return {kExitBadInput, outcome == NoteScan::Outcome::NotABank
-                               ? "not a bank"
+                               ? WhyNoBank(strPath)
                                : std::strerror(scan.File().GetFirstError())};
 }
 

@@ -7,6 +7,7 @@
 
 #include "bank/BankRates.h"
 #include "bank/place/PrivateFolder.h"
+#include "shared/System/kvCompare.h"
 #include "tools/kvbank/folder/BankCheck.h"
 
 namespace Kestrova {
@@ -21,6 +22,12 @@ int ReadError(const fs::path& path) {
     char chFirst = 0;
     file.Read(&chFirst, 1);
     return file.GetLastError();
+}
+
+bool IsNamedAsInstrument(const fs::path& path) {
+    const std::string strExtension = path.extension().string();
+    const auto isThis = [&](const char* psz) { return CompareString(strExtension.c_str(), psz) == 0; };
+    return isThis(".sf2") || isThis(".sf3") || isThis(".sfz");
 }
 
 // Sets the state of a whole file that no process holds.
@@ -120,8 +127,8 @@ bool OpenEitherKind(CSDB& database, const fs::path& path) {
 }
 
 std::string WhyNoBank(const fs::path& path) {
-    const int nError = ReadError(path);
-    return nError == 0 ? "not a bank" : std::strerror(nError);
+    if (const int nError = ReadError(path); nError != 0) return std::strerror(nError);
+    return IsNamedAsInstrument(path) ? "not a bank; 'kvbank import' makes a source of it" : "not a bank";
 }
 
 std::vector<BankFile> ListBanks(const fs::path& dir, std::string_view baseName, std::error_code& error,

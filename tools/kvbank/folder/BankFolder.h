@@ -44,7 +44,8 @@ const char* WhyNoFile(const std::filesystem::path& path);
 // Opens a database of whichever kind it is, for reading.
 bool OpenEitherKind(CSDB& database, const std::filesystem::path& path);
 
-// Why a file cannot be opened as a database: the system's reason when it cannot be read, else "not a bank".
+// Why a file cannot be opened as a database: the system's reason when it cannot be read, else "not a bank",
+// and what to do with it when its name is that of a SoundFont or an SFZ.
 std::string WhyNoBank(const std::filesystem::path& path);
 
 // The files of the folder with a bank's name, sorted by name; only of one source when a base name is given,
