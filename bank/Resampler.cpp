@@ -7,6 +7,7 @@
 #include "bank/resample/FilterLoops.h"
 #include "bank/resample/KernelDispatch.h"
 #include "bank/resample/ResampleLoops.h"
+#include "bank/resample/WingTables.h"
 
 namespace Kestrova {
 
@@ -63,12 +64,16 @@ struct FrameCounts {
 template <class TFormat>
 int64_t RunFilter(_Args& state, FrameCounts counts, int nQuality) {
     const int nFilter = (nQuality >> 1) & 3;
-    const SumFramesFunction pSumFrames = SumFramesOf(ActiveKernels());
-    if (pSumFrames != nullptr && state.nGain != 0) {
+    const FilterBlockFunction pFilterBlock = FilterBlockOf(ActiveKernels());
+    if (pFilterBlock != nullptr && state.nGain != 0) {
         const FilterChoice& choice = kFilters[nFilter];
-        const FilterRowShape shape = MakeRowShape(choice.bLargeTable, choice.bInterpolate, state.nTableStep);
-        if (shape.nLeftTaps + shape.nRightTaps <= kMaxRowTaps)
-            return FilterLoop<TFormat>(state, shape, pSumFrames).Run(counts.nSource, counts.nDestination);
+        const FilterWings wings =
+            MakeFilterWings(choice.bLargeTable, choice.bInterpolate, state.nTableStep, TFormat::kSampleBits);
+        if (wings.nTaps <= kMostWingTaps) {
+            const auto pTable = TakeWingTable(wings, FramesComputed(counts.nSource, state.nStep, false));
+            return FilterLoop<TFormat>(state, pTable ? pTable->Wings() : wings, pFilterBlock)
+                .Run(counts.nSource, counts.nDestination);
+        }
     }
     const FilterMethod<TFormat> method{kKernels<TFormat>[nFilter]};
     return RunLoop(method, state, counts.nSource, counts.nDestination);

@@ -1,53 +1,80 @@
-// FilterBlock.h - a run of output frames as the SIMD filter kernels take it.
+// FilterBlock.h - a run of output frames as the SIMD filter kernels take it, and the wings that they multiply by.
 // Plain data only: files built for other instruction sets include it.
 //
-// A row holds the coefficients of one phase in the order of the source frames that they are multiplied by; a
-// window holds source frames unpacked to planes. Every entry of both is two 16-bit halves in 32 bits, so that
-// one instruction multiplies the low halves, multiplies the high halves and adds the two products:
-//   row         {coefficient, 1}
-//   16 bits     {sample, 8192}         gives   coefficient * sample + 8192
-//   24 bits     {sample >> 8, 0}       gives   coefficient * (sample >> 8)             (high plane)
-//               {sample & 255, 8192}   gives   coefficient * (sample & 255) + 8192     (low plane)
-// The 24-bit term (c * x + 8192) >> 14 is then (high + (low >> 8)) >> 6 in 32 bits, exactly.
+// A wing is one side of the filter: its coefficients from a place h of the table on, one for each source frame,
+// nearest frame first. It depends on h alone, and both sides read the same wings: the right one forwards in
+// time, the left one backwards. Rows hold wings in the form that lets one instruction make a rounded term.
+// With M(a, b) = (a * b + 2^14) >> 15, the rounding high multiply of 16-bit numbers:
+//
+//   16 bits   (c * x + 2^13) >> 14 = M(2c, x)            because (2cx + 2^14) >> 15 is the same quotient.
+//             The row holds 2c, which fits for |c| < 2^14. The first coefficients of a wing may be greater:
+//             c = c' + 2^14 then, the row holds 2c', and since 2^14 * x is a multiple of 2^14, the term is
+//             M(2c', x) + x. A term fits in 16 bits: |2c'| <= 2^15 and |x| <= 2^15, both -2^15 never.
+//   24 bits   x = high * 2^14 + low, low in 0..2^14 - 1. The first part is a multiple of 2^14, so
+//             (c * x + 2^13) >> 14 = c * high + ((c * low + 2^13) >> 14) = c * high + M(c, 2 * low).
+//             The row holds c; the planes hold high (-512..511) and 2 * low (0..2^15 - 2).
 #pragma once
 
 #include <cstdint>
 
 namespace Kestrova {
 
-inline constexpr int kRowUnit = 8;        // wings are padded to whole vectors of the widest variant
-inline constexpr int kMaxRowTaps = 2048;  // ratios up to 32 with the long filter; scalar above that
+inline constexpr int kRowUnit = 32;  // rows are padded to whole vectors of the widest variant: 64 bytes
+inline constexpr int kMostWingTaps = 1024;  // ratios up to 32 with the long filter; scalar above that
 inline constexpr int kWindowFrames = 4096;
-inline constexpr int kBlockFrames = 512;  // output frames per block, at most
+inline constexpr int kMostPlanes = 4;  // channels of all streams of a block
+inline constexpr int kMostStreams = kMostPlanes;
+inline constexpr int kBlockFrames = 512;  // output frames per block, at most; whole vectors of sums
 
-// How a row is made from a phase; the same for all frames of a conversion.
-// Table entries are pairs {coefficient, difference to the next}.
-struct FilterRowShape {
-    const int32_t* pPairs;        // the table
-    const int32_t* pLeftPhases;   // its entries by phase: 256 left wings of nLeftTaps, as they lie in a row
-    const int32_t* pRightPhases;  // 257 right wings of nRightTaps
-    int nEntries;                 // of the table
-    int nTableStep;               // 1..32768; the phase tables serve 32768 only
-    int nFractionMask;            // 127 to interpolate between entries, 0 to use them unchanged
-    int nLeftTaps;                // row entries for the current frame and those before it
-    int nRightTaps;               // row entries for the frames after it; both are multiples of kRowUnit
+// All wings of one filter at one table step, for samples of one width.
+struct FilterWings {
+    const int16_t* pImp;   // the table
+    const int16_t* pImpD;  // its differences
+    int nEntries;          // of the table
+    int nFractionMask;     // 127 to interpolate between entries, 0 to use them unchanged
+    int nTableStep;        // 1..32768; places are 0..nTableStep
+    bool bDoubled;         // for 16 bits: rows hold 2c or 2c' as told above
+
+    int nTaps;     // of the longest wing
+    int nRowTaps;  // nTaps rounded up to kRowUnit; a row is filled up with zeros
+
+    // The first taps of a wing, as many as have c = c' + 2^14: nGreatTaps up to place nGreatLimit, one less
+    // behind it; 0 when the rows are not doubled. arGreatTaps - n holds n ones and then zeros.
+    int nGreatTaps;
+    int nGreatLimit;
+    const int16_t* arGreatTaps;
+
+    // Ready rows: row h is at h * nRowTaps, 64-byte aligned. Null: rows are made when needed.
+    const int16_t* pReadyLeft;
+    const int16_t*
+        pReadyRight;  // the same unless the table's last entry counts: the right wing leaves it out
 };
 
+// Makes the row of place h from the table's first nEntries entries. nEntries * 128 + nTableStep fits an int.
+void MakeWing(const FilterWings& wings, int h, int nEntries, int16_t* pRow);
+
+// After some frames a conversion comes to the same phase again, and from then on to all the same phases. Places of
+// the wave that far apart are streams: their frames are made side by side, so that a row is fetched once for all.
 struct FilterBlock {
-    FilterRowShape row;
+    FilterWings wings;
     int nSampleBits;
     int nChannels;
-    const int32_t* arPlanes[2][2];  // [channel][0: the only or high plane, 1: low plane], from the frame
-                                    // that meets the first row entry of the first output frame
-    int nPhase;                     // of the first output frame
+    int nGain;
     int nStep;
-    int nFrames;         // output frames
-    int32_t* arSums[2];  // [channel] receives the sums, before the gain
+    int nStreams;       // 1, 2 or 4
+    int nPhase;         // of the first output frame of each stream
+    int nFrames;        // output frames of each stream, 1..kBlockFrames
+    int nSourceFrames;  // of each stream, at most kWindowFrames / nStreams
+    const char*
+        arSources[kMostStreams];   // interleaved source samples: the first frame is nRowTaps - 1 before
+                                   // that of the first output frame, the last nRowTaps behind the last's
+    int16_t* arOut[kMostStreams];  // receive the output frames; room for kBlockFrames and 8 bytes
 };
 
-using SumFramesFunction = void (*)(const FilterBlock& block);
-void SumFramesSse2(const FilterBlock& block);
-void SumFramesAvx2(const FilterBlock& block);
-void SumFramesNeon(const FilterBlock& block);
+using FilterBlockFunction = void (*)(const FilterBlock& block);
+void FilterBlockSse2(const FilterBlock& block);
+void FilterBlockAvx2(const FilterBlock& block);
+void FilterBlockAvx512(const FilterBlock& block);
+void FilterBlockNeon(const FilterBlock& block);
 
 }  // namespace Kestrova

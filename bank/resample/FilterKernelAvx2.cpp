@@ -1,5 +1,4 @@
-// The filter kernels in AVX2. This is the only file built with -mavx2; it is
-// called only when the processor has AVX2.
+// The filter kernels in AVX2. This file is built with -mavx2; it is called only when the processor has AVX2.
 #include "bank/resample/FilterBlock.h"
 
 #if defined(__x86_64__)
@@ -13,40 +12,36 @@ namespace {
 
 struct Avx2Ops {
     using Vec = __m256i;
+    using Part = Vec;
+    static constexpr int kTaps = 16;
     static constexpr int kLanes = 8;
 
-    static Vec Load(const int32_t* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
+    static Vec Load(const int16_t* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
     static void Store(int32_t* p, Vec v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
-    static Vec Set(int n) { return _mm256_set1_epi32(n); }
-    static Vec Ramp(int n) { return _mm256_setr_epi32(0, n, 2 * n, 3 * n, 4 * n, 5 * n, 6 * n, 7 * n); }
-    static Vec And(Vec a, Vec b) { return _mm256_and_si256(a, b); }
-    static Vec Or(Vec a, Vec b) { return _mm256_or_si256(a, b); }
-    static Vec Add(Vec a, Vec b) { return _mm256_add_epi32(a, b); }
-    static Vec Less(Vec a, Vec b) { return _mm256_cmpgt_epi32(b, a); }
-    // Single loads: they are as fast as the gather instruction where that is fast, and
-    // security mitigations do not slow them down.
-    static Vec Gather(const int32_t* p, Vec entries) {
-        alignas(32) int32_t e[kLanes];
-        _mm256_store_si256(reinterpret_cast<__m256i*>(e), entries);
-        return _mm256_setr_epi32(p[e[0]], p[e[1]], p[e[2]], p[e[3]], p[e[4]], p[e[5]], p[e[6]], p[e[7]]);
+    static Vec Zero() { return _mm256_setzero_si256(); }
+    static Vec RoundingHigh(Vec a, Vec b) { return _mm256_mulhrs_epi16(a, b); }
+    static Vec AddProducts(Vec sum, Vec a, Vec b) { return _mm256_add_epi32(sum, _mm256_madd_epi16(a, b)); }
+    static Vec AddPairs(Vec sum, Vec a) { return AddProducts(sum, a, _mm256_set1_epi16(1)); }
+    static Part Fold(Vec v) { return v; }
+    static Vec Totals(const Part (&ar)[kLanes]) {
+        const Vec first = HalfTotals(ar[0], ar[1], ar[2], ar[3]);
+        const Vec second = HalfTotals(ar[4], ar[5], ar[6], ar[7]);
+        return _mm256_add_epi32(_mm256_permute2x128_si256(first, second, 0x20),
+                                _mm256_permute2x128_si256(first, second, 0x31));
     }
-    static Vec ShiftLeft16(Vec v) { return _mm256_slli_epi32(v, 16); }
-    template <int kBits>
-    static Vec ShiftRight(Vec v) {
-        return _mm256_srai_epi32(v, kBits);
-    }
-    static Vec MulAddPairs(Vec a, Vec b) { return _mm256_madd_epi16(a, b); }
-    static int32_t Total(Vec v) {
-        __m128i half = _mm_add_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-        half = _mm_add_epi32(half, _mm_shuffle_epi32(half, _MM_SHUFFLE(1, 0, 3, 2)));
-        half = _mm_add_epi32(half, _mm_shuffle_epi32(half, _MM_SHUFFLE(2, 3, 0, 1)));
-        return _mm_cvtsi128_si32(half);
+
+private:
+    // The sums of the four lanes in each half.
+    static Vec HalfTotals(Vec a, Vec b, Vec c, Vec d) {
+        const Vec first = _mm256_add_epi32(_mm256_unpacklo_epi32(a, b), _mm256_unpackhi_epi32(a, b));
+        const Vec second = _mm256_add_epi32(_mm256_unpacklo_epi32(c, d), _mm256_unpackhi_epi32(c, d));
+        return _mm256_add_epi32(_mm256_unpacklo_epi64(first, second), _mm256_unpackhi_epi64(first, second));
     }
 };
 
 }  // namespace
 
-void SumFramesAvx2(const FilterBlock& block) { SumFrames<Avx2Ops>(block); }
+void FilterBlockAvx2(const FilterBlock& block) { RunFilterBlock<Avx2Ops>(block); }
 
 }  // namespace Kestrova
 

@@ -1,114 +1,336 @@
 // FilterKernelSimd.h - the filter kernels over blocks of frames, written once for all instruction sets.
 // Included only by the FilterKernel<Set>.cpp files. TOps must have internal linkage. Everything here then has
 // it too, and the linker cannot replace a copy that every processor can run by one built for a newer
-// processor. For the same reason nothing here uses an inline function of another header.
+// processor. For the same reason nothing here uses an inline function of another header. Loops without TOps are
+// left to the compiler, which makes vectors of them for the set of each file.
 //
-// TOps gives Vec (kLanes of 32 bits) and, lane by lane: Load, Store, Set, And, Or, Add, Less (all bits or
-// none), ShiftLeft16, ShiftRight<n> (arithmetic), Gather (table entries by index), MulAddPairs (the product
-// of the low halves plus that of the high halves, each half a signed 16-bit number); further Ramp(n) = {0, n,
-// 2n, ...} and Total (the wrapping sum of the lanes).
+// TOps gives Vec (kTaps lanes of 16 bits or kLanes = kTaps / 2 of 32) and
+//   Load, Store             from and to memory, at any address
+//   Zero                    all lanes 0
+//   RoundingHigh(a, b)      (a * b + 2^14) >> 15 of 16-bit lanes
+//   AddProducts(sum, a, b)  each 32-bit lane of sum plus the two products of 16-bit lanes that lie there
+//   AddPairs(sum, a)        the same with a's lanes alone
+//   Fold(sum)               as a Part, fewer lanes with the same total; Vec itself where that is no faster
+//   Totals(parts)           lane i is the sum of all lanes of part i
+// 32-bit sums wrap, so they are the scalar kernel's in whatever order they are made.
 #pragma once
+
+#include <cstddef>
 
 #include "bank/resample/FilterBlock.h"
 
 namespace Kestrova {
 
-// Row entries from pairs: coefficient + (difference * fraction >> 7), as {coefficient, 1}.
-// multiplier is {128, fraction}: the sum of the two products shifted by 7 is exactly that.
-template <class TOps>
-typename TOps::Vec RowEntries(typename TOps::Vec pairs, typename TOps::Vec multiplier) {
-    const auto coefficients = TOps::template ShiftRight<7>(TOps::MulAddPairs(pairs, multiplier));
-    return TOps::Or(TOps::And(coefficients, TOps::Set(0xFFFF)), TOps::Set(0x10000));
+// The kind of a block. The sums treat the channels of all streams alike, as so many planes.
+template <int kSampleBits, size_t kChannelCount, size_t kStreamCount>
+struct BlockKind {
+    static constexpr int kBits = kSampleBits;
+    static constexpr size_t kChannels = kChannelCount;
+    static constexpr size_t kStreams = kStreamCount;
+    static constexpr size_t kPlanes = kChannels * kStreams;
+    static constexpr size_t kWindow = kWindowFrames / kStreams;
+    static constexpr size_t kPlane = kWindow + 96;  // no power of two apart, for the cache's sake
+};
+
+// The source samples of one channel in the order in which a wing meets them. 16 bits: the samples; 24 bits: their
+// high and their doubled low parts.
+template <class TOps, class TKind>
+struct WingPlane {
+    int16_t arFirst[TKind::kPlane];
+    int16_t arLow[TKind::kBits == 24 ? TKind::kPlane : 1];
+};
+
+// A block's source frames: planes in rising time for right wings, and in falling time for left ones; the channels of
+// a stream lie together.
+template <class TOps, class TKind>
+struct BlockPlanes {
+    WingPlane<TOps, TKind> arRising[TKind::kPlanes];
+    WingPlane<TOps, TKind> arFalling[TKind::kPlanes];
+};
+
+template <class TOps, class TKind>
+void Unpack16(const char* p, int nFrames, WingPlane<TOps, TKind>* arPlanes) {
+    for (int n = 0; n < nFrames; ++n)
+        for (size_t nChannel = 0; nChannel < TKind::kChannels; ++nChannel, p += 2)
+            __builtin_memcpy(&arPlanes[nChannel].arFirst[n], p, 2);
 }
 
-// A wing at table step 32768: all its entries have one fraction and lie together in a phase table.
-template <class TOps>
-void BuildPhaseWing(const int32_t* pPhases, int h, int nFractionMask, int nTaps, int32_t* pRow) {
-    const int32_t* const pWing = pPhases + (h >> 7) * nTaps;
-    const auto multiplier = TOps::Set(((h & nFractionMask) << 16) | 128);
-    for (int i = 0; i < nTaps; i += TOps::kLanes)
-        TOps::Store(pRow + i, RowEntries<TOps>(TOps::Load(pWing + i), multiplier));
+// First to 32 bits, each sample by one load that begins a byte before it; the first sample's byte there is not ours.
+template <class TOps, class TKind>
+void Unpack24(const char* pSource, int nFrames, WingPlane<TOps, TKind>* arPlanes) {
+    uint32_t arSamples[TKind::kWindow * TKind::kChannels];
+    const int nSamples = nFrames * static_cast<int>(TKind::kChannels);
+    __builtin_memcpy(reinterpret_cast<char*>(arSamples) + 1, pSource, 3);
+    for (int n = 1; n < nSamples; ++n) __builtin_memcpy(&arSamples[n], pSource + 3 * n - 1, 4);
+    const uint32_t* p = arSamples;
+    for (int n = 0; n < nFrames; ++n)
+        for (size_t nChannel = 0; nChannel < TKind::kChannels; ++nChannel, ++p) {
+            arPlanes[nChannel].arFirst[n] = static_cast<int16_t>(static_cast<int32_t>(*p) >> 22);
+            arPlanes[nChannel].arLow[n] = static_cast<int16_t>(*p >> 7 & 0x7FFE);
+        }
 }
 
-// A wing at any table step: h is the position of its first entry and grows by hStep. At hLimit the table ends
-// for this wing; row entries from there on are 0.
 template <class TOps>
-void BuildWing(const FilterRowShape& shape, int h, int hStep, int hLimit, int nTaps, int32_t* pRow) {
-    auto places = TOps::Add(TOps::Set(h), TOps::Ramp(hStep));
-    for (int i = 0; i < nTaps; i += TOps::kLanes) {
-        const auto inside = TOps::Less(places, TOps::Set(hLimit));
-        const auto entries = TOps::template ShiftRight<7>(TOps::And(places, inside));
-        const auto pairs = TOps::And(TOps::Gather(shape.pPairs, entries), inside);
-        const auto fractions = TOps::ShiftLeft16(TOps::And(places, TOps::Set(shape.nFractionMask)));
-        TOps::Store(pRow + i, RowEntries<TOps>(pairs, TOps::Or(fractions, TOps::Set(128))));
-        places = TOps::Add(places, TOps::Set(hStep * TOps::kLanes));
+void Reverse(const int16_t* pFrom, int nCount, int16_t* pTo) {
+    for (int n = 0; n < nCount; ++n) pTo[n] = pFrom[nCount - 1 - n];
+}
+
+template <class TOps, class TKind>
+void Unpack(const FilterBlock& block, BlockPlanes<TOps, TKind>& planes) {
+    for (size_t nStream = 0; nStream < TKind::kStreams; ++nStream) {
+        auto* const arPlanes = planes.arRising + nStream * TKind::kChannels;
+        if constexpr (TKind::kBits == 16)
+            Unpack16<TOps>(block.arSources[nStream], block.nSourceFrames, arPlanes);
+        else
+            Unpack24<TOps>(block.arSources[nStream], block.nSourceFrames, arPlanes);
+    }
+    for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane) {
+        const auto& rising = planes.arRising[nPlane];
+        auto& falling = planes.arFalling[nPlane];
+        Reverse<TOps>(rising.arFirst, block.nSourceFrames, falling.arFirst);
+        if constexpr (TKind::kBits == 24) Reverse<TOps>(rising.arLow, block.nSourceFrames, falling.arLow);
     }
 }
 
+// The rows of both sides at one phase, and how many of their taps are great.
+struct PhaseRows {
+    const int16_t* pLeft;
+    const int16_t* pRight;
+    int nGreatLeft;
+    int nGreatRight;
+};
+
+// Where a phase's rows come from. All sources give the same rows.
+// Ready rows at table step 32768 of the long filter, where the place is the phase itself and sizes are known.
 template <class TOps>
-void BuildRow(const FilterRowShape& shape, int nPhase, int32_t* pRow) {
-    const int hLeft = (nPhase * shape.nTableStep) >> 15;
-    const int hRight = (shape.nTableStep * (32768 - nPhase)) >> 15;
-    if (shape.nTableStep == 32768) {
-        BuildPhaseWing<TOps>(shape.pLeftPhases, hLeft, shape.nFractionMask, shape.nLeftTaps, pRow);
-        BuildPhaseWing<TOps>(shape.pRightPhases, hRight, shape.nFractionMask, shape.nRightTaps,
-                             pRow + shape.nLeftTaps);
-    } else {
-        // The left wing is stored backwards. The right one stops an entry earlier, deliberately.
-        const int hFarthest = hLeft + (shape.nLeftTaps - 1) * shape.nTableStep;
-        BuildWing<TOps>(shape, hFarthest, -shape.nTableStep, shape.nEntries << 7, shape.nLeftTaps, pRow);
-        BuildWing<TOps>(shape, hRight, shape.nTableStep, (shape.nEntries - 1) << 7, shape.nRightTaps,
-                        pRow + shape.nLeftTaps);
+class WholeStepRows {
+public:
+    static constexpr int kTaps = 32;
+
+    explicit WholeStepRows(const FilterWings& wings)
+        : m_pLeft(wings.pReadyLeft), m_pRight(wings.pReadyRight) {}
+    static bool Serves(const FilterWings& wings) {
+        return wings.pReadyLeft != nullptr && wings.nTableStep == 32768 && wings.nTaps == kTaps;
+    }
+    PhaseRows At(int nPhase) const {
+        return {m_pLeft + nPhase * kTaps, m_pRight + (32768 - nPhase) * kTaps, 1, 1};
+    }
+
+private:
+    const int16_t* m_pLeft;
+    const int16_t* m_pRight;
+};
+
+// Ready rows at any table step.
+template <class TOps>
+class ReadyRows {
+public:
+    static constexpr int kTaps = 0;  // not known
+
+    explicit ReadyRows(const FilterWings& wings)
+        : m_pLeft(wings.pReadyLeft),
+          m_pRight(wings.pReadyRight),
+          m_nTableStep(wings.nTableStep),
+          m_nRowTaps(wings.nRowTaps),
+          m_nGreatTaps(wings.nGreatTaps),
+          m_nGreatLimit(wings.nGreatLimit) {}
+    static bool Serves(const FilterWings& wings) { return wings.pReadyLeft != nullptr; }
+    PhaseRows At(int nPhase) const {
+        const int hLeft = (nPhase * m_nTableStep) >> 15;
+        const int hRight = (m_nTableStep * (32768 - nPhase)) >> 15;
+        return {m_pLeft + hLeft * m_nRowTaps, m_pRight + hRight * m_nRowTaps,
+                m_nGreatTaps - (hLeft > m_nGreatLimit ? 1 : 0),
+                m_nGreatTaps - (hRight > m_nGreatLimit ? 1 : 0)};
+    }
+
+private:
+    const int16_t* m_pLeft;
+    const int16_t* m_pRight;
+    int m_nTableStep;
+    int m_nRowTaps;
+    int m_nGreatTaps;
+    int m_nGreatLimit;
+};
+
+// Rows made when they are needed; once for frames in a row with the same phase, as all have at a whole ratio.
+template <class TOps>
+class MadeRows {
+public:
+    static constexpr int kTaps = 0;
+
+    explicit MadeRows(const FilterWings& wings) : m_wings(wings) {}
+    static bool Serves(const FilterWings& wings) { return wings.pReadyLeft == nullptr; }
+    PhaseRows At(int nPhase) {
+        if (nPhase != m_nPhase) Make(nPhase);
+        m_nPhase = nPhase;
+        return m_rows;
+    }
+
+private:
+    // The right wing stops an entry earlier, deliberately.
+    void Make(int nPhase) {
+        const int hLeft = (nPhase * m_wings.nTableStep) >> 15;
+        const int hRight = (m_wings.nTableStep * (32768 - nPhase)) >> 15;
+        MakeWing(m_wings, hLeft, m_wings.nEntries, m_arLeft);
+        MakeWing(m_wings, hRight, m_wings.nEntries - 1, m_arRight);
+        m_rows = {m_arLeft, m_arRight, m_wings.nGreatTaps - (hLeft > m_wings.nGreatLimit ? 1 : 0),
+                  m_wings.nGreatTaps - (hRight > m_wings.nGreatLimit ? 1 : 0)};
+    }
+
+    const FilterWings& m_wings;
+    int m_nPhase = -1;
+    PhaseRows m_rows{};
+    alignas(64) int16_t m_arLeft[kMostWingTaps];
+    alignas(64) int16_t m_arRight[kMostWingTaps];
+};
+
+// Adds the terms of a vector of coefficients with the samples from nAt on, as FilterBlock.h proves them.
+template <class TOps, class TKind, class TVec = typename TOps::Vec>
+void AddTerms(TVec (&arSums)[TKind::kPlanes], TVec row,
+              const WingPlane<TOps, TKind> (&arPlanes)[TKind::kPlanes], int nAt) {
+    for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane) {
+        const TVec first = TOps::Load(arPlanes[nPlane].arFirst + nAt);
+        TVec& sum = arSums[nPlane];
+        if constexpr (TKind::kBits == 16) {
+            sum = TOps::AddPairs(sum, TOps::RoundingHigh(row, first));
+        } else {
+            const TVec low = TOps::Load(arPlanes[nPlane].arLow + nAt);
+            sum = TOps::AddProducts(sum, row, first);
+            sum = TOps::AddPairs(sum, TOps::RoundingHigh(row, low));
+        }
     }
 }
 
-// The rounded terms of row entries and window frames: (c * x + 8192) >> 14 each.
-template <class TOps, int kBits>
-typename TOps::Vec Terms(typename TOps::Vec row, const int32_t* const (&arPlanes)[2], int nAt) {
-    const auto first = TOps::MulAddPairs(row, TOps::Load(arPlanes[0] + nAt));
-    if constexpr (kBits == 16) {
-        return TOps::template ShiftRight<14>(first);
-    } else {
-        const auto low = TOps::MulAddPairs(row, TOps::Load(arPlanes[1] + nAt));
-        return TOps::template ShiftRight<6>(TOps::Add(first, TOps::template ShiftRight<8>(low)));
+// Adds the samples that great taps take once more: they are one run of frames around the current one.
+template <class TOps, class TKind, class TVec = typename TOps::Vec>
+void AddGreatTaps(TVec (&arSums)[TKind::kPlanes], const int16_t* pOnes, int nTaps,
+                  const WingPlane<TOps, TKind> (&arPlanes)[TKind::kPlanes], int nAt) {
+    for (int i = 0; i < nTaps; i += TOps::kTaps) {
+        const TVec ones = TOps::Load(pOnes + i);
+        for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane)
+            arSums[nPlane] =
+                TOps::AddProducts(arSums[nPlane], TOps::Load(arPlanes[nPlane].arFirst + nAt + i), ones);
     }
 }
 
-template <class TOps, int kBits, int kChannels>
-void SumFrame(const int32_t* pRow, int nTaps, const FilterBlock& block, int nOffset, int nFrame) {
-    auto left = TOps::Set(0);
-    auto right = TOps::Set(0);
-    for (int i = 0; i < nTaps; i += TOps::kLanes) {
-        const auto row = TOps::Load(pRow + i);
-        left = TOps::Add(left, Terms<TOps, kBits>(row, block.arPlanes[0], nOffset + i));
-        if constexpr (kChannels == 2)
-            right = TOps::Add(right, Terms<TOps, kBits>(row, block.arPlanes[1], nOffset + i));
-    }
-    block.arSums[0][nFrame] = TOps::Total(left);
-    if constexpr (kChannels == 2) block.arSums[1][nFrame] = TOps::Total(right);
-}
-
-template <class TOps, int kBits, int kChannels>
-void SumBlock(const FilterBlock& block) {
-    alignas(64) int32_t arRow[kMaxRowTaps];
-    const int nTaps = block.row.nLeftTaps + block.row.nRightTaps;
-    int nRowPhase = -1;
+// The sums of all output frames of a block.
+template <class TOps, class TKind, class TRows>
+void SumBlock(const FilterBlock& block, const BlockPlanes<TOps, TKind>& planes,
+              int32_t (&arSums)[TKind::kPlanes][kBlockFrames]) {
+    using Vec = typename TOps::Vec;
+    constexpr int kGroup = TOps::kLanes;  // frames whose sums end in one vector
+    const int nTaps = TRows::kTaps != 0 ? TRows::kTaps : block.wings.nTaps;
+    const int nGreatTaps = TRows::kTaps != 0 ? 2 : 2 * block.wings.nGreatTaps;
+    const int16_t* const arGreatTaps = block.wings.arGreatTaps;
+    const int nStep = block.nStep;
+    const int nBlockFrames = block.nFrames;
+    TRows rows(block.wings);
+    typename TOps::Part arFrames[TKind::kPlanes][size_t{kGroup}];  // by frame, lanes not yet added up
+    for (auto& plane : arFrames)
+        for (auto& frame : plane) frame = TOps::Fold(TOps::Zero());
     int nPhase = block.nPhase;
-    int nOffset = 0;
-    for (int n = 0; n < block.nFrames; ++n) {
-        if (nPhase != nRowPhase) BuildRow<TOps>(block.row, nPhase, arRow);  // a whole ratio keeps one phase
-        nRowPhase = nPhase;
-        SumFrame<TOps, kBits, kChannels>(arRow, nTaps, block, nOffset, n);
-        nPhase += block.nStep;
-        nOffset += nPhase >> 15;
-        nPhase &= 0x7FFF;
+    int nRight = block.wings.nRowTaps;                       // in the rising planes
+    int nLeft = block.nSourceFrames - block.wings.nRowTaps;  // in the falling ones
+    for (int n = 0; n < nBlockFrames; n += kGroup) {
+        const int nFrames = nBlockFrames - n < kGroup ? nBlockFrames - n : kGroup;
+        for (int i = 0; i < nFrames; ++i) {
+            const PhaseRows at = rows.At(nPhase);
+            Vec arFrame[TKind::kPlanes];
+            for (Vec& frame : arFrame) frame = TOps::Zero();
+            for (int k = 0; k < nTaps; k += TOps::kTaps) {
+                AddTerms<TOps, TKind>(arFrame, TOps::Load(at.pLeft + k), planes.arFalling, nLeft + k);
+                AddTerms<TOps, TKind>(arFrame, TOps::Load(at.pRight + k), planes.arRising, nRight + k);
+            }
+            if constexpr (TKind::kBits == 16)
+                AddGreatTaps<TOps, TKind>(arFrame, arGreatTaps - at.nGreatLeft - at.nGreatRight, nGreatTaps,
+                                          planes.arRising, nRight - at.nGreatLeft);
+            for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane)
+                arFrames[nPlane][i] = TOps::Fold(arFrame[nPlane]);
+            nPhase += nStep;
+            nRight += nPhase >> 15;
+            nLeft -= nPhase >> 15;
+            nPhase &= 0x7FFF;
+        }
+        for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane)
+            TOps::Store(arSums[nPlane] + n, TOps::Totals(arFrames[nPlane]));
     }
 }
 
+// The gain and the limits of the format. The scalar kernel's 64-bit product of 24 bits fits 32 bits in two parts:
+// with q = sum >> 2 and q = (q >> 13) * 2^13 + (q & 8191), q * gain >> 13 is the sum below, exactly;
+// |q| <= 2^29 and gain < 2^14, so neither product leaves 32 bits.
+template <class TOps, int kBits>
+int Scaled(int32_t nSum, int nGain) {
+    constexpr int kHighest = (1 << (kBits - 1)) - 1;
+    const int q = nSum >> 2;
+    int nSample = 0;
+    if constexpr (kBits == 16)
+        nSample = static_cast<int32_t>(static_cast<uint32_t>(q) * static_cast<uint32_t>(nGain)) >> 13;
+    else
+        nSample = (q >> 13) * nGain + (((q & 8191) * nGain) >> 13);
+    nSample = nSample > kHighest ? kHighest : nSample;
+    return nSample < -kHighest - 1 ? -kHighest - 1 : nSample;
+}
+
+// The next two write nFrames frames of one stream, whose planes arSums are; nFrames is even.
+template <class TOps, size_t kChannels>
+void Pack16(const int32_t (*arSums)[kBlockFrames], size_t nFrames, int nGain, int16_t* pOut) {
+    for (size_t n = 0; n < nFrames; ++n)
+        for (size_t nChannel = 0; nChannel < kChannels; ++nChannel)
+            pOut[n * kChannels + nChannel] =
+                static_cast<int16_t>(Scaled<TOps, 16>(arSums[nChannel][n], nGain));
+}
+
+// Two samples at once, in a store of eight bytes; the next store overwrites the last two of them.
+template <class TOps, size_t kChannels>
+void Pack24(const int32_t (*arSums)[kBlockFrames], size_t nFrames, int nGain, int16_t* pOut) {
+    int32_t arSamples[kBlockFrames * kChannels];
+    for (size_t n = 0; n < nFrames; ++n)
+        for (size_t nChannel = 0; nChannel < kChannels; ++nChannel)
+            arSamples[n * kChannels + nChannel] = Scaled<TOps, 24>(arSums[nChannel][n], nGain);
+    for (size_t n = 0; n < nFrames * kChannels; n += 2, pOut += 3) {
+        const uint64_t nFirst = static_cast<uint32_t>(arSamples[n]) & 0xFFFFFF;
+        const uint64_t nBoth = nFirst | static_cast<uint64_t>(static_cast<uint32_t>(arSamples[n + 1])) << 24;
+        __builtin_memcpy(pOut, &nBoth, sizeof nBoth);
+    }
+}
+
+template <class TOps, class TKind>
+void FilterFrames(const FilterBlock& block) {
+    BlockPlanes<TOps, TKind> planes;
+    alignas(64) int32_t arSums[TKind::kPlanes][kBlockFrames];
+    Unpack(block, planes);
+    if (WholeStepRows<TOps>::Serves(block.wings))
+        SumBlock<TOps, TKind, WholeStepRows<TOps>>(block, planes, arSums);
+    else if (ReadyRows<TOps>::Serves(block.wings))
+        SumBlock<TOps, TKind, ReadyRows<TOps>>(block, planes, arSums);
+    else
+        SumBlock<TOps, TKind, MadeRows<TOps>>(block, planes, arSums);
+    constexpr int kGroup = TOps::kLanes;
+    const auto nSums =
+        static_cast<size_t>((block.nFrames + kGroup - 1) / kGroup * kGroup);  // that were stored
+    for (size_t nStream = 0; nStream < TKind::kStreams; ++nStream) {
+        const auto* const arStream = arSums + nStream * TKind::kChannels;
+        if constexpr (TKind::kBits == 16)
+            Pack16<TOps, TKind::kChannels>(arStream, nSums, block.nGain, block.arOut[nStream]);
+        else
+            Pack24<TOps, TKind::kChannels>(arStream, nSums, block.nGain, block.arOut[nStream]);
+    }
+}
+
+// Four planes at most: the sums of more would not stay in 16 registers.
+template <class TOps, int kBits, size_t kChannels>
+void FilterStreams(const FilterBlock& block) {
+    if (block.nStreams == 1) return FilterFrames<TOps, BlockKind<kBits, kChannels, 1>>(block);
+    if (block.nStreams == 2) return FilterFrames<TOps, BlockKind<kBits, kChannels, 2>>(block);
+    if constexpr (kChannels == 1) FilterFrames<TOps, BlockKind<kBits, 1, 4>>(block);
+}
+
 template <class TOps>
-void SumFrames(const FilterBlock& block) {
-    static constexpr SumFramesFunction kByFormat[2][2] = {{SumBlock<TOps, 16, 1>, SumBlock<TOps, 16, 2>},
-                                                          {SumBlock<TOps, 24, 1>, SumBlock<TOps, 24, 2>}};
+void RunFilterBlock(const FilterBlock& block) {
+    static constexpr FilterBlockFunction kByFormat[2][2] = {
+        {FilterStreams<TOps, 16, 1>, FilterStreams<TOps, 16, 2>},
+        {FilterStreams<TOps, 24, 1>, FilterStreams<TOps, 24, 2>}};
     kByFormat[block.nSampleBits == 24][block.nChannels - 1](block);
 }
 

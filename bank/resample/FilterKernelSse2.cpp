@@ -12,37 +12,33 @@ namespace {
 
 struct Sse2Ops {
     using Vec = __m128i;
+    using Part = Vec;
+    static constexpr int kTaps = 8;
     static constexpr int kLanes = 4;
 
-    static Vec Load(const int32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+    static Vec Load(const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
     static void Store(int32_t* p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-    static Vec Set(int n) { return _mm_set1_epi32(n); }
-    static Vec Ramp(int n) { return _mm_setr_epi32(0, n, 2 * n, 3 * n); }
-    static Vec And(Vec a, Vec b) { return _mm_and_si128(a, b); }
-    static Vec Or(Vec a, Vec b) { return _mm_or_si128(a, b); }
-    static Vec Add(Vec a, Vec b) { return _mm_add_epi32(a, b); }
-    static Vec Less(Vec a, Vec b) { return _mm_cmplt_epi32(a, b); }
-    static Vec Gather(const int32_t* p, Vec entries) {
-        alignas(16) int32_t arEntries[kLanes];
-        _mm_store_si128(reinterpret_cast<__m128i*>(arEntries), entries);
-        return _mm_setr_epi32(p[arEntries[0]], p[arEntries[1]], p[arEntries[2]], p[arEntries[3]]);
+    static Vec Zero() { return _mm_setzero_si128(); }
+    // There is no such instruction yet. With a * b = high * 2^16 + low, low without sign, it is
+    // 2 * high + ((low + 2^14) >> 15), and the second part is the rounding mean of low >> 14 and 0.
+    static Vec RoundingHigh(Vec a, Vec b) {
+        const Vec high = _mm_mulhi_epi16(a, b);
+        const Vec low = _mm_srli_epi16(_mm_mullo_epi16(a, b), 14);
+        return _mm_add_epi16(_mm_add_epi16(high, high), _mm_avg_epu16(low, Zero()));
     }
-    static Vec ShiftLeft16(Vec v) { return _mm_slli_epi32(v, 16); }
-    template <int kBits>
-    static Vec ShiftRight(Vec v) {
-        return _mm_srai_epi32(v, kBits);
-    }
-    static Vec MulAddPairs(Vec a, Vec b) { return _mm_madd_epi16(a, b); }
-    static int32_t Total(Vec v) {
-        v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(1, 0, 3, 2)));
-        v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 3, 0, 1)));
-        return _mm_cvtsi128_si32(v);
+    static Vec AddProducts(Vec sum, Vec a, Vec b) { return _mm_add_epi32(sum, _mm_madd_epi16(a, b)); }
+    static Vec AddPairs(Vec sum, Vec a) { return AddProducts(sum, a, _mm_set1_epi16(1)); }
+    static Part Fold(Vec v) { return v; }
+    static Vec Totals(const Part (&ar)[kLanes]) {
+        const Vec first = _mm_add_epi32(_mm_unpacklo_epi32(ar[0], ar[1]), _mm_unpackhi_epi32(ar[0], ar[1]));
+        const Vec second = _mm_add_epi32(_mm_unpacklo_epi32(ar[2], ar[3]), _mm_unpackhi_epi32(ar[2], ar[3]));
+        return _mm_add_epi32(_mm_unpacklo_epi64(first, second), _mm_unpackhi_epi64(first, second));
     }
 };
 
 }  // namespace
 
-void SumFramesSse2(const FilterBlock& block) { SumFrames<Sse2Ops>(block); }
+void FilterBlockSse2(const FilterBlock& block) { RunFilterBlock<Sse2Ops>(block); }
 
 }  // namespace Kestrova
 

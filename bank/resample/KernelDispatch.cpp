@@ -10,7 +10,7 @@ namespace {
 
 struct Variant {
     const char* pszName;
-    SumFramesFunction pSumFrames;
+    FilterBlockFunction pFilterBlock;
     bool (*pIsSupported)();
 };
 
@@ -18,20 +18,24 @@ bool Always() { return true; }
 
 #if defined(__x86_64__)
 bool HasAvx2() { return __builtin_cpu_supports("avx2") != 0; }
+bool HasAvx512() {
+    return __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
+           __builtin_cpu_supports("avx512vnni") != 0;
+}
 #endif
 
 // By Isa; a variant that this program does not have is null.
 constexpr Variant kVariants[] = {
     {"scalar", nullptr, Always},
 #if defined(__x86_64__)
-    {"sse2", SumFramesSse2, Always},
-    {"avx2", SumFramesAvx2, HasAvx2},
+    {"sse2", FilterBlockSse2, Always},
+    {"avx2", FilterBlockAvx2, HasAvx2},
+    {"avx512", FilterBlockAvx512, HasAvx512},
 #else
-    {"sse2", nullptr, nullptr},
-    {"avx2", nullptr, nullptr},
+    {"sse2", nullptr, nullptr},  {"avx2", nullptr, nullptr}, {"avx512", nullptr, nullptr},
 #endif
 #if defined(__aarch64__)
-    {"neon", SumFramesNeon, Always},
+    {"neon", FilterBlockNeon, Always},
 #else
     {"neon", nullptr, nullptr},
 #endif
@@ -71,6 +75,6 @@ Isa ForceKernels(Isa isa) {
     return ActiveKernels();
 }
 
-SumFramesFunction SumFramesOf(Isa isa) { return VariantOf(isa).pSumFrames; }
+FilterBlockFunction FilterBlockOf(Isa isa) { return VariantOf(isa).pFilterBlock; }
 
 }  // namespace Kestrova

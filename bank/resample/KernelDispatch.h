@@ -5,10 +5,10 @@
 
 namespace Kestrova {
 
-enum class Isa { Scalar, Sse2, Avx2, Neon };
-inline constexpr Isa kAllIsas[] = {Isa::Scalar, Isa::Sse2, Isa::Avx2, Isa::Neon};
+enum class Isa { Scalar, Sse2, Avx2, Avx512, Neon };
+inline constexpr Isa kAllIsas[] = {Isa::Scalar, Isa::Sse2, Isa::Avx2, Isa::Avx512, Isa::Neon};
 
-// "scalar", "sse2", "avx2" or "neon".
+// "scalar", "sse2", "avx2", "avx512" or "neon".
 const char* NameOf(Isa isa);
 
 // Whether this program has the variant and this processor runs it; the scalar one always.
@@ -23,6 +23,6 @@ Isa ActiveKernels();
 Isa ForceKernels(Isa isa);
 
 // The variant's block function; null for the scalar variant, whose kernels are called sample by sample.
-SumFramesFunction SumFramesOf(Isa isa);
+FilterBlockFunction FilterBlockOf(Isa isa);
 
 }  // namespace Kestrova

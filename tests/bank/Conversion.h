@@ -52,6 +52,14 @@ public:
         }
     }
 
+    // A square wave at full scale, all channels alike, silence around it.
+    void MakeSquare(long nHalfPeriod) {
+        const int nHighest = SampleBytes() == 2 ? 0x7FFF : 0x7FFFFF;
+        const long nChannels = m_nBytesPerFrame / static_cast<long>(SampleBytes());
+        for (long n = 0; n < m_nFrames * nChannels; ++n)
+            Put(n, n / nChannels / nHalfPeriod % 2 == 0 ? nHighest : -nHighest - 1);
+    }
+
     size_t SampleBytes() const { return m_nBytesPerFrame % 3 == 0 ? 3 : 2; }
 
 private:
