@@ -1,4 +1,4 @@
-// DatabaseBench - one database of 250,000 to 1,000,000 small notes; items are notes. Each row has its twin:
+// DatabaseBench - one database of 250,000 to 1,000,000 notes of 100 bytes; items are notes. Each row has its twin:
 // plain stdio with indexes in std::unordered_map (StdioTwin.h). The BigO rows tell the cost of a note and how
 // far the sizes lie off a straight line.
 #include <benchmark/benchmark.h>
@@ -26,13 +26,14 @@ using namespace Bench;
 // Two trees whose notes alternate in the file: each of the first two notes is the root of one half, and a
 // note has ten children. The roots are banks, then come programs, regions and layers.
 constexpr uint32_t kTrees = 2, kChildren = 10;
+constexpr uint32_t kBodyBytes = 100;
 
 // idFirst: the id of note 0, which with a quick-load table in front is 1
 SDBNOTE DescribeNote(uint32_t nNote, uint32_t idFirst) {
     static constexpr uint8_t kTypes[] = {kSdbBank, kSdbProgram, kSdbRegion, kSdbLayer};
     const auto parentOf = [](uint32_t n) { return (n / kTrees - 1) / kChildren * kTrees + n % kTrees; };
     SDBNOTE note;
-    note.nSize = 16 + nNote % 32;
+    note.nSize = kBodyBytes;
     note.idParent = nNote < kTrees ? kSdbNoID : idFirst + parentOf(nNote);
     size_t nDepth = 0;
     for (uint32_t n = nNote; n >= kTrees; n = parentOf(n)) ++nDepth;
@@ -43,7 +44,7 @@ SDBNOTE DescribeNote(uint32_t nNote, uint32_t idFirst) {
 // For CSDB and its twin: both add notes.
 template <class TAdd>
 bool AddNotes(uint32_t nNotes, uint32_t idFirst, TAdd add) {
-    static constexpr char kBody[] = "the body of a small note, of 16 to 47 bytes or so";
+    static constexpr char kBody[kBodyBytes] = "the body of a small note";
     for (uint32_t n = 0; n < nNotes; ++n) {
         SDBNOTE note = DescribeNote(n, idFirst);
         if (!add(note, kBody)) return false;

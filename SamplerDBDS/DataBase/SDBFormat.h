@@ -96,13 +96,17 @@ inline NoteHeaderBytes EncodeNoteHeader(const SDBNOTE& note) {
     return bytes;
 }
 
-// Everything but the position, which is the caller's.
+// Everything but the position, which is the caller's. pHeader: NoteHeader::kBytes bytes.
+inline void DecodeNoteHeader(const uint8_t* pHeader, SDBNOTE& note) {
+    GetField<NoteHeader::kState>(pHeader, note.nState);
+    GetField<NoteHeader::kType>(pHeader, note.nType);
+    GetField<NoteHeader::kId>(pHeader, note.idNote);
+    GetField<NoteHeader::kParent>(pHeader, note.idParent);
+    GetField<NoteHeader::kBodySize>(pHeader, note.nSize);
+}
+
 inline void DecodeNoteHeader(const NoteHeaderBytes& bytes, SDBNOTE& note) {
-    GetField<NoteHeader::kState>(bytes.data(), note.nState);
-    GetField<NoteHeader::kType>(bytes.data(), note.nType);
-    GetField<NoteHeader::kId>(bytes.data(), note.idNote);
-    GetField<NoteHeader::kParent>(bytes.data(), note.idParent);
-    GetField<NoteHeader::kBodySize>(bytes.data(), note.nSize);
+    DecodeNoteHeader(bytes.data(), note);
 }
 
 inline uint64_t SDBNOTE::PosBody() const { return posHeader + NoteHeader::kBytes; }

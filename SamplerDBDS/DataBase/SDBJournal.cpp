@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
@@ -14,9 +16,11 @@ namespace {
 
 // Moves the notes that stay to the front of the file, in place, through a second stream. Reading is always
 // ahead of writing. As long as no note was dropped, each lies where it belongs and only its state is written.
+// States that lie close together are written in one piece, with the bytes between them as the walk has read
+// them.
 class CSDBCompactor {
 public:
-    explicit CSDBCompactor(CXFile& reader) : m_reader(reader) {}
+    CSDBCompactor(CXFile& reader, const CSDBNoteWalk& walk) : m_reader(reader), m_walk(walk) {}
 
     // Opens the second stream on the path, which must still lead to the reader's file. The first note that is
     // kept will stand at `pos`.
@@ -43,7 +47,8 @@ public:
 
     // Cuts the file behind the last note kept and waits for the disk.
     bool Finish() {
-        return m_writer.SeekToPos(m_posWrite) && m_writer.SetEOF() && m_writer.Sync() && m_bWhole;
+        return WritePiece() && m_writer.SeekToPos(m_posWrite) && m_writer.SetEOF() && m_writer.Sync() &&
+               m_bWhole;
     }
 
     // Why the second stream failed.
@@ -51,15 +56,37 @@ public:
 
 private:
     bool Settle(const SDBNOTE& note) {
-        const uint8_t nCommitted = 0;
-        return note.nState == nCommitted ||
-               (m_writer.SeekToPos(note.posHeader) && m_writer.Write(&nCommitted, sizeof nCommitted));
+        if (note.nState == 0) return true;
+        if (!ExtendPiece(note.posHeader)) {
+            if (!WritePiece()) return false;
+            m_posPiece = note.posHeader;
+        }
+        m_pPiece[m_nPiece++] = 0;
+        return true;
+    }
+
+    // Puts the bytes up to `pos` behind the piece. False when that is too far, or when the walk does not hold
+    // them any more.
+    bool ExtendPiece(uint64_t pos) {
+        const uint64_t posEnd = m_posPiece + m_nPiece;
+        const uint64_t nGap = pos - posEnd;
+        if (m_nPiece == 0 || nGap > kMostGap || m_nPiece + nGap >= kPieceBytes) return false;
+        const uint8_t* const pBetween = m_walk.BytesAt(posEnd, nGap);
+        if (pBetween == nullptr) return false;
+        std::memcpy(m_pPiece.get() + m_nPiece, pBetween, nGap);
+        m_nPiece += nGap;
+        return true;
+    }
+
+    bool WritePiece() {
+        const size_t nPiece = std::exchange(m_nPiece, 0);
+        return nPiece == 0 || (m_writer.SeekToPos(m_posPiece) && m_writer.Write(m_pPiece.get(), nPiece));
     }
 
     bool Move(SDBNOTE& note, uint64_t nBody) {
         note.nState = 0;
         const NoteHeaderBytes header = EncodeNoteHeader(note);
-        if (!m_reader.SeekToPos(note.PosBody()) || !m_writer.SeekToPos(m_posWrite) ||
+        if (!WritePiece() || !m_reader.SeekToPos(note.PosBody()) || !m_writer.SeekToPos(m_posWrite) ||
             !m_writer.Write(header.data(), header.size()))
             return false;
         while (nBody > 0) {
@@ -72,10 +99,16 @@ private:
     }
 
     static constexpr size_t kPieceBytes = 65536;
+    // The system writes whole pages of this size. Two states this far apart lie in one page or in two in a
+    // row, so a piece makes it write no page that holds no such state.
+    static constexpr size_t kMostGap = 4096;
 
     CXFile& m_reader;
+    const CSDBNoteWalk& m_walk;
     CXFile m_writer;
     uint64_t m_posWrite = 0;
+    uint64_t m_posPiece = 0;  // of the piece in the file
+    size_t m_nPiece = 0;      // its bytes; the last one is a state
     uint64_t m_posEndOfFile = 0;
     bool m_bWhole = true;  // no body was cut short
     const std::unique_ptr<uint8_t[]> m_pPiece{new (std::nothrow) uint8_t[kPieceBytes]};
@@ -100,7 +133,7 @@ Settled SettleNotes(CXFile& file, const char* pszPath, uint8_t nDrop) {
         if (!walk.Next(note)) return walk.HasFailed() ? Settled::kUnreadable : Settled::kNothing;
     } while (note.nState == 0);
 
-    CSDBCompactor compactor(file);
+    CSDBCompactor compactor(file, walk);
     // What was written must be on the disk before a state says that it is committed.
     const bool bDone =
         file.Sync() && compactor.Open(pszPath, note.posHeader) && SettleFrom(note, walk, compactor, nDrop);

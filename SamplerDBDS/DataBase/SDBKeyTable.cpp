@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "SamplerDBDS/DataBase/SDBNewID.h"
@@ -11,42 +13,7 @@
 
 namespace Kestrova {
 
-namespace {
-
-constexpr uint32_t kNone = CSDBIndexList::kNone;
-
-bool IsAnyType(uint32_t nType) { return nType > kSdbQuickLoad; }
-
-}  // namespace
-
-// --- CSDBNoteFamily ---
-
-void CSDBNoteFamily::Append(uint32_t nEntry, uint8_t nType) {
-    if (m_pByType == nullptr && m_nType != nType && m_nType != kNoType) {
-        auto pByType = std::make_unique<TypeLists>();
-        pByType->emplace(static_cast<uint8_t>(m_nType), m_all);
-        m_pByType = std::move(pByType);
-    }
-    m_nType = nType;
-    m_all.Append(nEntry);
-    if (m_pByType != nullptr) (*m_pByType)[nType].Append(nEntry);
-}
-
-void CSDBNoteFamily::Erase(uint32_t nEntry, uint8_t nType) {
-    m_all.Erase(nEntry);
-    if (m_pByType == nullptr) return;
-    const auto it = m_pByType->find(nType);
-    if (it != m_pByType->end()) it->second.Erase(nEntry);
-}
-
-uint32_t CSDBNoteFamily::FirstFrom(uint32_t nEntry, uint32_t nType) const {
-    if (IsAnyType(nType)) return m_all.FirstFrom(nEntry);
-    if (m_pByType == nullptr) return m_nType == nType ? m_all.FirstFrom(nEntry) : kNone;
-    const auto it = m_pByType->find(static_cast<uint8_t>(nType));
-    return it != m_pByType->end() ? it->second.FirstFrom(nEntry) : kNone;
-}
-
-// --- CSDBKeyTable: listing a file ---
+// --- Listing a file ---
 
 bool CSDBKeyTable::Rebuild(CXFile& file, bool& bDirty) {
     Clear();
@@ -57,10 +24,13 @@ bool CSDBKeyTable::Rebuild(CXFile& file, bool& bDirty) {
 
 void CSDBKeyTable::Clear() {
     m_arEntries.clear();
-    m_allNotes = {};
+    m_tree.Clear();
     m_arFamilies.clear();
+    m_arLarge.clear();
     m_mapParents.Clear();
     m_mapIDs.Clear();
+    m_mapLastSameID.Clear();
+    m_mapNextSameID.Clear();
     m_nNextID = 0;
     m_bHasTable = false;
 }
@@ -123,44 +93,31 @@ bool CSDBKeyTable::List(CXFile& file, const SDBNOTE& note) {
     return false;
 }
 
-// --- CSDBKeyTable: entries ---
+// --- Entries ---
 
+// Everything that can run out of memory comes before the first link.
 bool CSDBKeyTable::Append(const SDBNOTE& note) {
     const size_t nCount = m_arEntries.size();
     if (nCount >= kNone) return false;
     try {
         m_arEntries.emplace_back(note, static_cast<uint32_t>(nCount));
-        Link(m_arEntries.back());
+        Family& family = FamilyOf(note.idParent);
+        uint32_t& nHead = m_mapIDs.At(note.idNote);
+        if (nHead != kNone) PrepareSameID(note.idNote, nHead);
+        Prepare(m_arEntries.back(), family);
+        Link(m_arEntries.back(), family);
+        if (nHead == kNone)
+            nHead = m_arEntries.back().nIndex;
+        else
+            LinkSameID(m_arEntries.back(), nHead);
         return true;
     } catch (const std::bad_alloc&) {
-        if (m_arEntries.size() > nCount) {
-            Unlist(m_arEntries.back());
-            m_arEntries.pop_back();
-        }
+        if (m_arEntries.size() > nCount) m_arEntries.pop_back();
         return false;
     }
 }
 
-// Everything that can run out of memory comes before the change of the ring, because Append cannot undo that.
-void CSDBKeyTable::Link(Entry& entry) {
-    CSDBNoteFamily& family = FamilyOf(entry.idParent);
-    uint32_t& nLastSameID = m_mapIDs.At(entry.idNote);
-    if (entry.IsLive()) {
-        m_allNotes.Append(entry.nIndex, entry.nType);
-        family.Append(entry.nIndex, entry.nType);
-    }
-    if (nLastSameID != kNone) std::swap(entry.nNextSameID, m_arEntries[nLastSameID].nNextSameID);
-    nLastSameID = entry.nIndex;
-    DropDeadHeads(entry);
-}
-
-void CSDBKeyTable::Unlist(const Entry& entry) {
-    m_allNotes.Erase(entry.nIndex, entry.nType);
-    const uint32_t nFamily = m_mapParents.Find(entry.idParent);
-    if (nFamily != kNone) m_arFamilies[nFamily].Erase(entry.nIndex, entry.nType);
-}
-
-CSDBNoteFamily& CSDBKeyTable::FamilyOf(uint32_t idParent) {
+CSDBKeyTable::Family& CSDBKeyTable::FamilyOf(uint32_t idParent) {
     uint32_t& nFamily = m_mapParents.At(idParent);
     if (nFamily == kNone) {
         m_arFamilies.emplace_back();
@@ -169,48 +126,124 @@ CSDBNoteFamily& CSDBKeyTable::FamilyOf(uint32_t idParent) {
     return m_arFamilies[nFamily];
 }
 
-// Makes the first live entry with this id the head of its ring. An entry leaves its ring at most once, so all
-// calls together take linear time.
-void CSDBKeyTable::DropDeadHeads(Entry& last) {
-    while (last.nNextSameID != last.nIndex && !m_arEntries[last.nNextSameID].IsLive())
-        last.nNextSameID = m_arEntries[last.nNextSameID].nNextSameID;
+void CSDBKeyTable::Prepare(const Entry& entry, Family& family) {
+    m_tree.Reserve(entry.nIndex);
+    if (family.nCount == kSmallFamily && family.nLarge == kNone) MakeLarge(family);
+    if (family.nLarge == kNone) return;
+    LargeFamily& large = m_arLarge[family.nLarge];
+    large.tree.Reserve(large.arEntries.size());
+    large.arEntries.push_back(entry.nIndex);
+}
+
+void CSDBKeyTable::Link(Entry& entry, Family& family) {
+    (family.nLast == kNone ? family.nFirst : m_arEntries[family.nLast].nNextSibling) = entry.nIndex;
+    family.nLast = entry.nIndex;
+    ++family.nCount;
+    if (!entry.IsLive()) return;
+    m_tree.Add(entry.nIndex, entry.nType);
+    if (family.nLarge == kNone) return;
+    LargeFamily& large = m_arLarge[family.nLarge];
+    large.tree.Add(large.arEntries.size() - 1, entry.nType);
+}
+
+void CSDBKeyTable::MakeLarge(Family& family) {
+    LargeFamily large;
+    for (uint32_t n = family.nFirst; n != kNone; n = m_arEntries[n].nNextSibling) {
+        const size_t nPlace = large.arEntries.size();
+        large.tree.Reserve(nPlace);
+        large.arEntries.push_back(n);
+        if (m_arEntries[n].IsLive()) large.tree.Add(nPlace, m_arEntries[n].nType);
+    }
+    m_arLarge.push_back(std::move(large));
+    family.nLarge = static_cast<uint32_t>(m_arLarge.size() - 1);
+}
+
+// nHead: the value of the id in m_mapIDs, here and below.
+void CSDBKeyTable::PrepareSameID(uint32_t id, uint32_t nHead) {
+    uint32_t& nLast = m_mapLastSameID.At(id);
+    if (nLast == kNone) nLast = nHead;
+    m_mapNextSameID.At(nLast);
+}
+
+// The maps have room for all of it.
+void CSDBKeyTable::LinkSameID(const Entry& entry, uint32_t& nHead) {
+    uint32_t& nLast = m_mapLastSameID.At(entry.idNote);
+    m_mapNextSameID.At(nLast) = entry.nIndex;
+    nLast = entry.nIndex;
+    PassDeadHeads(nHead);
+}
+
+// An entry is passed at most once, so all calls together take linear time.
+void CSDBKeyTable::PassDeadHeads(uint32_t& nHead) {
+    while (!m_arEntries[nHead].IsLive()) {
+        const uint32_t nNext = m_mapNextSameID.Find(nHead);
+        if (nNext == kNone) return;
+        nHead = nNext;
+    }
 }
 
 void CSDBKeyTable::MarkDeleted(const SDBNOTE* note) {
     Entry& entry = m_arEntries[IndexOf(note)];
-    Unlist(entry);
+    if (!entry.IsLive()) return;
     entry.nState |= kSdbStateDeleted;
-    DropDeadHeads(m_arEntries[m_mapIDs.Find(entry.idNote)]);
+    m_tree.Remove(entry.nIndex, m_arEntries.size(), EntryAt());
+    if (LargeFamily* const pLarge = FindLarge(entry.idParent))
+        pLarge->tree.Remove(pLarge->PlaceOf(entry.nIndex), pLarge->arEntries.size(), MemberOf(*pLarge));
+    PassDeadHeads(m_mapIDs.At(entry.idNote));
 }
 
-// --- CSDBKeyTable: searches ---
+// --- Searches ---
+
+size_t CSDBKeyTable::LargeFamily::PlaceOf(uint32_t nEntry) const {
+    return static_cast<size_t>(std::lower_bound(arEntries.begin(), arEntries.end(), nEntry) -
+                               arEntries.begin());
+}
+
+const CSDBKeyTable::Family* CSDBKeyTable::FindFamily(uint32_t idParent) const {
+    const uint32_t nFamily = m_mapParents.Find(idParent);
+    return nFamily != kNone ? &m_arFamilies[nFamily] : nullptr;
+}
+
+CSDBKeyTable::LargeFamily* CSDBKeyTable::FindLarge(uint32_t idParent) {
+    const Family* const pFamily = FindFamily(idParent);
+    return pFamily != nullptr && pFamily->nLarge != kNone ? &m_arLarge[pFamily->nLarge] : nullptr;
+}
 
 const SDBNOTE* CSDBKeyTable::NoteAt(uint32_t nEntry) const {
     return nEntry != kNone ? &m_arEntries[nEntry] : nullptr;
 }
 
 const SDBNOTE* CSDBKeyTable::FindLive(uint32_t id) const {
-    const uint32_t nLast = m_mapIDs.Find(id);
-    if (nLast == kNone) return nullptr;
-    const Entry& first = m_arEntries[m_arEntries[nLast].nNextSameID];
-    return first.IsLive() ? &first : nullptr;
+    const SDBNOTE* const note = NoteAt(m_mapIDs.Find(id));
+    return note != nullptr && note->IsLive() ? note : nullptr;
 }
 
 const SDBNOTE* CSDBKeyTable::FindAfter(const SDBNOTE* after, uint32_t nType) const {
-    return NoteAt(m_allNotes.FirstFrom(after != nullptr ? IndexOf(after) + 1 : 0, nType));
-}
-
-const SDBNOTE* CSDBKeyTable::FindUnder(uint32_t idParent, uint32_t nType, uint32_t nFrom) const {
-    const uint32_t nFamily = m_mapParents.Find(idParent);
-    return nFamily != kNone ? NoteAt(m_arFamilies[nFamily].FirstFrom(nFrom, nType)) : nullptr;
+    const size_t nFrom = after != nullptr ? size_t{IndexOf(after)} + 1 : 0;
+    return NoteAt(m_tree.FirstFrom(nFrom, nType, m_arEntries.size(), EntryAt()));
 }
 
 const SDBNOTE* CSDBKeyTable::FindChild(uint32_t idParent, uint32_t nType) const {
-    return FindUnder(idParent, nType, 0);
+    const Family* const pFamily = FindFamily(idParent);
+    return pFamily != nullptr ? FindFrom(pFamily->nFirst, idParent, nType) : nullptr;
 }
 
 const SDBNOTE* CSDBKeyTable::FindSibling(const SDBNOTE* note, uint32_t nType) const {
-    return FindUnder(note->idParent, nType, IndexOf(note) + 1);
+    return FindFrom(static_cast<const Entry*>(note)->nNextSibling, note->idParent, nType);
+}
+
+// Walks as far as a small family can be. What lies behind is found by the tree of the large one.
+const SDBNOTE* CSDBKeyTable::FindFrom(uint32_t nEntry, uint32_t idParent, uint32_t nType) const {
+    for (uint32_t n = 0; n < kSmallFamily && nEntry != kNone; ++n) {
+        const Entry& entry = m_arEntries[nEntry];
+        if (IsLiveOfType(entry, nType)) return &entry;
+        nEntry = entry.nNextSibling;
+    }
+    if (nEntry == kNone) return nullptr;
+    const LargeFamily& large = m_arLarge[FindFamily(idParent)->nLarge];
+    const uint32_t nPlace =
+        large.tree.FirstFrom(large.PlaceOf(nEntry), nType, large.arEntries.size(), MemberOf(large));
+    return NoteAt(nPlace != kNone ? large.arEntries[nPlace] : kNone);
 }
 
 bool CSDBKeyTable::TakeNewID(uint32_t& id) {

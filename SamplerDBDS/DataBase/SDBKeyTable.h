@@ -4,34 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <map>
-#include <memory>
+#include <vector>
 
 #include "SamplerDBDS/DataBase/SDBFormat.h"
 #include "SamplerDBDS/DataBase/SDBIdMap.h"
-#include "SamplerDBDS/DataBase/SDBIndexList.h"
+#include "SamplerDBDS/DataBase/SDBTypeTree.h"
 
 namespace Kestrova {
 
 class CXFile;
-
-// The live notes of one parent, or of the whole file, by type.
-class CSDBNoteFamily {
-public:
-    void Append(uint32_t nEntry, uint8_t nType);
-    void Erase(uint32_t nEntry, uint8_t nType);
-    // The first entry >= nEntry of the type; a type above 254 is any. CSDBIndexList::kNone: there is none.
-    uint32_t FirstFrom(uint32_t nEntry, uint32_t nType) const;
-
-private:
-    using TypeLists = std::map<uint8_t, CSDBIndexList>;
-
-    static constexpr uint16_t kNoType = 0x100;
-
-    CSDBIndexList m_all;
-    uint16_t m_nType = kNoType;            // the only type so far, while there are no lists by type
-    std::unique_ptr<TypeLists> m_pByType;  // from the second type on
-};
 
 // One entry per note of the file, in file order, and the searches over them. A deleted note keeps its entry
 // and its id, but no search finds it any more.
@@ -39,8 +20,9 @@ private:
 // Owner:   owns its entries; a pointer returned here is good until the next Rebuild or Clear.
 // Errors:  searches return nullptr for "no such live note"; Rebuild and Append return false, also when memory
 //          runs out.
-// Cost:    every step O(log n), whatever was deleted. Memory for each of a million notes: 59 bytes without
-//          parents, 79 with ten children to a parent, 106 with one, and 229 with two of different types.
+// Cost:    every step O(log n), whatever was deleted. Memory for each of a million notes, their 24 bytes of
+//          SDBNOTE included: 46 bytes without parents, 44 with ten children to a parent, 65 with one, and 53 with
+//          two of different types. Ids that lie far apart take up to 54 more, and so do parents' ids.
 //          The Memory rows of bench/DatabaseBench.cpp measure it.
 class CSDBKeyTable {
 public:
@@ -75,32 +57,67 @@ public:
 
 private:
     struct Entry : SDBNOTE {
-        Entry(const SDBNOTE& note, uint32_t nAt) : SDBNOTE(note), nIndex(nAt), nNextSameID(nAt) {}
+        Entry(const SDBNOTE& note, uint32_t nAt) : SDBNOTE(note), nIndex(nAt) {}
 
         uint32_t nIndex;
-        uint32_t nNextSameID;  // a ring in file order; the last entry of an id leads to its first live one
+        uint32_t nNextSibling = kNone;  // the next entry, live or not, with the same parent
+    };
+
+    // The entries of one parent, live or not.
+    struct Family {
+        uint32_t nFirst = kNone;
+        uint32_t nLast = kNone;
+        uint32_t nCount = 0;
+        uint32_t nLarge = kNone;  // in m_arLarge, for more than kSmallFamily entries
+    };
+
+    // What a large family needs besides, because its entries cannot be walked one by one.
+    struct LargeFamily {
+        std::vector<uint32_t> arEntries;  // in file order
+        CSDBTypeTree tree;                // over them
+
+        size_t PlaceOf(uint32_t nEntry) const;
     };
 
     enum class QuickLoad { kLoaded, kFailed, kNotUsable };
 
+    static constexpr uint32_t kNone = CSDBIdMap::kNone;
+    static constexpr uint32_t kSmallFamily = 32;
+
     bool ReadNotes(CXFile& file, bool& bDirty);
     QuickLoad ReadQuickLoad(CXFile& file, const SDBNOTE& first);
-    bool List(CXFile& file, const SDBNOTE& note);
     bool ListQuickLoad(CXFile& file, const uint8_t* pTable, size_t nEntries);
-    void Link(Entry& entry);
-    void Unlist(const Entry& entry);
-    void DropDeadHeads(Entry& last);
-    CSDBNoteFamily& FamilyOf(uint32_t idParent);
+    bool List(CXFile& file, const SDBNOTE& note);
+    void Prepare(const Entry& entry, Family& family);
+    void Link(Entry& entry, Family& family);
+    void PrepareSameID(uint32_t id, uint32_t nHead);
+    void LinkSameID(const Entry& entry, uint32_t& nHead);
+    void PassDeadHeads(uint32_t& nHead);
+    Family& FamilyOf(uint32_t idParent);
+    void MakeLarge(Family& family);
+    const Family* FindFamily(uint32_t idParent) const;
+    LargeFamily* FindLarge(uint32_t idParent);
     const SDBNOTE* NoteAt(uint32_t nEntry) const;
-    const SDBNOTE* FindUnder(uint32_t idParent, uint32_t nType, uint32_t nFrom) const;
+    const SDBNOTE* FindFrom(uint32_t nEntry, uint32_t idParent, uint32_t nType) const;
 
     static uint32_t IndexOf(const SDBNOTE* note) { return static_cast<const Entry*>(note)->nIndex; }
 
-    std::deque<Entry> m_arEntries;            // file order; a deque because entries must not move
-    CSDBNoteFamily m_allNotes;                // the live notes of the whole file
-    std::deque<CSDBNoteFamily> m_arFamilies;  // the live notes by parent
-    CSDBIdMap m_mapParents;                   // parent id -> family
-    CSDBIdMap m_mapIDs;                       // id -> last entry of its ring
+    // Where a tree finds its notes.
+    auto EntryAt() const {
+        return [this](size_t n) -> const SDBNOTE& { return m_arEntries[n]; };
+    }
+    auto MemberOf(const LargeFamily& large) const {
+        return [this, &large](size_t n) -> const SDBNOTE& { return m_arEntries[large.arEntries[n]]; };
+    }
+
+    std::deque<Entry> m_arEntries;    // file order; a deque because entries must not move
+    CSDBTypeTree m_tree;              // over all of them
+    std::deque<Family> m_arFamilies;  // by parent
+    std::deque<LargeFamily> m_arLarge;
+    CSDBIdMap m_mapParents;     // parent id -> family
+    CSDBIdMap m_mapIDs;         // id -> its first live entry, or its last one when none is live
+    CSDBIdMap m_mapLastSameID;  // id -> its last entry, for ids that occur more than once
+    CSDBIdMap m_mapNextSameID;  // entry -> the next one with its id, if there is one
     uint32_t m_nNextID = 0;
     bool m_bHasTable = false;
 };

@@ -1,26 +1,24 @@
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
 
+#include <algorithm>
+
 namespace Kestrova {
 
-bool CSDBNoteWalk::Next(SDBNOTE& note) {
-    NoteHeaderBytes header;
-    if (!m_file.SeekToPos(m_posNext)) {
-        m_bFailed = true;
-        return false;
-    }
-    if (!m_file.Read(header.data(), header.size())) {
-        m_bFailed = !IsAtEnd();
-        return false;
-    }
-    DecodeNoteHeader(header, note);
-    note.posHeader = m_posNext;
-    m_posNext = note.PosEnd();
-    return true;
-}
-
-bool CSDBNoteWalk::IsAtEnd() {
+// The window begins at the next header. It grows while headers lie close together, and is small again behind
+// a large body.
+bool CSDBNoteWalk::Load() {
+    const bool bClose = m_posNext - (m_posWindow + m_nFilled) < m_nReadAhead;
+    m_nReadAhead = bClose ? std::min(2 * m_nReadAhead, kWindowBytes) : kLeastReadAhead;
+    m_posWindow = m_posNext;
+    m_nFilled = 0;
     unsigned long long nSize = 0;
-    return m_file.GetSize(nSize) && nSize < m_posNext + NoteHeader::kBytes;
+    m_bFailed = !m_file.GetSize(nSize);
+    if (m_bFailed || nSize < m_posNext + NoteHeader::kBytes) return false;
+    const size_t nBytes = std::min<uint64_t>(m_nReadAhead, nSize - m_posNext);
+    m_bFailed = !m_file.SeekToPos(m_posNext) || !m_file.Read(m_arWindow.data(), nBytes);
+    if (m_bFailed) return false;
+    m_nFilled = nBytes;
+    return true;
 }
 
 bool HasWholeBody(CXFile& file, const SDBNOTE& note) {

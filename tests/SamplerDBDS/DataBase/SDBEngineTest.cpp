@@ -98,7 +98,8 @@ TEST_F(SDBEngineTest, OpeningDemandsAHeaderOfTheFormat) {
 
 TEST_F(SDBEngineTest, AFileThatDoesNotOpenIsNotRolledBack) {
     // The scan fails behind a note with a state, which a roll-back would drop.
-    const Bytes image = DatabaseImage({{.nState = 1, .id = 1, .strBody = "abc"}, {.nState = 1, .id = 2}});
+    const Bytes image =
+        DatabaseImage({{.nState = 1, .id = 1, .strBody = std::string(70000, 'a')}, {.nState = 1, .id = 2}});
     WriteFile(m_strPath, image);
     {
         FaultyFileEnv env;

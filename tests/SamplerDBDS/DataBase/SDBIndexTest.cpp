@@ -1,13 +1,15 @@
-// The parts of the index: the id map, the list of entry numbers, the rule for new ids.
+// The parts of the index: the id map, the tree of types, the rule for new ids.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <iterator>
 #include <random>
-#include <set>
 #include <unordered_map>
+#include <vector>
 
 #include "SamplerDBDS/DataBase/SDBIdMap.h"
-#include "SamplerDBDS/DataBase/SDBIndexList.h"
 #include "SamplerDBDS/DataBase/SDBNewID.h"
+#include "SamplerDBDS/DataBase/SDBTypeTree.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -58,79 +60,119 @@ TEST(SDBIdMapTest, ClearForgetsTheKeys) {
     EXPECT_EQ(7u, map.Find(5));
 }
 
-// --- CSDBIndexList ---
-
-constexpr uint32_t kNone = CSDBIndexList::kNone;
-
-uint32_t FirstFrom(const std::set<uint32_t>& set, uint32_t n) {
-    const auto it = set.lower_bound(n);
-    return it != set.end() ? *it : kNone;
-}
-
-TEST(SDBIndexListTest, OneNumberComesAndGoes) {
-    CSDBIndexList list;
-    EXPECT_EQ(kNone, list.FirstFrom(0));
-    list.Append(4);
-    EXPECT_EQ(4u, list.FirstFrom(0));
-    EXPECT_EQ(4u, list.FirstFrom(4));
-    EXPECT_EQ(kNone, list.FirstFrom(5));
-    list.Erase(3);
-    EXPECT_EQ(4u, list.FirstFrom(0));
-    list.Erase(4);
-    EXPECT_EQ(kNone, list.FirstFrom(0));
-    list.Append(9);
-    EXPECT_EQ(9u, list.FirstFrom(0));
-}
-
-TEST(SDBIndexListTest, AnyOrderOfRemovalLeavesTheRest) {
-    static constexpr uint32_t kCount = 3000;  // several chunks
-    for (const uint32_t nStep :
-         {1u, kCount - 1, 7u, 1201u}) {  // 1: from the front; kCount - 1: from the back
-        SCOPED_TRACE(nStep);
-        CSDBIndexList list;
-        std::set<uint32_t> expected;
-        for (uint32_t n = 0; n < kCount; ++n) {
-            list.Append(3 * n);
-            expected.insert(3 * n);
-        }
-        uint32_t nAt = nStep == kCount - 1 ? kCount - 1 : 0;
-        for (uint32_t n = 0; n < kCount; ++n, nAt = (nAt + nStep) % kCount) {
-            list.Erase(3 * nAt);
-            expected.erase(3 * nAt);
-            for (const uint32_t nFrom : {0u, 3 * nAt, 3 * nAt + 1, 4500u, 3 * kCount})
-                ASSERT_EQ(FirstFrom(expected, nFrom), list.FirstFrom(nFrom));
-        }
+// The eight ids of a page share its memory; ids alone on their pages must not be mixed up with their
+// neighbours.
+TEST(SDBIdMapTest, NeighboursOfAKeyAreNotThere) {
+    CSDBIdMap map;
+    for (const uint32_t key : {8u, 23u, 0xFFFFFFF8u}) {
+        map.At(key) = 1;
+        EXPECT_EQ(CSDBIdMap::kNone, map.Find(key - 1));
+        EXPECT_EQ(CSDBIdMap::kNone, map.Find(key + 1));
+        EXPECT_EQ(1u, map.Find(key));
     }
 }
 
-TEST(SDBIndexListTest, ErasingWhatIsNotThereChangesNothing) {
-    CSDBIndexList list;
-    for (const uint32_t n : {2u, 4u, 6u}) list.Append(n);
-    for (const uint32_t n : {0u, 3u, 7u}) list.Erase(n);
-    EXPECT_EQ(2u, list.FirstFrom(0));
-    EXPECT_EQ(4u, list.FirstFrom(3));
-    EXPECT_EQ(6u, list.FirstFrom(5));
+// --- CSDBTypeTree ---
+
+constexpr uint32_t kNone = CSDBTypeTree::kNone;
+
+// A row of notes with its tree, beside a search that looks at one note after the other.
+class TypeRow {
+public:
+    void Append(uint8_t nType, bool bLive) {
+        m_tree.Reserve(m_arNotes.size());
+        SDBNOTE note;
+        note.nType = nType;
+        note.nState = bLive ? 0 : kSdbStateDeleted;
+        m_arNotes.push_back(note);
+        if (bLive) m_tree.Add(m_arNotes.size() - 1, nType);
+    }
+    void Delete(size_t n) {
+        if (!m_arNotes[n].IsLive()) return;
+        m_arNotes[n].nState = kSdbStateDeleted;
+        m_tree.Remove(n, m_arNotes.size(), NoteAt());
+    }
+    size_t Count() const { return m_arNotes.size(); }
+    uint32_t Find(size_t nFrom, uint32_t nType) const {
+        return m_tree.FirstFrom(nFrom, nType, m_arNotes.size(), NoteAt());
+    }
+    uint32_t FindPlainly(size_t nFrom, uint32_t nType) const {
+        for (size_t n = nFrom; n < m_arNotes.size(); ++n)
+            if (m_arNotes[n].IsLive() && (nType > 254 || m_arNotes[n].nType == nType))
+                return static_cast<uint32_t>(n);
+        return kNone;
+    }
+
+private:
+    std::function<const SDBNOTE&(size_t)> NoteAt() const {
+        return [this](size_t n) -> const SDBNOTE& { return m_arNotes[n]; };
+    }
+
+    std::vector<SDBNOTE> m_arNotes;
+    CSDBTypeTree m_tree;
+};
+
+TEST(SDBTypeTreeTest, AnEmptyRowHasNothing) {
+    const TypeRow row;
+    EXPECT_EQ(kNone, row.Find(0, kSdbAny));
+    EXPECT_EQ(kNone, row.Find(5, kSdbBank));
 }
 
-TEST(SDBIndexListTest, AnEmptiedListTakesNumbersAgain) {
-    CSDBIndexList list;
-    list.Append(1);
-    list.Append(2);
-    list.Erase(1);
-    list.Erase(2);
-    EXPECT_EQ(kNone, list.FirstFrom(0));
-    list.Append(3);
-    EXPECT_EQ(3u, list.FirstFrom(0));
+TEST(SDBTypeTreeTest, ASearchDoesNotGoBackInItsGroup) {
+    TypeRow row;
+    for (int n = 0; n < 100; ++n) row.Append(n == 65 ? kSdbBank : kSdbPreset, true);
+    EXPECT_EQ(65u, row.Find(65, kSdbBank));
+    EXPECT_EQ(kNone, row.Find(66, kSdbBank));
+    EXPECT_EQ(kNone, row.Find(100, kSdbAny));
 }
 
-TEST(SDBIndexListTest, ACopyIsItsOwn) {
-    CSDBIndexList list;
-    list.Append(1);
-    list.Append(2);
-    CSDBIndexList copy(list);
-    list.Erase(1);
-    EXPECT_EQ(1u, copy.FirstFrom(0));
-    EXPECT_EQ(2u, list.FirstFrom(0));
+// Lengths around the ends of groups of notes and of sets: 64 notes, 64 sets of them, 64 sets of those.
+TEST(SDBTypeTreeTest, TheLastNoteIsFoundFromEverywhere) {
+    for (const size_t nCount : {1u, 63u, 64u, 65u, 4095u, 4096u, 4097u, 262143u, 262145u}) {
+        SCOPED_TRACE(nCount);
+        TypeRow row;
+        for (size_t n = 1; n < nCount; ++n) row.Append(kSdbPreset, true);
+        row.Append(255, true);
+        row.Append(kSdbBank, true);
+        for (size_t nFrom = 0; nFrom <= nCount; nFrom += 1 + nCount / 97)
+            ASSERT_EQ(nCount, row.Find(nFrom, kSdbBank));
+        row.Delete(nCount);
+        EXPECT_EQ(kNone, row.Find(0, kSdbBank));
+        EXPECT_EQ(nCount - 1, row.Find(nCount - 1, kSdbAny)) << "a stored type 255";
+        row.Delete(nCount - 1);
+        EXPECT_EQ(kNone, row.Find(nCount - 1, kSdbAny));
+    }
+}
+
+TEST(SDBTypeTreeTest, AnyOrderOfDeletionLeavesTheRest) {
+    static constexpr uint32_t kCount = 9001;
+    static constexpr uint8_t kTypes[] = {0, 63, 64, 127, 128, 191, 192, 254, 255};
+    for (const uint32_t nStep :
+         {1u, kCount - 1, 7u, 1201u}) {  // 1: from the front; kCount - 1: from the back
+        SCOPED_TRACE(nStep);
+        TypeRow row;
+        std::mt19937 random(nStep);
+        for (uint32_t n = 0; n < kCount; ++n)
+            row.Append(random() % 8 != 0 ? 16 : kTypes[random() % std::size(kTypes)], random() % 5 != 0);
+        uint32_t nAt = nStep == kCount - 1 ? kCount - 1 : 0;
+        for (uint32_t n = 0; n < kCount; ++n, nAt = (nAt + nStep) % kCount) {
+            row.Delete(nAt);
+            if (n % 16 != 0) continue;
+            for (const uint32_t nFrom : {0u, nAt, nAt + 1, 4500u, kCount})
+                for (const uint32_t nType : {16u, 64u, 254u, 255u, 300u})
+                    ASSERT_EQ(row.FindPlainly(nFrom, nType), row.Find(nFrom, nType));
+        }
+        EXPECT_EQ(kNone, row.Find(0, kSdbAny));
+    }
+}
+
+TEST(SDBTypeTreeTest, AnEmptiedRowTakesNotesAgain) {
+    TypeRow row;
+    for (int n = 0; n < 130; ++n) row.Append(kSdbBank, true);
+    for (size_t n = 0; n < 130; ++n) row.Delete(n);
+    EXPECT_EQ(kNone, row.Find(0, kSdbAny));
+    row.Append(kSdbBank, true);
+    EXPECT_EQ(130u, row.Find(0, kSdbBank));
 }
 
 // --- New ids ---

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "SamplerDBDS/DataBase/SDBKeyTable.h"
 #include "SamplerDBDS/DataBase/SDBRecord.h"
 #include "tests/support/FaultyFileEnv.h"
@@ -145,6 +147,35 @@ TEST_F(SDBKeyTableTest, ALaterNoteWithTheSameIdCanBeDeletedFirst) {
     EXPECT_EQ(&m_keys[0], m_keys.FindLive(7));
     m_keys.MarkDeleted(&m_keys[0]);
     EXPECT_EQ(&m_keys[2], m_keys.FindLive(7));
+}
+
+// Parents of few and of many children, ids that occur again, many types, deletions in any order: beside
+// searches that look at one entry after the other.
+TEST_F(SDBKeyTableTest, SearchesAnswerLikeOnesThatLookAtEveryEntry) {
+    std::mt19937 random(3);
+    const auto first = [this](size_t nFrom, const auto& isAskedFor) -> const SDBNOTE* {
+        for (size_t n = nFrom; n < m_keys.GetCount(); ++n)
+            if (m_keys[n].IsLive() && isAskedFor(m_keys[n])) return &m_keys[n];
+        return nullptr;
+    };
+    for (uint32_t nStep = 0; nStep < 3000; ++nStep) {
+        const uint8_t nType = random() % 6 == 0 ? static_cast<uint8_t>(random()) : uint8_t{kSdbBank};
+        const uint32_t idParent = random() % 3 == 0 ? 5 : static_cast<uint32_t>(random() % 60);
+        ASSERT_TRUE(m_keys.Append(Note(nType, static_cast<uint32_t>(random() % 2000), idParent,
+                                       random() % 9 == 0 ? kSdbStateDeleted : 0)));
+        if (nStep % 3 != 0) m_keys.MarkDeleted(&m_keys[random() % m_keys.GetCount()]);
+        const size_t nAt = random() % m_keys.GetCount();
+        const SDBNOTE& note = m_keys[nAt];
+        for (const uint32_t nWanted : {uint32_t{note.nType}, uint32_t{kSdbBank}, kAny}) {
+            const auto ofType = [&](const SDBNOTE& n) { return nWanted > 254 || n.nType == nWanted; };
+            const auto child = [&](const SDBNOTE& n) { return n.idParent == note.idParent && ofType(n); };
+            ASSERT_EQ(first(nAt + 1, ofType), m_keys.FindAfter(&note, nWanted));
+            ASSERT_EQ(first(0, child), m_keys.FindChild(note.idParent, nWanted));
+            ASSERT_EQ(first(nAt + 1, child), m_keys.FindSibling(&note, nWanted));
+        }
+        ASSERT_EQ(first(0, [&](const SDBNOTE& n) { return n.idNote == note.idNote; }),
+                  m_keys.FindLive(note.idNote));
+    }
 }
 
 TEST_F(SDBKeyTableTest, EntriesKeepTheirAddresses) {
@@ -296,7 +327,7 @@ TEST_F(SDBKeyTableTest, AFailedReadFailsTheListInsteadOfCuttingIt) {
 TEST_F(SDBKeyTableTest, AFailedSkipFailsTheList) {
     FaultyFileEnv env;
     env.FailCallOf(FileOp::kPosition, 2);
-    EXPECT_FALSE(Rebuild(DatabaseImage({{.id = 1, .strBody = "abc"}, {.id = 2}})));
+    EXPECT_FALSE(Rebuild(DatabaseImage({{.id = 1, .strBody = std::string(70000, 'a')}, {.id = 2}})));
     EXPECT_TRUE(env.FaultHit());
     EXPECT_EQ(0u, m_keys.GetCount());
 }
