@@ -1,5 +1,7 @@
 #include "codec/MoveToFront.h"
 
+#include <algorithm>
+
 namespace Kestrova {
 namespace {
 
@@ -29,6 +31,28 @@ private:
     size_t m_nCount = 0;
 };
 
+// The places that the byte values have in a move-to-front list.
+class FrontPlaces {
+public:
+    explicit FrontPlaces(const bool (&used)[kByteValues]) {
+        int nPlace = kFront;
+        for (unsigned ch = 0; ch < kByteValues; ++ch)
+            m_places[ch] = static_cast<int8_t>(used[ch] ? nPlace++ : kFront + 255);
+    }
+
+    // Moves a value to the front and returns the place it had.
+    unsigned Take(uint8_t ch) {
+        const int8_t place = m_places[ch];
+        for (int8_t& other : m_places) other = static_cast<int8_t>(other + (other < place));
+        m_places[ch] = kFront;
+        return static_cast<unsigned>(place - kFront);
+    }
+
+private:
+    static constexpr int kFront = -128;
+    alignas(64) int8_t m_places[kByteValues];
+};
+
 }  // namespace
 
 MoveToFrontList MoveToFrontList::OfNumbers(unsigned n) {
@@ -47,20 +71,23 @@ MoveToFrontList MoveToFrontList::OfUsed(const bool (&used)[kByteValues]) {
 
 SymbolList generateMTFValues(std::span<const uint32_t> order, const uint8_t* pBlock,
                              const bool (&used)[kByteValues], uint16_t* pSymbols) {
-    MoveToFrontList list = MoveToFrontList::OfUsed(used);
+    FrontPlaces places(used);
     SymbolList result;
-    result.nAlphabet = list.GetCount() + 2;
+    result.nAlphabet = static_cast<unsigned>(std::count(std::begin(used), std::end(used), true)) + 2;
     SymbolSink sink(pSymbols, result.frequencies);
     uint32_t nRun = 0;
+    auto chFront =
+        static_cast<unsigned>(std::find(std::begin(used), std::end(used), true) - std::begin(used));
     for (const uint32_t iStart : order) {
         const uint8_t ch = (pBlock + iStart)[-1];
-        if (ch == list.Front()) {
+        if (ch == chFront) {
             ++nRun;
             continue;
         }
         sink.PutRun(nRun);
         nRun = 0;
-        sink.Put(list.Find(ch) + 1);
+        sink.Put(places.Take(ch) + 1);
+        chFront = ch;
     }
     sink.PutRun(nRun);
     sink.Put(result.nAlphabet - 1);

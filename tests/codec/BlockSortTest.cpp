@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "codec/BlockSort.h"
 #include "codec/RandomTable.h"
@@ -109,12 +110,17 @@ TEST(BlockSorterTest, SortsOnBothSidesOfTheSizeThatWantsBuckets) {
         }
 }
 
+// The second block holds equal parts that are too long for the sort by keys.
 TEST(BlockSorterTest, SortsTheLargestBlockWithGroupsBeyondSixteenBits) {
-    Sorting sorting(FewValues(WaveFormat::kBlockSize, 3));
-    ASSERT_TRUE(sorting.bSorted);
-    EXPECT_TRUE(sorting.HasEveryRotation());
-    EXPECT_TRUE(sorting.IsInOrder());
-    EXPECT_FALSE(sorting.Sorter().IsRandomised());
+    Bytes bytes = FewValues(WaveFormat::kBlockSize, 3);
+    for (int nBlock = 1; nBlock <= 2; ++nBlock) {
+        Sorting sorting(bytes);
+        ASSERT_TRUE(sorting.bSorted);
+        EXPECT_TRUE(sorting.HasEveryRotation());
+        EXPECT_TRUE(sorting.IsInOrder());
+        EXPECT_FALSE(sorting.Sorter().IsRandomised());
+        std::copy_n(bytes.begin(), 1200, bytes.begin() + 500000);
+    }
 }
 
 TEST(BlockSorterTest, RandomisesRepetitiveBlocksAndCountsTheirBytesAnew) {
@@ -137,19 +143,18 @@ TEST(BlockSorterTest, RandomisesRepetitiveBlocksAndCountsTheirBytesAnew) {
 }
 
 // Two of the three bytes the pivot is chosen from are always the smallest left, so each range of the stack
-// leaves one that is nearly as long: first by the byte at depth 2, then by the next. Needs 1010 places.
-Bytes StackOverflow() {
-    constexpr size_t kRecords = 1100;
+// leaves one that is nearly as long: first by the byte at depth 2, then by the next.
+Bytes FillRangeStack(size_t nRecords) {
     Bytes block;
-    for (size_t i = 0; i < kRecords; ++i)
+    for (size_t i = 0; i < nRecords; ++i)
         for (const uint8_t ch : Bytes{9, 8, 255, 255, 20, 8, 20, 8, 20, 8, 20, 8}) block.push_back(ch);
     constexpr size_t kRecordBytes = 12;
-    std::vector<size_t> records(kRecords);  // in the order the bucket is filled: the last first
+    std::vector<size_t> records(nRecords);  // in the order the bucket is filled: the last first
     std::iota(records.rbegin(), records.rend(), size_t{0});
     size_t lo = 0;
     for (size_t nDepth = 2; nDepth <= 3; ++nDepth)
-        for (unsigned value = 0; value < 255 && kRecords - lo > 40; ++value, lo += 2) {
-            const size_t hi = kRecords - 1, middle = (lo + hi) / 2;
+        for (unsigned value = 0; value < 255 && nRecords - lo > 40; ++value, lo += 2) {
+            const size_t hi = nRecords - 1, middle = (lo + hi) / 2;
             block[records[lo] * kRecordBytes + nDepth] = static_cast<uint8_t>(value);
             block[records[middle] * kRecordBytes + nDepth] = static_cast<uint8_t>(value);
             records[middle] = records[hi];  // where partitioning leaves the two it moves
@@ -158,8 +163,23 @@ Bytes StackOverflow() {
     return block;
 }
 
+Bytes StackOverflow() { return FillRangeStack(1100); }  // needs 1010 places
+
 TEST(BlockSorterTest, AnOverflowOfTheRangeStackIsAnError) { EXPECT_FALSE(Sorting(StackOverflow()).bSorted); }
-// Q61
+
+TEST(BlockSorterTest, TheRangeStackOverflowsWhereThatOfThePlainSortDoes) {
+    size_t nOverflows = 0;
+    for (const size_t nRecords : {980u, 1000u, 1020u, 1030u, 1035u, 1040u, 1045u, 1060u, 1200u}) {
+        const Bytes block = FillRangeStack(nRecords);
+        const auto plain = PlainBlockSort(block).order;
+        const Sorting sorting(block);
+        ASSERT_EQ(plain.has_value(), sorting.bSorted) << nRecords;
+        nOverflows += !sorting.bSorted;
+        EXPECT_TRUE(!plain || *plain == sorting.Order()) << nRecords;
+    }
+    EXPECT_GT(nOverflows, 1u);
+    EXPECT_LT(nOverflows, 8u);
+}
 
 // Q61
 TEST(BlockSorterTest, AnOverflowFailsTheWholeCompression) {
@@ -177,13 +197,74 @@ Bytes Repeated(const Bytes& unit, size_t nCopies) {
     return bytes;
 }
 
+// With work limits next to the work of the plain sort, below and above it: the same decision; and as long as the
+// limit holds, the same order, equal rotations included. True when the work was just at a limit.
+bool FirstAttemptIsThePlainSort(const Bytes& bytes) {
+    const PlainOrder plain = PlainBlockSort(bytes);
+    EXPECT_TRUE(plain.order.has_value());
+    const uint64_t nPerByte = plain.nWork / (bytes.size() - 1);
+    for (const uint64_t nLimit : {nPerByte, nPerByte + 1, 2 * nPerByte + 1, 40 * nPerByte + 40}) {
+        Sorting sorting(bytes, static_cast<uint32_t>(nLimit));
+        EXPECT_TRUE(sorting.bSorted);
+        EXPECT_EQ(plain.nWork > nLimit * (bytes.size() - 1), sorting.Sorter().IsRandomised())
+            << bytes.size() << " bytes, limit " << nLimit << ", work " << plain.nWork;
+        EXPECT_TRUE(sorting.Sorter().IsRandomised() || sorting.Order() == plain.order) << bytes.size();
+    }
+    return plain.nWork == nPerByte * (bytes.size() - 1);
+}
+
+Bytes Fibonacci(size_t n) {
+    Bytes before{'a'}, word{'a', 'b'};
+    while (word.size() < n) {
+        const Bytes shorter = std::exchange(before, word);
+        word.insert(word.end(), shorter.begin(), shorter.end());
+    }
+    word.resize(n);
+    return word;
+}
+
+TEST(FirstAttemptTest, IsThePlainSortForEveryShortText) {
+    size_t nAtLimit = 0;
+    for (const auto& [nLetters, nLongest] : {std::pair{2u, 8u}, {3u, 5u}})
+        for (size_t n = 2, nOfLength = nLetters * nLetters; n <= nLongest; ++n, nOfLength *= nLetters)
+            for (size_t iText = 0; iText < nOfLength; ++iText)
+                for (const size_t nCopies : {1u, 2u, 7u})
+                    nAtLimit += FirstAttemptIsThePlainSort(Repeated(TextNumber(iText, n, nLetters), nCopies));
+    EXPECT_GT(nAtLimit, 0u);
+}
+
+TEST(FirstAttemptTest, IsThePlainSortForSmallBlocks) {
+    for (size_t n = 2; n <= 300; n += 1 + n / 20)
+        for (const Bytes& bytes : {Noise(n), FewValues(n, 2), Mixed(n), Fibonacci(n), Bytes(n, 7),
+                                   Periodic(n, 3), Periodic(n, 1 + n / 2), Repeated(Noise(n), 2)})
+            FirstAttemptIsThePlainSort(bytes);
+}
+
+TEST(FirstAttemptTest, IsThePlainSortForLargerBlocks) {
+    for (const size_t n : {1000u, 3999u, 4000u, 4001u, 4002u, 30000u})
+        for (const Bytes& bytes : {Noise(n), FewValues(n, 2), FewValues(n, 5), Mixed(n), Fibonacci(n)})
+            FirstAttemptIsThePlainSort(bytes);
+}
+
+// From rotations that the sort by keys tells apart to those that it leaves to the steps.
+TEST(FirstAttemptTest, IsThePlainSortForNearRepeatsOfEveryLength) {
+    for (const size_t nUnit : {30u, 300u, 985u, 1000u, 1015u, 2500u})
+        for (const size_t nCopies : {2u, 3u, 20u})
+            for (const unsigned nValues : {3u, 256u}) {
+                Bytes bytes = Repeated(FewValues(nUnit, nValues), nCopies);
+                bytes.resize(std::max<size_t>(bytes.size(), 4100));
+                for (size_t i = 0; i < bytes.size(); i += nUnit + 7) ++bytes[i];
+                FirstAttemptIsThePlainSort(bytes);
+            }
+}
+
 // With a work limit of 0 the second attempt sorts this block, because it is the randomised form of the block
 // that is given to the sorter. The order must be that of the plain sort, equal rotations included. False when
 // the first attempt had nothing to compare.
 bool SecondAttemptIsThePlainSort(const Bytes& bytes) {
     Sorting sorting(Randomised(bytes), 0);
     if (!sorting.Sorter().IsRandomised()) return false;
-    const auto plain = PlainBlockSort(bytes);
+    const auto plain = PlainBlockSort(bytes).order;
     EXPECT_TRUE(plain.has_value());
     EXPECT_TRUE(sorting.bSorted);
     EXPECT_TRUE(sorting.Order() == plain) << bytes.size();
@@ -255,7 +336,7 @@ TEST(SecondAttemptTest, IsThePlainSortWhereEqualRotationsShareRanks) {
 }
 
 TEST(SecondAttemptTest, AnOverflowOfTheRangeStackIsAnError) {
-    ASSERT_EQ(std::nullopt, PlainBlockSort(StackOverflow()));
+    ASSERT_EQ(std::nullopt, PlainBlockSort(StackOverflow()).order);
     const Sorting sorting(Randomised(StackOverflow()), 0);
     EXPECT_TRUE(sorting.Sorter().IsRandomised());
     EXPECT_FALSE(sorting.bSorted);
