@@ -15,7 +15,8 @@ using namespace SortSteps;
 using WaveFormat::kByteValues;
 
 constexpr uint32_t kSimpleSortBlock = 4000;  // below this last index buckets are not worth their cost
-constexpr uint32_t kSortedFlag = 0x200000;   // in a radix entry: this bucket is in order
+static_assert(kSimpleSortBlock <= KeySortArrays::kMaxKeys);
+constexpr uint32_t kSortedFlag = 0x200000;  // in a radix entry: this bucket is in order
 constexpr uint32_t kMaxRank = 65534;
 constexpr uint32_t kWorkStep = 4, kLongestStride = 4096;  // positions compared at once
 

@@ -17,11 +17,11 @@ struct BlockSortArrays {
     EqualRotationsArrays equals;  // of the second attempt
 };
 
-// Sorts the rotations of one block. The order of the defined steps decides when the work limit is reached, and so
-// the bytes of the stream: whoever makes a step faster must keep this order.
+// Sorts the rotations of one block. The order of the defined steps decides when the work limit is reached,
+// and so the bytes of the stream: whoever makes a step faster must keep this order.
 //
-// For most blocks KeySorter foretells to what the steps would lead, and none is gone through. For the others comes
-// the first attempt, which counts its work.
+// For most blocks KeySorter knows what the steps would lead to, and none is gone through. For the others
+// there is the first attempt, which counts its work.
 //
 // The second attempt has no work limit. The order of different rotations is the same whatever steps
 // lead to it, so a sort in linear time finds it. Two more things depend on the steps: whether the

@@ -17,10 +17,10 @@ constexpr uint64_t kStartMask = (uint64_t{1} << kStartBits) - 1;
 static_assert(WaveFormat::kBlockSize <= kStartMask && 8 * kKeyBytes + kStartBits == 64);
 
 constexpr uint32_t kSameKey = 0x80000000;  // in the order: this rotation has the key of the one before
-constexpr uint32_t kFew = 16;              // rotations that are compared with each other rather than by keys
-constexpr uint32_t kComparedBytes = 8;
+constexpr uint32_t kFew = 16;              // so many are compared with each other, which needs no keys
+constexpr uint32_t kComparedBytes = 8;     // of two rotations at once
 constexpr uint32_t kMaxDepth = 1000;
-constexpr uint32_t kFreeDepth = 8;  // the head of a comparison and more; up to here no work is counted
+constexpr uint32_t kFreeDepth = 8;
 static_assert(kComparedBytes <= kOvershootBytes && kSimpleDepth <= kOvershootBytes);
 
 // How often the shell sort of the defined steps goes through a range.
@@ -30,7 +30,7 @@ uint32_t PassesThrough(size_t nRotations) {
     return nPasses;
 }
 
-// None of what follows branches by the keys, which nobody can foretell.
+// The next three have no branch that depends on the keys, because no processor could foretell it.
 
 void PutInOrder(uint64_t& a, uint64_t& b) {
     const uint64_t less = std::min(a, b);
@@ -47,8 +47,9 @@ void SortUpToFour(uint64_t* keys, size_t n) {
     if (n >= 3) PutInOrder(keys[1], keys[2]);
 }
 
-// Two sorted halves into one. The second may be longer by one. From each end goes on as many keys as the first half
-// has, so that no half runs out on the way; one key may be left in the middle.
+// Merges two sorted halves, of which the second may be longer by one key. It works from both ends at once,
+// and for as many keys as the first half has, so that neither half runs out; one key may be left in the
+// middle.
 void MergeHalves(const uint64_t* keys, size_t n, uint64_t* merged) {
     const size_t nHalf = n / 2;
     const uint64_t *pLow1 = keys, *pLow2 = keys + nHalf, *pHigh1 = pLow2 - 1, *pHigh2 = keys + n - 1;
@@ -92,13 +93,15 @@ bool KeySorter::SortBucket(std::span<uint32_t> bucket) {
     return SortClass(bucket, kBucketBytes, 0);
 }
 
-// nWaiting: the most ranges that wait on the stack of the defined steps when they come to a range of this class.
-// Of each range they push the smaller, equal and greater part, and go on with the last.
-// - The greater part lacks two rotations at least, because the pivot is a median of three. Of the parts with equal
-//   bytes, one waits for each byte of the depth. So a class can add no more ranges than it has rotations, and a few.
-// - The greater part lacks a byte value at least, the pivot. So before its equal part is reached a class adds no
-//   more than two ranges for each value. This holds for the large classes, which are divided here by all values
-//   at once.
+// nWaiting: the most ranges that can wait on the stack of the defined steps when they take a range of this
+// class from it. They divide it into a smaller, an equal and a greater part, and go on with the greater one,
+// while two wait; then with the equal one, at the next depth, while one waits; then with the smaller one.
+// - The greater part is shorter by two rotations or more, because the pivot is a median of three. So as many
+//   ranges as the class has rotations, one for each depth, and three that are being pushed, are always
+//   enough.
+// - The greater part also has fewer values of the byte at this depth. So two ranges for each value but one,
+//   and one more for the equal part, are enough for what waits on the way to the next depth. This serves for
+//   large classes; these are divided here by all values at once.
 bool KeySorter::SortClass(std::span<uint32_t> rotations, uint32_t nDepth, uint32_t nWaiting) {
     constexpr uint32_t kDepths = kSimpleDepth + 1 - kBucketBytes, kParts = 3;
     const bool bFewEnough = nWaiting + rotations.size() + kDepths + kParts <= kMaxRanges;
@@ -124,8 +127,10 @@ bool KeySorter::DivideClass(std::span<uint32_t> rotations, uint32_t nDepth, uint
     return true;
 }
 
-// nPasses: most passes of the defined steps through a range that these rotations are in. It is one of those that
-// are always short; or a deep one, all of which is in this class as long as the class is not deeper.
+// nPasses: the most passes that the shell sort of the defined steps makes through a range with two of these
+// rotations. Such a range is short, or is all the bucket has of its depth, and then lies within this class
+// unless the class is deeper. The first six bytes behind a range's depth count no work, nor do up to three
+// that follow. So neither do those that a round from a depth below kFreeDepth looks at.
 bool KeySorter::SortByKeys(std::span<uint32_t> rotations, uint32_t nDepth, uint32_t nPasses) {
     if (nDepth <= kSimpleDepth + 1) nPasses = std::max(m_nLeastPasses, PassesThrough(rotations.size()));
     if (nDepth >= m_nMaxDepth) return false;
@@ -180,7 +185,7 @@ bool KeySorter::SortFew(std::span<uint32_t> rotations, uint32_t nDepth, uint32_t
     return nDepth + nRounds * kComparedBytes <= m_nMaxDepth && SpendWork(rotations.size(), nPasses, nRounds);
 }
 
-// nRounds: raised to the number of rounds that it took; one too many for m_nMaxDepth when there is no answer.
+// nRounds: raised to the number of rounds that this took; where there is no answer, beyond m_nMaxDepth.
 bool KeySorter::IsGreater(uint32_t i1, uint32_t i2, uint32_t nDepth, uint32_t& nRounds) const {
     for (uint32_t nRound = 1;; ++nRound, nDepth += kComparedBytes) {
         nRounds = std::max(nRounds, nRound);
@@ -190,9 +195,8 @@ bool KeySorter::IsGreater(uint32_t i1, uint32_t i2, uint32_t nDepth, uint32_t& n
     }
 }
 
-// What sorting these rotations could be counted for in the defined steps. A pass compares each two of them once
-// at most. A round looks at eight bytes or fewer, and of the steps of work, which take four bytes each,
-// two or fewer end in it.
+// The work that the defined steps may do on these rotations. A pass compares any two of them once or not at
+// all, and a round looks at no more than eight of their bytes, in which at most two steps of four bytes end.
 bool KeySorter::SpendWork(uint64_t nRotations, uint64_t nPasses, uint64_t nRounds) {
     const uint64_t nPairs = nRotations * (nRotations - 1) / 2, nMost = 2 * nRounds * nPasses * nPairs;
     if (nMost > m_nWorkLeft) return false;

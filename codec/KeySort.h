@@ -7,12 +7,12 @@
 
 namespace Kestrova {
 
-// The constants of the defined steps, on which the proofs of KeySorter rest.
+// What KeySorter must know of the defined steps.
 namespace SortSteps {
 
-inline constexpr int32_t kBucketBytes = 2;  // equal in all rotations of a bucket
-inline constexpr int32_t kSimpleRange = 20,
-                         kSimpleDepth = 10;   // no longer, or deeper: not divided any further
+inline constexpr int32_t kBucketBytes = 2;    // equal in all rotations of a bucket
+inline constexpr int32_t kSimpleRange = 20;   // a range that is no longer, or
+inline constexpr int32_t kSimpleDepth = 10;   // that is deeper, is not divided any further
 inline constexpr uint32_t kMaxRanges = 1000;  // that may wait while a bucket is divided
 
 }  // namespace SortSteps
@@ -25,12 +25,13 @@ struct KeySortArrays {
     uint64_t merged[kMaxKeys];
 };
 
-// Of the defined steps, which compare a byte or four at a time, three things reach the stream: the order, whether
-// their work passes the limit, and whether their stack of ranges overflows. Where all rotations differ any
-// steps lead to the same order. So this sort takes a shorter way, and adds up what the defined steps could need at
-// most, of work and of places on the stack. As long as they have that much, its answer is theirs. Otherwise, or when
-// rotations may be equal, it refuses the block, and the defined steps must be gone through. Waves come nowhere
-// near the bounds, unless they repeat exactly.
+// Of the defined steps, which compare a byte or four at a time, three things reach the stream: the order,
+// whether their work passes the limit, and whether their stack of ranges overflows. Where all rotations
+// differ any steps lead to the same order. So this sort takes a shorter way, and adds up what the defined
+// steps could need at the very most, of work and of places on the stack. As long as they have that much, its
+// answer is theirs. Otherwise, or when rotations may be equal, it refuses the block, and the defined steps
+// must be gone through. Waves come nowhere near these bounds, unless they repeat exactly.
+// Time: bounded by the work limit, as each step here stands for work that is added up.
 class KeySorter {
 public:
     // Owns neither the arrays nor the scratch, which has a word for each rotation.
@@ -39,8 +40,8 @@ public:
     // Starts with a block, behind which its first kOvershootBytes bytes stand once more.
     void Start(const uint8_t* block, uint32_t nCount, uint64_t nWorkLimit);
 
-    // Sort all rotations of a block that the defined steps leave in one range (fewer than kMaxKeys), or those
-    // with the same two bytes in front. False: refused, the order is of no use.
+    // Sort all rotations of a block (up to kMaxKeys) that the defined steps leave in one range, or those that
+    // have the same two bytes in front. False: refused, and the order is of no use.
     bool SortWhole(std::span<uint32_t> order);
     bool SortBucket(std::span<uint32_t> bucket);
 

@@ -1,7 +1,5 @@
 #include "codec/MoveToFront.h"
 
-#include <algorithm>
-
 namespace Kestrova {
 namespace {
 
@@ -31,16 +29,18 @@ private:
     size_t m_nCount = 0;
 };
 
-// The places that the byte values have in a move-to-front list.
+// A move-to-front list the other way round: the place of each byte value. So nothing is searched. The loop
+// over all values has no branch, and becomes a few vector operations; the bytes are signed because these are
+// what every processor compares.
 class FrontPlaces {
 public:
     explicit FrontPlaces(const bool (&used)[kByteValues]) {
-        int nPlace = kFront;
+        int place = kFront;
         for (unsigned ch = 0; ch < kByteValues; ++ch)
-            m_places[ch] = static_cast<int8_t>(used[ch] ? nPlace++ : kFront + 255);
+            m_places[ch] = static_cast<int8_t>(used[ch] ? place++ : kLast);
     }
 
-    // Moves a value to the front and returns the place it had.
+    // Moves a value to the front and returns the index it had.
     unsigned Take(uint8_t ch) {
         const int8_t place = m_places[ch];
         for (int8_t& other : m_places) other = static_cast<int8_t>(other + (other < place));
@@ -49,8 +49,9 @@ public:
     }
 
 private:
-    static constexpr int kFront = -128;
-    alignas(64) int8_t m_places[kByteValues];
+    static constexpr int8_t kFront = -128, kLast = 127;  // of the largest list
+
+    int8_t m_places[kByteValues];
 };
 
 }  // namespace
@@ -72,12 +73,12 @@ MoveToFrontList MoveToFrontList::OfUsed(const bool (&used)[kByteValues]) {
 SymbolList generateMTFValues(std::span<const uint32_t> order, const uint8_t* pBlock,
                              const bool (&used)[kByteValues], uint16_t* pSymbols) {
     FrontPlaces places(used);
+    const MoveToFrontList firstList = MoveToFrontList::OfUsed(used);
     SymbolList result;
-    result.nAlphabet = static_cast<unsigned>(std::count(std::begin(used), std::end(used), true)) + 2;
+    result.nAlphabet = firstList.GetCount() + 2;
     SymbolSink sink(pSymbols, result.frequencies);
     uint32_t nRun = 0;
-    auto chFront =
-        static_cast<unsigned>(std::find(std::begin(used), std::end(used), true) - std::begin(used));
+    uint8_t chFront = firstList.Front();
     for (const uint32_t iStart : order) {
         const uint8_t ch = (pBlock + iStart)[-1];
         if (ch == chFront) {

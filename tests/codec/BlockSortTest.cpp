@@ -198,8 +198,8 @@ Bytes Repeated(const Bytes& unit, size_t nCopies) {
     return bytes;
 }
 
-// With work limits next to the work of the plain sort, below and above it: the same decision; and as long as the
-// limit holds, the same order, equal rotations included. True when the work was just at a limit.
+// With work limits just below and above the work of the plain sort, and with wider ones: the same decision,
+// and the same order where the limit holds, equal rotations included. True when the work was just at a limit.
 bool FirstAttemptIsThePlainSort(const Bytes& bytes) {
     const PlainOrder plain = PlainBlockSort(bytes);
     EXPECT_TRUE(plain.order.has_value());

@@ -128,8 +128,8 @@ private:
         return true;
     }
 
-    // Six bytes, then byte and rank by turns, all around the block. Each four positions behind the six that are
-    // equal count as work.
+    // Six bytes, then byte and rank by turns, all around the block. Behind the six each four equal positions
+    // count as work.
     bool IsGreater(size_t i1, size_t i2, int depth) {
         i1 += static_cast<size_t>(depth);
         i2 += static_cast<size_t>(depth);
