@@ -44,12 +44,12 @@ public:
     unsigned Take(uint8_t ch) {
         const int8_t place = m_places[ch];
         for (int8_t& other : m_places) other = static_cast<int8_t>(other + (other < place));
-        m_places[ch] = kFront;
+        m_places[ch] = static_cast<int8_t>(kFront);
         return static_cast<unsigned>(place - kFront);
     }
 
 private:
-    static constexpr int8_t kFront = -128, kLast = 127;  // of the largest list
+    static constexpr int kFront = -128, kLast = 127;  // of the largest list
 
     int8_t m_places[kByteValues];
 };
