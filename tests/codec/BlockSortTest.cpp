@@ -15,19 +15,19 @@
 namespace Kestrova::Test {
 namespace {
 
-// One block through the sorter and back.
+// One block through the sorter and back. All use the same arrays, so only one lives at a time.
 class Sorting {
 public:
     explicit Sorting(const Bytes& bytes, uint32_t nWorkPerByte = BlockSorter::kWorkPerByte)
-        : m_nCount(static_cast<uint32_t>(bytes.size())), m_sorter(*m_arrays, nWorkPerByte) {
+        : m_nCount(static_cast<uint32_t>(bytes.size())), m_sorter(*s_arrays, nWorkPerByte) {
         std::copy(bytes.begin(), bytes.end(), Block());
         for (const uint8_t ch : bytes) used[ch] = true;
         bSorted = m_sorter.doReversibleTransformation(m_nCount, used);
     }
 
-    uint8_t* Block() { return m_arrays->block + 1; }
+    uint8_t* Block() { return s_arrays->block + 1; }
     Bytes BlockBytes() { return Bytes(Block(), Block() + m_nCount); }
-    std::vector<uint32_t> Order() const { return {m_arrays->order, m_arrays->order + m_nCount}; }
+    std::vector<uint32_t> Order() const { return {s_arrays->order, s_arrays->order + m_nCount}; }
     const BlockSorter& Sorter() const { return m_sorter; }
 
     // No rotation is greater than the next; equal ones may stand in any order.
@@ -65,7 +65,7 @@ public:
     bool bSorted = false;
 
 private:
-    std::unique_ptr<BlockSortArrays> m_arrays = std::make_unique_for_overwrite<BlockSortArrays>();
+    inline static const auto s_arrays = std::make_unique_for_overwrite<BlockSortArrays>();
     uint32_t m_nCount;
     BlockSorter m_sorter;
 };
@@ -242,15 +242,15 @@ TEST(FirstAttemptTest, IsThePlainSortForSmallBlocks) {
 }
 
 TEST(FirstAttemptTest, IsThePlainSortForLargerBlocks) {
-    for (const size_t n : {1000u, 3999u, 4000u, 4001u, 4002u, 30000u})
+    for (const size_t n : {1000u, 4000u, 4001u, 9000u})
         for (const Bytes& bytes : {Noise(n), FewValues(n, 2), FewValues(n, 5), Mixed(n), Fibonacci(n)})
             FirstAttemptIsThePlainSort(bytes);
 }
 
 // From rotations that the sort by keys tells apart to those that it leaves to the steps.
 TEST(FirstAttemptTest, IsThePlainSortForNearRepeatsOfEveryLength) {
-    for (const size_t nUnit : {30u, 300u, 985u, 1000u, 1015u, 2500u})
-        for (const size_t nCopies : {2u, 3u, 20u})
+    for (const size_t nUnit : {30u, 300u, 985u, 1015u})
+        for (const size_t nCopies : {2u, 9u})
             for (const unsigned nValues : {3u, 256u}) {
                 Bytes bytes = Repeated(FewValues(nUnit, nValues), nCopies);
                 bytes.resize(std::max<size_t>(bytes.size(), 4100));
