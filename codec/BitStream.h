@@ -84,21 +84,26 @@ public:
     void bsW(unsigned nBits, uint32_t nValue) {
         m_nPending = (m_nPending << nBits) | nValue;
         m_nLive += nBits;
-        for (; m_nLive >= 8; m_nLive -= 8) m_out.Put(static_cast<uint8_t>(m_nPending >> (m_nLive - 8)));
+        if (m_nLive < 32) return;
+        m_nLive -= 32;
+        const uint32_t nWord = __builtin_bswap32(static_cast<uint32_t>(m_nPending >> m_nLive));
+        m_out.PutWord(nWord);
     }
 
     void bsPut32(uint32_t nValue) { bsW(32, nValue); }
 
     // The last byte is filled up with zero bits.
     void bsFinishedWithStream() {
-        if (m_nLive > 0) bsW(8 - m_nLive, 0);
+        for (; m_nLive >= 8; m_nLive -= 8) m_out.Put(static_cast<uint8_t>(m_nPending >> (m_nLive - 8)));
+        if (m_nLive > 0) m_out.Put(static_cast<uint8_t>(m_nPending << (8 - m_nLive)));
+        m_nLive = 0;
         m_out.Flush();
     }
 
 private:
     StagedOutput& m_out;
     uint64_t m_nPending = 0;
-    unsigned m_nLive = 0;  // bits of m_nPending not yet in a byte, less than 8 between calls
+    unsigned m_nLive = 0;  // bits of m_nPending not yet handed on, less than 32 between calls
 };
 
 }  // namespace Kestrova

@@ -11,11 +11,11 @@
 namespace Kestrova {
 namespace {
 
+using namespace SortSteps;
 using WaveFormat::kByteValues;
 
 constexpr uint32_t kSimpleSortBlock = 4000;  // below this last index buckets are not worth their cost
-constexpr int32_t kSimpleSortRange = 20, kSimpleSortDepth = 10;
-constexpr size_t kMaxRanges = 1000;
+static_assert(kSimpleSortBlock <= KeySortArrays::kMaxKeys);
 constexpr uint32_t kSortedFlag = 0x200000;  // in a radix entry: this bucket is in order
 constexpr uint32_t kMaxRank = 65534;
 constexpr uint32_t kWorkStep = 4, kLongestStride = 4096;  // positions compared at once
@@ -60,6 +60,7 @@ BlockSorter::BlockSorter(BlockSortArrays& arrays, uint32_t nWorkPerByte)
       m_radix(arrays.radix),
       m_scratch(arrays.equals.tie),
       m_equals(arrays.equals),
+      m_keySorter(arrays.keys, arrays.equals.tie),
       m_nWorkPerByte(nWorkPerByte) {}
 
 bool BlockSorter::doReversibleTransformation(uint32_t nCount, bool (&used)[kByteValues]) {
@@ -67,14 +68,24 @@ bool BlockSorter::doReversibleTransformation(uint32_t nCount, bool (&used)[kByte
     m_nWork = 0;
     // Deliberate (Q62): the work limit randomises a block, small ones too.
     m_nWorkLimit = uint64_t{m_nWorkPerByte} * (nCount - 1);
+    m_bRandomised = false;
+    if (SortByKeys()) return FindOrigin();
+    m_bFailed = false;
     m_eRanges = Ranges::kCompared;
-    m_bRandomised = m_bError = false;
     sortIt();
-    if (IsOverLimit() && !m_bError) {
+    if (IsOverLimit() && !m_bFailed) {
         randomiseBlock(used);
         SortRandomised();
     }
-    return !m_bError && FindOrigin();
+    return !m_bFailed && FindOrigin();
+}
+
+bool BlockSorter::SortByKeys() {
+    m_bFailed = false;
+    m_eRanges = Ranges::kByKeys;
+    m_keySorter.Start(m_block, m_nCount, m_nWorkLimit);
+    sortIt();
+    return !m_bFailed;
 }
 
 void BlockSorter::randomiseBlock(bool (&used)[kByteValues]) {
@@ -88,7 +99,7 @@ void BlockSorter::SortRandomised() {
     m_nWork = 0;  // and stays so: only the first attempt counts
     m_eRanges = Ranges::kUntouched;
     sortIt();
-    if (m_bError) return;
+    if (m_bFailed) return;
     const uint32_t nCopies = SortRotations(std::span<const uint8_t>(m_block, m_nCount), m_order, m_scratch);
     if (nCopies == 1) return;
     m_equals.Start(m_order, m_nCount, nCopies);
@@ -106,11 +117,18 @@ void BlockSorter::sortIt() {
     CopyOvershoot();
     if (m_nCount - 1 < kSimpleSortBlock) {
         std::iota(m_order, m_order + m_nCount, 0u);
-        simpleSort(0, static_cast<int32_t>(m_nCount) - 1, 0);
+        SortSmallBlock();
     } else {
         FillBuckets();
         SortGroups();
     }
+}
+
+void BlockSorter::SortSmallBlock() {
+    if (m_eRanges == Ranges::kByKeys)
+        m_bFailed = !m_keySorter.SortWhole({m_order, m_nCount});
+    else
+        simpleSort(0, static_cast<int32_t>(m_nCount) - 1, 0);
 }
 
 void BlockSorter::CopyOvershoot() {
@@ -152,7 +170,7 @@ void BlockSorter::SortGroups() {
     for (const uint32_t group : groups) {
         if (!SortBucketsOf(group)) return;
         done[group] = true;
-        RankGroup(group);
+        if (m_eRanges != Ranges::kByKeys) RankGroup(group);
         if (m_eRanges == Ranges::kComparedByTables)
             m_equals.TakeRanks(m_block, m_quadrant, done, GroupSize(group) > kMaxRank);
         DeriveBucketsEndingIn(group, done);
@@ -162,13 +180,19 @@ void BlockSorter::SortGroups() {
 bool BlockSorter::SortBucketsOf(uint32_t group) {
     for (uint32_t bucket = group << 8; bucket < (group + 1) << 8; ++bucket) {
         if ((m_radix[bucket] & kSortedFlag) != 0) continue;
-        const auto lo = static_cast<int32_t>(BucketStart(bucket));
-        const auto hi = static_cast<int32_t>(BucketStart(bucket + 1)) - 1;
-        if (hi > lo) qSort3(lo, hi, 2);
+        SortBucket(BucketStart(bucket), BucketStart(bucket + 1));
         if (MustGiveUp()) return false;
         m_radix[bucket] |= kSortedFlag;
     }
     return true;
+}
+
+void BlockSorter::SortBucket(uint32_t iBegin, uint32_t iEnd) {
+    if (iEnd - iBegin < 2) return;
+    if (m_eRanges == Ranges::kByKeys)
+        m_bFailed = !m_keySorter.SortBucket({m_order + iBegin, m_order + iEnd});
+    else
+        qSort3(static_cast<int32_t>(iBegin), static_cast<int32_t>(iEnd) - 1, kBucketBytes);
 }
 
 // The order within a finished group becomes the rank of its positions, which all later comparisons use. Ranks
@@ -204,7 +228,7 @@ void BlockSorter::qSort3(int32_t lo, int32_t hi, int32_t depth) {
     ranges.Push({lo, hi, depth});
     while (!ranges.IsEmpty() && !MustGiveUp()) {
         const Range range = ranges.Pop();
-        if (range.hi - range.lo < kSimpleSortRange || range.depth > kSimpleSortDepth)
+        if (range.hi - range.lo < kSimpleRange || range.depth > kSimpleDepth)
             simpleSort(range.lo, range.hi, range.depth);
         else
             PartitionInto(ranges, range);
@@ -233,16 +257,16 @@ void BlockSorter::PartitionInto(RangeStack& ranges, Range range) {
         std::swap(m_order[unLo++], m_order[unHi--]);
     }
     if (gtHi < ltLo) {
-        m_bError = !ranges.Push({lo, hi, depth + 1});
+        m_bFailed = !ranges.Push({lo, hi, depth + 1});
         return;
     }
     const int32_t nLess = unLo - ltLo, nGreater = gtHi - unHi;
     const int32_t nLowSwap = std::min(ltLo - lo, nLess), nHighSwap = std::min(hi - gtHi, nGreater);
     vswap(lo, unLo - nLowSwap, nLowSwap);
     vswap(unLo, hi - nHighSwap + 1, nHighSwap);
-    m_bError = !ranges.Push({lo, lo + nLess - 1, depth}) ||
-               !ranges.Push({lo + nLess, hi - nGreater, depth + 1}) ||
-               !ranges.Push({hi - nGreater + 1, hi, depth});
+    m_bFailed = !ranges.Push({lo, lo + nLess - 1, depth}) ||
+                !ranges.Push({lo + nLess, hi - nGreater, depth + 1}) ||
+                !ranges.Push({hi - nGreater + 1, hi, depth});
 }
 
 void BlockSorter::vswap(int32_t i1, int32_t i2, int32_t n) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "codec/EqualRotations.h"
+#include "codec/KeySort.h"
 #include "codec/WaveFormat.h"
 
 namespace Kestrova {
@@ -12,11 +13,15 @@ struct BlockSortArrays {
     uint16_t quadrant[WaveFormat::kBlockSize + kOvershootBytes];  // ranks found so far, per position
     uint32_t order[WaveFormat::kBlockSize];                       // starts of the rotations in sorted order
     uint32_t radix[0x10000 + 1];                                  // first place of each two-byte bucket
-    EqualRotationsArrays equals;                                  // of the second attempt
+    KeySortArrays keys;
+    EqualRotationsArrays equals;  // of the second attempt
 };
 
-// Sorts the rotations of one block. The order of the steps decides when the work limit is reached, and so the
-// bytes of the stream: whoever makes a step faster must keep this order.
+// Sorts the rotations of one block. The order of the defined steps decides when the work limit is reached,
+// and so the bytes of the stream: whoever makes a step faster must keep this order.
+//
+// For most blocks KeySorter knows what the steps would lead to, and none is gone through. For the others
+// there is the first attempt, which counts its work.
 //
 // The second attempt has no work limit. The order of different rotations is the same whatever steps
 // lead to it, so a sort in linear time finds it. Two more things depend on the steps: whether the
@@ -43,18 +48,21 @@ private:
         int32_t depth;   // leading bytes that are equal in all of them
     };
     class RangeStack;
-    // What is done with ranges that are not divided any further.
-    enum class Ranges { kCompared, kUntouched, kComparedByTables };
+    // What is done with ranges that are not divided any further. By keys a bucket is sorted whole.
+    enum class Ranges { kByKeys, kCompared, kUntouched, kComparedByTables };
 
     void randomiseBlock(bool (&used)[WaveFormat::kByteValues]);
+    bool SortByKeys();
     void SortRandomised();
     bool FindOrigin();
 
     void sortIt();
+    void SortSmallBlock();
     void CopyOvershoot();
     void FillBuckets();
     void SortGroups();
     bool SortBucketsOf(uint32_t group);
+    void SortBucket(uint32_t iBegin, uint32_t iEnd);
     void RankGroup(uint32_t group);
     void DeriveBucketsEndingIn(uint32_t group, const bool (&done)[WaveFormat::kByteValues]);
 
@@ -79,7 +87,7 @@ private:
     uint32_t Wrapped(uint32_t i) const { return i < m_nCount ? i : i - m_nCount; }
 
     bool IsOverLimit() const { return m_nWork > m_nWorkLimit; }
-    bool MustGiveUp() const { return m_bError || IsOverLimit(); }
+    bool MustGiveUp() const { return m_bFailed || IsOverLimit(); }
 
     uint8_t* const m_block;  // [-1] is the copy of the last byte
     uint16_t* const m_quadrant;
@@ -87,12 +95,14 @@ private:
     uint32_t* const m_radix;
     uint32_t* const m_scratch;
     EqualRotations m_equals;
+    KeySorter m_keySorter;
     const uint32_t m_nWorkPerByte;
     uint32_t m_nCount = 0;
     uint32_t m_iOrigin = 0;
     uint64_t m_nWork = 0, m_nWorkLimit = 0;
     Ranges m_eRanges = Ranges::kCompared;
-    bool m_bRandomised = false, m_bError = false;
+    bool m_bRandomised = false;
+    bool m_bFailed = false;  // the stack of ranges overflowed, or the sort by keys refused the block
 };
 
 // The large arrays of the inverse, part of the expander's working storage.

@@ -22,54 +22,54 @@ class HuffmanTree {
 public:
     // pWeights: one per symbol
     HuffmanTree(const uint32_t* pWeights, unsigned nSymbols) : m_nNodes(nSymbols) {
-        m_weight[0] = 0;  // at the heap's place 0: stops every climb
-        m_heap[0] = 0;
-        for (unsigned iNode = 1; iNode <= nSymbols; ++iNode) {
-            m_weight[iNode] = pWeights[iNode - 1];
-            Push(iNode);
-        }
+        m_heap[0] = {0, 0};  // stops every climb
+        for (unsigned iNode = 1; iNode <= nSymbols; ++iNode) Push({pWeights[iNode - 1], iNode});
         while (m_nHeap > 1) JoinLightestTwo();
-        m_parent[m_nNodes] = 0;
     }
 
-    unsigned Depth(unsigned iSymbol) const {
-        unsigned nDepth = 0;
-        for (unsigned iNode = m_parent[iSymbol + 1]; iNode != 0; iNode = m_parent[iNode]) ++nDepth;
-        return nDepth;
+    // Fills `depths` with those of the symbols; returns the greatest.
+    unsigned GetDepths(std::span<uint8_t> depths) const {
+        unsigned depth[2 * kMaxAlphabet];
+        depth[m_nNodes] = 0;
+        for (unsigned iNode = m_nNodes - 1; iNode > 0; --iNode) depth[iNode] = depth[m_parent[iNode]] + 1;
+        for (size_t i = 0; i < depths.size(); ++i) depths[i] = static_cast<uint8_t>(depth[i + 1]);
+        return *std::max_element(depth + 1, depth + 1 + depths.size());
     }
 
 private:
+    struct Entry {
+        uint32_t weight;
+        unsigned iNode;
+    };
+
     void JoinLightestTwo() {
-        const unsigned iFirst = PopLightest(), iSecond = PopLightest();
+        const Entry first = PopLightest(), second = PopLightest();
         ++m_nNodes;
-        m_parent[iFirst] = m_parent[iSecond] = m_nNodes;
-        m_weight[m_nNodes] = JoinWeights(m_weight[iFirst], m_weight[iSecond]);
-        Push(m_nNodes);
+        m_parent[first.iNode] = m_parent[second.iNode] = m_nNodes;
+        Push({JoinWeights(first.weight, second.weight), m_nNodes});
     }
 
-    void Push(unsigned iNode) {
+    void Push(Entry entry) {
         unsigned iPlace = ++m_nHeap;
-        for (; m_weight[iNode] < m_weight[m_heap[iPlace / 2]]; iPlace /= 2)
-            m_heap[iPlace] = m_heap[iPlace / 2];
-        m_heap[iPlace] = iNode;
+        for (; entry.weight < m_heap[iPlace / 2].weight; iPlace /= 2) m_heap[iPlace] = m_heap[iPlace / 2];
+        m_heap[iPlace] = entry;
     }
 
-    unsigned PopLightest() {
-        const unsigned iLightest = m_heap[1], iMoved = m_heap[m_nHeap--];
+    Entry PopLightest() {
+        const Entry lightest = m_heap[1], moved = m_heap[m_nHeap--];
         unsigned iPlace = 1;
         for (unsigned iChild = 2; iChild <= m_nHeap; iChild = 2 * iPlace) {
-            if (iChild < m_nHeap && m_weight[m_heap[iChild + 1]] < m_weight[m_heap[iChild]]) ++iChild;
-            if (m_weight[iMoved] < m_weight[m_heap[iChild]]) break;
+            if (iChild < m_nHeap) iChild += m_heap[iChild + 1].weight < m_heap[iChild].weight;
+            if (moved.weight < m_heap[iChild].weight) break;
             m_heap[iPlace] = m_heap[iChild];
             iPlace = iChild;
         }
-        m_heap[iPlace] = iMoved;
-        return iLightest;
+        m_heap[iPlace] = moved;
+        return lightest;
     }
 
-    unsigned m_heap[kMaxAlphabet + 2];
-    uint32_t m_weight[2 * kMaxAlphabet];
-    unsigned m_parent[2 * kMaxAlphabet];  // 0: the root
+    Entry m_heap[kMaxAlphabet + 2];
+    unsigned m_parent[2 * kMaxAlphabet];  // greater than the node itself; the last node has none
     unsigned m_nHeap = 0;
     unsigned m_nNodes;
 };
@@ -82,12 +82,7 @@ void hbMakeCodeLengths(std::span<uint8_t> lengths, std::span<const uint32_t> fre
     for (size_t i = 0; i < lengths.size(); ++i) weights[i] = std::max(frequencies[i], 1u) << kFrequencyShift;
     for (;;) {
         const HuffmanTree tree(weights, static_cast<unsigned>(lengths.size()));
-        unsigned nLongest = 0;
-        for (unsigned i = 0; i < lengths.size(); ++i) {
-            const unsigned nDepth = tree.Depth(i);
-            lengths[i] = static_cast<uint8_t>(nDepth);
-            nLongest = std::max(nLongest, nDepth);
-        }
+        const unsigned nLongest = tree.GetDepths(lengths);
         if (nLongest <= nMaxLength) return;
         for (uint32_t& weight : std::span(weights, lengths.size()))
             weight = ((weight >> kFrequencyShift) / 2 + 1) << kFrequencyShift;

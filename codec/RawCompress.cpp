@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "codec/BlockSort.h"
 #include "codec/Crc32.h"
@@ -50,30 +51,32 @@ public:
 private:
     // Fills the block from the input; returns the CRC of the bytes taken.
     uint32_t loadAndRLEsource() {
-        const uint8_t* const pStart = m_pNext;
+        const uint8_t* pNext = m_pNext;
+        uint8_t* pOut = m_pBlock;
         std::fill(std::begin(m_used), std::end(m_used), false);
-        m_nCount = 0;
-        while (m_pNext < m_pEnd && m_nCount <= kLoadLimit) StoreRun();
-        return ~UpdateCrc(kCrcStart, pStart, static_cast<size_t>(m_pNext - pStart));
+        while (pNext < m_pEnd && pOut <= m_pBlock + kLoadLimit) StoreRun(pNext, pOut);
+        m_nCount = static_cast<uint32_t>(pOut - m_pBlock);
+        const uint8_t* const pStart = std::exchange(m_pNext, pNext);
+        return ~UpdateCrc(kCrcStart, pStart, static_cast<size_t>(pNext - pStart));
     }
 
-    void StoreRun() {
-        const uint8_t ch = *m_pNext;
-        const uint32_t nRun = getRLEpair();
+    void StoreRun(const uint8_t*& pNext, uint8_t*& pOut) {
+        const uint8_t ch = *pNext;
+        const uint32_t nRun = getRLEpair(pNext);
         m_used[ch] = true;
-        for (uint32_t i = 0; i < std::min(nRun, kRunLiterals); ++i) m_pBlock[m_nCount++] = ch;
+        for (uint32_t i = 0; i < std::min(nRun, kRunLiterals); ++i) *pOut++ = ch;
         if (nRun < kRunLiterals) return;
         const auto chCopies = static_cast<uint8_t>(nRun - kRunLiterals);
         m_used[chCopies] = true;
-        m_pBlock[m_nCount++] = chCopies;
+        *pOut++ = chCopies;
     }
 
     // Takes the run of equal bytes in front and returns its length.
-    uint32_t getRLEpair() {
-        const uint8_t ch = *m_pNext;
+    uint32_t getRLEpair(const uint8_t*& pNext) const {
+        const uint8_t ch = *pNext;
         uint32_t nRun = 0;
-        do ++nRun, ++m_pNext;
-        while (nRun < kMaxRun && m_pNext < m_pEnd && *m_pNext == ch);
+        do ++nRun, ++pNext;
+        while (nRun < kMaxRun && pNext < m_pEnd && *pNext == ch);
         return nRun;
     }
 

@@ -43,6 +43,18 @@ public:
         }
     }
 
+    // Four bytes, as they lie in memory.
+    void PutWord(uint32_t nWord) {
+        if (m_nStaged + sizeof(nWord) < WaveFormat::kStagingSize) {
+            std::memcpy(m_pStaging + m_nStaged, &nWord, sizeof(nWord));
+            m_nStaged += sizeof(nWord);
+        } else {
+            uint8_t bytes[sizeof(nWord)];
+            std::memcpy(bytes, &nWord, sizeof(nWord));
+            Put(bytes, sizeof(nWord));
+        }
+    }
+
     // Hands on what is staged with one Write.
     void Flush() noexcept {
         if (m_nStaged > 0 && !m_bFailed) m_bFailed = !WriteWhole();

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "codec/BlockSort.h"
 #include "codec/RandomTable.h"
@@ -14,19 +15,19 @@
 namespace Kestrova::Test {
 namespace {
 
-// One block through the sorter and back.
+// One block through the sorter and back. All use the same arrays, so only one lives at a time.
 class Sorting {
 public:
     explicit Sorting(const Bytes& bytes, uint32_t nWorkPerByte = BlockSorter::kWorkPerByte)
-        : m_nCount(static_cast<uint32_t>(bytes.size())), m_sorter(*m_arrays, nWorkPerByte) {
+        : m_nCount(static_cast<uint32_t>(bytes.size())), m_sorter(*s_arrays, nWorkPerByte) {
         std::copy(bytes.begin(), bytes.end(), Block());
         for (const uint8_t ch : bytes) used[ch] = true;
         bSorted = m_sorter.doReversibleTransformation(m_nCount, used);
     }
 
-    uint8_t* Block() { return m_arrays->block + 1; }
+    uint8_t* Block() { return s_arrays->block + 1; }
     Bytes BlockBytes() { return Bytes(Block(), Block() + m_nCount); }
-    std::vector<uint32_t> Order() const { return {m_arrays->order, m_arrays->order + m_nCount}; }
+    std::vector<uint32_t> Order() const { return {s_arrays->order, s_arrays->order + m_nCount}; }
     const BlockSorter& Sorter() const { return m_sorter; }
 
     // No rotation is greater than the next; equal ones may stand in any order.
@@ -64,7 +65,7 @@ public:
     bool bSorted = false;
 
 private:
-    std::unique_ptr<BlockSortArrays> m_arrays = std::make_unique_for_overwrite<BlockSortArrays>();
+    inline static const auto s_arrays = std::make_unique_for_overwrite<BlockSortArrays>();
     uint32_t m_nCount;
     BlockSorter m_sorter;
 };
@@ -109,12 +110,17 @@ TEST(BlockSorterTest, SortsOnBothSidesOfTheSizeThatWantsBuckets) {
         }
 }
 
+// The second block holds equal parts that are too long for the sort by keys.
 TEST(BlockSorterTest, SortsTheLargestBlockWithGroupsBeyondSixteenBits) {
-    Sorting sorting(FewValues(WaveFormat::kBlockSize, 3));
-    ASSERT_TRUE(sorting.bSorted);
-    EXPECT_TRUE(sorting.HasEveryRotation());
-    EXPECT_TRUE(sorting.IsInOrder());
-    EXPECT_FALSE(sorting.Sorter().IsRandomised());
+    Bytes bytes = FewValues(WaveFormat::kBlockSize, 3);
+    for (int nBlock = 1; nBlock <= 2; ++nBlock) {
+        Sorting sorting(bytes);
+        ASSERT_TRUE(sorting.bSorted);
+        EXPECT_TRUE(sorting.HasEveryRotation());
+        EXPECT_TRUE(sorting.IsInOrder());
+        EXPECT_FALSE(sorting.Sorter().IsRandomised());
+        std::copy_n(bytes.begin(), 1200, bytes.begin() + 500000);
+    }
 }
 
 TEST(BlockSorterTest, RandomisesRepetitiveBlocksAndCountsTheirBytesAnew) {
@@ -137,19 +143,19 @@ TEST(BlockSorterTest, RandomisesRepetitiveBlocksAndCountsTheirBytesAnew) {
 }
 
 // Two of the three bytes the pivot is chosen from are always the smallest left, so each range of the stack
-// leaves one that is nearly as long: first by the byte at depth 2, then by the next. Needs 1010 places.
-Bytes StackOverflow() {
-    constexpr size_t kRecords = 1100;
-    Bytes block;
-    for (size_t i = 0; i < kRecords; ++i)
-        for (const uint8_t ch : Bytes{9, 8, 255, 255, 20, 8, 20, 8, 20, 8, 20, 8}) block.push_back(ch);
+// leaves one that is nearly as long: first by the byte at depth 2, then by the next.
+Bytes FillRangeStack(size_t nRecords) {
     constexpr size_t kRecordBytes = 12;
-    std::vector<size_t> records(kRecords);  // in the order the bucket is filled: the last first
+    const Bytes start{9, 8, 255, 255};
+    Bytes block = Noise(nRecords * kRecordBytes);  // so that all rotations differ
+    for (uint8_t& ch : block) ch |= 128;
+    for (size_t i = 0; i < block.size(); i += kRecordBytes) std::copy(start.begin(), start.end(), &block[i]);
+    std::vector<size_t> records(nRecords);  // in the order the bucket is filled: the last first
     std::iota(records.rbegin(), records.rend(), size_t{0});
     size_t lo = 0;
     for (size_t nDepth = 2; nDepth <= 3; ++nDepth)
-        for (unsigned value = 0; value < 255 && kRecords - lo > 40; ++value, lo += 2) {
-            const size_t hi = kRecords - 1, middle = (lo + hi) / 2;
+        for (unsigned value = 0; value < 255 && nRecords - lo > 40; ++value, lo += 2) {
+            const size_t hi = nRecords - 1, middle = (lo + hi) / 2;
             block[records[lo] * kRecordBytes + nDepth] = static_cast<uint8_t>(value);
             block[records[middle] * kRecordBytes + nDepth] = static_cast<uint8_t>(value);
             records[middle] = records[hi];  // where partitioning leaves the two it moves
@@ -158,8 +164,23 @@ Bytes StackOverflow() {
     return block;
 }
 
+Bytes StackOverflow() { return FillRangeStack(1100); }  // needs 1010 places
+
 TEST(BlockSorterTest, AnOverflowOfTheRangeStackIsAnError) { EXPECT_FALSE(Sorting(StackOverflow()).bSorted); }
-// Q61
+
+TEST(BlockSorterTest, TheRangeStackOverflowsWhereThatOfThePlainSortDoes) {
+    size_t nOverflows = 0;
+    for (const size_t nRecords : {980u, 1000u, 1020u, 1030u, 1035u, 1040u, 1045u, 1060u, 1200u}) {
+        const Bytes block = FillRangeStack(nRecords);
+        const auto plain = PlainBlockSort(block).order;
+        const Sorting sorting(block);
+        ASSERT_EQ(plain.has_value(), sorting.bSorted) << nRecords;
+        nOverflows += !sorting.bSorted;
+        EXPECT_TRUE(!plain || *plain == sorting.Order()) << nRecords;
+    }
+    EXPECT_GT(nOverflows, 1u);
+    EXPECT_LT(nOverflows, 8u);
+}
 
 // Q61
 TEST(BlockSorterTest, AnOverflowFailsTheWholeCompression) {
@@ -177,13 +198,74 @@ Bytes Repeated(const Bytes& unit, size_t nCopies) {
     return bytes;
 }
 
+// With work limits just below and above the work of the plain sort, and with wider ones: the same decision,
+// and the same order where the limit holds, equal rotations included. True when the work was just at a limit.
+bool FirstAttemptIsThePlainSort(const Bytes& bytes) {
+    const PlainOrder plain = PlainBlockSort(bytes);
+    EXPECT_TRUE(plain.order.has_value());
+    const uint64_t nPerByte = plain.nWork / (bytes.size() - 1);
+    for (const uint64_t nLimit : {nPerByte, nPerByte + 1, 2 * nPerByte + 1, 40 * nPerByte + 40}) {
+        Sorting sorting(bytes, static_cast<uint32_t>(nLimit));
+        EXPECT_TRUE(sorting.bSorted);
+        EXPECT_EQ(plain.nWork > nLimit * (bytes.size() - 1), sorting.Sorter().IsRandomised())
+            << bytes.size() << " bytes, limit " << nLimit << ", work " << plain.nWork;
+        EXPECT_TRUE(sorting.Sorter().IsRandomised() || sorting.Order() == plain.order) << bytes.size();
+    }
+    return plain.nWork == nPerByte * (bytes.size() - 1);
+}
+
+Bytes Fibonacci(size_t n) {
+    Bytes before{'a'}, word{'a', 'b'};
+    while (word.size() < n) {
+        const Bytes shorter = std::exchange(before, word);
+        word.insert(word.end(), shorter.begin(), shorter.end());
+    }
+    word.resize(n);
+    return word;
+}
+
+TEST(FirstAttemptTest, IsThePlainSortForEveryShortText) {
+    size_t nAtLimit = 0;
+    for (const auto& [nLetters, nLongest] : {std::pair{2u, 8u}, {3u, 5u}})
+        for (size_t n = 2, nOfLength = nLetters * nLetters; n <= nLongest; ++n, nOfLength *= nLetters)
+            for (size_t iText = 0; iText < nOfLength; ++iText)
+                for (const size_t nCopies : {1u, 2u, 7u})
+                    nAtLimit += FirstAttemptIsThePlainSort(Repeated(TextNumber(iText, n, nLetters), nCopies));
+    EXPECT_GT(nAtLimit, 0u);
+}
+
+TEST(FirstAttemptTest, IsThePlainSortForSmallBlocks) {
+    for (size_t n = 2; n <= 300; n += 1 + n / 20)
+        for (const Bytes& bytes : {Noise(n), FewValues(n, 2), Mixed(n), Fibonacci(n), Bytes(n, 7),
+                                   Periodic(n, 3), Periodic(n, 1 + n / 2), Repeated(Noise(n), 2)})
+            FirstAttemptIsThePlainSort(bytes);
+}
+
+TEST(FirstAttemptTest, IsThePlainSortForLargerBlocks) {
+    for (const size_t n : {1000u, 4000u, 4001u, 9000u})
+        for (const Bytes& bytes : {Noise(n), FewValues(n, 2), FewValues(n, 5), Mixed(n), Fibonacci(n)})
+            FirstAttemptIsThePlainSort(bytes);
+}
+
+// From rotations that the sort by keys tells apart to those that it leaves to the steps.
+TEST(FirstAttemptTest, IsThePlainSortForNearRepeatsOfEveryLength) {
+    for (const size_t nUnit : {30u, 300u, 985u, 1015u})
+        for (const size_t nCopies : {2u, 9u})
+            for (const unsigned nValues : {3u, 256u}) {
+                Bytes bytes = Repeated(FewValues(nUnit, nValues), nCopies);
+                bytes.resize(std::max<size_t>(bytes.size(), 4100));
+                for (size_t i = 0; i < bytes.size(); i += nUnit + 7) ++bytes[i];
+                FirstAttemptIsThePlainSort(bytes);
+            }
+}
+
 // With a work limit of 0 the second attempt sorts this block, because it is the randomised form of the block
 // that is given to the sorter. The order must be that of the plain sort, equal rotations included. False when
 // the first attempt had nothing to compare.
 bool SecondAttemptIsThePlainSort(const Bytes& bytes) {
     Sorting sorting(Randomised(bytes), 0);
     if (!sorting.Sorter().IsRandomised()) return false;
-    const auto plain = PlainBlockSort(bytes);
+    const auto plain = PlainBlockSort(bytes).order;
     EXPECT_TRUE(plain.has_value());
     EXPECT_TRUE(sorting.bSorted);
     EXPECT_TRUE(sorting.Order() == plain) << bytes.size();
@@ -255,8 +337,10 @@ TEST(SecondAttemptTest, IsThePlainSortWhereEqualRotationsShareRanks) {
 }
 
 TEST(SecondAttemptTest, AnOverflowOfTheRangeStackIsAnError) {
-    ASSERT_EQ(std::nullopt, PlainBlockSort(StackOverflow()));
-    const Sorting sorting(Randomised(StackOverflow()), 0);
+    Bytes block = StackOverflow();
+    block.insert(block.end(), 60, 200);  // work for the first attempt
+    ASSERT_EQ(std::nullopt, PlainBlockSort(block).order);
+    const Sorting sorting(Randomised(block), 0);
     EXPECT_TRUE(sorting.Sorter().IsRandomised());
     EXPECT_FALSE(sorting.bSorted);
 }

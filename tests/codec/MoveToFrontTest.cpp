@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "codec/MoveToFront.h"
 #include "tests/codec/CodecTestSupport.h"
@@ -90,6 +91,46 @@ TEST(GenerateMTFValuesTest, CodesRunsOfTheFrontByteAndEndsTheBlock) {
         EXPECT_EQ(row.symbols, SymbolsOf(row.pszSorted, list, storage));
         EXPECT_EQ(row.symbols.back() + 1u, list.nAlphabet);
     }
+}
+
+std::vector<uint16_t> SymbolsByList(const std::string& strSorted, MoveToFrontList list) {
+    std::vector<uint16_t> symbols;
+    uint64_t nRun = 0;
+    const auto endRun = [&] {
+        for (const unsigned symbol : RunSymbols(std::exchange(nRun, 0)))
+            symbols.push_back(static_cast<uint16_t>(symbol));
+    };
+    for (const char c : strSorted) {
+        const auto ch = static_cast<uint8_t>(c);
+        if (ch == list.Front()) {
+            ++nRun;
+            continue;
+        }
+        endRun();
+        symbols.push_back(static_cast<uint16_t>(list.Find(ch) + 1));
+    }
+    endRun();
+    symbols.push_back(static_cast<uint16_t>(list.GetCount() + 1));
+    return symbols;
+}
+
+// The places are kept in a table for all byte values at once; the list is searched for one.
+TEST(GenerateMTFValuesTest, EqualsTheListForAnyNumberOfValues) {
+    for (const unsigned nValues : {1u, 2u, 15u, 16u, 17u, 100u, 255u, 256u})
+        for (const unsigned nLongestRun : {1u, 9u}) {
+            SCOPED_TRACE(nValues);
+            std::string strSorted;
+            bool used[256] = {};
+            for (const uint8_t number : Noise(5000, nValues)) {
+                const auto ch = static_cast<uint8_t>(255 - number % nValues);
+                strSorted.append(1 + number % nLongestRun, static_cast<char>(ch));
+                used[ch] = true;
+            }
+            SymbolList list;
+            std::vector<uint16_t> storage;
+            EXPECT_EQ(SymbolsByList(strSorted, MoveToFrontList::OfUsed(used)),
+                      SymbolsOf(strSorted, list, storage));
+        }
 }
 
 TEST(GenerateMTFValuesTest, CountsEverySymbol) {

@@ -14,10 +14,10 @@ public:
         for (size_t i = 0; i < m_circle.size(); ++i) m_circle[i] = block[Wrapped(i)];
     }
 
-    std::optional<std::vector<uint32_t>> Sort() {
+    PlainOrder Sort() {
         std::iota(m_order.begin(), m_order.end(), 0u);
         const bool bDone = m_block.size() > 4000 ? SortGroups() : ShellSort({0, End() - 1, 0});
-        return bDone ? std::optional(m_order) : std::nullopt;
+        return {bDone ? std::optional(m_order) : std::nullopt, m_nWork};
     }
 
 private:
@@ -128,15 +128,19 @@ private:
         return true;
     }
 
-    // Six bytes, then byte and rank by turns, all around the block.
-    bool IsGreater(size_t i1, size_t i2, int depth) const {
+    // Six bytes, then byte and rank by turns, all around the block. Behind the six each four equal positions
+    // count as work.
+    bool IsGreater(size_t i1, size_t i2, int depth) {
         i1 += static_cast<size_t>(depth);
         i2 += static_cast<size_t>(depth);
         const size_t nRanks = m_block.size() * sizeof(m_ranks[0]);
         if (std::memcmp(&m_circle[i1], &m_circle[i2], m_block.size()) == 0 &&
-            std::memcmp(&m_ranks[i1 + 6], &m_ranks[i2 + 6], nRanks) == 0)
+            std::memcmp(&m_ranks[i1 + 6], &m_ranks[i2 + 6], nRanks) == 0) {
+            m_nWork += m_block.size() / 4 + 1;
             return false;
+        }
         for (size_t i = 0;; ++i) {
+            m_nWork += i > 6 && (i - 6) % 4 == 0;
             if (At(i1 + i) != At(i2 + i)) return At(i1 + i) > At(i2 + i);
             const int rank1 = m_ranks[i1 + i], rank2 = m_ranks[i2 + i];
             if (i >= 6 && rank1 != rank2) return rank1 > rank2;
@@ -149,10 +153,11 @@ private:
     Bytes m_circle;            // the block several times over, so that no index needs wrapping
     std::vector<int> m_ranks;  // likewise; 0: none yet
     std::vector<uint32_t> m_order;
+    uint64_t m_nWork = 0;
 };
 
 }  // namespace
 
-std::optional<std::vector<uint32_t>> PlainBlockSort(const Bytes& block) { return PlainSorter(block).Sort(); }
+PlainOrder PlainBlockSort(const Bytes& block) { return PlainSorter(block).Sort(); }
 
 }  // namespace Kestrova::Test
