@@ -114,10 +114,14 @@ size_t ResampleWithSwr(Conversion& conversion) {
     auto* const pOut = static_cast<uint8_t*>(conversion.Out());
     const size_t nFrameBytes = conversion.FrameBytes();
     size_t nMade = 0;
+    // It takes memory for all the room that it is given, so it is told no more than a piece needs.
+    const auto nPieceRoom =
+        static_cast<size_t>(static_cast<double>(kFramesAtOnce) / conversion.shape.Ratio()) + 256;
     const auto convert = [&](const uint8_t* p, size_t nFrames) {
         uint8_t* pTo = pOut + nMade * nFrameBytes;
-        const int nNow = swr_convert(swr.get(), &pTo, static_cast<int>(conversion.OutFrames() - nMade),
-                                     p != nullptr ? &p : nullptr, static_cast<int>(nFrames));
+        const size_t nRoom = std::min(conversion.OutFrames() - nMade, nPieceRoom);
+        const int nNow = swr_convert(swr.get(), &pTo, static_cast<int>(nRoom), p != nullptr ? &p : nullptr,
+                                     static_cast<int>(nFrames));
         nMade += nNow > 0 ? static_cast<size_t>(nNow) : 0;
         return nNow >= 0;
     };

@@ -1,4 +1,4 @@
-"""in_memory.py - the rows whose contenders work in one process, on one core: what the programs of bench/compare print."""
+"""in_memory.py - the rows whose contenders work in one process, on one core: what bench/compare's programs print."""
 from driver.machine import kOneCore, output_of
 from driver.table import Row
 from driver.tree import kPrograms

@@ -9,8 +9,8 @@ from pathlib import Path
 from driver.tree import Fault
 
 kCores = sorted(os.sched_getaffinity(0))
-kOneCore = kCores[-1:]  # the first one has the most other work
 kTwoCores = kCores[-2:]
+kOneCore = kCores[-1:]  # the first one has the most other work; bench/run --core changes it
 
 
 @dataclass
@@ -51,7 +51,8 @@ def processor():
         name, _, value = line.partition(":")
         fields[name.strip()] = value.strip()
     flags = fields.get("flags", "").split()
-    known = [name for name, flag in (("AVX2", "avx2"), ("AVX-512", "avx512bw"), ("VNNI", "avx512_vnni")) if flag in flags]
+    sets = {"AVX2": "avx2", "AVX-512": "avx512bw", "VNNI": "avx512_vnni"}
+    known = [name for name, flag in sets.items() if flag in flags]
     name = fields.get("model name", platform.machine())
     return f"{name} (family {fields.get('cpu family', '?')}, model {fields.get('model', '?')}; {', '.join(known)})"
 
