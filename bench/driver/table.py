@@ -25,7 +25,7 @@ def short(figure):
 
 
 def ratio(figure):
-    return f"{figure:.2f}" if figure < 10 else f"{figure:.0f}" if figure >= 100 else f"{figure:.1f}"
+    return f"{figure:.2f}" if figure < 9.995 else f"{figure:.1f}" if figure < 99.95 else f"{figure:.0f}"
 
 
 def spread(figures, text):
