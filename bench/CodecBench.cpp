@@ -1,5 +1,5 @@
-// CodecBench - the compressor's worst cases: one block each of what takes longest to sort, beside a block of a
-// note; bytes are those of the wave. Each row has its twin: libbz2 at its level 9, which works on the same
+// CodecBench - the compressor's worst cases: one block each of what takes longest to sort, beside a block of
+// a note; bytes are those of the wave. Each row has its twin: libbz2 at its level 9, which works on the same
 // bytes behind the delta filter (ours applies the filter as well).
 #include <benchmark/benchmark.h>
 

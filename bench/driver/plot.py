@@ -5,8 +5,8 @@ from xml.sax.saxutils import escape
 kWidth, kHeight = 720, 440
 kLeft, kRight, kTop, kBottom = 76, 190, 44, 56
 kColours = ("#0b5cad", "#c2410c", "#15803d", "#7e22ce", "#a16207")
-kNames = {-9: "1 ns", -6: "1 µs", -5: "10 µs", -4: "100 µs", -3: "1 ms", -2: "10 ms", -1: "100 ms",
-          0: "1 s", 1: "10 s", 2: "100 s"}
+kNames = {-9: "1 ns", -8: "10 ns", -7: "100 ns", -6: "1 µs", -5: "10 µs", -4: "100 µs", -3: "1 ms", -2: "10 ms",
+          -1: "100 ms", 0: "1 s", 1: "10 s", 2: "100 s"}
 
 
 class Axis:
