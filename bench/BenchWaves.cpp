@@ -57,6 +57,15 @@ Bytes MakeNote(size_t nFrames, unsigned nBits, unsigned nChannels, uint32_t nSee
     return wave;
 }
 
+Bytes MakeLongNote(size_t nBytes) {
+    constexpr size_t kFrameBytes = 4, kPiece = 6000000;
+    Bytes wave = MakeNote(std::min(nBytes / kFrameBytes + 1, kPiece / kFrameBytes), 16, 2, 3);
+    wave.reserve(nBytes + kFrameBytes);
+    while (wave.size() < nBytes) wave.push_back(wave[wave.size() - kPiece]);
+    wave.resize(nBytes);
+    return wave;
+}
+
 Bytes MakeSine(size_t nFrames, unsigned nBits) {
     Bytes wave;
     wave.reserve(nFrames * nBits / 8);

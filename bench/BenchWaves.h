@@ -11,6 +11,9 @@ namespace Kestrova::Bench {
 // another note, each channel another place.
 Bytes MakeNote(size_t nFrames, unsigned nBits, unsigned nChannels, uint32_t nSeed);
 
+// A 16-bit stereo note, played again and again: pieces of 6,000,000 bytes, so that no block repeats itself.
+Bytes MakeLongNote(size_t nBytes);
+
 Bytes MakeSine(size_t nFrames, unsigned nBits);     // never repeats exactly
 Bytes MakeNoise(size_t nBytes);                     // no pattern
 Bytes MakePeriodic(size_t nBytes, size_t nPeriod);  // the same nPeriod bytes of noise again and again

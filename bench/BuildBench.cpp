@@ -3,13 +3,9 @@
 // written from memory with plain stdio, which waits for the disk as the engine does.
 #include <benchmark/benchmark.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
-#include <thread>
 
-#include "bank/DBEUCreate.h"
+#include "bench/BenchEngine.h"
 #include "bench/BenchFolder.h"
 #include "bench/BenchSource.h"
 
@@ -17,46 +13,6 @@ namespace Kestrova {
 namespace {
 
 using namespace Bench;
-
-// An engine whose jobs are waited for.
-class Engine {
-public:
-    Engine() { m_engine.SetCallback(OnCallback, reinterpret_cast<unsigned long>(this)); }
-
-    CDBEUCreate& operator*() { return m_engine; }
-
-    bool Analyse(const std::string& strPath) { return Wait(m_engine.SetSrcFile(strPath.c_str())); }
-    bool Build(unsigned nRate, int nPerKey) {
-        return Wait(m_engine.CreateDB(nRate, nPerKey, kHighestQuality));
-    }
-
-private:
-    static int OnCallback(int nCode, unsigned nValue, unsigned long nUser) {
-        Engine& engine = *reinterpret_cast<Engine*>(nUser);
-        if (nCode != 2) return 1;
-        const std::lock_guard guard(engine.m_lock);
-        engine.m_result = static_cast<BankResult>(nValue);
-        engine.m_bOver = true;
-        engine.m_over.notify_one();
-        return 1;
-    }
-
-    // The engine may still work for a moment after its last call.
-    bool Wait(BankResult started) {
-        if (started != kBankDone) return false;
-        std::unique_lock guard(m_lock);
-        m_over.wait(guard, [this] { return m_bOver; });
-        m_bOver = false;
-        while (m_engine.GetState() != 0) std::this_thread::sleep_for(std::chrono::microseconds(50));
-        return m_result == kBankDone;
-    }
-
-    std::mutex m_lock;
-    std::condition_variable m_over;
-    bool m_bOver = false;
-    BankResult m_result = kBankDone;
-    CDBEUCreate m_engine;  // its worker ends before the rest
-};
 
 // The source, made once, in the folder in which the banks are built.
 struct Site {

@@ -6,6 +6,7 @@
 #   asan-ubsan  the same under AddressSanitizer and UBSan
 #   tsan        the same under ThreadSanitizer
 #   clang       everything compiled with clang
+#   bench       the counts of bench/guard; every row of bench/run and curve of bench/growth, with small inputs
 #   lint        clang-format and clang-tidy over the whole tree
 #   fuzz        each fuzz target for MINUTES (10; a fraction will do), from its seeds and what earlier runs found
 #   packages    the Debian packages: looked at, made twice, installed and purged in a Debian system of their own
@@ -16,7 +17,7 @@
 set -eu
 
 cd "$(dirname "$0")/.."
-all_steps="release asan-ubsan tsan clang lint fuzz packages bare-root"
+all_steps="release asan-ubsan tsan clang bench lint fuzz packages bare-root"
 skipped=77  # what a step ends with that cannot be done here; its last line says why
 minutes=10
 out=$PWD/build/full-check
@@ -31,6 +32,12 @@ step_release() { ./test.sh release; }
 step_asan_ubsan() { ./test.sh asan-ubsan; }
 step_tsan() { ./test.sh tsan; }
 step_clang() { sh packaging/clang-build.sh; }
+step_bench() {
+    sh packaging/install-packages.sh build bench guard
+    bench/guard
+    bench/run --quick
+    bench/growth --quick --plots "$out/plots"
+}
 step_lint() { sh packaging/lint.sh; }
 
 step_fuzz() {

@@ -95,7 +95,7 @@ def run(command, shown, folder, environment):
 
 def look_at(command):
     """Of a command that is not run: what it names of this tree is there."""
-    for word in re.findall(r"(?<![\w/])(?:(?:packaging|tests|tools|docs|\.ci)/[\w./-]+|\./\w+\.sh)", command):
+    for word in re.findall(r"(?<![\w/])(?:(?:packaging|tests|tools|docs|bench|\.ci)/[\w./-]+|\./\w+\.sh)", command):
         if not (kTree / word).exists():
             raise Fault(f"{command}\nnames {word}, which is not there")
 
