@@ -3,7 +3,7 @@
 #include <memory>
 #include <new>
 
-#include "codec/BlockSort.h"
+#include "codec/BlockUnsort.h"
 #include "codec/Crc32.h"
 #include "codec/HuffmanCodes.h"
 #include "codec/ImpulseFilter.h"

@@ -7,7 +7,7 @@ class StreamBuffer;
 
 // All work happens in the constructor; the object holds nothing afterwards but why it failed.
 // Threads: none of its own; several may expand at once into buffers of their own.
-// Memory:  about 8 MB of working storage during the call, and at most `size` bytes of output.
+// Memory:  about 6 MB of working storage during the call, and at most `size` bytes of output.
 class CRawExpand {
 public:
     // Appends the first `size` bytes of the wave held in `in` to `out`, then undoes the delta filter there.
