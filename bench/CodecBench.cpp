@@ -21,6 +21,7 @@ using namespace Bench;
 
 constexpr size_t kWaveBytes = 6000000;
 constexpr size_t kBlockBytes = 900000;
+constexpr size_t kShortBytes = 150000;  // compressed to about half
 
 Bytes MakeFibonacciWord() {
     std::string strBefore = "a", strWord = "ab";
@@ -69,6 +70,7 @@ constexpr Material kMaterials[] = {
     {"zeros, 16-bit", 16, [] { return Bytes(kWaveBytes); }},
     {"period of 1000 frames, 16-bit", 16, [] { return MakePeriodic(kWaveBytes, 2000); }},
     {"TimGM6mb, 16-bit", 16, [] { return ReadSoundFontSamples(kWaveBytes); }},
+    {"short note, 16-bit", 16, [] { return MakeNote(kShortBytes / 2, 16, 1, 3); }},
     // One block each of what takes longest to sort, and of a note for comparison.
     {"block of a note", 16, [] { return MakeNote(kBlockBytes / 2, 16, 1, 3); }},
     {"block of zeros", 16, [] { return Bytes(kBlockBytes); }},
@@ -84,7 +86,7 @@ constexpr Material kMaterials[] = {
     {"block, repeated text of 2000 bytes", 16, [] { return MakeRepeatedText(2000); }},
     {"block, repeated text of 20000 bytes", 16, [] { return MakeRepeatedText(20000); }},
 };
-constexpr int64_t kMaterialCount = std::size(kMaterials), kFirstBlock = 7;
+constexpr int64_t kMaterialCount = std::size(kMaterials), kFirstBlock = 8;
 
 const Bytes& WaveOf(int64_t nMaterial) {
     static std::array<Bytes, kMaterialCount> waves;

@@ -38,8 +38,10 @@ public:
     // The same without moving on; Skip takes at most as many bits as the Peek before it.
     uint64_t Peek(unsigned nBits) {
         if (m_nLive < nBits) Refill();
-        return m_nWindow >> (64 - nBits);
+        return PeekReady(nBits);
     }
+    // The same where that many bits are ready.
+    uint64_t PeekReady(unsigned nBits) const { return m_nWindow >> (64 - nBits); }
     void Skip(unsigned nBits) {
         m_nWindow <<= nBits;
         m_nLive -= nBits;
@@ -50,15 +52,17 @@ public:
     // True once a bit of each byte has been read: no byte is left over.
     bool HasTouchedAllBytes() const { return m_pNext == m_pEnd && m_nLive < m_nPastEnd + 8; }
 
-private:
+    // Makes kMaxBits bits ready.
     void Refill() {
-        if (m_pEnd - m_pNext < 8) return RefillNearEnd();
+        if (m_pEnd - m_pNext < 8) [[unlikely]]
+            return RefillNearEnd();
         // The bits beyond the whole bytes counted are the stream's own; the next refill ORs them again.
         m_nWindow |= LoadBigEndian64(m_pNext) >> m_nLive;
         m_pNext += (63 - m_nLive) / 8;
         m_nLive |= 56;
     }
 
+private:
     void RefillNearEnd() {
         for (; m_nLive <= 56; m_nLive += 8) {
             const bool bPastEnd = m_pNext == m_pEnd;

@@ -5,10 +5,9 @@
 
 #include "codec/BlockUnsort.h"
 #include "codec/Crc32.h"
-#include "codec/HuffmanCodes.h"
 #include "codec/ImpulseFilter.h"
-#include "codec/MoveToFront.h"
 #include "codec/RandomTable.h"
+#include "codec/SymbolReader.h"
 
 namespace Kestrova {
 namespace {
@@ -16,10 +15,9 @@ namespace {
 using namespace WaveFormat;
 
 struct ExpandWorkspace {
-    uint8_t selectors[kMaxSelectors];
-    uint8_t block[kBlockSize];
+    SymbolReaderArrays symbols;
+    SortedBlock block;
     BlockUnsortArrays unsort;
-    DecodeTable tables[kMaxTables];
     uint8_t staging[kStagingSize];
 };
 
@@ -90,111 +88,24 @@ private:
         return m_out.GetBlockCrc() == crcBlock && !m_out.HasFailed();
     }
 
-    // False: no byte in use, or counts, selectors or lengths the format does not have.
-    bool recvDecodingTables() {
-        ReadByteUse();
-        if (m_bytes.GetCount() == 0) return false;
-        m_nTables = static_cast<unsigned>(m_in.bsR(kTableCountBits));
-        m_nSelectors = static_cast<unsigned>(m_in.bsR(kSelectorCountBits));
-        if (m_nTables < 1 || m_nTables > kMaxTables) return false;
-        if (m_nSelectors < 1 || m_nSelectors > kMaxSelectors) return false;
-        if (!ReadSelectors()) return false;
-        for (unsigned i = 0; i < m_nTables; ++i)
-            if (!ReadTable(m_ws.tables[i])) return false;
-        return true;
-    }
-
-    void ReadByteUse() {
-        bool used[kByteValues] = {};
-        const uint64_t map = m_in.bsR(kByteUseBits);
-        for (unsigned i = 0; i < kByteUseBits; ++i) {
-            if ((map >> (kByteUseBits - 1 - i) & 1) == 0) continue;
-            for (unsigned j = 0; j < kByteUseBits; ++j) used[i * kByteUseBits + j] = m_in.ReadBit();
-        }
-        m_bytes = MoveToFrontList::OfUsed(used);
-    }
-
-    bool ReadSelectors() {
-        MoveToFrontList tables = MoveToFrontList::OfNumbers(m_nTables);
-        for (unsigned i = 0; i < m_nSelectors; ++i) {
-            unsigned iPlace = 0;
-            while (m_in.ReadBit())
-                if (++iPlace == m_nTables) return false;
-            m_ws.selectors[i] = tables.TakeAt(iPlace);
-        }
-        return true;
-    }
-
-    bool ReadTable(DecodeTable& table) {
-        uint8_t lengths[kMaxAlphabet];
-        const unsigned nAlphabet = m_bytes.GetCount() + 2;
-        auto nLength = static_cast<int64_t>(m_in.bsR(kStartLengthBits));
-        for (unsigned i = 0; i < nAlphabet; ++i) {
-            if (!ReadLengthSteps(nLength)) return false;
-            lengths[i] = static_cast<uint8_t>(nLength);
-        }
-        return table.hbCreateDecodeTables({lengths, nAlphabet});
-    }
-
-    // Deliberate (Q59): lists of lengths that no compressor writes are taken.
-    // During the steps a length may leave its range; only its final value is checked. Past the end of the
-    // input the steps would never stop.
-    bool ReadLengthSteps(int64_t& nLength) {
-        while (m_in.ReadBit()) {
-            if (m_in.IsAtEnd()) return false;
-            nLength += m_in.ReadBit() ? -1 : 1;
-        }
-        return nLength >= 1 && nLength <= kMaxReadLength;
-    }
-
     // Reads one block as far as its bytes in the order of their rotations.
     bool getAndMoveToFrontDecode() {
         m_iOrigin = static_cast<uint32_t>(m_in.bsR(kOriginBits));
-        if (!recvDecodingTables()) return false;
-        std::fill(std::begin(m_counts), std::end(m_counts), 0u);
-        m_nCount = 0;
-        return DecodeSymbols() && m_nCount > 0 && m_iOrigin < m_nCount;
-    }
-
-    // False: no code, too many bytes, or selectors used up before the block ends.
-    bool DecodeSymbols() {
-        const unsigned endOfBlock = m_bytes.GetCount() + 1;
-        RunLength run;
-        for (unsigned iGroup = 0; iGroup < m_nSelectors; ++iGroup) {
-            const DecodeTable& table = m_ws.tables[m_ws.selectors[iGroup]];
-            for (unsigned i = 0; i < kGroupSize; ++i) {
-                const unsigned symbol = table.Decode(m_in);
-                if (symbol <= kRunB) {
-                    run.Add(symbol);
-                    continue;
-                }
-                if (!PutCopies(m_bytes.Front(), run.Get())) return false;
-                run.Reset();
-                if (symbol >= endOfBlock) return symbol == endOfBlock;
-                if (!PutCopies(m_bytes.TakeAt(symbol - 1), 1)) return false;
-            }
-        }
-        return false;
-    }
-
-    bool PutCopies(uint8_t ch, uint32_t n) {
-        if (n > kBlockSize - m_nCount) return false;
-        std::memset(m_ws.block + m_nCount, ch, n);
-        m_nCount += n;
-        m_counts[ch] += n;
-        return true;
+        SymbolReader reader(m_in, m_ws.symbols, m_ws.block);
+        return reader.getAndMoveToFrontDecode() && m_iOrigin < m_ws.block.nCount;
     }
 
     void undoReversibleTransformation(bool bRandomised) {
-        UnsortBlock(m_ws.block, m_nCount, m_iOrigin, m_counts, m_ws.unsort);
-        if (bRandomised) RandomiseBytes(m_ws.block, m_nCount);
+        SortedBlock& block = m_ws.block;
+        UnsortBlock(block.bytes, block.nCount, m_iOrigin, block.counts, m_ws.unsort);
+        if (bRandomised) RandomiseBytes(block.bytes, block.nCount);
         DeliverRuns();
     }
 
     // Undoes the run-length coding. A run at the very end of the block may lack its count.
     void DeliverRuns() {
-        const uint8_t* p = m_ws.block;
-        const uint8_t* const pEnd = p + m_nCount;
+        const uint8_t* p = m_ws.block.bytes;
+        const uint8_t* const pEnd = p + m_ws.block.nCount;
         for (;;) {
             const uint8_t* pCount = FindRun(p, pEnd) + kRunLiterals;
             if (pCount >= pEnd) break;
@@ -218,10 +129,7 @@ private:
     BitReader m_in;
     WaveOutput m_out;
     ExpandWorkspace& m_ws;
-    MoveToFrontList m_bytes;
-    unsigned m_nTables = 0, m_nSelectors = 0;
-    uint32_t m_iOrigin = 0, m_nCount = 0;  // of the current block
-    uint32_t m_counts[kByteValues];        // of each byte value in it
+    uint32_t m_iOrigin = 0;  // of the current block
 };
 
 }  // namespace
