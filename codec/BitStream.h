@@ -1,9 +1,11 @@
 // BitStream.h - reading and writing bits, most significant first.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 #include "codec/StagedOutput.h"
 
@@ -60,6 +62,16 @@ public:
         m_nWindow |= LoadBigEndian64(m_pNext) >> m_nLive;
         m_pNext += (63 - m_nLive) / 8;
         m_nLive |= 56;
+    }
+
+    // How many bits of the memory are not read; negative past its end.
+    int64_t GetBitsLeft() const {
+        return (m_pEnd - m_pNext) * 8 + static_cast<int64_t>(m_nLive) - static_cast<int64_t>(m_nPastEnd);
+    }
+    // The whole bytes of the memory that are not read.
+    std::span<const uint8_t> GetBytesLeft() const {
+        const auto n = static_cast<size_t>(std::max<int64_t>(GetBitsLeft(), 0)) / 8;
+        return {m_pEnd - n, n};
     }
 
 private:

@@ -2,12 +2,12 @@
 
 #include <memory>
 #include <new>
+#include <system_error>
+#include <thread>
 
-#include "codec/BlockUnsort.h"
+#include "codec/BlockReader.h"
 #include "codec/Crc32.h"
 #include "codec/ImpulseFilter.h"
-#include "codec/RandomTable.h"
-#include "codec/SymbolReader.h"
 
 namespace Kestrova {
 namespace {
@@ -15,9 +15,7 @@ namespace {
 using namespace WaveFormat;
 
 struct ExpandWorkspace {
-    SymbolReaderArrays symbols;
-    SortedBlock block;
-    BlockUnsortArrays unsort;
+    BlockReaderArrays block;
     uint8_t staging[kStagingSize];
 };
 
@@ -57,8 +55,12 @@ private:
 
 class WaveExpander {
 public:
-    WaveExpander(const uint8_t* pIn, size_t nIn, StreamBuffer& out, uint64_t nSize, ExpandWorkspace& ws)
-        : m_in(pIn, nIn), m_out(out, ws.staging, nSize), m_ws(ws) {}
+    // pAhead: the arrays of a second reader, which works on a thread of its own; nullptr: there is none
+    WaveExpander(const uint8_t* pIn, size_t nIn, StreamBuffer& out, uint64_t nSize, ExpandWorkspace& ws,
+                 BlockReaderArrays* pAhead)
+        : m_in(pIn, nIn), m_out(out, ws.staging, nSize), m_block(ws.block) {
+        if (pAhead != nullptr) m_ahead.emplace(*pAhead);
+    }
 
     // The output did not take all that was delivered.
     bool HasOutputFailed() const { return m_out.HasFailed(); }
@@ -69,9 +71,9 @@ public:
         uint32_t crcCombined = 0;
         uint64_t magic = m_in.bsR(kMagicBits);
         for (; magic == kBlockMagic; magic = m_in.bsR(kMagicBits)) {
-            const auto crcBlock = m_in.bsGet32();
-            crcCombined = CombineCrc(crcCombined, crcBlock);
-            if (!ExpandBlock(crcBlock)) return false;
+            const BlockReader* const pBlock = ReadBlock();
+            if (pBlock == nullptr || !Deliver(*pBlock)) return false;
+            crcCombined = CombineCrc(crcCombined, pBlock->GetCrc());
         }
         if (magic != kEndMagic || m_in.bsGet32() != crcCombined) return false;
         m_out.Flush();
@@ -80,32 +82,36 @@ public:
     }
 
 private:
-    bool ExpandBlock(uint32_t crcBlock) {
-        const bool bRandomised = m_in.ReadBit();
-        if (!getAndMoveToFrontDecode()) return false;
+    // nullptr: the block is damaged.
+    const BlockReader* ReadBlock() {
+        if (m_ahead)
+            if (const BlockReader* const pBlock = m_ahead->Take(m_in)) return pBlock;
+        std::thread helper = StartReadingAhead();
+        const bool bRead = m_block.Read(m_in);
+        if (helper.joinable()) helper.join();
+        return bRead ? &m_block : nullptr;
+    }
+
+    // No thread when only one reader is wanted, or the system gives none.
+    std::thread StartReadingAhead() {
+        if (!m_ahead) return {};
+        try {
+            return std::thread([this, in = m_in] { m_ahead->ReadNext(in); });
+        } catch (const std::system_error&) {
+            return {};
+        }
+    }
+
+    bool Deliver(const BlockReader& block) {
         m_out.StartBlock();
-        undoReversibleTransformation(bRandomised);
-        return m_out.GetBlockCrc() == crcBlock && !m_out.HasFailed();
-    }
-
-    // Reads one block as far as its bytes in the order of their rotations.
-    bool getAndMoveToFrontDecode() {
-        m_iOrigin = static_cast<uint32_t>(m_in.bsR(kOriginBits));
-        SymbolReader reader(m_in, m_ws.symbols, m_ws.block);
-        return reader.getAndMoveToFrontDecode() && m_iOrigin < m_ws.block.nCount;
-    }
-
-    void undoReversibleTransformation(bool bRandomised) {
-        SortedBlock& block = m_ws.block;
-        UnsortBlock(block.bytes, block.nCount, m_iOrigin, block.counts, m_ws.unsort);
-        if (bRandomised) RandomiseBytes(block.bytes, block.nCount);
-        DeliverRuns();
+        DeliverRuns(block.GetBytes());
+        return m_out.GetBlockCrc() == block.GetCrc() && !m_out.HasFailed();
     }
 
     // Undoes the run-length coding. A run at the very end of the block may lack its count.
-    void DeliverRuns() {
-        const uint8_t* p = m_ws.block.bytes;
-        const uint8_t* const pEnd = p + m_ws.block.nCount;
+    void DeliverRuns(std::span<const uint8_t> bytes) {
+        const uint8_t* p = bytes.data();
+        const uint8_t* const pEnd = p + bytes.size();
         for (;;) {
             const uint8_t* pCount = FindRun(p, pEnd) + kRunLiterals;
             if (pCount >= pEnd) break;
@@ -128,19 +134,23 @@ private:
 
     BitReader m_in;
     WaveOutput m_out;
-    ExpandWorkspace& m_ws;
-    uint32_t m_iOrigin = 0;  // of the current block
+    BlockReader m_block;
+    std::optional<BlockAhead> m_ahead;
 };
 
 }  // namespace
 
-CRawExpand::CRawExpand(StreamBuffer* in, StreamBuffer* out, unsigned int bits, unsigned long size) {
+CRawExpand::CRawExpand(StreamBuffer* in, StreamBuffer* out, unsigned int bits, unsigned long size,
+                       unsigned nThreads) {
     if (in == nullptr || in->GetBuffer() == nullptr || in->GetSize() == 0 || out == nullptr || size == 0)
         return;
     const std::unique_ptr<ExpandWorkspace> ws(new (std::nothrow) ExpandWorkspace);
     m_bNoMemory = !ws;
     if (!ws) return;
-    WaveExpander expander(static_cast<const uint8_t*>(in->GetBuffer()), in->GetSize(), *out, size, *ws);
+    const std::unique_ptr<BlockReaderArrays> ahead(nThreads < 2 ? nullptr
+                                                                : new (std::nothrow) BlockReaderArrays);
+    WaveExpander expander(static_cast<const uint8_t*>(in->GetBuffer()), in->GetSize(), *out, size, *ws,
+                          ahead.get());
     const bool bDone =
         expander.ExpandStream() && out->GetSize() >= size && UndoImpulse(bits, out->GetBuffer(), size);
     m_bNoMemory = expander.HasOutputFailed();
