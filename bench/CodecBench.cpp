@@ -128,7 +128,7 @@ void BM_Compress(benchmark::State& state) {
     Report(state, nCompressed);
 }
 
-void BM_Expand(benchmark::State& state) {
+void BM_Expand(benchmark::State& state, unsigned nThreads) {
     const Bytes& wave = WaveOf(state.range(0));
     if (wave.empty()) return state.SkipWithError("not installed");
     const unsigned nBits = kMaterials[state.range(0)].nBits;
@@ -136,7 +136,7 @@ void BM_Expand(benchmark::State& state) {
     Compress(wave, nBits, stream);
     for (auto _ : state) {
         StreamBuffer out;
-        const CRawExpand expand(&stream, &out, nBits, wave.size());
+        const CRawExpand expand(&stream, &out, nBits, wave.size(), nThreads);
         if (out.GetSize() != wave.size()) return state.SkipWithError("refused");
     }
     Report(state, stream.GetSize());
@@ -184,7 +184,8 @@ void ForEachBlock(benchmark::internal::Benchmark* pBenchmark) {
         ->Unit(benchmark::kMillisecond);
 }
 
-BENCHMARK(BM_Expand)->Apply(ForEachMaterial);
+BENCHMARK_CAPTURE(BM_Expand, one, 1)->Name("BM_Expand")->Apply(ForEachMaterial);
+BENCHMARK_CAPTURE(BM_Expand, two, 2)->Name("BM_ExpandOnTwoThreads")->Apply(ForEachMaterial)->UseRealTime();
 BENCHMARK(BM_ExpandLibbz2)->Apply(ForEachMaterial);
 BENCHMARK(BM_Compress)->Apply(ForEachMaterial);
 BENCHMARK(BM_CompressLibbz2)->Apply(ForEachMaterial);
