@@ -17,14 +17,14 @@ struct Counts {
 };
 
 Bytes Unsorted(Bytes bytes, uint32_t iOrigin, uint32_t nWalkBytes = kWalkBytes) {
-    const auto arrays = std::make_unique<BlockUnsortArrays>();
+    const auto arrays = std::make_unique_for_overwrite<BlockUnsortArrays>();
     const auto nCount = static_cast<uint32_t>(bytes.size());
     UnsortBlock(bytes.data(), nCount, iOrigin, Counts(bytes).ofByte, *arrays, nWalkBytes);
     return bytes;
 }
 
 Bytes UnsortedPlainly(Bytes bytes, uint32_t iOrigin) {
-    const auto arrays = std::make_unique<BlockUnsortArrays>();
+    const auto arrays = std::make_unique_for_overwrite<BlockUnsortArrays>();
     const auto nCount = static_cast<uint32_t>(bytes.size());
     UnsortBlockPlainly(bytes.data(), nCount, iOrigin, Counts(bytes).ofByte, *arrays);
     return bytes;

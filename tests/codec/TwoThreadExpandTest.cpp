@@ -88,7 +88,7 @@ CodedBlock BlockCodedAs(const Bytes& codes) {
     Bytes coded = sorted;
     uint32_t counts[256] = {};
     for (const uint8_t ch : sorted) ++counts[ch];
-    const auto arrays = std::make_unique<BlockUnsortArrays>();
+    const auto arrays = std::make_unique_for_overwrite<BlockUnsortArrays>();
     UnsortBlockPlainly(coded.data(), static_cast<uint32_t>(coded.size()), 0, counts, *arrays);
     const Bytes expanded = UndoRuns(coded);
     HandMadeBlock block = MakeBlockOfSorted(sorted, 0, expanded);
