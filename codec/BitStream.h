@@ -1,9 +1,11 @@
 // BitStream.h - reading and writing bits, most significant first.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 #include "codec/StagedOutput.h"
 
@@ -38,8 +40,10 @@ public:
     // The same without moving on; Skip takes at most as many bits as the Peek before it.
     uint64_t Peek(unsigned nBits) {
         if (m_nLive < nBits) Refill();
-        return m_nWindow >> (64 - nBits);
+        return PeekReady(nBits);
     }
+    // The same where that many bits are ready.
+    uint64_t PeekReady(unsigned nBits) const { return m_nWindow >> (64 - nBits); }
     void Skip(unsigned nBits) {
         m_nWindow <<= nBits;
         m_nLive -= nBits;
@@ -50,15 +54,27 @@ public:
     // True once a bit of each byte has been read: no byte is left over.
     bool HasTouchedAllBytes() const { return m_pNext == m_pEnd && m_nLive < m_nPastEnd + 8; }
 
-private:
+    // Makes kMaxBits bits ready.
     void Refill() {
-        if (m_pEnd - m_pNext < 8) return RefillNearEnd();
+        if (m_pEnd - m_pNext < 8) [[unlikely]]
+            return RefillNearEnd();
         // The bits beyond the whole bytes counted are the stream's own; the next refill ORs them again.
         m_nWindow |= LoadBigEndian64(m_pNext) >> m_nLive;
         m_pNext += (63 - m_nLive) / 8;
         m_nLive |= 56;
     }
 
+    // How many bits of the memory are not read; negative past its end.
+    int64_t GetBitsLeft() const {
+        return (m_pEnd - m_pNext) * 8 + static_cast<int64_t>(m_nLive) - static_cast<int64_t>(m_nPastEnd);
+    }
+    // The whole bytes of the memory that are not read.
+    std::span<const uint8_t> GetBytesLeft() const {
+        const auto n = static_cast<size_t>(std::max<int64_t>(GetBitsLeft(), 0)) / 8;
+        return {m_pEnd - n, n};
+    }
+
+private:
     void RefillNearEnd() {
         for (; m_nLive <= 56; m_nLive += 8) {
             const bool bPastEnd = m_pNext == m_pEnd;

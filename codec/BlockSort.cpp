@@ -26,14 +26,6 @@ uint8_t MedianOf(uint8_t a, uint8_t b, uint8_t c) {
     return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
 
-// A link is the place of a neighbouring rotation and, in its low byte, the byte passed on the way there.
-constexpr uint32_t MakeLink(uint32_t iPlace, uint8_t ch) { return iPlace << 8 | ch; }
-
-uint8_t PassByte(uint32_t link, uint32_t& iPlace) {
-    iPlace = link >> 8;
-    return static_cast<uint8_t>(link);
-}
-
 }  // namespace
 
 // A full stack deliberately (Q61) fails the whole compression.
@@ -356,30 +348,6 @@ bool BlockSorter::IsGreaterInFour(uint32_t i1, uint32_t i2) const {
         if (m_block[i1] != m_block[i2]) return m_block[i1] > m_block[i2];
         if (m_quadrant[i1] != m_quadrant[i2]) return m_quadrant[i1] > m_quadrant[i2];
     }
-}
-
-void UnsortBlock(uint8_t* pBlock, uint32_t nCount, uint32_t iOrigin, const uint32_t (&counts)[kByteValues],
-                 BlockUnsortArrays& arrays) {
-    uint32_t next[kByteValues];
-    std::exclusive_scan(std::begin(counts), std::end(counts), std::begin(next), 0u);
-    for (uint32_t i = 0; i < nCount; ++i) {
-        const uint8_t ch = pBlock[i];
-        const uint32_t iPlace = next[ch]++;
-        arrays.forward[iPlace] = MakeLink(i, ch);
-        arrays.backward[i] = MakeLink(iPlace, ch);
-    }
-    // Every step waits for memory, so two chains of steps, from both ends at once, take half the time.
-    uint32_t iFront = iOrigin, iBack = iOrigin, iFirst = 0, iLast = nCount;
-    if (nCount % 2 == 1) pBlock[iFirst++] = PassByte(arrays.forward[iFront], iFront);
-    while (iFirst < iLast) {
-        pBlock[iFirst++] = PassByte(arrays.forward[iFront], iFront);
-        pBlock[--iLast] = PassByte(arrays.backward[iBack], iBack);
-    }
-    if (iFront == iBack) return;
-    // The two chains miss each other only in a block that no sort has made. There
-    // the forward chain alone gives the result.
-    iFront = iOrigin;
-    for (uint32_t i = 0; i < nCount; ++i) pBlock[i] = PassByte(arrays.forward[iFront], iFront);
 }
 
 }  // namespace Kestrova

@@ -1,4 +1,4 @@
-// BlockSort.h - the Burrows-Wheeler transform of a block, both ways.
+// BlockSort.h - the Burrows-Wheeler transform of a block.
 #pragma once
 
 #include "codec/EqualRotations.h"
@@ -104,18 +104,5 @@ private:
     bool m_bRandomised = false;
     bool m_bFailed = false;  // the stack of ranges overflowed, or the sort by keys refused the block
 };
-
-// The large arrays of the inverse, part of the expander's working storage.
-struct BlockUnsortArrays {
-    uint32_t forward[WaveFormat::kBlockSize];   // to the rotation that starts one byte later
-    uint32_t backward[WaveFormat::kBlockSize];  // to the one that starts one byte earlier
-};
-
-// Puts the nCount bytes of a block, which stand in the order of their rotations, back into their own order.
-//   iOrigin: place of the block itself among its rotations, below nCount
-//   counts:  how often each byte value occurs in the block
-// Any bytes and any origin give a result; only the CRC tells whether it is the right one.
-void UnsortBlock(uint8_t* pBlock, uint32_t nCount, uint32_t iOrigin,
-                 const uint32_t (&counts)[WaveFormat::kByteValues], BlockUnsortArrays& arrays);
 
 }  // namespace Kestrova

@@ -31,10 +31,18 @@ public:
 
     // Reads one code; kNoSymbol when the next bits are no code.
     unsigned Decode(BitReader& in) const {
-        const auto nBits = static_cast<uint32_t>(in.Peek(WaveFormat::kMaxReadLength));
+        in.Refill();
+        return DecodeRefilled(in);
+    }
+
+    // The same where the reader has kMaxReadLength bits ready.
+    unsigned DecodeRefilled(BitReader& in) const {
+        const auto nBits = static_cast<uint32_t>(in.PeekReady(WaveFormat::kMaxReadLength));
         unsigned entry = m_lookup[nBits >> (WaveFormat::kMaxReadLength - kLookupBits)];
-        if (entry == 0) entry = FindLongCode(nBits);
-        if (entry == 0) return kNoSymbol;
+        if (entry == 0) [[unlikely]]
+            entry = FindLongCode(nBits);
+        if (entry == 0) [[unlikely]]
+            return kNoSymbol;
         in.Skip(entry & kLengthMask);
         return entry >> kSymbolShift;
     }

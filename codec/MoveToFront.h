@@ -1,4 +1,4 @@
-// MoveToFront.h - the list of recently used bytes, and the runs of its front byte.
+// MoveToFront.h - the compressor's list of recently used bytes, and the runs of its front byte.
 #pragma once
 
 #include <cstring>
@@ -44,33 +44,17 @@ private:
     unsigned m_nCount = 0;
 };
 
-// Writer: the symbols of a block, its end included, and how often each occurs.
+// The symbols of a block, its end included, and how often each occurs.
 struct SymbolList {
     std::span<const uint16_t> symbols;
     unsigned nAlphabet = 0;  // used byte values + 2
     uint32_t frequencies[WaveFormat::kMaxAlphabet] = {};
 };
 
-// Writer: codes the bytes before each rotation. `order` holds the rotations' starts in sorted
+// Codes the bytes before each rotation. `order` holds the rotations' starts in sorted
 // order, pBlock[-1] is the block's last byte. The symbols go to pSymbols (order.size() + 1 entries,
 // or fewer where there are runs of zeros).
 SymbolList generateMTFValues(std::span<const uint32_t> order, const uint8_t* pBlock,
                              const bool (&used)[WaveFormat::kByteValues], uint16_t* pSymbols);
-
-// Reader: adds up the run symbols of one run. A run longer than the format's largest block stays longer than
-// it, whatever follows, so that nothing overflows.
-class RunLength {
-public:
-    uint32_t Get() const { return m_nRun; }
-    void Reset() { *this = RunLength(); }
-    void Add(unsigned symbol) {
-        if (m_nRun > WaveFormat::kBlockSize) return;
-        m_nRun += m_nWeight << symbol;  // kRunA counts the weight once, kRunB twice
-        m_nWeight <<= 1;
-    }
-
-private:
-    uint32_t m_nRun = 0, m_nWeight = 1;
-};
 
 }  // namespace Kestrova

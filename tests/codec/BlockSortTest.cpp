@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "codec/BlockSort.h"
+#include "codec/BlockUnsort.h"
 #include "codec/RandomTable.h"
 #include "tests/codec/CodecTestSupport.h"
 #include "tests/codec/PlainBlockSort.h"
@@ -343,32 +344,6 @@ TEST(SecondAttemptTest, AnOverflowOfTheRangeStackIsAnError) {
     const Sorting sorting(Randomised(block), 0);
     EXPECT_TRUE(sorting.Sorter().IsRandomised());
     EXPECT_FALSE(sorting.bSorted);
-}
-
-TEST(UnsortBlockTest, BytesThatNoSortHasMadeAreFollowedForward) {
-    // Three steps lead back to the start, which does not divide the four or five that are asked for.
-    struct Case {
-        Bytes sorted;
-        uint32_t iOrigin;
-    };
-    for (const Case& row : {Case{{2, 0, 1, 3}, 0}, Case{{2, 0, 1, 3}, 3}, Case{{2, 0, 1, 4, 3}, 1},
-                            Case{{2, 0, 1, 4, 3}, 4}, Case{{1, 0, 2, 3, 4, 5, 6}, 0}}) {
-        const auto nCount = static_cast<uint32_t>(row.sorted.size());
-        Bytes first = row.sorted;
-        std::sort(first.begin(), first.end());
-        Bytes expected;
-        for (uint32_t i = 0, iPlace = row.iOrigin; i < nCount; ++i) {
-            expected.push_back(first[iPlace]);  // all bytes differ, so a place is found by its byte
-            iPlace = static_cast<uint32_t>(std::find(row.sorted.begin(), row.sorted.end(), first[iPlace]) -
-                                           row.sorted.begin());
-        }
-        Bytes bytes = row.sorted;
-        uint32_t counts[256] = {};
-        for (const uint8_t ch : bytes) ++counts[ch];
-        const auto arrays = std::make_unique<BlockUnsortArrays>();
-        UnsortBlock(bytes.data(), nCount, row.iOrigin, counts, *arrays);
-        EXPECT_EQ(expected, bytes);
-    }
 }
 
 }  // namespace

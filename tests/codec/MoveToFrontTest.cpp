@@ -6,7 +6,6 @@
 
 #include "codec/MoveToFront.h"
 #include "tests/codec/CodecTestSupport.h"
-#include "tests/support/WaveStreamBuilder.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -33,26 +32,6 @@ TEST(MoveToFrontListTest, HoldsTheUsedBytesInAscendingOrder) {
     EXPECT_EQ(2u, list.Find(255));
     EXPECT_EQ(2u, list.Find(200));
     EXPECT_EQ(2u, list.Find(3));
-}
-
-TEST(RunLengthTest, AddsUpBijectiveBaseTwo) {
-    for (uint32_t n = 0; n < 3000; ++n) {
-        RunLength run;
-        for (const unsigned symbol : RunSymbols(n)) run.Add(symbol);
-        ASSERT_EQ(n, run.Get());
-    }
-}
-
-TEST(RunLengthTest, HoldsTheLargestBlockAndStaysTooLongBeyondIt) {
-    RunLength run;
-    for (const unsigned symbol : RunSymbols(WaveFormat::kBlockSize)) run.Add(symbol);
-    EXPECT_EQ(WaveFormat::kBlockSize, run.Get());
-    for (int i = 0; i < 1000; ++i) {
-        run.Add(WaveFormat::kRunB);
-        ASSERT_GT(run.Get(), WaveFormat::kBlockSize);
-    }
-    run.Reset();
-    EXPECT_EQ(0u, run.Get());
 }
 
 struct SymbolCase {
