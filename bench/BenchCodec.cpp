@@ -12,8 +12,8 @@ bool CompressWave(const Bytes& wave, unsigned nBits, StreamBuffer& out) {
     return out.GetSize() > 0;
 }
 
-bool ExpandWave(StreamBuffer& stream, unsigned nBits, size_t nBytes, StreamBuffer& out) {
-    const CRawExpand expand(&stream, &out, nBits, nBytes);
+bool ExpandWave(StreamBuffer& stream, unsigned nBits, size_t nBytes, StreamBuffer& out, unsigned nThreads) {
+    const CRawExpand expand(&stream, &out, nBits, nBytes, nThreads);
     return out.GetSize() == nBytes;
 }
 

@@ -1,7 +1,7 @@
 // stream_file - one long wave as a file, for programs that expand whole files.
 //   stream_file make OURS BZ2 BYTES    writes a 16-bit stereo note of so many bytes as a stream of ours, and
 //                                      its filtered bytes as libbz2 compresses them
-//   stream_file expand OURS BYTES      writes the wave of a stream to standard output
+//   stream_file expand OURS BYTES THREADS    writes the wave of a stream to standard output
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,11 +35,11 @@ bool Make(const char* pszOurs, const char* pszBz2, size_t nBytes) {
            WriteFile(pszBz2, bz2.data(), bz2.size());
 }
 
-bool Expand(const char* pszOurs, size_t nBytes) {
+bool Expand(const char* pszOurs, size_t nBytes, unsigned nThreads) {
     const Bytes file = ReadWhole(pszOurs);
     StreamBuffer stream(file.data(), file.size());
     StreamBuffer wave;
-    return ExpandWave(stream, kBits, nBytes, wave) &&
+    return ExpandWave(stream, kBits, nBytes, wave, nThreads) &&
            std::fwrite(wave.GetBuffer(), 1, nBytes, stdout) == nBytes && std::fflush(stdout) == 0;
 }
 
@@ -49,9 +49,10 @@ int main(int argc, char** argv) {
     bool bDone = false;
     if (argc == 5 && std::strcmp(argv[1], "make") == 0)
         bDone = Make(argv[2], argv[3], std::strtoul(argv[4], nullptr, 10));
-    else if (argc == 4 && std::strcmp(argv[1], "expand") == 0)
-        bDone = Expand(argv[2], std::strtoul(argv[3], nullptr, 10));
+    else if (argc == 5 && std::strcmp(argv[1], "expand") == 0)
+        bDone = Expand(argv[2], std::strtoul(argv[3], nullptr, 10),
+                       static_cast<unsigned>(std::strtoul(argv[4], nullptr, 10)));
     else
-        std::fputs("usage: stream_file make OURS BZ2 BYTES | expand OURS BYTES\n", stderr);
+        std::fputs("usage: stream_file make OURS BZ2 BYTES | expand OURS BYTES THREADS\n", stderr);
     return bDone ? 0 : 1;
 }

@@ -45,7 +45,7 @@ class Expanding:
     def measure(self):
         for name, cores in zip(self.names, (kOneCore, kTwoCores)):
             peer = f"lbzip2 -n{len(cores)}"
-            turns = (lambda: run([kPrograms / "stream_file", "expand", self.ours, self.bytes], cores),
+            turns = (lambda: run([kPrograms / "stream_file", "expand", self.ours, self.bytes, len(cores)], cores),
                      lambda: run(["lbzip2", f"-n{len(cores)}", "-dc", self.bz2], cores))
             ours, its = in_turns(self.options.rounds, turns)
             # One core is reckoned by processor time, for other programs may want it too.

@@ -34,7 +34,9 @@ Ending WaveStore::Expand(uint32_t nSample, const kvb_sample& sample, WaveFrames&
         if (nError != KVB_OK) return EndingOfReader(nError, NameOf(sample));
         StreamBuffer stored(pStored, nStored);
         pWave = std::make_unique<StreamBuffer>();
-        const CRawExpand expand(&stored, pWave.get(), sample.bits, sample.wave_bytes);
+        // The user waits for this one wave, and nothing else is at work.
+        constexpr unsigned kThreads = 2;
+        const CRawExpand expand(&stored, pWave.get(), sample.bits, sample.wave_bytes, kThreads);
         if (expand.RanOutOfMemory()) return EndingOfReader(KVB_ERROR_NO_MEMORY, NameOf(sample));
     }
     // An expansion that failed has left nothing.
