@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <sstream>
+#include <string>
 #include <utility>
 
 #include "bank/BankRates.h"
@@ -135,7 +137,8 @@ void ImportReporter::TellRule(const std::string& strRule, const ImportPlan& plan
                               const ImportReport& report) {
     Json rows = Json::array();
     m_document["rule"] = strRule;
-    m_console.Say(strRule);
+    std::istringstream rule(strRule);
+    for (std::string strLine; std::getline(rule, strLine);) m_console.Say(strLine);
     m_console.Say(RegionRow("PRESET", "KEYS", "VELOCITIES", "SAMPLE"));
     for (const PlannedProgram& program : plan.programs)
         for (const PlannedRegion& region : program.regions) {

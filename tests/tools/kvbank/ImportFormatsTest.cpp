@@ -86,8 +86,8 @@ TEST_F(ImportFormatsTest, ListTellsTheRuleOfAFolderAndWhatEachFileBecomes) {
     const Outcome outcome = Run({"import", "DIR/in/", "--list"});
     EXPECT_EQ(0, outcome.nCode) << outcome.strErr;
     EXPECT_THAT(outcome.strOut,
-                HasSubstr("The last word of a file's name that is a note, as C#4, Db4 or A-1, tells its "
-                          "key (C4 is 60)"));
+                HasSubstr("\nThe last word of a file's name that is a note, as C#4, Db4 or A-1, tells its "
+                          "key (C4 is 60); without one\nthe last number from 0 to 127. "));
     EXPECT_THAT(outcome.strOut, testing::EndsWith("\nPRESET    KEYS      VELOCITIES  SAMPLE\n"
                                                   "0:0       0-66      1-127       Piano C4\n"
                                                   "0:0       67-127    1-127       Piano C5\n"
