@@ -16,6 +16,7 @@ mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Pac
 root=$(mktemp -d)
 chmod 755 "$root"  # it becomes "/", which every user must be able to enter
 clean_up() {
+    umount "$root/dev/pts" 2>/dev/null || true
     umount "$root/proc" 2>/dev/null || true
     rm -rf --one-file-system "$root"
 }
@@ -24,6 +25,7 @@ trap 'exit 1' INT TERM HUP
 
 debootstrap --variant=minbase "$VERSION_CODENAME" "$root" "$mirror" || cannot "debootstrap cannot make a system"
 mount -t proc proc "$root/proc" || cannot "/proc cannot be mounted"
+mount -t devpts devpts "$root/dev/pts" || cannot "/dev/pts cannot be mounted"  # apt and dpkg open a terminal
 # The settings of the network as they are here: names, proxies, and those of apt for its sources.
 cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
 apt-config dump | grep -E '^Acquire::(http|https|Check|Retries)' >"$root/etc/apt/apt.conf.d/99host" || true

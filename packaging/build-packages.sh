@@ -9,8 +9,9 @@ sh packaging/install-packages.sh build package
 mkdir -p "${1:-build/packages}"
 out=$(cd "${1:-build/packages}" && pwd)
 
-# The time of everything in the packages is that of the commit. No path of this machine gets into a program.
-SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
+# The time of everything in the packages is that of the last entry in the list of changes, so that a copy of the tree
+# without its history gives the same bytes. No path of this machine gets into a program.
+SOURCE_DATE_EPOCH=$(dpkg-parsechangelog -l packaging/debian/changelog -S Timestamp)
 export SOURCE_DATE_EPOCH LC_ALL=C.UTF-8 TZ=UTC
 export CXXFLAGS="-ffile-prefix-map=$out/build=. -ffile-prefix-map=$tree=."
 umask 022

@@ -52,7 +52,7 @@ target_link_libraries(cmake_shared PRIVATE kvbank::kvbank m)
 add_executable(cmake_static $example)
 target_link_libraries(cmake_static PRIVATE kvbank::kvbank_static m)
 END
-cmake -S "$scratch" -B "$scratch/out" -DCMAKE_PREFIX_PATH="$scratch/moved" > "$scratch/log"
+cmake -S "$scratch" -B "$scratch/out" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/moved" > "$scratch/log"
 cmake --build "$scratch/out" > "$scratch/log"
 uses "$scratch/out/cmake_shared"
 uses "$scratch/out/cmake_static"

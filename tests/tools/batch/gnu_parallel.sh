@@ -39,13 +39,13 @@ if start_sshd; then
     echo "the second host: localhost, over an sshd of this script"
 else
     mkdir "$dir/bin"
-    # As sshd does, it joins the words behind the host.
+    # As sshd does, it joins the words behind the host and sets SHELL, without which parallel runs nothing there.
     cat >"$dir/bin/ssh" <<'END'
 #!/bin/sh
 while [ "$1" != localhost ]; do shift; done
 shift
 [ "$1" != -- ] || shift
-exec sh -c "$*"
+exec env SHELL=/bin/sh /bin/sh -c "$*"
 END
     chmod +x "$dir/bin/ssh"
     PATH=$dir/bin:$PATH
