@@ -1,5 +1,7 @@
 #include "codec/MoveToFront.h"
 
+#include "codec/RecentBytes.h"
+
 namespace Kestrova {
 namespace {
 
@@ -56,24 +58,10 @@ private:
 
 }  // namespace
 
-MoveToFrontList MoveToFrontList::OfNumbers(unsigned n) {
-    MoveToFrontList list;
-    for (; list.m_nCount < n; ++list.m_nCount)
-        list.m_list[list.m_nCount] = static_cast<uint8_t>(list.m_nCount);
-    return list;
-}
-
-MoveToFrontList MoveToFrontList::OfUsed(const bool (&used)[kByteValues]) {
-    MoveToFrontList list;
-    for (unsigned ch = 0; ch < kByteValues; ++ch)
-        if (used[ch]) list.m_list[list.m_nCount++] = static_cast<uint8_t>(ch);
-    return list;
-}
-
 SymbolList generateMTFValues(std::span<const uint32_t> order, const uint8_t* pBlock,
                              const bool (&used)[kByteValues], uint16_t* pSymbols) {
     FrontPlaces places(used);
-    const MoveToFrontList firstList = MoveToFrontList::OfUsed(used);
+    const RecentBytes firstList = RecentBytes::OfUsed(used);
     SymbolList result;
     result.nAlphabet = firstList.GetCount() + 2;
     SymbolSink sink(pSymbols, result.frequencies);

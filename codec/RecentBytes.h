@@ -1,4 +1,4 @@
-// RecentBytes.h - the move-to-front list of the expander.
+// RecentBytes.h - the move-to-front list.
 #pragma once
 
 #include <bit>
@@ -29,6 +29,7 @@ public:
     }
 
     unsigned GetCount() const { return m_nCount; }
+    uint8_t Front() const { return static_cast<uint8_t>(m_words[0]); }
 
     // Moves the value at an index (below the count) to the front and returns it.
     uint8_t TakeAt(unsigned iPlace) {
@@ -38,6 +39,15 @@ public:
         const uint64_t kept = ~uint64_t{0xFF} << (iPlace * 8);  // the values behind the one taken
         m_words[0] = (m_words[0] & kept) | ((m_words[0] << 8 | ch) & ~kept);
         return ch;
+    }
+
+    // Moves a value of the list to the front and returns the index it had.
+    unsigned Find(uint8_t ch) {
+        const auto* const pBytes = reinterpret_cast<const uint8_t*>(m_words);
+        const void* const p = std::memchr(pBytes, ch, m_nCount);
+        const auto iPlace = static_cast<unsigned>(static_cast<const uint8_t*>(p) - pBytes);
+        TakeAt(iPlace);
+        return iPlace;
     }
 
 private:

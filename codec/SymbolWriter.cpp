@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "codec/HuffmanCodes.h"
+#include "codec/RecentBytes.h"
 
 namespace Kestrova {
 namespace {
@@ -114,7 +115,7 @@ void SymbolWriter::WriteByteUse(const bool (&used)[kByteValues]) {
 void SymbolWriter::WriteSelectors() {
     m_out.bsW(kTableCountBits, m_nTables);
     m_out.bsW(kSelectorCountBits, static_cast<uint32_t>(m_nSelectors));
-    MoveToFrontList tables = MoveToFrontList::OfNumbers(m_nTables);
+    RecentBytes tables = RecentBytes::OfNumbers(m_nTables);
     for (size_t i = 0; i < m_nSelectors; ++i) {
         const unsigned nOnes = tables.Find(m_pSelectors[i]);
         m_out.bsW(nOnes + 1, (1u << (nOnes + 1)) - 2);

@@ -5,34 +5,12 @@
 #include <utility>
 
 #include "codec/MoveToFront.h"
+#include "codec/RecentBytes.h"
 #include "tests/codec/CodecTestSupport.h"
+#include "tests/support/WaveStreamBuilder.h"
 
 namespace Kestrova::Test {
 namespace {
-
-TEST(MoveToFrontListTest, TakingMovesToTheFrontAndFindingUndoesIt) {
-    std::vector<uint8_t> model(256);
-    std::iota(model.begin(), model.end(), uint8_t{0});
-    MoveToFrontList taken = MoveToFrontList::OfNumbers(256), found = MoveToFrontList::OfNumbers(256);
-    for (unsigned i = 0; i < 2000; ++i) {
-        const unsigned iPlace = i < 256 ? i : Noise(2000)[i];
-        const uint8_t ch = model[iPlace];
-        std::rotate(model.begin(), model.begin() + iPlace, model.begin() + iPlace + 1);
-        ASSERT_EQ(ch, taken.TakeAt(iPlace));
-        ASSERT_EQ(ch, taken.Front());
-        ASSERT_EQ(iPlace, found.Find(ch));
-    }
-}
-
-TEST(MoveToFrontListTest, HoldsTheUsedBytesInAscendingOrder) {
-    bool used[256] = {};
-    used[3] = used[200] = used[255] = true;
-    MoveToFrontList list = MoveToFrontList::OfUsed(used);
-    EXPECT_EQ(3u, list.GetCount());
-    EXPECT_EQ(2u, list.Find(255));
-    EXPECT_EQ(2u, list.Find(200));
-    EXPECT_EQ(2u, list.Find(3));
-}
 
 struct SymbolCase {
     const char* pszWhy;
@@ -72,7 +50,7 @@ TEST(GenerateMTFValuesTest, CodesRunsOfTheFrontByteAndEndsTheBlock) {
     }
 }
 
-std::vector<uint16_t> SymbolsByList(const std::string& strSorted, MoveToFrontList list) {
+std::vector<uint16_t> SymbolsByList(const std::string& strSorted, RecentBytes list) {
     std::vector<uint16_t> symbols;
     uint64_t nRun = 0;
     const auto endRun = [&] {
@@ -107,7 +85,7 @@ TEST(GenerateMTFValuesTest, EqualsTheListForAnyNumberOfValues) {
             }
             SymbolList list;
             std::vector<uint16_t> storage;
-            EXPECT_EQ(SymbolsByList(strSorted, MoveToFrontList::OfUsed(used)),
+            EXPECT_EQ(SymbolsByList(strSorted, RecentBytes::OfUsed(used)),
                       SymbolsOf(strSorted, list, storage));
         }
 }

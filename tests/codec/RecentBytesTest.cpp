@@ -9,13 +9,16 @@
 namespace Kestrova::Test {
 namespace {
 
-// Takes the same places from the list and from a plain model of it.
+// Takes the same places from the list and from a plain model of it, and finds the same values in another list.
 void TakeFromBoth(RecentBytes list, Bytes model, const std::vector<unsigned>& places) {
+    RecentBytes found = list;
     ASSERT_EQ(model.size(), list.GetCount());
     for (const unsigned iPlace : places) {
         const uint8_t ch = model[iPlace];
         std::rotate(model.begin(), model.begin() + iPlace, model.begin() + iPlace + 1);
         ASSERT_EQ(ch, list.TakeAt(iPlace)) << iPlace;
+        ASSERT_EQ(ch, list.Front()) << iPlace;
+        ASSERT_EQ(iPlace, found.Find(ch)) << iPlace;
         ASSERT_EQ(ch, list.TakeAt(0)) << iPlace;
     }
 }
