@@ -45,7 +45,7 @@ TEST_F(DisplayEndTest, AnOpenAlertMakesNoDifference) {
 // The first bank is finished, the second is not, the third has not begun.
 // Q138
 TEST_F(DisplayEndTest, ABuildIsCancelledAndWhatIsFinishedStays) {
-    const std::string& strSource = m_user.BigSource();
+    const std::string& strSource = m_user.SlowSource();
     ManagerOnScreen manager(m_user, kManager, {"manager", strSource, m_user.BanksFolder()});
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
@@ -56,12 +56,12 @@ TEST_F(DisplayEndTest, ABuildIsCancelledAndWhatIsFinishedStays) {
     ASSERT_TRUE(WaitUntil([&] { return m_user.FilesInBanksFolder().size() == 2; }));
     m_user.Screen().End();
     ExpectToldFailure(manager);
-    EXPECT_THAT(m_user.FilesInBanksFolder(), ElementsAre("Fluid_0BB80.kvn"));
+    EXPECT_THAT(m_user.FilesInBanksFolder(), ElementsAre("Slow_0BB80.kvn"));
     EXPECT_EQ(0, UserOnScreen::RunKvBank({"verify", "-q", m_user.BankOf(strSource, 48000)}));
 }
 
 TEST_F(DisplayEndTest, ACreationThatHasJustBegunLeavesNothing) {
-    ManagerOnScreen manager(m_user, kCreate, {"create192000", m_user.BigSource(), m_user.BanksFolder()});
+    ManagerOnScreen manager(m_user, kCreate, {"create192000", m_user.SlowSource(), m_user.BanksFolder()});
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(WaitUntil([&] { return !m_user.FilesInBanksFolder().empty(); }));
     m_user.Screen().End();

@@ -52,7 +52,7 @@ TEST_F(ManagerModeTest, TickedRatesAreBuiltAndUntickedOnesRemoved) {
 }
 
 TEST_F(ManagerModeTest, ABuildShowsItsProgressAndCanBeCancelled) {
-    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.BigSource(), m_user.BanksFolder()});
+    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.SlowSource(), m_user.BanksFolder()});
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
     for (const int nRate : kAllButTheLowest) manager.PressBox(nRate);
@@ -67,7 +67,7 @@ TEST_F(ManagerModeTest, ABuildShowsItsProgressAndCanBeCancelled) {
     ASSERT_TRUE(manager.AnswerAlert("Bank(s) creation failed.", "Return"));
     ASSERT_TRUE(manager.WaitForEndOfProgress());
     ASSERT_TRUE(manager.WaitForEnabled(kCloseButton));
-    EXPECT_FALSE(fs::exists(m_user.BankOf(m_user.BigSource(), 192000)));
+    EXPECT_FALSE(fs::exists(m_user.BankOf(m_user.SlowSource(), 192000)));
     EXPECT_FALSE(manager.Process().HasEnded());
 
     manager.Key("Escape");                   // nothing runs: it closes
@@ -75,7 +75,7 @@ TEST_F(ManagerModeTest, ABuildShowsItsProgressAndCanBeCancelled) {
 }
 
 TEST_F(ManagerModeTest, EscapeCancelsABuild) {
-    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.BigSource(), m_user.BanksFolder()});
+    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.SlowSource(), m_user.BanksFolder()});
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
     manager.PressBox(5);

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "tests/support/SoundFileMaker.h"
+
 namespace Kestrova::Test {
 namespace {
 
@@ -20,6 +22,13 @@ bool IsChooser(int nControl) { return nControl == kSourceChooser || nControl == 
 std::vector<std::string> Joined(std::vector<std::string> first, const std::vector<std::string>& second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;
+}
+
+// The source that `import` makes.
+std::string Imported(const std::string& strInput, const std::string& strOutput) {
+    if (UserOnScreen::RunKvBank({"import", "-q", strInput, "-o", strOutput}) != 0)
+        throw std::runtime_error("kvbank import");
+    return strOutput;
 }
 
 }  // namespace
@@ -49,13 +58,23 @@ int UserOnScreen::RunKvBank(const std::vector<std::string>& arguments) {
     return ChildProcess(Joined({KV_KVBANK}, arguments)).Wait();
 }
 
-const std::string& UserOnScreen::BigSource() {
-    if (m_strBigSource.empty()) {
-        m_strBigSource = m_home.File("Music/Fluid.kvs");
-        if (RunKvBank({"import", "-q", "/usr/share/sounds/sf2/FluidR3_GS.sf2", "-o", m_strBigSource}) != 0)
-            throw std::runtime_error("kvbank import");
+const std::string& UserOnScreen::FontSource() {
+    if (m_strFontSource.empty())
+        m_strFontSource = Imported("/usr/share/sounds/sf2/FluidR3_GS.sf2", m_home.File("Music/Fluid.kvs"));
+    return m_strFontSource;
+}
+
+const std::string& UserOnScreen::SlowSource() {
+    constexpr int kWaves = 16, kFrames = 1250000;
+    if (m_strSlowSource.empty()) {
+        const std::string strFolder = m_home.File("Silence");
+        fs::create_directory(strFolder);
+        const Bytes wav = MakeWav({.data = Bytes(size_t{2} * kFrames)});
+        for (int nKey = 0; nKey < kWaves; ++nKey)
+            WriteFile(strFolder + "/" + std::to_string(nKey) + ".wav", wav);
+        m_strSlowSource = Imported(strFolder, m_home.File("Music/Slow.kvs"));
     }
-    return m_strBigSource;
+    return m_strSlowSource;
 }
 
 fs::path UserOnScreen::BankOf(const std::string& strSource, int nRate) const {
@@ -87,7 +106,8 @@ std::vector<std::string> UserOnScreen::Environment() const {
             "XDG_CONFIG_HOME=" + m_home.File("config"),
             "QT_QPA_PLATFORM=xcb",
             "QT_STYLE_OVERRIDE=Fusion",
-            "WAYLAND_DISPLAY="};
+            "WAYLAND_DISPLAY=",
+            "KV_KERNELS=scalar"};
 }
 
 ManagerOnScreen::ManagerOnScreen(UserOnScreen& user, GuiType mode, const std::vector<std::string>& arguments,

@@ -37,7 +37,10 @@ public:
                           const std::filesystem::path& home = {});
 
     const std::string& Source() const { return m_strSource; }
-    const std::string& BigSource();  // takes seconds a bank; imported from a soundfont when first asked for
+    const std::string& FontSource();  // imported from a soundfont when first asked for
+    // Takes seconds a bank, on any processor of today: long waves, which the environment below has resampled
+    // by the plain kernels. Made when first asked for.
+    const std::string& SlowSource();
     std::string BanksFolder() const { return m_home.File("Music/Banks"); }
     std::filesystem::path BankOf(const std::string& strSource, int nRate) const;
     std::string Settings() const;  // the text of the settings file
@@ -54,7 +57,7 @@ private:
     XScreen m_screen;
     HomeFolder m_home;
     std::string m_strSource;
-    std::string m_strBigSource;
+    std::string m_strFontSource, m_strSlowSource;
 };
 
 // The running program with its window. When the program has ended, what a test waits for cannot come any

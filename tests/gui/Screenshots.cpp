@@ -50,7 +50,7 @@ public:
 private:
     bool BuildABank() {
         return UserOnScreen::RunKvBank(
-                   {"build", "-q", m_user.BigSource(), "-d", m_user.BanksFolder(), "-r", "48000"}) == 0;
+                   {"build", "-q", m_user.FontSource(), "-d", m_user.BanksFolder(), "-r", "48000"}) == 0;
     }
 
     std::vector<std::string> Desktop() const {
@@ -59,7 +59,7 @@ private:
     }
 
     bool TakeMode(const Mode& mode) {
-        ManagerOnScreen manager(m_user, mode.type, {mode.pszWord, m_user.BigSource(), m_user.BanksFolder()},
+        ManagerOnScreen manager(m_user, mode.type, {mode.pszWord, m_user.FontSource(), m_user.BanksFolder()},
                                 Desktop());
         if (!manager.HasWindow()) return false;
         if (mode.type == kCreate) return TakeBusy(manager, mode) && Cancel(manager, mode);

@@ -17,7 +17,7 @@ protected:
 };
 
 TEST_P(SignalTest, ABuildIsCancelledAndTheSettingsAreWritten) {
-    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.BigSource(), m_user.BanksFolder()});
+    ManagerOnScreen manager(m_user, kManager, {"manager", m_user.SlowSource(), m_user.BanksFolder()});
     ASSERT_TRUE(manager.HasWindow());
     ASSERT_TRUE(manager.WaitUntilReady());
     manager.PressBox(5);

@@ -129,7 +129,10 @@ TEST_F(ImportFormatsTest, AnyFailedFileCallGivesAWholeBankOrNone) {
             env.FailCall(nFault, FaultyFileEnv::Lasting::kForGood);
             const Outcome outcome = Run({"import", pszInput, "-o", "DIR/a.kvs", "-f"});
             if (!env.FaultHit()) break;
-            if (outcome.nCode == 0) continue;
+            if (outcome.nCode == 0) {  // the file system was asked for what can be done without
+                std::filesystem::remove(File("a.kvs"));
+                continue;
+            }
             ++nFailures;
             EXPECT_TRUE(outcome.nCode == kExitBadInput || outcome.nCode == kExitOutput) << outcome.nCode;
             EXPECT_THAT(outcome.strErr, HasSubstr("Input/output error"));
