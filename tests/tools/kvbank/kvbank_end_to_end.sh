@@ -2,6 +2,10 @@
 # kvbank_end_to_end.sh KVBANK - what can be tested only with a process of its own: signals and closed streams.
 . "$(dirname "$0")/kvbank_scratch.sh"
 
+# Builds are to take a while here, on any processor: the plain kernels are slow.
+KV_KERNELS=scalar
+export KV_KERNELS
+
 [ "$("$kvbank" --version)" = "kvbank 1.0" ] || fail "--version"
 
 # A run with a closed stream fails, and no file that it opens gets the number of that stream.
