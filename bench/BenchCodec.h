@@ -10,8 +10,8 @@ namespace Kestrova::Bench {
 // copy is part of the work. False when it has made no stream.
 bool CompressWave(const Bytes& wave, unsigned nBits, StreamBuffer& out);
 
-// Appends the wave of nBytes that `stream` holds to `out`, which is empty, on one thread or two. False when it is
-// refused.
+// Appends the wave of nBytes that `stream` holds to `out`, which is empty, on one thread or two. False when
+// it is refused.
 bool ExpandWave(StreamBuffer& stream, unsigned nBits, size_t nBytes, StreamBuffer& out,
                 unsigned nThreads = 1);
 

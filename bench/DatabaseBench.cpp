@@ -1,6 +1,6 @@
-// DatabaseBench - one database of 250,000 to 1,000,000 notes of 100 bytes; items are notes. Each row has its twin:
-// plain stdio with indexes in std::unordered_map (StdioTwin.h). The BigO rows tell the cost of a note and how
-// far the sizes lie off a straight line.
+// DatabaseBench - one database of 250,000 to 1,000,000 notes of 100 bytes; items are notes. Each row has its
+// twin: plain stdio with indexes in std::unordered_map (StdioTwin.h). The BigO rows tell the cost of a note
+// and how far the sizes lie off a straight line.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 

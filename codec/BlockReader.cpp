@@ -9,8 +9,8 @@ namespace {
 
 using namespace WaveFormat;
 
-// The place of a magic is looked for in words: it starts in the first byte of a word, so that the third byte is
-// one of these, one for each bit it may start at.
+// The place of a magic is looked for in words: it starts in the first byte of a word, so that the third byte
+// is one of these, one for each bit it may start at.
 constexpr unsigned kProbe = 2;
 constexpr std::array<bool, kByteValues> kProbeBytes = [] {
     std::array<bool, kByteValues> bytes{};

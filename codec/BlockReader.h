@@ -48,8 +48,8 @@ public:
     // `in` stands behind the magic of another block. Takes as long as reading a block, or longer.
     void ReadNext(BitReader in);
 
-    // The block whose magic has just been read from `in`, which is moved behind it; nullptr when it is not the
-    // one read ahead, or is damaged.
+    // The block whose magic has just been read from `in`, which is moved behind it; nullptr when it is not
+    // the one read ahead, or is damaged.
     const BlockReader* Take(BitReader& in);
 
 private:

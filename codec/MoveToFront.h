@@ -1,4 +1,5 @@
-// MoveToFront.h - the compressor's symbols: places in a list of recently used bytes, and runs of its front byte.
+// MoveToFront.h - the compressor's symbols: places in a list of recently used bytes, and runs of its front
+// byte.
 #pragma once
 
 #include <span>

@@ -11,8 +11,8 @@ namespace Kestrova {
 
 static_assert(std::endian::native == std::endian::little);
 
-// Byte values (or table numbers), the last used first. The first eight are one number, the first of them in its
-// low byte: a move among them is a few steps of arithmetic, which no later load has to wait for.
+// Byte values (or table numbers), the last used first. The first eight are one number, the first of them in
+// its low byte: a move among them is a few steps of arithmetic, which no later load has to wait for.
 class RecentBytes {
 public:
     // The numbers 0 to n - 1 in order, and the values whose flag is set, ascending.

@@ -21,8 +21,8 @@ class CXFile;
 // Errors:  searches return nullptr for "no such live note"; Rebuild and Append return false, also when memory
 //          runs out.
 // Cost:    every step O(log n), whatever was deleted. Memory for each of a million notes, their 24 bytes of
-//          SDBNOTE included: 46 bytes without parents, 44 with ten children to a parent, 65 with one, and 53 with
-//          two of different types. Ids that lie far apart take up to 54 more, and so do parents' ids.
+//          SDBNOTE included: 46 bytes without parents, 44 with ten children to a parent, 65 with one, and 53
+//          with two of different types. Ids that lie far apart take up to 54 more, and so do parents' ids.
 //          The Memory rows of bench/DatabaseBench.cpp measure it.
 class CSDBKeyTable {
 public:

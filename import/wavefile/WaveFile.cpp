@@ -106,8 +106,8 @@ ImportOutcome OpenHandle(SoundBytes& bytes, SF_INFO& info, SoundHandle& pHandle)
     return pHandle ? ImportOutcome() : bytes.FailureOr(NotRead(nullptr));
 }
 
-// Whether a line of libsndfile's log, such as "data : 20000 (should be 8956)", says that the chunk states more
-// bytes than there are.
+// Whether a line of libsndfile's log, such as "data : 20000 (should be 8956)", says that the chunk states
+// more bytes than there are.
 bool StatesTooMuch(std::string_view line, std::string_view chunk) {
     constexpr std::string_view kMiddle = " (should be ";
     const std::string strLine(line.substr(std::min(line.find_first_not_of(' '), line.size())));

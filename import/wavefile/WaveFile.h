@@ -29,8 +29,8 @@ struct WaveFileFacts {
     uint32_t nBits = 0;      // as ReadFrames gives them, 16 or 24; files of fewer bits are filled up
     bool bCut = false;       // the header states more frames than the file has (WAV and AIFF)
     std::string strRounded;  // what is not kept to the bit, as "32-bit numbers rounded to 24 bits"; or empty
-    // Cents at which the wave plays unchanged: 100 for each key above key 0, and the fine tune. From a WAV file's
-    // `smpl` or an AIFF file's `INST` chunk, as are the loops; nothing when it has none.
+    // Cents at which the wave plays unchanged: 100 for each key above key 0, and the fine tune. From a WAV
+    // file's `smpl` or an AIFF file's `INST` chunk, as are the loops; nothing when it has none.
     std::optional<int> nRootCents;
     std::vector<WaveFileLoop> loops;  // at most 16
     bool operator==(const WaveFileFacts&) const = default;
@@ -53,7 +53,8 @@ public:
     WaveFile(const WaveFile&) = delete;
     WaveFile& operator=(const WaveFile&) = delete;
 
-    // Refuses what is not a sound file, has more than two channels or does not have as many frames as it says.
+    // Refuses what is not a sound file, has more than two channels or does not have as many frames as it
+    // says.
     ImportOutcome Open(const std::string& strPath, const FilePart& part = {});
 
     // REQUIRES, as the rest: it was opened.
@@ -61,8 +62,8 @@ public:
     // The frame behind those read last, which are read next without seeking.
     uint64_t GetPosition() const;
 
-    // Little-endian numbers of the facts' bits, channels interleaved, nothing between. Of 16 or 24 bits they are
-    // the file's own; no floating point is on their way. REQUIRES: the file has these frames.
+    // Little-endian numbers of the facts' bits, channels interleaved, nothing between. Of 16 or 24 bits they
+    // are the file's own; no floating point is on their way. REQUIRES: the file has these frames.
     ImportOutcome ReadFrames(uint64_t nFirst, uint64_t nFrames, uint8_t* pOut);
 
 private:

@@ -15,8 +15,8 @@ namespace Kestrova {
 void ReportWaveFile(const std::string& strWhat, const WaveFileFacts& facts, ImportReport& report);
 
 // A record has one loop, and it plays forwards: of several the first is carried, and one that plays backwards
-// or to and fro is taken as one that plays forwards, so that the note still sounds as long as its key is held.
-// Notes both. REQUIRES: there is a loop.
+// or to and fro is taken as one that plays forwards, so that the note still sounds as long as its key is
+// held. Notes both. REQUIRES: there is a loop.
 void ReportFileLoops(const std::string& strWhat, const std::vector<WaveFileLoop>& loops,
                      ImportReport& report);
 

@@ -9,7 +9,8 @@
 namespace Kestrova::Test {
 namespace {
 
-// Takes the same places from the list and from a plain model of it, and finds the same values in another list.
+// Takes the same places from the list and from a plain model of it, and finds the same values in another
+// list.
 void TakeFromBoth(RecentBytes list, Bytes model, const std::vector<unsigned>& places) {
     RecentBytes found = list;
     ASSERT_EQ(model.size(), list.GetCount());

@@ -72,7 +72,8 @@ struct CodedBlock {
     size_t nSize;  // of what it expands to
 };
 
-// A sound block whose coded symbols are these bytes: every byte is the code of a symbol. Byte 255 ends a block.
+// A sound block whose coded symbols are these bytes: every byte is the code of a symbol. Byte 255 ends a
+// block.
 CodedBlock BlockCodedAs(const Bytes& codes) {
     constexpr unsigned kValues = 254;
     Bytes list(kValues), sorted;

@@ -153,8 +153,8 @@ TEST_F(SDBJournalTest, WhereNothingMovesOnlyStatesAreWritten) {
     for (const NoteFields& note : NotesOf(m_strPath)) EXPECT_EQ(0, note.nState);
 }
 
-// Bodies of many lengths, so that states lie at all distances: in one window of the walk and across its end, a
-// page apart and farther.
+// Bodies of many lengths, so that states lie at all distances: in one window of the walk and across its end,
+// a page apart and farther.
 Notes NotesOfManyLengths(uint32_t nNotes, uint8_t nState) {
     static constexpr size_t kLengths[] = {0, 1, 100, 4081, 4082, 4083, 30, 60000, 65521, 65522, 70000};
     Notes arNotes;
@@ -229,8 +229,8 @@ TEST_F(SDBJournalTest, PagesWithoutAStateAreNotWritten) {
     }
 }
 
-// The disk takes a part of a piece: notes in front of the cut are committed, those behind are still new, every
-// body is whole, and the next commit ends the work.
+// The disk takes a part of a piece: notes in front of the cut are committed, those behind are still new,
+// every body is whole, and the next commit ends the work.
 TEST_F(SDBJournalTest, APieceWrittenInPartIsGoneOnWithByTheNextCommit) {
     const Notes arNotes = NotesOfManyLengths(30, kSdbStateNew);
     const Bytes committed = DatabaseImage(NotesOfManyLengths(30, 0));
