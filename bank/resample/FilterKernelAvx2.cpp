@@ -13,11 +13,20 @@ namespace {
 struct Avx2Ops {
     using Vec = __m256i;
     using Part = Vec;
+    using PartOps = Avx2Ops;
     static constexpr int kTaps = 16;
     static constexpr int kLanes = 8;
 
     static Vec Load(const int16_t* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
     static void Store(int32_t* p, Vec v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
+    // The loads overlap, so that none leaves the samples.
+    static Vec Widen(const char* p) {
+        const Vec bytes =
+            _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 8), reinterpret_cast<const __m128i*>(p));
+        return _mm256_shuffle_epi8(
+            bytes, _mm256_setr_epi8(-1, 0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11,  //
+                                    -1, 4, 5, 6, -1, 7, 8, 9, -1, 10, 11, 12, -1, 13, 14, 15));
+    }
     static Vec Zero() { return _mm256_setzero_si256(); }
     static Vec RoundingHigh(Vec a, Vec b) { return _mm256_mulhrs_epi16(a, b); }
     static Vec AddProducts(Vec sum, Vec a, Vec b) { return _mm256_add_epi32(sum, _mm256_madd_epi16(a, b)); }

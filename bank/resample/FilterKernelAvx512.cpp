@@ -11,14 +11,33 @@
 namespace Kestrova {
 namespace {
 
+// Half vectors, which Fold makes.
+struct Avx512PartOps {
+    using Vec = __m256i;
+    static constexpr int kTaps = 16;
+
+    static Vec Load(const int16_t* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
+    static Vec RoundingHigh(Vec a, Vec b) { return _mm256_mulhrs_epi16(a, b); }
+    static Vec AddProducts(Vec sum, Vec a, Vec b) { return _mm256_dpwssd_epi32(sum, a, b); }
+    static Vec AddPairs(Vec sum, Vec a) { return AddProducts(sum, a, _mm256_set1_epi16(1)); }
+};
+
 struct Avx512Ops {
     using Vec = __m512i;
-    using Part = __m256i;
+    using PartOps = Avx512PartOps;
+    using Part = PartOps::Vec;
     static constexpr int kTaps = 32;
     static constexpr int kLanes = 16;
 
     static Vec Load(const int16_t* p) { return _mm512_loadu_si512(p); }
     static void Store(int32_t* p, Vec v) { _mm512_storeu_si512(p, v); }
+    // Each quarter takes the twelve bytes of its samples, and then spreads them.
+    static Vec Widen(const char* p) {
+        const Vec quarters = _mm512_setr_epi32(0, 1, 2, 2, 3, 4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11);
+        const Vec bytes = _mm512_permutexvar_epi32(quarters, _mm512_maskz_loadu_epi32(0x0FFF, p));
+        const __m128i spread = _mm_setr_epi8(-1, 0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11);
+        return _mm512_shuffle_epi8(bytes, _mm512_broadcast_i32x4(spread));
+    }
     static Vec Zero() { return _mm512_setzero_si512(); }
     static Vec RoundingHigh(Vec a, Vec b) { return _mm512_mulhrs_epi16(a, b); }
     static Vec AddProducts(Vec sum, Vec a, Vec b) { return _mm512_dpwssd_epi32(sum, a, b); }

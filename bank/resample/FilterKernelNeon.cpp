@@ -13,11 +13,17 @@ namespace {
 struct NeonOps {
     using Vec = int16x8_t;
     using Part = Vec;
+    using PartOps = NeonOps;
     static constexpr int kTaps = 8;
     static constexpr int kLanes = 4;
 
     static Vec Load(const int16_t* p) { return vld1q_s16(p); }
     static void Store(int32_t* p, Vec v) { vst1q_s32(p, Wide(v)); }
+    // The loads overlap, so that none leaves the samples.
+    static Vec Widen(const char* p) {
+        return Narrow(int32x4_t{FourBytes<NeonOps>(p) << 8, FourBytes<NeonOps>(p + 2),
+                                FourBytes<NeonOps>(p + 5), FourBytes<NeonOps>(p + 8)});
+    }
     static Vec Zero() { return vdupq_n_s16(0); }
     // The instruction differs for -2^15 * -2^15 alone, which no term has.
     static Vec RoundingHigh(Vec a, Vec b) { return vqrdmulhq_s16(a, b); }

@@ -6,12 +6,14 @@
 //
 // TOps gives Vec (kTaps lanes of 16 bits or kLanes = kTaps / 2 of 32) and
 //   Load, Store             from and to memory, at any address
+//   Widen(p)                kLanes packed 24-bit samples, each in the upper bytes of its lane; the lowest is any
 //   Zero                    all lanes 0
 //   RoundingHigh(a, b)      (a * b + 2^14) >> 15 of 16-bit lanes
 //   AddProducts(sum, a, b)  each 32-bit lane of sum plus the two products of 16-bit lanes that lie there
 //   AddPairs(sum, a)        the same with a's lanes alone
 //   Fold(sum)               as a Part, fewer lanes with the same total; Vec itself where that is no faster
 //   Totals(parts)           lane i is the sum of all lanes of part i
+//   PartOps                 the same from Load to AddPairs for Parts: they take what does not fill a Vec
 // 32-bit sums wrap, so they are the scalar kernel's in whatever order they are made.
 #pragma once
 
@@ -55,17 +57,30 @@ void Unpack16(const char* p, int nFrames, WingPlane<TOps, TKind>* arPlanes) {
             __builtin_memcpy(&arPlanes[nChannel].arFirst[n], p, 2);
 }
 
-// First to 32 bits, each sample by one load that begins a byte before it; the first sample's byte there is not ours.
+// Four bytes at any address, for sets that widen samples one by one.
+template <class TOps>
+int32_t FourBytes(const char* p) {
+    int32_t n = 0;
+    __builtin_memcpy(&n, p, sizeof n);
+    return n;
+}
+
+// First to 32 bits; the last samples, which do not fill a vector, one by one.
 template <class TOps, class TKind>
 void Unpack24(const char* pSource, int nFrames, WingPlane<TOps, TKind>* arPlanes) {
-    uint32_t arSamples[TKind::kWindow * TKind::kChannels];
+    int32_t arSamples[TKind::kWindow * TKind::kChannels];
     const int nSamples = nFrames * static_cast<int>(TKind::kChannels);
-    __builtin_memcpy(reinterpret_cast<char*>(arSamples) + 1, pSource, 3);
-    for (int n = 1; n < nSamples; ++n) __builtin_memcpy(&arSamples[n], pSource + 3 * n - 1, 4);
-    const uint32_t* p = arSamples;
+    int nWide = 0;
+    for (; nWide <= nSamples - TOps::kLanes; nWide += TOps::kLanes)
+        TOps::Store(arSamples + nWide, TOps::Widen(pSource + 3 * nWide));
+    for (; nWide < nSamples; ++nWide) {
+        arSamples[nWide] = 0;
+        __builtin_memcpy(reinterpret_cast<char*>(arSamples + nWide) + 1, pSource + 3 * nWide, 3);
+    }
+    const int32_t* p = arSamples;
     for (int n = 0; n < nFrames; ++n)
         for (size_t nChannel = 0; nChannel < TKind::kChannels; ++nChannel, ++p) {
-            arPlanes[nChannel].arFirst[n] = static_cast<int16_t>(static_cast<int32_t>(*p) >> 22);
+            arPlanes[nChannel].arFirst[n] = static_cast<int16_t>(*p >> 22);
             arPlanes[nChannel].arLow[n] = static_cast<int16_t>(*p >> 7 & 0x7FFE);
         }
 }
@@ -185,9 +200,8 @@ private:
 };
 
 // Adds the terms of a vector of coefficients with the samples from nAt on, as FilterBlock.h proves them.
-template <class TOps, class TKind, class TVec = typename TOps::Vec>
-void AddTerms(TVec (&arSums)[TKind::kPlanes], TVec row,
-              const WingPlane<TOps, TKind> (&arPlanes)[TKind::kPlanes], int nAt) {
+template <class TOps, class TKind, class TPlane, class TVec = typename TOps::Vec>
+void AddTerms(TVec (&arSums)[TKind::kPlanes], TVec row, const TPlane (&arPlanes)[TKind::kPlanes], int nAt) {
     for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane) {
         const TVec first = TOps::Load(arPlanes[nPlane].arFirst + nAt);
         TVec& sum = arSums[nPlane];
@@ -201,10 +215,19 @@ void AddTerms(TVec (&arSums)[TKind::kPlanes], TVec row,
     }
 }
 
+// The same for a vector of taps of both sides, from tap k on. Always inlined: left to itself, g++ calls it from the
+// loop over taps, with the sums in memory.
+template <class TOps, class TKind, class TPlanes, class TVec = typename TOps::Vec>
+[[gnu::always_inline]] inline void AddBothTerms(TVec (&arSums)[TKind::kPlanes], const PhaseRows& at, int k,
+                                                const TPlanes& planes, int nLeft, int nRight) {
+    AddTerms<TOps, TKind>(arSums, TOps::Load(at.pLeft + k), planes.arFalling, nLeft + k);
+    AddTerms<TOps, TKind>(arSums, TOps::Load(at.pRight + k), planes.arRising, nRight + k);
+}
+
 // Adds the samples that great taps take once more: they are one run of frames around the current one.
-template <class TOps, class TKind, class TVec = typename TOps::Vec>
+template <class TOps, class TKind, class TPlane, class TVec = typename TOps::Vec>
 void AddGreatTaps(TVec (&arSums)[TKind::kPlanes], const int16_t* pOnes, int nTaps,
-                  const WingPlane<TOps, TKind> (&arPlanes)[TKind::kPlanes], int nAt) {
+                  const TPlane (&arPlanes)[TKind::kPlanes], int nAt) {
     for (int i = 0; i < nTaps; i += TOps::kTaps) {
         const TVec ones = TOps::Load(pOnes + i);
         for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane)
@@ -217,15 +240,17 @@ void AddGreatTaps(TVec (&arSums)[TKind::kPlanes], const int16_t* pOnes, int nTap
 template <class TOps, class TKind, class TRows>
 void SumBlock(const FilterBlock& block, const BlockPlanes<TOps, TKind>& planes,
               int32_t (&arSums)[TKind::kPlanes][kBlockFrames]) {
-    using Vec = typename TOps::Vec;
+    using PartOps = typename TOps::PartOps;
+    using Part = typename TOps::Part;
     constexpr int kGroup = TOps::kLanes;  // frames whose sums end in one vector
+    constexpr int kLastTaps = PartOps::kTaps < TOps::kTaps ? PartOps::kTaps : 0;  // at most, that parts take
     const int nTaps = TRows::kTaps != 0 ? TRows::kTaps : block.wings.nTaps;
     const int nGreatTaps = TRows::kTaps != 0 ? 2 : 2 * block.wings.nGreatTaps;
     const int16_t* const arGreatTaps = block.wings.arGreatTaps;
     const int nStep = block.nStep;
     const int nBlockFrames = block.nFrames;
     TRows rows(block.wings);
-    typename TOps::Part arFrames[TKind::kPlanes][size_t{kGroup}];  // by frame, lanes not yet added up
+    Part arFrames[TKind::kPlanes][size_t{kGroup}];  // by frame, lanes not yet added up
     for (auto& plane : arFrames)
         for (auto& frame : plane) frame = TOps::Fold(TOps::Zero());
     int nPhase = block.nPhase;
@@ -235,17 +260,28 @@ void SumBlock(const FilterBlock& block, const BlockPlanes<TOps, TKind>& planes,
         const int nFrames = nBlockFrames - n < kGroup ? nBlockFrames - n : kGroup;
         for (int i = 0; i < nFrames; ++i) {
             const PhaseRows at = rows.At(nPhase);
-            Vec arFrame[TKind::kPlanes];
-            for (Vec& frame : arFrame) frame = TOps::Zero();
-            for (int k = 0; k < nTaps; k += TOps::kTaps) {
-                AddTerms<TOps, TKind>(arFrame, TOps::Load(at.pLeft + k), planes.arFalling, nLeft + k);
-                AddTerms<TOps, TKind>(arFrame, TOps::Load(at.pRight + k), planes.arRising, nRight + k);
+            typename TOps::Vec arWhole[TKind::kPlanes];
+            for (auto& whole : arWhole) whole = TOps::Zero();
+            int k = 0;
+            for (; k < nTaps - kLastTaps; k += TOps::kTaps)
+                AddBothTerms<TOps, TKind>(arWhole, at, k, planes, nLeft, nRight);
+            // Few taps are great, so a part holds them where a vector would be mostly zeros.
+            const auto finish = [&](Part(&arSum)[TKind::kPlanes]) {
+                if constexpr (TKind::kBits == 16)
+                    AddGreatTaps<PartOps, TKind>(arSum, arGreatTaps - at.nGreatLeft - at.nGreatRight,
+                                                 nGreatTaps, planes.arRising, nRight - at.nGreatLeft);
+                for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane)
+                    arFrames[nPlane][i] = arSum[nPlane];
+            };
+            if constexpr (kLastTaps == 0) {
+                finish(arWhole);
+            } else {
+                Part arFolded[TKind::kPlanes];
+                for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane)
+                    arFolded[nPlane] = TOps::Fold(arWhole[nPlane]);
+                if (k < nTaps) AddBothTerms<PartOps, TKind>(arFolded, at, k, planes, nLeft, nRight);
+                finish(arFolded);
             }
-            if constexpr (TKind::kBits == 16)
-                AddGreatTaps<TOps, TKind>(arFrame, arGreatTaps - at.nGreatLeft - at.nGreatRight, nGreatTaps,
-                                          planes.arRising, nRight - at.nGreatLeft);
-            for (size_t nPlane = 0; nPlane < TKind::kPlanes; ++nPlane)
-                arFrames[nPlane][i] = TOps::Fold(arFrame[nPlane]);
             nPhase += nStep;
             nRight += nPhase >> 15;
             nLeft -= nPhase >> 15;

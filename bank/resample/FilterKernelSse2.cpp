@@ -13,11 +13,17 @@ namespace {
 struct Sse2Ops {
     using Vec = __m128i;
     using Part = Vec;
+    using PartOps = Sse2Ops;
     static constexpr int kTaps = 8;
     static constexpr int kLanes = 4;
 
     static Vec Load(const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
     static void Store(int32_t* p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+    // The loads overlap, so that none leaves the samples.
+    static Vec Widen(const char* p) {
+        return _mm_set_epi32(FourBytes<Sse2Ops>(p + 8), FourBytes<Sse2Ops>(p + 5), FourBytes<Sse2Ops>(p + 2),
+                             FourBytes<Sse2Ops>(p) << 8);
+    }
     static Vec Zero() { return _mm_setzero_si128(); }
     // There is no such instruction yet. With a * b = high * 2^16 + low, low without sign, it is
     // 2 * high + ((low + 2^14) >> 15), and the second part is the rounding mean of low >> 14 and 0.
