@@ -1,9 +1,11 @@
-// FilterBlock.h - a run of output frames as the SIMD filter kernels take it, and the wings that they multiply by.
+// FilterBlock.h - a run of output frames as the SIMD filter kernels take it, and the wings that they multiply
+// by.
 // Plain data only: files built for other instruction sets include it.
 //
-// A wing is one side of the filter: its coefficients from a place h of the table on, one for each source frame,
-// nearest frame first. It depends on h alone, and both sides read the same wings: the right one forwards in
-// time, the left one backwards. Rows hold wings in the form that lets one instruction make a rounded term.
+// A wing is one side of the filter: its coefficients from a place h of the table on, one for each source
+// frame, nearest frame first. It depends on h alone, and both sides read the same wings: the right one
+// forwards in time, the left one backwards. Rows hold wings in the form that lets one instruction make a
+// rounded term.
 // With M(a, b) = (a * b + 2^14) >> 15, the rounding high multiply of 16-bit numbers:
 //
 //   16 bits   (c * x + 2^13) >> 14 = M(2c, x)            because (2cx + 2^14) >> 15 is the same quotient.
@@ -46,15 +48,15 @@ struct FilterWings {
 
     // Ready rows: row h is at h * nRowTaps, 64-byte aligned. Null: rows are made when needed.
     const int16_t* pReadyLeft;
-    const int16_t*
-        pReadyRight;  // the same unless the table's last entry counts: the right wing leaves it out
+    const int16_t* pReadyRight;  // the same unless the table's last entry counts: right wings leave it out
 };
 
 // Makes the row of place h from the table's first nEntries entries. nEntries * 128 + nTableStep fits an int.
 void MakeWing(const FilterWings& wings, int h, int nEntries, int16_t* pRow);
 
-// After some frames a conversion comes to the same phase again, and from then on to all the same phases. Places of
-// the wave that far apart are streams: their frames are made side by side, so that a row is fetched once for all.
+// After some frames a conversion comes to the same phase again, and from then on to all the same phases.
+// Places of the wave that far apart are streams: their frames are made side by side, so that a row is fetched
+// once for all.
 struct FilterBlock {
     FilterWings wings;
     int nSampleBits;
@@ -65,9 +67,9 @@ struct FilterBlock {
     int nPhase;         // of the first output frame of each stream
     int nFrames;        // output frames of each stream, 1..kBlockFrames
     int nSourceFrames;  // of each stream, at most kWindowFrames / nStreams
-    const char*
-        arSources[kMostStreams];   // interleaved source samples: the first frame is nRowTaps - 1 before
-                                   // that of the first output frame, the last nRowTaps behind the last's
+    // Interleaved source samples: the first frame is nRowTaps - 1 before that of the first output frame, the
+    // last nRowTaps behind that of the last one.
+    const char* arSources[kMostStreams];
     int16_t* arOut[kMostStreams];  // receive the output frames; room for kBlockFrames and 8 bytes
 };
 

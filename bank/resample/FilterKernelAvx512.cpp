@@ -1,5 +1,5 @@
-// The filter kernels in AVX-512. This file is built with -mavx512bw, -mavx512vl and -mavx512vnni; it is called only
-// when the processor has all three.
+// The filter kernels in AVX-512. This file is built with -mavx512bw, -mavx512vl and -mavx512vnni; it is
+// called only when the processor has all three.
 #include "bank/resample/FilterBlock.h"
 
 #if defined(__x86_64__)

@@ -1,12 +1,13 @@
 // FilterKernelSimd.h - the filter kernels over blocks of frames, written once for all instruction sets.
 // Included only by the FilterKernel<Set>.cpp files. TOps must have internal linkage. Everything here then has
 // it too, and the linker cannot replace a copy that every processor can run by one built for a newer
-// processor. For the same reason nothing here uses an inline function of another header. Loops without TOps are
-// left to the compiler, which makes vectors of them for the set of each file.
+// processor. For the same reason nothing here uses an inline function of another header. Loops without TOps
+// are left to the compiler, which makes vectors of them for the set of each file.
 //
 // TOps gives Vec (kTaps lanes of 16 bits or kLanes = kTaps / 2 of 32) and
 //   Load, Store             from and to memory, at any address
-//   Widen(p)                kLanes packed 24-bit samples, each in the upper bytes of its lane; the lowest is any
+//   Widen(p)                kLanes packed 24-bit samples, each in the upper bytes of its lane; the lowest is
+//                           any
 //   Zero                    all lanes 0
 //   RoundingHigh(a, b)      (a * b + 2^14) >> 15 of 16-bit lanes
 //   AddProducts(sum, a, b)  each 32-bit lane of sum plus the two products of 16-bit lanes that lie there
@@ -34,16 +35,16 @@ struct BlockKind {
     static constexpr size_t kPlane = kWindow + 96;  // no power of two apart, for the cache's sake
 };
 
-// The source samples of one channel in the order in which a wing meets them. 16 bits: the samples; 24 bits: their
-// high and their doubled low parts.
+// The source samples of one channel in the order in which a wing meets them. 16 bits: the samples; 24 bits:
+// their high and their doubled low parts.
 template <class TOps, class TKind>
 struct WingPlane {
     int16_t arFirst[TKind::kPlane];
     int16_t arLow[TKind::kBits == 24 ? TKind::kPlane : 1];
 };
 
-// A block's source frames: planes in rising time for right wings, and in falling time for left ones; the channels of
-// a stream lie together.
+// A block's source frames: planes in rising time for right wings, and in falling time for left ones; the
+// channels of a stream lie together.
 template <class TOps, class TKind>
 struct BlockPlanes {
     WingPlane<TOps, TKind> arRising[TKind::kPlanes];
@@ -215,8 +216,8 @@ void AddTerms(TVec (&arSums)[TKind::kPlanes], TVec row, const TPlane (&arPlanes)
     }
 }
 
-// The same for a vector of taps of both sides, from tap k on. Always inlined: left to itself, g++ calls it from the
-// loop over taps, with the sums in memory.
+// The same for a vector of taps of both sides, from tap k on. Always inlined: left to itself, g++ calls it
+// from the loop over taps, with the sums in memory.
 template <class TOps, class TKind, class TPlanes, class TVec = typename TOps::Vec>
 [[gnu::always_inline]] inline void AddBothTerms(TVec (&arSums)[TKind::kPlanes], const PhaseRows& at, int k,
                                                 const TPlanes& planes, int nLeft, int nRight) {
@@ -292,8 +293,8 @@ void SumBlock(const FilterBlock& block, const BlockPlanes<TOps, TKind>& planes,
     }
 }
 
-// The gain and the limits of the format. The scalar kernel's 64-bit product of 24 bits fits 32 bits in two parts:
-// with q = sum >> 2 and q = (q >> 13) * 2^13 + (q & 8191), q * gain >> 13 is the sum below, exactly;
+// The gain and the limits of the format. The scalar kernel's 64-bit product of 24 bits fits 32 bits in two
+// parts: with q = sum >> 2 and q = (q >> 13) * 2^13 + (q & 8191), q * gain >> 13 is the sum below, exactly;
 // |q| <= 2^29 and gain < 2^14, so neither product leaves 32 bits.
 template <class TOps, int kBits>
 int Scaled(int32_t nSum, int nGain) {

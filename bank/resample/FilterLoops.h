@@ -47,7 +47,8 @@ private:
 
     static size_t Bytes(int64_t nFrames) { return static_cast<size_t>(nFrames * kFrame); }
 
-    // The phases repeat after 32768 / gcd(step, 32768) output frames; the least multiple of that which fills blocks.
+    // The phases repeat after 32768 / gcd(step, 32768) output frames; the least multiple of that which fills
+    // blocks.
     static int64_t SpacingOf(int nStep) {
         const int64_t nPeriod = 32768 / std::gcd(nStep, 32768);
         return std::max<int64_t>(nPeriod, kBlockFrames);
@@ -99,8 +100,8 @@ private:
 
     static int Clip(int64_t n, int nCount) { return static_cast<int>(std::clamp<int64_t>(n, 0, nCount)); }
 
-    // The nCount frames from nFirst on; the wave's first frame is number 0. They are the wave's own where all of
-    // them may be read, else a copy at pCopy in which frames out of reach are silence.
+    // The nCount frames from nFirst on; the wave's first frame is number 0. They are the wave's own where all
+    // of them may be read, else a copy at pCopy in which frames out of reach are silence.
     const char* Window(int64_t nFirst, int nCount, char* pCopy) const {
         const int64_t nWaveFrames = (m_state.pSourceEnd - m_state.pSource) / kFrame;
         const int nFrom = Clip(-kGuardFrames - nFirst, nCount);

@@ -37,8 +37,9 @@ void SetTable(FilterWings& wings, bool bLargeTable) {
     wings.nEntries = bLargeTable ? kLargeFilterEntries : kSmallFilterEntries;
 }
 
-// At the whole step the first tap of a wing, and no other, lies within one source frame of the centre. The table is
-// not negative there, so that tap can be great at every place, and kernels need not look at the place.
+// At the whole step the first tap of a wing, and no other, lies within one source frame of the centre. The
+// table is not negative there, so that tap can be great at every place, and kernels need not look at the
+// place.
 void SetGreatTaps(FilterWings& wings) {
     wings.arGreatTaps = kGreatTaps.arTaps + kMostGreatTaps;
     if (!wings.bDoubled) return;
@@ -49,8 +50,8 @@ void SetGreatTaps(FilterWings& wings) {
 
 int TapsUpTo(int hEnd, int h, int nTableStep) { return h < hEnd ? (hEnd - 1 - h) / nTableStep + 1 : 0; }
 
-// The tables once more for the whole step, where the taps of a wing are 256 entries apart and have one fraction: by
-// first entry. Behind the last entry there are zeros.
+// The tables once more for the whole step, where the taps of a wing are 256 entries apart and have one
+// fraction: by first entry. Behind the last entry there are zeros.
 class EntriesByPhase {
 public:
     EntriesByPhase(const int16_t* pImp, const int16_t* pImpD, int nEntries) {
@@ -78,8 +79,9 @@ const EntriesByPhase& PhasesOf(const FilterWings& wings) {
     return wings.pImp == SmallFilterImp ? s_small : s_large;
 }
 
-// All taps of a row, which the compiler makes vectors of: (2D * (fraction << 8)) >> 16 is (D * fraction) >> 7, and a
-// high multiply of 16-bit numbers. The first tap is great, so that 2c' = 2c - 2^15; the numbers wrap to it.
+// All taps of a row, which the compiler makes vectors of: (2D * (fraction << 8)) >> 16 is (D * fraction) >>
+// 7, and a high multiply of 16-bit numbers. The first tap is great, so that 2c' = 2c - 2^15; the numbers wrap
+// to it.
 void MakeWholeStepTaps(const FilterWings& wings, int h, int16_t* pRow) {
     const EntriesByPhase::Phase& phase = PhasesOf(wings).Of(h >> 7);
     const auto nFraction = static_cast<int16_t>((h & wings.nFractionMask) << 8);

@@ -11,10 +11,10 @@
 namespace Kestrova {
 
 // Keeps the tables used last, and decides when one is worth its time.
-// Rule: conversions without a table make two wings for each output frame. A table is made as soon as the frames
-// asked for so far with the same wings, the coming ones included, take as many wings as the table has. So a
-// short wave does not pay for a table, and no conversions together take more than about twice the time that they
-// would have taken had the end been known.
+// Rule: conversions without a table make two wings for each output frame. A table is made as soon as the
+// frames asked for so far with the same wings, the coming ones included, take as many wings as the table has.
+// So a short wave does not pay for a table, and no conversions together take more than about twice the time
+// that they would have taken had the end been known.
 // Threads: any. One table is made by one thread; others that need the same one wait for it.
 class WingTables {
 public:
