@@ -73,10 +73,10 @@ void Unpack24(const char* pSource, int nFrames, WingPlane<TOps, TKind>* arPlanes
     const int nSamples = nFrames * static_cast<int>(TKind::kChannels);
     int nWide = 0;
     for (; nWide <= nSamples - TOps::kLanes; nWide += TOps::kLanes)
-        TOps::Store(arSamples + nWide, TOps::Widen(pSource + 3 * nWide));
+        TOps::Store(arSamples + nWide, TOps::Widen(pSource + ptrdiff_t{3} * nWide));
     for (; nWide < nSamples; ++nWide) {
         arSamples[nWide] = 0;
-        __builtin_memcpy(reinterpret_cast<char*>(arSamples + nWide) + 1, pSource + 3 * nWide, 3);
+        __builtin_memcpy(reinterpret_cast<char*>(arSamples + nWide) + 1, pSource + ptrdiff_t{3} * nWide, 3);
     }
     const int32_t* p = arSamples;
     for (int n = 0; n < nFrames; ++n)
@@ -121,7 +121,7 @@ struct PhaseRows {
 template <class TOps>
 class WholeStepRows {
 public:
-    static constexpr int kTaps = 32;
+    static constexpr ptrdiff_t kTaps = 32;
 
     explicit WholeStepRows(const FilterWings& wings)
         : m_pLeft(wings.pReadyLeft), m_pRight(wings.pReadyRight) {}
@@ -163,7 +163,7 @@ private:
     const int16_t* m_pLeft;
     const int16_t* m_pRight;
     int m_nTableStep;
-    int m_nRowTaps;
+    ptrdiff_t m_nRowTaps;
     int m_nGreatTaps;
     int m_nGreatLimit;
 };
@@ -245,7 +245,7 @@ void SumBlock(const FilterBlock& block, const BlockPlanes<TOps, TKind>& planes,
     using Part = typename TOps::Part;
     constexpr int kGroup = TOps::kLanes;  // frames whose sums end in one vector
     constexpr int kLastTaps = PartOps::kTaps < TOps::kTaps ? PartOps::kTaps : 0;  // at most, that parts take
-    const int nTaps = TRows::kTaps != 0 ? TRows::kTaps : block.wings.nTaps;
+    const int nTaps = TRows::kTaps != 0 ? int{TRows::kTaps} : block.wings.nTaps;
     const int nGreatTaps = TRows::kTaps != 0 ? 2 : 2 * block.wings.nGreatTaps;
     const int16_t* const arGreatTaps = block.wings.arGreatTaps;
     const int nStep = block.nStep;
@@ -343,9 +343,9 @@ void FilterFrames(const FilterBlock& block) {
         SumBlock<TOps, TKind, ReadyRows<TOps>>(block, planes, arSums);
     else
         SumBlock<TOps, TKind, MadeRows<TOps>>(block, planes, arSums);
-    constexpr int kGroup = TOps::kLanes;
-    const auto nSums =
-        static_cast<size_t>((block.nFrames + kGroup - 1) / kGroup * kGroup);  // that were stored
+    constexpr size_t kGroup = TOps::kLanes;
+    // That were stored: whole vectors.
+    const size_t nSums = (static_cast<size_t>(block.nFrames) + kGroup - 1) / kGroup * kGroup;
     for (size_t nStream = 0; nStream < TKind::kStreams; ++nStream) {
         const auto* const arStream = arSums + nStream * TKind::kChannels;
         if constexpr (TKind::kBits == 16)

@@ -89,9 +89,9 @@ private:
         const int64_t nLast = m_block.nPhase + (m_block.nFrames - 1) * int64_t{m_block.nStep};
         m_block.nSourceFrames = static_cast<int>(nLast >> 15) + Taps();
         for (int n = 0; n < m_block.nStreams; ++n)
-            m_block.arSources[n] =
-                Window(m_nFrame + n * SourceFramesApart() - (m_block.wings.nRowTaps - 1),
-                       m_block.nSourceFrames, m_arWindows + Bytes(n * (kWindowFrames / m_block.nStreams)));
+            m_block.arSources[n] = Window(
+                m_nFrame + n * SourceFramesApart() - (m_block.wings.nRowTaps - 1), m_block.nSourceFrames,
+                m_arWindows + Bytes(int64_t{n} * (kWindowFrames / m_block.nStreams)));
         m_pFilterBlock(m_block);
         const int64_t nNext = nLast + m_block.nStep;
         m_nFrame += nNext >> 15;

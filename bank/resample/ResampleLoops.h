@@ -47,7 +47,7 @@ int CubicSample(const char* pSample, int nPhase) {
         if (nPhase == 0) return y0;
     const int yBefore = TFormat::Load(pSample - kFrame);
     const int y1 = TFormat::Load(pSample + kFrame);
-    const int y2 = TFormat::Load(pSample + 2 * kFrame);
+    const int y2 = TFormat::Load(pSample + ptrdiff_t{2} * kFrame);
     const int a = CubicHalf<TFormat>(y2 + 3 * (y0 - y1) - yBefore);
     const int b = yBefore + 2 * y1 - CubicHalf<TFormat>(y2 + 5 * y0);
     const int c = CubicHalf<TFormat>(y1 - yBefore);
