@@ -1,8 +1,8 @@
 #include "codec/RawExpand.h"
 
+#include <exception>
 #include <memory>
 #include <new>
-#include <system_error>
 #include <thread>
 
 #include "codec/BlockReader.h"
@@ -92,12 +92,12 @@ private:
         return bRead ? &m_block : nullptr;
     }
 
-    // No thread when only one reader is wanted, or the system gives none.
+    // No thread when only one reader is wanted, or the system has no thread or memory for one.
     std::thread StartReadingAhead() {
         if (!m_ahead) return {};
         try {
             return std::thread([this, in = m_in] { m_ahead->ReadNext(in); });
-        } catch (const std::system_error&) {
+        } catch (const std::exception&) {
             return {};
         }
     }

@@ -70,7 +70,7 @@ template <class TFormat>
 FrameReach ReachOf(const char* position, const _Args& state) {
     if (state.pSourceEnd == nullptr) return {PTRDIFF_MAX, PTRDIFF_MAX};
     constexpr ptrdiff_t kFrame = TFormat::kFrameBytes;
-    const ptrdiff_t nAll = (state.pSourceEnd - state.pSource) / kFrame + 2 * kGuardFrames;
+    const ptrdiff_t nAll = (state.pSourceEnd - state.pSource) / kFrame + 2 * ptrdiff_t{kGuardFrames};
     const ptrdiff_t nEarlier = (position - state.pSource + kGuardFrames * kFrame) / kFrame;
     return {nEarlier + 1, nAll - nEarlier - 1};
 }

@@ -44,6 +44,7 @@ public:
 
 private:
     static constexpr int64_t kFrame = TFormat::kFrameBytes;
+    static constexpr size_t kOutValues = kBlockFrames * size_t{TFormat::kFrameBytes} / sizeof(int16_t) + 4;
 
     static size_t Bytes(int64_t nFrames) { return static_cast<size_t>(nFrames * kFrame); }
 
@@ -120,8 +121,7 @@ private:
     int64_t m_nFrame = 0;      // the source frame that the state's phase belongs to
     FilterBlock m_block{};
     char m_arWindows[kWindowFrames * size_t{TFormat::kFrameBytes}];
-    alignas(
-        64) int16_t m_arOut[kMostStreams][kBlockFrames * size_t{TFormat::kFrameBytes} / sizeof(int16_t) + 4];
+    alignas(64) int16_t m_arOut[kMostStreams][kOutValues];
 };
 
 }  // namespace Kestrova

@@ -117,7 +117,9 @@ bool TemporaryFile::TakeName() {
 // Some file systems know only this kind of rename, others only links.
 bool RenameToFree(const char* pszFile, const char* pszPlace) {
     if (renameat2(AT_FDCWD, pszFile, AT_FDCWD, pszPlace, RENAME_NOREPLACE) == 0) return true;
-    return errno == EINVAL && Link(pszFile, pszPlace) && unlink(pszFile) == 0;
+    if (errno != EINVAL || !Link(pszFile, pszPlace)) return false;
+    unlink(pszFile);  // a failure leaves a second name; the file is in its place all the same
+    return true;
 }
 
 bool IsTemporaryEnd(std::string_view end) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <ostream>
 #include <random>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -97,6 +98,16 @@ inline Outcome Convert(const GuardedWave& wave, double ratio, int nQuality) {
     const auto nFrames = static_cast<unsigned long>(wave.Frames());
     return Convert(wave, ratio, nQuality,
                    static_cast<long>(Resampler::GetReciprocalEstimatedSize(nFrames, ratio)));
+}
+
+// The same conversion on several threads at a time, the outcome of each.
+inline std::vector<Outcome> ConvertOnThreads(const GuardedWave& wave, double ratio, int nQuality) {
+    std::vector<Outcome> arOutcomes(4);
+    std::vector<std::thread> threads;
+    for (Outcome& outcome : arOutcomes)
+        threads.emplace_back([&] { outcome = Convert(wave, ratio, nQuality); });
+    for (std::thread& thread : threads) thread.join();
+    return arOutcomes;
 }
 
 // Sample n of a destination, counted over all channels.

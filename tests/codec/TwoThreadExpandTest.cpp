@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 
 #include "codec/BlockReader.h"
 #include "codec/RawExpand.h"
 #include "tests/codec/HandMadeStreams.h"
+#include "tests/support/PosixFaults.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -188,6 +190,26 @@ TEST(TwoThreadExpandTest, WithoutMemoryForTheFirstNothingIsTouched) {
     const NoLargeMemory noMemory;
     EXPECT_TRUE(CRawExpand(&in, &out, 16, SmallBlocksSize(), 2).RanOutOfMemory());
     EXPECT_EQ(0u, out.GetSize());
+}
+
+TEST(TwoThreadExpandTest, WithoutMemoryForASecondThreadOneDoesAll) {
+    const Bytes stream = SmallBlocks();
+    const size_t nSize = SmallBlocksSize();
+    const Bytes expected = Expand(stream, 16, nSize);
+    int nWhole = 0;
+    bool bAllFailed = false;
+    for (int nNth = 1; !bAllFailed; ++nNth) {
+        StreamBuffer in(stream.data(), stream.size()), out;
+        bool bNoMemory = false;
+        {
+            const PosixFault fault("_Znwm", ENOMEM, nNth);
+            bNoMemory = CRawExpand(&in, &out, 16, nSize, 2).RanOutOfMemory();
+            bAllFailed = fault.Calls() < nNth;
+        }
+        EXPECT_TRUE(BytesOf(out) == (bNoMemory ? Bytes() : expected)) << nNth;
+        if (!bAllFailed && !bNoMemory) ++nWhole;
+    }
+    EXPECT_LT(0, nWhole);  // a thread asks for memory, and is done without
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <deque>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "bank/resample/FilterLoops.h"
@@ -176,10 +175,7 @@ TEST_P(FilterKernelTest, LongWavesJoinTheirBlocksWithoutASeam) {
 TEST(FilterKernelThreadsTest, ConversionsSideBySideGiveTheSameBytes) {
     GuardedWave wave(3000, 4);
     wave.MakeLoud(15);
-    Outcome arOutcomes[4];
-    std::vector<std::thread> threads;
-    for (Outcome& outcome : arOutcomes) threads.emplace_back([&] { outcome = Convert(wave, 0.8, 7); });
-    for (std::thread& thread : threads) thread.join();
+    const std::vector<Outcome> arOutcomes = ConvertOnThreads(wave, 0.8, 7);
     for (const Outcome& outcome : arOutcomes) EXPECT_EQ(arOutcomes[0], outcome);
     EXPECT_LT(0, arOutcomes[0].nProduced);
 }

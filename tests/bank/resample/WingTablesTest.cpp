@@ -127,12 +127,8 @@ TEST_P(WingTableBorderTest, WavesAroundTheChoiceGetTheSameBytes) {
 TEST(WingTableConversionTest, ConversionsSideBySideShareATableAndGiveTheSameBytes) {
     GuardedWave wave(30000, 3);
     wave.MakeLoud(23);
-    Outcome arOutcomes[4];
-    std::vector<std::thread> threads;
-    for (Outcome& outcome : arOutcomes) threads.emplace_back([&] { outcome = Convert(wave, 1.07, 7); });
-    for (std::thread& thread : threads) thread.join();
     const Outcome expected = ScalarConversion(wave, 1.07);
-    for (const Outcome& outcome : arOutcomes) EXPECT_EQ(expected, outcome);
+    for (const Outcome& outcome : ConvertOnThreads(wave, 1.07, 7)) EXPECT_EQ(expected, outcome);
 }
 
 }  // namespace
