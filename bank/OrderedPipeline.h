@@ -1,16 +1,16 @@
 // OrderedPipeline.h - makes items on helper threads and hands them over in order.
 #pragma once
 
-#include <condition_variable>
 #include <exception>
 #include <functional>
-#include <mutex>
 #include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 
@@ -42,10 +42,10 @@ public:
 
     ~OrderedPipeline() {
         {
-            const std::lock_guard guard(m_lock);
+            const MutexGuard guard(m_lock);
             m_bStop = true;
         }
-        m_roomOrStop.notify_all();
+        m_roomOrStop.NotifyAll();
         for (std::thread& helper : m_arHelpers) helper.join();
     }
     OrderedPipeline(const OrderedPipeline&) = delete;
@@ -53,14 +53,18 @@ public:
 
     // The next item in order. REQUIRES: fewer than nCount taken so far.
     TItem Take() {
-        if (m_arHelpers.empty()) return m_make(m_nTaken++, 0);
-        std::unique_lock guard(m_lock);
+        MutexGuard guard(m_lock);
+        if (m_arHelpers.empty()) {
+            const size_t nIndex = m_nTaken++;
+            guard.Unlock();
+            return m_make(nIndex, 0);
+        }
         Slot& slot = m_arSlots[m_nTaken % m_nAhead];
-        m_made.wait(guard, [&slot] { return slot.item.has_value() || slot.pThrown != nullptr; });
+        m_made.Wait(guard, [&slot] { return slot.item.has_value() || slot.pThrown != nullptr; });
         Slot taken = std::exchange(slot, {});
         ++m_nTaken;
-        guard.unlock();
-        m_roomOrStop.notify_all();
+        guard.Unlock();
+        m_roomOrStop.NotifyAll();
         return std::move(taken).Get();
     }
 
@@ -85,16 +89,17 @@ private:
     }
 
     void Help(unsigned nHelper) {
-        std::unique_lock guard(m_lock);
+        MutexGuard guard(m_lock);
         for (;;) {
-            m_roomOrStop.wait(guard, [this] { return m_bStop || m_nStarted < m_nTaken + m_nAhead; });
+            m_roomOrStop.Wait(
+                guard, [this]() KV_REQUIRES(m_lock) { return m_bStop || m_nStarted < m_nTaken + m_nAhead; });
             if (m_bStop || m_nStarted == m_nCount) return;
             const size_t nIndex = m_nStarted++;
-            guard.unlock();
+            guard.Unlock();
             Slot slot = MakeSlot(nIndex, nHelper);
-            guard.lock();
+            guard.Lock();
             m_arSlots[nIndex % m_nAhead] = std::move(slot);
-            m_made.notify_one();
+            m_made.NotifyOne();
         }
     }
 
@@ -102,13 +107,13 @@ private:
     const size_t m_nAhead;
     const Make m_make;
 
-    std::mutex m_lock;  // guards what follows
-    std::condition_variable m_made;
-    std::condition_variable m_roomOrStop;
-    std::vector<Slot> m_arSlots;  // item i waits at i modulo nAhead
-    size_t m_nStarted = 0;
-    size_t m_nTaken = 0;
-    bool m_bStop = false;
+    Mutex m_lock;
+    Condition m_made;
+    Condition m_roomOrStop;
+    std::vector<Slot> m_arSlots KV_GUARDED_BY(m_lock);  // item i waits at i modulo nAhead
+    size_t m_nStarted KV_GUARDED_BY(m_lock) = 0;
+    size_t m_nTaken KV_GUARDED_BY(m_lock) = 0;
+    bool m_bStop KV_GUARDED_BY(m_lock) = false;
     std::vector<std::thread> m_arHelpers;  // constant after construction
 };
 

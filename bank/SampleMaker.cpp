@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <new>
 
 #include "bank/FileAnswer.h"
@@ -182,7 +181,7 @@ template <class TSource>
 BankOutcome SampleMaker<TSource>::TakeSource(uint32_t nEntry, unsigned nHelper,
                                              std::shared_ptr<TSource>& pRecord) {
     Source& source = m_arSources[nEntry];
-    const std::lock_guard guard(source.lock);
+    const MutexGuard guard(source.lock);
     if (!source.bLoaded) {
         source.pRecord = std::make_shared<TSource>(m_arSamples[nEntry].id, kSdbNoID);
         source.outcome = Load(nEntry, nHelper, *source.pRecord);

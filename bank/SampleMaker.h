@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,7 @@
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "bank/BankOutcome.h"
 #include "bank/SourceAnalysis.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 
@@ -71,11 +71,11 @@ public:
 private:
     // One source sample: loaded by the first of its jobs, dropped by the last.
     struct Source {
-        std::mutex lock;
-        bool bLoaded = false;
-        BankOutcome outcome;
-        std::shared_ptr<TSource> pRecord;
-        size_t nJobsLeft = 0;
+        Mutex lock;
+        bool bLoaded KV_GUARDED_BY(lock) = false;
+        BankOutcome outcome KV_GUARDED_BY(lock);
+        std::shared_ptr<TSource> pRecord KV_GUARDED_BY(lock);
+        size_t nJobsLeft KV_GUARDED_BY(lock) = 0;
     };
 
     uint32_t EntryOf(size_t nJob) const;

@@ -1,11 +1,10 @@
 // BenchEngine.h - the engine with jobs that are waited for.
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
 #include <string>
 
 #include "bank/DBEUCreate.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova::Bench {
 
@@ -25,10 +24,10 @@ private:
     static int OnCallback(int nCode, unsigned nValue, unsigned long nUser);
     bool Wait(BankResult started);
 
-    std::mutex m_lock;
-    std::condition_variable m_over;
-    bool m_bOver = false;
-    BankResult m_result = kBankDone;
+    Mutex m_lock;
+    Condition m_over;
+    bool m_bOver KV_GUARDED_BY(m_lock) = false;
+    BankResult m_result KV_GUARDED_BY(m_lock) = kBankDone;
     CDBEUCreate m_engine;  // its worker ends before the rest
 };
 

@@ -1,9 +1,10 @@
 #include "SamplerDBDS/BaseClasses/DBUID.h"
 
 #include <chrono>
-#include <mutex>
 #include <random>
 #include <vector>
+
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 
@@ -33,9 +34,9 @@ std::mt19937 StartedGenerator() {
 
 // One number of the process-wide generator.
 uint32_t RandomNumber() {
-    static std::mutex s_mutex;
-    static std::mt19937 s_generator = StartedGenerator();
-    const std::lock_guard guard(s_mutex);
+    static Mutex s_lock;
+    static std::mt19937 s_generator KV_GUARDED_BY(s_lock) = StartedGenerator();
+    const MutexGuard guard(s_lock);
     return static_cast<uint32_t>(s_generator());
 }
 

@@ -6,11 +6,13 @@
 #include <atomic>
 #include <mutex>
 
+#include "shared/System/kvThreadSafety.h"
+
 namespace Kestrova {
 
-class StreamLock {
+class KV_CAPABILITY("mutex") StreamLock {
 public:
-    void Lock() {
+    void Lock() KV_ACQUIRE() {
         if (IsMine()) {
             ++m_nDepth;
             return;
@@ -21,14 +23,14 @@ public:
     }
 
     // Takes one Lock back. On a thread that does not hold the lock it does nothing and answers false.
-    bool Unlock() {
+    bool Unlock() KV_RELEASE() {
         if (!IsMine()) return false;
         if (--m_nDepth == 0) Release();
         return true;
     }
 
     // Takes back every Lock of the calling thread.
-    void ReleaseAll() {
+    void ReleaseAll() KV_RELEASE() {
         if (IsMine()) Release();
     }
 
@@ -53,10 +55,10 @@ private:
 };
 
 // Holds a StreamLock for a scope.
-class StreamLockGuard {
+class KV_SCOPED_CAPABILITY StreamLockGuard {
 public:
-    explicit StreamLockGuard(StreamLock& lock) : m_lock(lock) { m_lock.Lock(); }
-    ~StreamLockGuard() { m_lock.Unlock(); }
+    explicit StreamLockGuard(StreamLock& lock) KV_ACQUIRE(lock) : m_lock(lock) { m_lock.Lock(); }
+    ~StreamLockGuard() KV_RELEASE() { m_lock.Unlock(); }
     StreamLockGuard(const StreamLockGuard&) = delete;
     StreamLockGuard& operator=(const StreamLockGuard&) = delete;
 

@@ -74,17 +74,18 @@ void CXLock::Unlock() {
     Require("pthread_mutex_unlock", pthread_mutex_unlock(&m_mutex));
 }
 
-int CXEvent::Create() {
+// Not analysed: no other thread uses the event yet.
+int CXEvent::Create() KV_NO_THREAD_SAFETY_ANALYSIS {
     Destroy();
     m_bSignaled = 0;
     const MutexAttributes attributes(PTHREAD_MUTEX_ERRORCHECK);
-    if (const int nError = pthread_mutex_init(&m_mutex, attributes.Get())) {
+    if (const int nError = pthread_mutex_init(&m_gate.mutex, attributes.Get())) {
         pthread_error("pthread_mutex_init", nError);
         return 0;
     }
     if (const int nError = pthread_cond_init(&m_condition, nullptr)) {
         pthread_error("pthread_cond_init", nError);
-        pthread_mutex_destroy(&m_mutex);
+        pthread_mutex_destroy(&m_gate.mutex);
         return 0;
     }
     m_bInited = 1;
@@ -96,30 +97,32 @@ void CXEvent::Destroy() {
     m_bInited = 0;
     // Nothing is left to release: the mutex is held inside Set and the waits only.
     pthread_cond_destroy(&m_condition);
-    pthread_mutex_destroy(&m_mutex);
+    pthread_mutex_destroy(&m_gate.mutex);
 }
 
 void CXEvent::Set() {
-    if (!m_bInited || pthread_mutex_lock(&m_mutex) != 0) return;
+    if (!m_bInited || m_gate.Lock() != 0) return;
     if (pthread_cond_broadcast(&m_condition) == 0) m_bSignaled = 1;
-    pthread_mutex_unlock(&m_mutex);
+    m_gate.Unlock();
 }
 
 void CXEvent::Wait() {
     if (!m_bInited) return;
-    Require("pthread_mutex_lock", pthread_mutex_lock(&m_mutex));
-    while (!m_bSignaled) Require("pthread_cond_wait", pthread_cond_wait(&m_condition, &m_mutex));
+    Require("pthread_mutex_lock", m_gate.Lock());
+    m_gate.IsHeld();
+    while (!m_bSignaled) Require("pthread_cond_wait", pthread_cond_wait(&m_condition, &m_gate.mutex));
     m_bSignaled = 0;
-    Require("pthread_mutex_unlock", pthread_mutex_unlock(&m_mutex));
+    Require("pthread_mutex_unlock", m_gate.Unlock());
 }
 
 int CXEvent::WaitFor(int nMs) {
-    if (!m_bInited || pthread_mutex_lock(&m_mutex) != 0) return 0;
+    if (!m_bInited || m_gate.Lock() != 0) return 0;
     const timespec deadline = EventDeadline(std::time(nullptr), nMs);
     int nError = 0;
-    while (!m_bSignaled && nError == 0) nError = pthread_cond_timedwait(&m_condition, &m_mutex, &deadline);
+    while (!m_bSignaled && nError == 0)
+        nError = pthread_cond_timedwait(&m_condition, &m_gate.mutex, &deadline);
     if (nError == 0) m_bSignaled = 0;
-    pthread_mutex_unlock(&m_mutex);
+    m_gate.Unlock();
     return nError == 0;
 }
 

@@ -7,6 +7,8 @@
 
 #include <ctime>
 
+#include "shared/System/kvThreadSafety.h"
+
 namespace Kestrova {
 
 // Writes "%s: error %d\n" with the name of the POSIX call and its error number to standard error. Any thread.
@@ -14,7 +16,7 @@ void pthread_error(const char* pszCall, int nError);
 
 // A recursive mutex. Create must be called before use; the thread that holds it may take it again.
 // Create and Destroy are for the owner, while no other thread uses the lock.
-class CXLock {
+class KV_CAPABILITY("mutex") CXLock {
 public:
     CXLock() = default;
     ~CXLock() { Destroy(); }
@@ -27,8 +29,8 @@ public:
     void Destroy();
 
     // Both assert "m_bInited" on a lock that was not created.
-    void Lock();
-    void Unlock();
+    void Lock() KV_ACQUIRE();
+    void Unlock() KV_RELEASE();
 
 private:
     int m_bInited = 0;
@@ -36,12 +38,12 @@ private:
 };
 
 // Holds a lock for a scope. With a null lock it does nothing.
-class CXAutoLock {
+class KV_SCOPED_CAPABILITY CXAutoLock {
 public:
-    explicit CXAutoLock(CXLock* pLock) : m_pLock(pLock) {
+    explicit CXAutoLock(CXLock* pLock) KV_ACQUIRE(pLock) : m_pLock(pLock) {
         if (m_pLock != nullptr) m_pLock->Lock();
     }
-    ~CXAutoLock() {
+    ~CXAutoLock() KV_RELEASE() {
         if (m_pLock != nullptr) m_pLock->Unlock();
     }
     CXAutoLock(const CXAutoLock&) = delete;
@@ -75,9 +77,20 @@ public:
     int WaitFor(int nMs);
 
 private:
+    // The mutex, with the answers of POSIX: 0, or the error.
+    class KV_CAPABILITY("mutex") Gate {
+    public:
+        int Lock() KV_TRY_ACQUIRE(false) { return pthread_mutex_lock(&mutex); }
+        int Unlock() KV_RELEASE() { return pthread_mutex_unlock(&mutex); }
+        // By a Lock whose failure would have ended the program.
+        void IsHeld() const KV_ASSERT_CAPABILITY(this) {}
+
+        pthread_mutex_t mutex;
+    };
+
     int m_bInited = 0;
-    int m_bSignaled = 0;  // guarded by m_mutex
-    pthread_mutex_t m_mutex;
+    Gate m_gate;
+    int m_bSignaled KV_GUARDED_BY(m_gate) = 0;
     pthread_cond_t m_condition;
 };
 

@@ -197,7 +197,8 @@ void CSDB::Unlock() {
 }
 
 // Releases what the calling thread still holds, as after a failed Save: a held mutex must not be destroyed.
-void CSDB::ReleaseHolds() {
+// Not analysed: it releases what other functions took, if this thread did.
+void CSDB::ReleaseHolds() KV_NO_THREAD_SAFETY_ANALYSIS {
     if (m_holder != std::this_thread::get_id()) return;
     m_holder = std::thread::id();
     for (; m_nHolds > 0; --m_nHolds) m_lock.Unlock();

@@ -64,10 +64,12 @@ public:
     bool SameFile(const char* pszPath, CXFile& other);
 
     // The engine lock, recursive. REQUIRES: an open database (the lock asserts "m_bInited" otherwise).
-    void Lock();
+    void Lock() KV_ACQUIRE(m_lock);
     // Releases it; then, when the changed flag is set and there is a change callback, calls that.
-    void Unlock();
-    CXLock* GetLock() { return &m_lock; }  // for a CXAutoLock, which makes no callback
+    void Unlock() KV_RELEASE(m_lock);
+    CXLock* GetLock() KV_RETURN_CAPABILITY(m_lock) {
+        return &m_lock;
+    }  // for a CXAutoLock, which makes no callback
 
     // Called by Unlock on the unlocking thread, after the release. Null: none. Stays over Close and Open.
     using ChangeCallback = void (*)(CSDB* pDatabase, uint32_t nUser);
@@ -232,7 +234,7 @@ private:
     CXFile m_file;
     CXLock m_lock;
     std::atomic<std::thread::id> m_holder{};  // the thread that took m_lock through Lock
-    int m_nHolds = 0;                         // how often; touched by the holder only
+    int m_nHolds KV_GUARDED_BY(m_lock) = 0;   // how often
 
     // Below: written by the writer alone.
     CSDBKeyTable m_keys;

@@ -33,7 +33,8 @@ bool CSDB::Reopen(const std::string& strPath, bool bSettled) {
     return bOpened && bSettled;
 }
 
-bool CSDB::SaveAs(const char* pszPath) {
+// Not analysed: on a failure it deliberately keeps the lock.
+bool CSDB::SaveAs(const char* pszPath) KV_NO_THREAD_SAFETY_ANALYSIS {
     const std::string strPath = pszPath;
     CSDB target;
     if (!target.Create(strPath.c_str(), m_nFormat)) {

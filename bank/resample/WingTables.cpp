@@ -19,20 +19,16 @@ std::atomic<WingTableUse>& Use() {
 
 std::shared_ptr<WingTables::Entry> WingTables::Find(const FilterWings& wings, int64_t nFrames,
                                                     bool& bWorthIt) {
-    const std::lock_guard guard(m_lock);
-    auto pFound = std::find_if(m_arEntries.begin(), m_arEntries.end(), [&wings](const auto& pEntry) {
-        return pEntry && IsSameRows(pEntry->wings, wings);
+    const MutexGuard guard(m_lock);
+    auto pFound = std::find_if(m_arKept.begin(), m_arKept.end(), [&wings](const Kept& kept) {
+        return kept.pEntry && IsSameRows(kept.pEntry->wings, wings);
     });
-    if (pFound == m_arEntries.end()) {
-        auto pNew = std::make_shared<Entry>();
-        pNew->wings = wings;
-        *--pFound = std::move(pNew);
-    }
-    std::rotate(m_arEntries.begin(), pFound, pFound + 1);
-    Entry& entry = *m_arEntries.front();
-    entry.nFrames = std::min(entry.nFrames + nFrames, kMostFrames);
-    bWorthIt = 2 * entry.nFrames > wings.nTableStep;
-    return m_arEntries.front();
+    if (pFound == m_arKept.end()) *--pFound = {std::make_shared<Entry>(wings), 0};
+    std::rotate(m_arKept.begin(), pFound, pFound + 1);
+    Kept& kept = m_arKept.front();
+    kept.nFrames = std::min(kept.nFrames + nFrames, kMostFrames);
+    bWorthIt = 2 * kept.nFrames > wings.nTableStep;
+    return kept.pEntry;
 }
 
 std::shared_ptr<const WingTable> WingTables::Take(const FilterWings& wings, int64_t nFrames) noexcept {
@@ -40,7 +36,7 @@ std::shared_ptr<const WingTable> WingTables::Take(const FilterWings& wings, int6
         bool bWorthIt = false;
         const std::shared_ptr<Entry> pEntry = Find(wings, nFrames, bWorthIt);
         if (!bWorthIt) return nullptr;
-        const std::lock_guard guard(pEntry->lock);
+        const MutexGuard guard(pEntry->lock);
         if (!pEntry->pTable) pEntry->pTable = WingTable::Make(wings);
         return pEntry->pTable;
     } catch (const std::bad_alloc&) {

@@ -4,9 +4,9 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "bank/resample/FilterWings.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 
@@ -25,17 +25,22 @@ public:
 
 private:
     struct Entry {
-        FilterWings wings;
-        int64_t nFrames = 0;  // asked for so far; under the lock of the list
-        std::mutex lock;      // of the table
-        std::shared_ptr<const WingTable> pTable;
+        explicit Entry(const FilterWings& ofTable) : wings(ofTable) {}
+
+        const FilterWings wings;
+        Mutex lock;
+        std::shared_ptr<const WingTable> pTable KV_GUARDED_BY(lock);
+    };
+    struct Kept {
+        std::shared_ptr<Entry> pEntry;
+        int64_t nFrames = 0;  // asked for so far
     };
 
     // The entry for the wings, now first in the list, and whether a table is worth it.
     std::shared_ptr<Entry> Find(const FilterWings& wings, int64_t nFrames, bool& bWorthIt);
 
-    std::mutex m_lock;
-    std::array<std::shared_ptr<Entry>, kKept> m_arEntries;  // the one used last comes first
+    Mutex m_lock;
+    std::array<Kept, kKept> m_arKept KV_GUARDED_BY(m_lock);  // the one used last comes first
 };
 
 // What conversions do: by the rule above, or for tests and benchmarks always or never with a table.

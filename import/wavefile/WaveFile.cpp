@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "bank/FileAnswer.h"
 #include "import/wavefile/WaveEncoding.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 namespace {
@@ -99,8 +99,8 @@ ImportOutcome NotRead(SNDFILE* pHandle) {
 
 // The reason of a failed opening is one for the whole process.
 ImportOutcome OpenHandle(SoundBytes& bytes, SF_INFO& info, SoundHandle& pHandle) {
-    static std::mutex lock;
-    const std::lock_guard<std::mutex> guard(lock);
+    static Mutex s_lock;
+    const MutexGuard guard(s_lock);
     SF_VIRTUAL_IO functions = SoundBytes::Functions();
     pHandle.reset(sf_open_virtual(&functions, SFM_READ, &info, &bytes));
     return pHandle ? ImportOutcome() : bytes.FailureOr(NotRead(nullptr));

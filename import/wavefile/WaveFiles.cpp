@@ -45,7 +45,7 @@ ImportOutcome WaveFiles::Take(size_t nFile, uint64_t nFirst, std::unique_ptr<Wav
 
 // Best the one that stands at the frame wanted.
 std::unique_ptr<WaveFile> WaveFiles::TakeIdle(size_t nFile, uint64_t nFirst) const {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const MutexGuard guard(m_lock);
     auto best = m_idle.end();
     for (auto it = m_idle.begin(); it != m_idle.end(); ++it) {
         if (it->nFile != nFile) continue;
@@ -59,7 +59,7 @@ std::unique_ptr<WaveFile> WaveFiles::TakeIdle(size_t nFile, uint64_t nFirst) con
 
 void WaveFiles::GiveBack(size_t nFile, std::unique_ptr<WaveFile> pFile) const {
     std::list<IdleFile> closed;  // after the lock is given back
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_idle.push_front({nFile, std::move(pFile)});
     if (m_idle.size() > kMostIdle) closed.splice(closed.begin(), m_idle, std::prev(m_idle.end()));
 }

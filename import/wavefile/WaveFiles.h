@@ -6,12 +6,12 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "import/wavefile/WaveFile.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 
@@ -51,8 +51,8 @@ private:
 
     std::vector<File> m_files;
     std::map<std::pair<std::string, FilePart>, size_t> m_numbers;
-    mutable std::mutex m_lock;           // guards the next line
-    mutable std::list<IdleFile> m_idle;  // the one used last first
+    mutable Mutex m_lock;
+    mutable std::list<IdleFile> m_idle KV_GUARDED_BY(m_lock);  // the one used last first
 };
 
 }  // namespace Kestrova

@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-#include "shared/Tasks/kvAnnotations.h"
+#include "shared/System/kvThreadSafety.h"
 
 namespace Kestrova {
 

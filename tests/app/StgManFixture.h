@@ -4,17 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "app/StgMan.h"
+#include "shared/System/kvMutex.h"
 #include "tests/app/DialogFixture.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/PrivateHome.h"
@@ -33,8 +32,8 @@ public:
     void Release() { SetGate(std::nullopt, false); }
     // Returns when an operation waits.
     void WaitUntilOneWaits() {
-        std::unique_lock lock(m_gate);
-        m_changed.wait(lock, [this] { return m_nWaiting > 0; });
+        MutexGuard guard(m_gate);
+        m_changed.Wait(guard, [this]() KV_REQUIRES(m_gate) { return m_nWaiting > 0; });
     }
 
     int64_t ReadAt(int nFile, uint64_t pos, void* pData, size_t nBytes) override {
@@ -59,29 +58,29 @@ public:
     }
 
 private:
-    bool Holds(FileOp op) const { return m_bHoldsAll || m_held == op; }
+    bool Holds(FileOp op) const KV_REQUIRES(m_gate) { return m_bHoldsAll || m_held == op; }
     void SetGate(std::optional<FileOp> held, bool bAll) {
-        const std::lock_guard lock(m_gate);
+        const MutexGuard guard(m_gate);
         m_held = held;
         m_bHoldsAll = bAll;
-        m_changed.notify_all();
+        m_changed.NotifyAll();
     }
     void Pass(FileOp op) {
         if (std::this_thread::get_id() == m_own) return;
-        std::unique_lock lock(m_gate);
+        MutexGuard guard(m_gate);
         if (!Holds(op)) return;
         ++m_nWaiting;
-        m_changed.notify_all();
-        m_changed.wait(lock, [&] { return !Holds(op); });
+        m_changed.NotifyAll();
+        m_changed.Wait(guard, [&]() KV_REQUIRES(m_gate) { return !Holds(op); });
         --m_nWaiting;
     }
 
     const std::thread::id m_own = std::this_thread::get_id();
-    std::mutex m_gate;
-    std::condition_variable m_changed;
-    std::optional<FileOp> m_held;
-    bool m_bHoldsAll = false;
-    int m_nWaiting = 0;
+    Mutex m_gate;
+    Condition m_changed;
+    std::optional<FileOp> m_held KV_GUARDED_BY(m_gate);
+    bool m_bHoldsAll KV_GUARDED_BY(m_gate) = false;
+    int m_nWaiting KV_GUARDED_BY(m_gate) = 0;
 };
 
 // A source "Test.kvs", a folder "banks" and folders for the data of this user and of all, all in a temporary

@@ -1,14 +1,13 @@
 // EngineDriver.h - runs the bank engine job by job and keeps every callback.
 #pragma once
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "bank/DBEUCreate.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova::Test {
 
@@ -37,7 +36,7 @@ public:
 
     // Of the last job.
     std::vector<Call> Calls() {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         return m_calls;
     }
 
@@ -46,25 +45,25 @@ private:
         EngineDriver& driver = *reinterpret_cast<EngineDriver*>(nUser);
         size_t nCall = 0;
         {
-            const std::lock_guard guard(driver.m_lock);
+            const MutexGuard guard(driver.m_lock);
             nCall = driver.m_calls.size();
             driver.m_calls.emplace_back(nCode, nValue);
         }
         const int nAnswer = driver.m_answer ? driver.m_answer(nCall, nCode) : 1;
-        const std::lock_guard guard(driver.m_lock);
+        const MutexGuard guard(driver.m_lock);
         driver.m_bOver = driver.m_bOver || nCode == 2 || (nCode == 1 && nAnswer == 0);
         return nAnswer;
     }
 
     void Forget() {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         m_calls.clear();
         m_bOver = false;
     }
 
     // A job is over with its last call, or when its first was refused; the engine may be idle before that.
     bool IsOver() {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         return m_bOver && m_engine.GetState() == 0;
     }
 
@@ -75,9 +74,9 @@ private:
         return last.first == 2 ? static_cast<BankResult>(last.second) : kBankCancelled;
     }
 
-    std::mutex m_lock;
-    std::vector<Call> m_calls;
-    bool m_bOver = false;
+    Mutex m_lock;
+    std::vector<Call> m_calls KV_GUARDED_BY(m_lock);
+    bool m_bOver KV_GUARDED_BY(m_lock) = false;
     std::function<int(size_t, int)> m_answer;
     CDBEUCreate m_engine;
 };

@@ -3,11 +3,11 @@
 
 #include <atomic>
 #include <filesystem>
-#include <mutex>
 
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "import/SourceBankWriter.h"
+#include "shared/System/kvMutex.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
@@ -23,7 +23,7 @@ public:
     explicit CountingReader(const ImportPlan& plan) : m_plan(plan) {}
 
     ImportOutcome ReadFrames(size_t nWave, uint64_t nFirst, uint64_t nFrames, uint8_t* pOut) const override {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         if (nWave == nBadWave) return {ImportEnd::Unreadable, "", "the disk is gone", EIO};
         const size_t nFrameBytes = m_plan.waves[nWave].FrameBytes();
         for (uint64_t i = 0; i < nFrames * nFrameBytes; ++i)
@@ -35,7 +35,7 @@ public:
 
 private:
     const ImportPlan& m_plan;
-    mutable std::mutex m_lock;
+    mutable Mutex m_lock;
 };
 
 ImportPlan PlanOf(const std::vector<PlannedWave>& waves) {

@@ -77,7 +77,7 @@ const GuiWidget& FakeGui::Control(int nControl) const {
 }
 
 std::string FakeGui::LastSpacePath() const {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     return m_strSpacePath;
 }
 
@@ -156,7 +156,7 @@ int FakeGui::Choose(const FakeChooser& chooser, String& strPath) {
 
 int FakeGui::FreeSpace(const char* pszPath) {
     if (m_whenSpaceIsAsked) m_whenSpaceIsAsked();
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_strSpacePath = pszPath;
     return m_nFreeSpace;
 }

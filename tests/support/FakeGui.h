@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "app/GuiPlatform.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 
@@ -137,8 +137,8 @@ private:
     int m_nQuits = 0;
     int m_nQuestions = 0;
     std::atomic<int> m_nFreeSpace{0};
-    mutable std::mutex m_lock;
-    std::string m_strSpacePath;  // guarded by the lock
+    mutable Mutex m_lock;
+    std::string m_strSpacePath KV_GUARDED_BY(m_lock);
 };
 
 }  // namespace Test

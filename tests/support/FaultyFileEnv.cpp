@@ -14,7 +14,7 @@ FaultyFileEnv::~FaultyFileEnv() { SetFileEnv(m_pBefore); }
 // --- Setting and asking ---
 
 void FaultyFileEnv::Arm(const Fault& fault) {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_fault = fault;
 }
 
@@ -27,17 +27,17 @@ void FaultyFileEnv::FailCallOf(FileOp op, int n, Lasting lasting, int nError) {
 }
 
 void FaultyFileEnv::FillDiskAfter(uint64_t nBytes) {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_nRoom = nBytes;
 }
 
 void FaultyFileEnv::MoveAtMost(size_t nBytes) {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_nMost = nBytes;
 }
 
 void FaultyFileEnv::Heal() {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_fault = {};
     m_nRoom = kNoLimit;
     m_bHit = false;
@@ -45,33 +45,33 @@ void FaultyFileEnv::Heal() {
 }
 
 bool FaultyFileEnv::FaultHit() const {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     return m_bHit;
 }
 
 bool FaultyFileEnv::HasStruck(const std::string& strPath) const {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     return m_arStruck.count(strPath) != 0;
 }
 
 int FaultyFileEnv::Calls(FileOp op) const {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     return m_arCalls[static_cast<size_t>(op)];
 }
 
 int FaultyFileEnv::Calls() const {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     return std::accumulate(m_arCalls.begin(), m_arCalls.end(), 0) -
            m_arCalls[static_cast<size_t>(FileOp::kPosition)];
 }
 
 void FaultyFileEnv::ResetCounts() {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_arCalls = {};
 }
 
 void FaultyFileEnv::LoseUnsynced() {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     for (const auto& [strPath, bytes] : m_mapSynced) WriteFile(strPath, bytes);
 }
 
@@ -83,7 +83,7 @@ bool FaultyFileEnv::Fault::Concerns(FileOp opCalled) const {
 
 // Counts the call; whether it is to fail, errno is then set.
 bool FaultyFileEnv::Strikes(FileOp op, int nFile) {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     ++m_arCalls[static_cast<size_t>(op)];
     if (!m_fault.Concerns(op)) return false;
     m_fault.nCallsLeft = std::max(0, m_fault.nCallsLeft - 1);
@@ -97,13 +97,13 @@ bool FaultyFileEnv::Strikes(FileOp op, int nFile) {
 }
 
 size_t FaultyFileEnv::MostOf(size_t nBytes) const {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     return std::min(nBytes, m_nMost);
 }
 
 // How many of the bytes the disk still takes.
 size_t FaultyFileEnv::RoomFor(size_t nBytes) {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     const size_t nTaken = std::min<uint64_t>(nBytes, m_nRoom);
     if (m_nRoom != kNoLimit) {
         m_bHit = m_bHit || m_nRoom < nBytes;
@@ -113,7 +113,7 @@ size_t FaultyFileEnv::RoomFor(size_t nBytes) {
 }
 
 void FaultyFileEnv::RememberSynced(int nFile) {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     const auto it = m_mapPaths.find(nFile);
     if (it != m_mapPaths.end()) m_mapSynced[it->second] = ReadFile(it->second);
 }
@@ -124,7 +124,7 @@ int FaultyFileEnv::Open(const char* pszPath, FileMode mode) {
     if (Strikes(FileOp::kOpen)) return -1;
     const int nFile = m_pSystem->Open(pszPath, mode);
     if (nFile < 0) return nFile;
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_mapPaths[nFile] = pszPath;
     if (mode != FileMode::kRead) m_mapSynced.try_emplace(pszPath, ReadFile(pszPath));
     return nFile;
@@ -134,7 +134,7 @@ int FaultyFileEnv::Open(const char* pszPath, FileMode mode) {
 bool FaultyFileEnv::Close(int nFile) {
     const bool bStruck = Strikes(FileOp::kClose, nFile);
     {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         m_mapPaths.erase(nFile);
     }
     return m_pSystem->Close(nFile) && !bStruck;

@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <limits>
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "SamplerDBDS/BaseClasses/FileEnv.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova::Test {
 
@@ -102,15 +102,15 @@ private:
 
     IFileEnv* const m_pSystem;
     IFileEnv* const m_pBefore;
-    mutable std::mutex m_lock;  // guards everything below
-    Fault m_fault;
-    uint64_t m_nRoom = kNoLimit;
-    size_t m_nMost = std::numeric_limits<size_t>::max();
-    bool m_bHit = false;
-    std::array<int, kOpCount> m_arCalls{};
-    std::set<std::string> m_arStruck;                         // paths
-    std::map<int, std::string> m_mapPaths;                    // of the open files
-    std::map<std::string, std::vector<uint8_t>> m_mapSynced;  // by path
+    mutable Mutex m_lock;
+    Fault m_fault KV_GUARDED_BY(m_lock);
+    uint64_t m_nRoom KV_GUARDED_BY(m_lock) = kNoLimit;
+    size_t m_nMost KV_GUARDED_BY(m_lock) = std::numeric_limits<size_t>::max();
+    bool m_bHit KV_GUARDED_BY(m_lock) = false;
+    std::array<int, kOpCount> m_arCalls KV_GUARDED_BY(m_lock){};
+    std::set<std::string> m_arStruck KV_GUARDED_BY(m_lock);                         // paths
+    std::map<int, std::string> m_mapPaths KV_GUARDED_BY(m_lock);                    // of the open files
+    std::map<std::string, std::vector<uint8_t>> m_mapSynced KV_GUARDED_BY(m_lock);  // by path
 };
 
 }  // namespace Kestrova::Test

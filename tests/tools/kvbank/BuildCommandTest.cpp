@@ -1,8 +1,7 @@
-#include <condition_variable>
 #include <csignal>
-#include <mutex>
 
 #include "bank/place/PrivateFolder.h"
+#include "shared/System/kvMutex.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
@@ -272,22 +271,23 @@ class DrawnLines : public std::stringbuf {
 public:
     // Waits until one has been drawn that was begun from now on; the next may have been begun before.
     void WaitForNext() {
-        std::unique_lock guard(m_lock);
-        m_changed.wait(guard, [this, nEnough = m_nDrawn + 2] { return m_nDrawn >= nEnough; });
+        MutexGuard guard(m_lock);
+        m_changed.Wait(guard,
+                       [this, nEnough = m_nDrawn + 2]() KV_REQUIRES(m_lock) { return m_nDrawn >= nEnough; });
     }
 
 protected:
     int sync() override {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         ++m_nDrawn;
-        m_changed.notify_all();
+        m_changed.NotifyAll();
         return 0;
     }
 
 private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    int m_nDrawn = 0;
+    Mutex m_lock;
+    Condition m_changed;
+    int m_nDrawn KV_GUARDED_BY(m_lock) = 0;
 };
 
 // A bank that needs less than was predicted is nearly done in steps, but not in bytes. At that point all is

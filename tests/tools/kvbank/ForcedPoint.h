@@ -3,10 +3,10 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 
+#include "shared/System/kvMutex.h"
 #include "tests/support/FaultyFileEnv.h"
 
 namespace Kestrova::Test {
@@ -21,11 +21,14 @@ public:
     ForcedPoint(const std::string& strName, Act act) { Add(strName, std::move(act)); }
 
     // Before the build begins.
-    void Add(const std::string& strName, Act act) { m_mapActs["/" + strName] = std::move(act); }
+    void Add(const std::string& strName, Act act) {
+        const MutexGuard guard(m_lock);
+        m_mapActs["/" + strName] = std::move(act);
+    }
 
     // Whether everything was done.
     bool WasReached() const {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         return m_mapActs.empty();
     }
 
@@ -33,7 +36,7 @@ public:
         const int nFile = FaultyFileEnv::Open(pszPath, mode);
         const std::string strPath = pszPath;
         if (mode != FileMode::kRead && strPath.find("/.kvbank-") != std::string::npos) {
-            const std::lock_guard guard(m_lock);
+            const MutexGuard guard(m_lock);
             m_mapFiles[nFile] = strPath.substr(strPath.rfind('/'));
         }
         return nFile;
@@ -45,7 +48,7 @@ public:
 
 private:
     Act Take(int nFile) {
-        const std::lock_guard guard(m_lock);
+        const MutexGuard guard(m_lock);
         const auto pName = m_mapFiles.find(nFile);
         const auto pAct = pName == m_mapFiles.end() ? m_mapActs.end() : m_mapActs.find(pName->second);
         if (pAct == m_mapActs.end()) return nullptr;
@@ -54,9 +57,9 @@ private:
         return act;
     }
 
-    mutable std::mutex m_lock;             // guards what follows
-    std::map<std::string, Act> m_mapActs;  // still to be done, by "/NAME"
-    std::map<int, std::string> m_mapFiles;
+    mutable Mutex m_lock;
+    std::map<std::string, Act> m_mapActs KV_GUARDED_BY(m_lock);  // still to be done, by "/NAME"
+    std::map<int, std::string> m_mapFiles KV_GUARDED_BY(m_lock);
 };
 
 }  // namespace Kestrova::Test

@@ -81,7 +81,7 @@ BuildBatch::BuildBatch(const Console& console, const BuildOptions& options,
 }
 
 BuildBatch::~BuildBatch() {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     m_nNext = m_outcomes.size();
 }
 
@@ -121,16 +121,16 @@ void BuildBatch::StartThreads(unsigned nAtOnce) {
 }
 
 void BuildBatch::Work(unsigned nHelpers) {
-    std::unique_lock guard(m_lock);
+    MutexGuard guard(m_lock);
     while (m_nNext < m_outcomes.size() && CancelSignal() == 0) {
         const size_t nSource = m_nNext++;
         ++m_nWorking;
-        guard.unlock();
+        guard.Unlock();
         BuildSource(nSource, nHelpers);
-        guard.lock();
+        guard.Lock();
         --m_nWorking;
         m_ended.push_back(nSource);
-        m_changed.notify_all();
+        m_changed.NotifyAll();
     }
 }
 
@@ -167,12 +167,12 @@ void BuildBatch::BuildSource(size_t nSource, unsigned nHelpers) {
 // Until no source is being built and none will be.
 void BuildBatch::Watch(BatchWatcher& watcher) {
     size_t nTold = 0;
-    std::unique_lock guard(m_lock);
+    MutexGuard guard(m_lock);
     for (;;) {
-        m_changed.wait_for(guard, kBetweenLooks, [this] { return !m_ended.empty(); });
+        m_changed.WaitFor(guard, kBetweenLooks, [this]() KV_REQUIRES(m_lock) { return !m_ended.empty(); });
         const std::vector<size_t> ended = std::exchange(m_ended, {});
         const bool bLast = m_nWorking == 0 && (m_nNext == m_outcomes.size() || CancelSignal() != 0);
-        guard.unlock();
+        guard.Unlock();
         for (const size_t nSource : ended) {
             if (m_outcomes[nSource].tally.nBuilt == 0) m_meters[nSource].nWeight = 0;
             watcher.OnEnd(m_outcomes[nSource]);
@@ -180,7 +180,7 @@ void BuildBatch::Watch(BatchWatcher& watcher) {
         nTold += ended.size();
         if (bLast) return;
         TellProgress(nTold, watcher);
-        guard.lock();
+        guard.Lock();
     }
 }
 

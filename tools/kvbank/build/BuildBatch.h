@@ -2,14 +2,13 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "shared/System/kvMutex.h"
 #include "tools/kvbank/build/SourceBuild.h"
 
 namespace Kestrova {
@@ -92,11 +91,11 @@ private:
     std::deque<SourceOutcome> m_outcomes;  // a thread writes its own, until it is in m_ended
     std::deque<Meter> m_meters;
 
-    std::mutex m_lock;  // guards what follows
-    std::condition_variable m_changed;
-    size_t m_nNext = 0;
-    unsigned m_nWorking = 0;
-    std::vector<size_t> m_ended;  // and not yet told
+    Mutex m_lock;
+    Condition m_changed;
+    size_t m_nNext KV_GUARDED_BY(m_lock) = 0;
+    unsigned m_nWorking KV_GUARDED_BY(m_lock) = 0;
+    std::vector<size_t> m_ended KV_GUARDED_BY(m_lock);  // and not yet told
 
     std::vector<std::jthread> m_threads;  // last: they use all the others
 };

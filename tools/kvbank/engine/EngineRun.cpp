@@ -54,13 +54,13 @@ EngineRun::EngineRun() { m_engine.SetCallback(OnCallback, reinterpret_cast<unsig
 int EngineRun::OnCallback(int nCode, unsigned int nValue, unsigned long nUser) {
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the engine hands back the integer it was given
     EngineRun& run = *reinterpret_cast<EngineRun*>(nUser);
-    const std::lock_guard guard(run.m_lock);
+    const MutexGuard guard(run.m_lock);
     if (nCode == 1) run.m_nStepsLeft = nValue;
     if (nCode == 0 && run.m_nStepsLeft > 0) --run.m_nStepsLeft;
     if (nCode == 2) {
         run.m_result = static_cast<BankResult>(nValue);
         run.m_bEnded = true;
-        run.m_changed.notify_all();
+        run.m_changed.NotifyAll();
     }
     // A job cancelled at its first callback would leave its file behind and not report its end. So it is
     // cancelled at its second callback.
@@ -68,26 +68,34 @@ int EngineRun::OnCallback(int nCode, unsigned int nValue, unsigned long nUser) {
 }
 
 bool EngineRun::HasWrittenAll() const {
-    const std::lock_guard guard(m_lock);
+    const MutexGuard guard(m_lock);
     return m_nStepsLeft == 0;
 }
 
+// Before a job is started.
+void EngineRun::Expect(unsigned nSteps) {
+    const MutexGuard guard(m_lock);
+    m_bEnded = false;
+    m_nStepsLeft = nSteps;
+}
+
 BankResult EngineRun::WaitForEnd(const Observer& observer) {
-    std::unique_lock guard(m_lock);
-    while (!m_changed.wait_for(guard, kBetweenLooks, [this] { return m_bEnded; })) {
-        guard.unlock();
+    MutexGuard guard(m_lock);
+    while (!m_changed.WaitFor(guard, kBetweenLooks, [this]() KV_REQUIRES(m_lock) { return m_bEnded; })) {
+        guard.Unlock();
         if (observer) observer();
-        guard.lock();
+        guard.Lock();
     }
-    guard.unlock();
+    const BankResult result = m_result;
+    guard.Unlock();
     // After a failure the engine becomes idle a moment later than its last callback.
     while (m_engine.GetState() != 0) std::this_thread::yield();
-    return m_result;
+    return result;
 }
 
 BankResult EngineRun::Analyse(const std::string& strSource) {
     m_strSource = strSource;
-    m_bEnded = false;
+    Expect(0);
     if (const BankResult result = m_engine.SetSrcFile(strSource.c_str()); result != kBankDone) return result;
     return WaitForEnd(nullptr);
 }
@@ -98,8 +106,7 @@ BankResult EngineRun::NameBanks(const std::string& strSource) {
 }
 
 BankResult EngineRun::Start(unsigned int nRate, BankLayout layout, int nQuality) {
-    m_bEnded = false;
-    m_nStepsLeft = UINT_MAX;  // until the job tells how many it has
+    Expect(UINT_MAX);  // until the job tells how many it has
     return m_engine.CreateDB(nRate, layout == BankLayout::PerKey, nQuality);
 }
 

@@ -2,12 +2,11 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <string>
 
 #include "bank/DBEUCreate.h"
+#include "shared/System/kvMutex.h"
 #include "tools/kvbank/terminal/Console.h"
 
 namespace Kestrova {
@@ -63,16 +62,17 @@ private:
     ExitCode Open(Console& console, const std::string& strSource,
                   BankResult (EngineRun::*pfnOpen)(const std::string&));
     BankResult NameBanks(const std::string& strSource);
+    void Expect(unsigned nSteps);
     BankResult WaitForEnd(const Observer& observer);
     BankOutcome OutcomeOf(BankResult result) const;
     std::string Cause(const BankOutcome& outcome) const;
     std::string NameOf(const BankOutcome& outcome) const;
 
-    mutable std::mutex m_lock;  // guards what follows
-    std::condition_variable m_changed;
-    bool m_bEnded = false;
-    unsigned m_nStepsLeft = 0;  // of the job
-    BankResult m_result = kBankDone;
+    mutable Mutex m_lock;
+    Condition m_changed;
+    bool m_bEnded KV_GUARDED_BY(m_lock) = false;
+    unsigned m_nStepsLeft KV_GUARDED_BY(m_lock) = 0;  // of the job
+    BankResult m_result KV_GUARDED_BY(m_lock) = kBankDone;
 
     std::string m_strSource;
     CDBEUCreate m_engine;  // last: its worker calls back until it is gone

@@ -1,4 +1,4 @@
-// kvAnnotations.h - which lock guards what, for clang's -Wthread-safety to check; empty for other compilers.
+// kvThreadSafety.h - which lock guards what, for clang's -Wthread-safety to check; empty for other compilers.
 #pragma once
 
 #ifdef __clang__
@@ -22,6 +22,10 @@
 #define KV_ACQUIRE(...) KV_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define KV_RELEASE(...) KV_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 #define KV_TRY_ACQUIRE(...) KV_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
+
+// On a function: from its return on the lock is held, by what its comment says; it returns the lock.
+#define KV_ASSERT_CAPABILITY(lock) KV_THREAD_ANNOTATION(assert_capability(lock))
+#define KV_RETURN_CAPABILITY(lock) KV_THREAD_ANNOTATION(lock_returned(lock))
 
 // On a function whose locking the analysis cannot follow; say why beside it.
 #define KV_NO_THREAD_SAFETY_ANALYSIS KV_THREAD_ANNOTATION(no_thread_safety_analysis)
