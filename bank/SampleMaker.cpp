@@ -17,6 +17,11 @@ bool IsConvertible(const CSDBISampleBase::Info& info) {
     return (info.nFormat == 16 || info.nFormat == 24) && (info.nChannels == 1 || info.nChannels == 2);
 }
 
+constexpr const char* kCauseTooLarge =
+    "the converted wave is too large: a bank's sample holds less than 4 GiB; choose a lower sample rate, or "
+    "cut the "
+    "wave in two";
+
 BankOutcome Refuse(const CSDBISampleBase& source, BankResult result, const char* pszCause) {
     return SourceFault(result, kSdbSample, source.GetID(), pszCause);
 }
@@ -25,7 +30,7 @@ BankOutcome Refuse(const CSDBISampleBase& source, BankResult result, const char*
 BankOutcome AllocWave(const CSDBISampleBase& source, CSDBISampleEUWave& made, uint64_t nBytes) {
     constexpr uint64_t kMost = std::numeric_limits<uint32_t>::max();
     if (nBytes > kMost || nBytes + made.GetSize() > kMost)
-        return Refuse(source, kBankNoMemory, "the converted wave is too large");
+        return Refuse(source, kBankNoMemory, kCauseTooLarge);
     if (!made.AllocWave(nBytes)) return Refuse(source, kBankNoMemory, kCauseNoMemory);
     return {};
 }
@@ -46,8 +51,7 @@ BankOutcome Convert(const CSDBISampleBase& source, double ratio, int nQuality, C
     if (nFrames == 0)
         return Refuse(source, kBankConversionFailed,
                       "its sample rate or root key is too far from the target's");
-    if (nFrames > std::numeric_limits<uint32_t>::max())
-        return Refuse(source, kBankNoMemory, "the converted wave is too large");
+    if (nFrames > std::numeric_limits<uint32_t>::max()) return Refuse(source, kBankNoMemory, kCauseTooLarge);
     made.m_info.nFrames = static_cast<uint32_t>(nFrames);
     ScaleLoops(made, ratio);
     const BankOutcome outcome = AllocWave(source, made, nFrames * source.GetFrameBytes());

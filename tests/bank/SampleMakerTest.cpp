@@ -172,7 +172,11 @@ TEST_F(SampleMakerTest, RatiosThatCannotBeUsedFailTheConversion) {
 TEST_F(SampleMakerTest, AWaveNoRecordCanHoldIsNoMemory) {
     SetSource(3, 2000000);  // a step of 2: 32768 million frames
     EXPECT_EQ(kBankNoMemory, Make(44100));
-    EXPECT_STREQ("the converted wave is too large", m_outcome.pszCause);
+    EXPECT_STREQ(
+        "the converted wave is too large: a bank's sample holds less than 4 GiB; choose a lower sample rate, "
+        "or cut "
+        "the wave in two",
+        m_outcome.pszCause);
     m_source.Clear(false);
     m_made.Clear(false);
     SetSource(30, 150000, 24, 2);  // 223 million frames of six bytes fit; at 192000 they do not
