@@ -5,6 +5,7 @@
 #include "app/StgMan.h"
 #include "shared/System/kvCancelSignal.h"
 #include "shared/System/kvModule.h"
+#include "shared/System/kvReadBudget.h"
 
 int main(int argc, char** argv) {
     using namespace Kestrova;
@@ -17,6 +18,7 @@ int main(int argc, char** argv) {
     Module::Init(argc > 0 ? argv[0] : "", "StgMan", "1.0");
     const CommandLine line = ReadCommandLine(argc, argv);
     int nStatus = 0;
+    const ReadBudget budget;  // the window has no option that raises it: kvbank has
     {
         StgMan manager(line.strMode, line.strSource, line.strTarget);
         GuiSetDisplayGone([&manager] { manager.Abandon(); });

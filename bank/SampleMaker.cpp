@@ -8,6 +8,7 @@
 #include "bank/FileAnswer.h"
 #include "bank/PitchTables.h"
 #include "bank/Resampler.h"
+#include "shared/System/kvReadBudget.h"
 
 namespace Kestrova {
 namespace {
@@ -173,7 +174,9 @@ BankOutcome SampleMaker<TSource>::Load(uint32_t nEntry, unsigned nHelper, TSourc
         read = AskSharedFile(file, [&] { return ReadWave(*pNote, file, record); });
     }
     if (!read)
-        return SourceFault(kBankReadFailed, kSdbSample, id, "the wave cannot be read whole", read.nError);
+        return SourceFault(kBankReadFailed, kSdbSample, id,
+                           record.IsOverReadBudget() ? kOverReadBudget : "the wave cannot be read whole",
+                           read.nError);
     record.SetParentID(pNote->idParent);
     if (record.m_info.nSampleRate == 0)
         return Refuse(record, kBankSourceInconsistent, "its sample rate is 0");

@@ -22,14 +22,15 @@ struct ExpandWorkspace {
 // The bytes of the wave: counted in the block's CRC, and written as long as the caller wants more of them.
 class WaveOutput {
 public:
-    WaveOutput(StreamBuffer& out, uint8_t* pStaging, uint64_t nWanted)
-        : m_output(out, pStaging), m_nWanted(nWanted) {}
+    WaveOutput(StreamBuffer& out, uint8_t* pStaging, uint64_t nWanted, uint64_t nMost)
+        : m_output(out, pStaging), m_nWanted(nWanted), m_nMost(nMost) {}
 
     void StartBlock() { m_crc = kCrcStart; }
     uint32_t GetBlockCrc() const { return ~m_crc; }
 
     void Deliver(const uint8_t* p, size_t n) {
         m_crc = UpdateCrc(m_crc, p, n);
+        m_nDelivered += n;
         // Deliberate (Q56): a size below the wave's: the rest is checked and dropped.
         n = std::min<uint64_t>(n, m_nWanted);
         m_output.Put(p, n);
@@ -44,26 +45,30 @@ public:
 
     void Flush() { m_output.Flush(); }
     bool HasFailed() const { return m_output.HasFailed(); }
+    bool HasTooMany() const { return m_nDelivered > m_nMost; }
     // Deliberate (Q57): left-over bits never deliver a byte.
     bool IsComplete() const { return m_nWanted == 0 && !HasFailed(); }
 
 private:
     StagedOutput m_output;
     uint64_t m_nWanted;  // bytes still missing
+    uint64_t m_nDelivered = 0;
+    uint64_t m_nMost;
     uint32_t m_crc = kCrcStart;
 };
 
 class WaveExpander {
 public:
     // pAhead: the arrays of a second reader, which works on a thread of its own; nullptr: there is none
-    WaveExpander(const uint8_t* pIn, size_t nIn, StreamBuffer& out, uint64_t nSize, ExpandWorkspace& ws,
-                 BlockReaderArrays* pAhead)
-        : m_in(pIn, nIn), m_out(out, ws.staging, nSize), m_block(ws.block) {
+    WaveExpander(const uint8_t* pIn, size_t nIn, StreamBuffer& out, uint64_t nSize, uint64_t nMost,
+                 ExpandWorkspace& ws, BlockReaderArrays* pAhead)
+        : m_in(pIn, nIn), m_out(out, ws.staging, nSize, nMost), m_block(ws.block) {
         if (pAhead != nullptr) m_ahead.emplace(*pAhead);
     }
 
     // The output did not take all that was delivered.
     bool HasOutputFailed() const { return m_out.HasFailed(); }
+    bool HasTooMany() const { return m_out.HasTooMany(); }
 
     // True: every block and every check was right, the whole input was
     // used, and all bytes wanted were written.
@@ -105,7 +110,7 @@ private:
     bool Deliver(const BlockReader& block) {
         m_out.StartBlock();
         DeliverRuns(block.GetBytes());
-        return m_out.GetBlockCrc() == block.GetCrc() && !m_out.HasFailed();
+        return m_out.GetBlockCrc() == block.GetCrc() && !m_out.HasFailed() && !m_out.HasTooMany();
     }
 
     // Undoes the run-length coding. A run at the very end of the block may lack its count.
@@ -141,7 +146,7 @@ private:
 }  // namespace
 
 CRawExpand::CRawExpand(StreamBuffer* in, StreamBuffer* out, unsigned int bits, unsigned long size,
-                       unsigned nThreads) {
+                       unsigned nThreads, uint64_t nMost) {
     if (in == nullptr || in->GetBuffer() == nullptr || in->GetSize() == 0 || out == nullptr || size == 0)
         return;
     const std::unique_ptr<ExpandWorkspace> ws(new (std::nothrow) ExpandWorkspace);
@@ -149,11 +154,12 @@ CRawExpand::CRawExpand(StreamBuffer* in, StreamBuffer* out, unsigned int bits, u
     if (!ws) return;
     const std::unique_ptr<BlockReaderArrays> ahead(nThreads < 2 ? nullptr
                                                                 : new (std::nothrow) BlockReaderArrays);
-    WaveExpander expander(static_cast<const uint8_t*>(in->GetBuffer()), in->GetSize(), *out, size, *ws,
+    WaveExpander expander(static_cast<const uint8_t*>(in->GetBuffer()), in->GetSize(), *out, size, nMost, *ws,
                           ahead.get());
     const bool bDone =
         expander.ExpandStream() && out->GetSize() >= size && UndoImpulse(bits, out->GetBuffer(), size);
     m_bNoMemory = expander.HasOutputFailed();
+    m_bTooMany = expander.HasTooMany();
     if (!bDone) EmptyOutput(*out);
 }
 

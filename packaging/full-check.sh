@@ -13,7 +13,8 @@
 #   bare-root   run.sh and test.sh of a clone of HEAD, in a Debian system with nothing in it
 #
 # Exit code: 0 when all passed, 1 when a step failed, 2 for a wrong call, 3 when one was skipped and none failed.
-# The output of each step is in build/full-check/STEP.log, inputs that a fuzz target fails on are beside it.
+# The output of each step is in build/full-check/STEP.log, inputs that a fuzz target fails on in corpus/failed beside
+# it.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -42,20 +43,7 @@ step_lint() { sh packaging/lint.sh; }
 
 step_fuzz() {
     sh packaging/install-packages.sh build test lint
-    cmake --preset fuzz -DKV_TESTS=ON >/dev/null
-    # At least 1, for 0 means without end.
-    seconds=$(awk "BEGIN { n = int($minutes * 60 + 0.5); print n < 1 ? 1 : n }")
-    [ -d /dev/shm ] && export TMPDIR=/dev/shm
-    failed=
-    for target in $(sed -n 's/^kv_fuzz(\([a-z_]*\) .*/\1/p' tests/fuzz/CMakeLists.txt); do
-        echo "== $target, $seconds s"
-        mkdir -p "$out/corpus/$target"
-        cmake --build --preset fuzz --target "${target}_fuzz" -- --quiet &&
-            "build/fuzz/tests/fuzz/${target}_fuzz" "$out/corpus/$target" "tests/fuzz/seeds/$target" \
-                "-max_total_time=$seconds" "-artifact_prefix=$out/$target-" -print_final_stats=1 ||
-            failed="$failed $target"
-    done
-    [ -z "$failed" ] || { echo "failed:$failed"; return 1; }
+    trust/fuzz --minutes "$minutes" --corpus "$out/corpus"
 }
 
 step_packages() {

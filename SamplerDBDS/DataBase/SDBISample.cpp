@@ -8,6 +8,7 @@
 #include "SamplerDBDS/DataBase/SDBRecordFields.h"
 #include "codec/RawCompress.h"
 #include "codec/RawExpand.h"
+#include "shared/System/kvReadBudget.h"
 #include "stream/StreamBuffer.h"
 
 namespace Kestrova {
@@ -100,6 +101,7 @@ void CSDBISampleBase::Reset(const Info& info) {
     m_loops.Free();
     m_params.Free();
     m_pars.Free();
+    m_bOverReadBudget = false;
     m_info = info;
 }
 
@@ -174,17 +176,23 @@ bool CSDBISample::ReadIntWave(CBodyReader& reader) {
         if (!bRead) FreeWave();
         return bRead;
     }
+    unsigned long long nFileBytes = 0;
+    if (!file.GetSize(nFileBytes)) return false;
+    const uint64_t nMost = ReadBudget::MostFor(nFileBytes);
+    m_bOverReadBudget = m_info.lWave > nMost;
+    if (m_bOverReadBudget) return false;
     CStgBlock packed;
     return HadMemory(file, packed.Alloc(m_lStored)) && reader.Read(packed.Data(), packed.Size()) &&
-           ExpandWave(packed, file);
+           ExpandWave(packed, file, nMost);
 }
 
-bool CSDBISample::ExpandWave(const CStgBlock& packed, CXFile& file) {
+bool CSDBISample::ExpandWave(const CStgBlock& packed, CXFile& file, uint64_t nMost) {
     if (!IsCodecWidth(m_info.nFormat)) return false;  // the expander divides by the width
     try {
         StreamBuffer in(packed.Data(), packed.Size());
         StreamBuffer out;
-        const CRawExpand expand(&in, &out, m_info.nFormat, m_info.lWave);
+        const CRawExpand expand(&in, &out, m_info.nFormat, m_info.lWave, 1, nMost);
+        m_bOverReadBudget = expand.HasTooMany();
         if (!HadMemory(file, !expand.RanOutOfMemory()) || out.GetSize() != m_info.lWave ||
             !HadMemory(file, SmplMemAlloc()))
             return false;

@@ -49,6 +49,9 @@ public:
     // shorter than its header states.
     uint64_t GetStatedBytes() const;
 
+    // The record could not be read because its wave would take more than the budget in force (ReadBudget).
+    bool IsOverReadBudget() const { return m_bOverReadBudget; }
+
     // Bytes that the wave takes in the file: the compressed length of the plain kind, else the length itself.
     virtual uint32_t GetStoredBytes() const = 0;
 
@@ -95,6 +98,7 @@ protected:
     // Frees the wave memory; m_info.lWave stays.
     void FreeWave();
 
+    bool m_bOverReadBudget = false;
     CStgBlock m_loops;  // SDBLOOP entries, m_info.cLayerLoops of them
 
 private:
@@ -120,6 +124,7 @@ public:
 
     // Decodes the body. It takes memory only for bytes that the file has: a compressed wave is expanded
     // first, and memory for the length that the record states is taken only when the stream had as much.
+    // While a budget is in force (ReadBudget), a compressed wave above it is not expanded: false.
     bool Read(CXFile* file, unsigned long size) override;
 
     // Encodes the record; call CalcCompressSize before GetSize and Write when the wave has changed. Quirk: a
@@ -167,7 +172,7 @@ private:
     bool ReadExtHeader(CBodyReader& reader);
     bool ReadExtWave(CBodyReader& reader);
     bool ReadIntWave(CBodyReader& reader);
-    bool ExpandWave(const CStgBlock& packed, CXFile& file);
+    bool ExpandWave(const CStgBlock& packed, CXFile& file, uint64_t nMost);
     bool OpenExtFile(CXFile& file) const;
     bool ReadExtFileInfo(CXFile& file);
     bool ReadExtFileData(CXFile& file);

@@ -15,6 +15,7 @@
 #include "bank/FileAnswer.h"
 #include "import/wavefile/WaveEncoding.h"
 #include "shared/System/kvMutex.h"
+#include "shared/System/kvReadBudget.h"
 
 namespace Kestrova {
 namespace {
@@ -35,8 +36,11 @@ public:
         if (!opened) return Unreadable(opened.nError);
         m_nStart = std::min<uint64_t>(part.pos, nSize);
         m_nBytes = std::min<uint64_t>(part.nBytes, nSize - m_nStart);
+        m_nFileBytes = nSize;
         return {};
     }
+
+    uint64_t GetFileBytes() const { return m_nFileBytes; }
 
     // The first failure of the system; otherwise what is given.
     ImportOutcome FailureOr(const ImportOutcome& otherwise) const {
@@ -78,7 +82,8 @@ private:
     CXFile m_file;
     uint64_t m_nStart = 0;
     uint64_t m_nBytes = 0;
-    sf_count_t m_pos = 0;  // from m_nStart
+    uint64_t m_nFileBytes = 0;  // of which this may be a part
+    sf_count_t m_pos = 0;       // from m_nStart
     bool m_bFailed = false;
     int m_nError = 0;  // 0 with m_bFailed: the file became shorter
 };
@@ -208,6 +213,8 @@ ImportOutcome WaveFile::Sound::SetFacts(const SF_INFO& info) {
     facts.nFrames = static_cast<uint64_t>(info.frames);
     facts.nBits = pEncoding->nBits;
     if (pEncoding->pszRounded != nullptr) facts.strRounded = pEncoding->pszRounded;
+    if (facts.nFrames * facts.nChannels * (facts.nBits / 8) > ReadBudget::MostFor(bytes.GetFileBytes()))
+        return Refused(kOverReadBudget);
     facts.bCut = IsCut(pHandle.get());
     bFloating = pEncoding->bFloating;
     ReadInstrument(pHandle.get(), info.format, facts);

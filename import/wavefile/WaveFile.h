@@ -54,7 +54,7 @@ public:
     WaveFile& operator=(const WaveFile&) = delete;
 
     // Refuses what is not a sound file, has more than two channels or does not have as many frames as it
-    // says.
+    // says, and while a budget is in force (ReadBudget) a wave above it.
     ImportOutcome Open(const std::string& strPath, const FilePart& part = {});
 
     // REQUIRES, as the rest: it was opened.

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <random>
 
+#include "shared/System/kvReadBudget.h"
 #include "tests/bank/BankReader.h"
 #include "tests/bank/EngineDriver.h"
 #include "tests/support/RecordBytes.h"
@@ -108,6 +110,17 @@ TEST_F(EngineHostileTest, PlainSamplesThatDoNotHoldWhatTheyState) {
         SCOPED_TRACE(row.pszWhy);
         EXPECT_EQ(row.result,
                   RunNotes(WithSample(PlainBody(row.nFrames, row.nStored, row.nExpanded, row.nWave))));
+    }
+}
+
+TEST_F(EngineHostileTest, AWaveAboveTheReadBudgetCannotBeReadAndTheCauseSaysWhy) {
+    const auto notes = WithSample(PlainBody(10, 20, uint32_t{kReadBudgetFloor} + 1, 20));
+    for (const bool bInForce : {false, true}) {
+        std::optional<ReadBudget> budget;
+        if (bInForce) budget.emplace();
+        EXPECT_EQ(kBankReadFailed, RunNotes(notes));
+        EXPECT_STREQ(bInForce ? kOverReadBudget : "the wave cannot be read whole",
+                     m_driver.Engine().GetFault().pszCause);
     }
 }
 

@@ -142,6 +142,33 @@ TEST(RawExpandTest, ALargerSizeFailsAndTakesNoMemoryForIt) {
         EXPECT_EQ(Bytes(), Expand(StreamOf(MakeBlock(kText)), 16, kText.size() + nMore)) << nMore;
 }
 
+struct Limited {
+    uint64_t nMost;
+    size_t nDelivered;
+    bool bTooMany;
+};
+
+TEST(RawExpandTest, AStreamThatHoldsMoreThanTheMostIsRefused) {
+    const Bytes stream = WaveStreamBuilder()
+                             .Block(MakeBlock(kText))
+                             .Block(MakeBlock(kText))
+                             .Block(MakeBlock(kText))
+                             .End()
+                             .Finish();
+    const size_t nAll = 3 * kText.size();
+    for (const unsigned nThreads : {1u, 2u})
+        for (const size_t nSize : {nAll, size_t{2}})  // what is dropped counts too
+            for (const Limited& row :
+                 {Limited{UINT64_MAX, nSize, false}, Limited{nAll, nSize, false}, Limited{nAll - 1, 0, true},
+                  Limited{1, 0, true}, Limited{0, 0, true}}) {
+                StreamBuffer in(stream.data(), stream.size()), out;
+                const CRawExpand expand(&in, &out, 16, nSize, nThreads, row.nMost);
+                EXPECT_EQ(row.nDelivered, out.GetSize()) << row.nMost;
+                EXPECT_EQ(row.bTooMany, expand.HasTooMany()) << row.nMost;
+                EXPECT_FALSE(expand.RanOutOfMemory());
+            }
+}
+
 TEST(RawExpandTest, TrailingBytesFail) {
     for (const uint8_t chTrailing : Bytes{0x00, 0xFF}) {
         Bytes stream = StreamOf(MakeBlock(kText));

@@ -1,12 +1,8 @@
 // SoundFontFuzz.cpp - the SoundFont reader and the planner of the import with hostile files: they may refuse
 // one; what they plan must lie in the file. Input: the file. It is written to TMPDIR; with a folder in memory
 // (/dev/shm) this is ten times as fast.
-#include <cstdint>
-#include <cstdlib>
-#include <vector>
-
 #include "import/soundfont/SoundFontPlanner.h"
-#include "tests/support/TempDir.h"
+#include "tests/fuzz/PlanCheck.h"
 
 namespace {
 
@@ -21,15 +17,6 @@ void CheckParts(const SoundFont& font, const FontWave& wave) {
     if (wave.right) CheckPart(font, *wave.right);
 }
 
-void CheckWave(const IWaveReader& reader, size_t nWave, const PlannedWave& wave, bool bPacked) {
-    std::vector<uint8_t> bytes(wave.nFrames * wave.FrameBytes());
-    // A compressed sample may be damaged behind its beginning.
-    if (!reader.ReadFrames(nWave, 0, wave.nFrames, bytes.data()).IsDone() && !bPacked) std::abort();
-    const WaveTune& tune = wave.tune;
-    if (tune.nRate == 0 || tune.nRootKey > 127 || tune.nFineTune < -49 || tune.nFineTune > 50) std::abort();
-    if (tune.bLoop && (tune.nLoopStart > tune.nLoopEnd || tune.nLoopEnd >= wave.nFrames)) std::abort();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
@@ -42,11 +29,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     if (!SoundFontPlanner(font, report).Make({}, plan).IsDone()) return 0;
     for (const FontWave& wave : plan.waves) CheckParts(font, wave);
     const SoundFontWaves reader(font, plan.waves);
+    // A compressed sample may be damaged behind its beginning.
+    const auto isPacked = [&](size_t nWave) {
+        return font.GetSamples()[plan.waves[nWave].left.nSample].packed.has_value();
+    };
     for (size_t i = 0; i < plan.bank.waves.size(); ++i)
-        CheckWave(reader, i, plan.bank.waves[i],
-                  font.GetSamples()[plan.waves[i].left.nSample].packed.has_value());
+        Test::CheckWave(reader, i, plan.bank.waves[i], !isPacked(i));
     for (const PlannedProgram& program : plan.bank.programs)
-        for (const PlannedRegion& region : program.regions)
-            if (region.layers.empty()) std::abort();
+        for (const PlannedRegion& region : program.regions) Test::CheckRegion(region, plan.waves.size());
     return 0;
 }

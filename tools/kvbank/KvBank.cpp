@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <optional>
 #include <sstream>
 
+#include "shared/System/kvReadBudget.h"
 #include "tools/kvbank/BuildCommand.h"
 #include "tools/kvbank/Command.h"
 #include "tools/kvbank/DemoCommand.h"
@@ -61,6 +63,10 @@ constexpr const char* kFooter =
 void AddGlobalOptions(CLI::App& app, Console& console) {
     app.set_version_flag("-V,--version", "kvbank 1.0");
     AddOutputOptions(app, console);
+    app.add_flag(
+        "--trust", console.bTrust,
+        "read compressed waves of any size; without it one is refused that would expand to more than "
+        "64 MB and 1000 times the size of its file");
 }
 
 // Checked before parsing, because the parser may fail before it comes to
@@ -170,6 +176,8 @@ int ParseAndRun(const std::vector<std::string>& arguments, Console& console, con
     }
     if (const ExitCode code = BeginOutput(arguments, console); code != kExitDone)
         return console.Finish(pszVerb, code);
+    std::optional<ReadBudget> budget;
+    if (!console.bTrust) budget.emplace();
     for (size_t i = 0; i < kVerbs.size(); ++i)
         if (pszVerb == kVerbs[i].pszName) return commands[i]->Run(console);
     return kExitInternal;

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 
 #include "SamplerDBDS/DataBase/SDBISample.h"
 #include "SamplerDBDS/DataBase/SDBISampleEU.h"
+#include "shared/System/kvReadBudget.h"
 #include "tests/SamplerDBDS/DataBase/SampleBodies.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/RecordBytes.h"
@@ -54,6 +56,33 @@ TEST(CompressSizeTest, WithoutMemoryTheWaveIsStoredRaw) {
     const PosixFault fault("realloc", ENOMEM);
     sample.CalcCompressSize();
     EXPECT_EQ(2000u, sample.m_lStored);
+}
+
+TEST(ReadBudgetOfASampleTest, ACompressedWaveAboveItIsNotExpanded) {
+    const Bytes wave = MakeWave(2000, 16, 2);
+    PlainBody body = PlainBody().Compressed(wave);
+    for (const bool bInForce : {true, false}) {
+        std::optional<ReadBudget> budget;
+        if (bInForce) budget.emplace();
+        for (const uint32_t nMore : {0u, 2u}) {
+            body.nExpanded = static_cast<uint32_t>(kReadBudgetFloor) + nMore;
+            CSDBISampleWave sample(1, 2);
+            EXPECT_FALSE(Decode(sample, body.Get()));  // in any case: the stream has not as much
+            EXPECT_EQ(bInForce && nMore > 0, sample.IsOverReadBudget());
+            body.nExpanded = static_cast<uint32_t>(wave.size());
+            EXPECT_TRUE(Decode(sample, body.Get()));
+            EXPECT_FALSE(sample.IsOverReadBudget());
+        }
+    }
+}
+
+TEST(ReadBudgetOfASampleTest, AHeaderAboveItIsRead) {
+    PlainBody body = PlainBody().Compressed(MakeWave(2000, 16, 2));
+    body.nExpanded = 0xFFFFFFFE;
+    const ReadBudget budget;
+    CSDBISampleInfo sample(1, 2);
+    EXPECT_TRUE(Decode(sample, body.Get()));
+    EXPECT_EQ(0xFFFFFFFE, sample.m_info.lWave);
 }
 
 class WriteIntWaveTest : public ::testing::Test {

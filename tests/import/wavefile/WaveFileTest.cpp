@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "import/wavefile/WaveFile.h"
+#include "shared/System/kvReadBudget.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/SoundFileMaker.h"
 
@@ -114,6 +115,20 @@ TEST_F(WaveFileTest, LosslessFormatsGiveTheirBytes) {
     for (int32_t& nNumber : numbers) nNumber &= ~0xffff;
     EXPECT_EQ(of16, FramesOf(SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 1, numbers));
     EXPECT_EQ(of16, FramesOf(SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 2, numbers));
+}
+
+// The number of frames is a field of 36 bits behind the first 21 bytes; the sound is as it was.
+TEST_F(WaveFileTest, ASoundAboveTheBudgetIsRefusedBeforeItIsLookedAt) {
+    FramesOf(SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 1, std::vector<int32_t>(5000));
+    Bytes flac = ReadFile(Path());
+    flac[22] = 0x40;  // 2^30 and 5000 frames
+    EXPECT_EQ("its sound ends before the 1073746824 frames that it declares", Open(flac).strCause);
+    const ReadBudget budget;
+    EXPECT_EQ(kOverReadBudget, Open(flac).strCause);
+    flac[22] = 0x02;  // 2^25 and 5000: 64 MiB and 10000 bytes
+    EXPECT_EQ(kOverReadBudget, Open(flac).strCause);
+    flac[22] = 0;
+    EXPECT_EQ("", Open(flac).strCause);
 }
 
 TEST_F(WaveFileTest, AFlacFileIsReadFromAnyFrame) {

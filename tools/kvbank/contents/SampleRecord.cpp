@@ -5,6 +5,8 @@
 #include <cstring>
 #include <new>
 
+#include "shared/System/kvReadBudget.h"
+
 namespace Kestrova {
 namespace {
 
@@ -16,7 +18,8 @@ ReadSample Unreadable(const CXFile& file) {
 
 template <class TSample>
 ReadSample Decode(CXFile& file, const SDBNOTE& note, std::unique_ptr<TSample> pSample) {
-    if (!NoteScan::Read(file, note, *pSample)) return Unreadable(file);
+    if (!NoteScan::Read(file, note, *pSample))
+        return pSample->IsOverReadBudget() ? ReadSample{nullptr, kOverReadBudget} : Unreadable(file);
     return {std::move(pSample)};
 }
 

@@ -1,6 +1,9 @@
 #include "tools/kvbank/render/WaveStore.h"
 
+#include <filesystem>
+
 #include "codec/RawExpand.h"
+#include "shared/System/kvReadBudget.h"
 #include "stream/StreamBuffer.h"
 #include "tools/kvbank/render/OpenedBank.h"
 
@@ -32,11 +35,16 @@ Ending WaveStore::Expand(uint32_t nSample, const kvb_sample& sample, WaveFrames&
         uint64_t nStored = 0;
         const int nError = kvb_get_stored(m_pBank, nSample, &pStored, &nStored);
         if (nError != KVB_OK) return EndingOfReader(nError, NameOf(sample));
+        std::error_code error;
+        const uint64_t nFileBytes = std::filesystem::file_size(m_strFile, error);
+        const uint64_t nMost = ReadBudget::MostFor(error ? 0 : nFileBytes);
+        if (sample.wave_bytes > nMost) return {kExitBadInput, NameOf(sample) + ": " + kOverReadBudget};
         StreamBuffer stored(pStored, nStored);
         pWave = std::make_unique<StreamBuffer>();
         // The user waits for this one wave, and nothing else is at work.
         constexpr unsigned kThreads = 2;
-        const CRawExpand expand(&stored, pWave.get(), sample.bits, sample.wave_bytes, kThreads);
+        const CRawExpand expand(&stored, pWave.get(), sample.bits, sample.wave_bytes, kThreads, nMost);
+        if (expand.HasTooMany()) return {kExitBadInput, NameOf(sample) + ": " + kOverReadBudget};
         if (expand.RanOutOfMemory()) return EndingOfReader(KVB_ERROR_NO_MEMORY, NameOf(sample));
     }
     // An expansion that failed has left nothing.

@@ -42,6 +42,7 @@ struct Console {
     Wish color = Wish::Auto;
     bool bColor = false;     // what `color` came to
     std::string strLogFile;  // --log-file; "" for none
+    bool bTrust = false;     // --trust: waves may expand to any size
 
     // A console with the same wishes and log for a job beside others: its lines go to streams of its own,
     // and it keeps its own errors and warnings. It draws no progress and asks nothing.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "shared/System/kvReadBudget.h"
 #include "tools/kvbank/terminal/Console.h"
 
 namespace Kestrova {
@@ -71,6 +72,7 @@ Causes CheckPlainSample(CXFile& file, const SDBNOTE& note, const std::string& st
         CheckNumbers(sample, causes);
         return causes;
     }
+    if (sample.IsOverReadBudget()) return {kOverReadBudget};
     CSDBISampleInfo header(note.idNote, note.idParent);
     header.SetExtFolder(strFolder.c_str());
     const bool bHeader = NoteScan::Read(file, note, header);
