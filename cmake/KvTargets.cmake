@@ -27,6 +27,11 @@ if(KV_SANITIZE)
                                               -fno-omit-frame-pointer -g)
   target_link_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE})
 endif()
+if(KV_COVERAGE)
+  # Tests count too: the linker keeps one copy of an inline function, and that may be theirs.
+  target_compile_options(kv_options INTERFACE --coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()
 
 include(cmake/KvHardening.cmake)
 
@@ -55,5 +60,8 @@ function(kv_test NAME)
                                              ${ARG_LIBS})
   # A test runs once: its optimisation would take longer than it saves.
   target_compile_options(${NAME}_test PRIVATE $<$<CONFIG:Release>:-O1>)
+  if(KV_COVERAGE)
+    target_sources(${NAME}_test PRIVATE "${PROJECT_SOURCE_DIR}/trust/counting/CountsAtAbort.cpp")
+  endif()
   gtest_discover_tests(${NAME}_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()

@@ -52,13 +52,14 @@ protected:
     // third ... call. `expect` is told whether the operation succeeded, after the fault is over. The last run
     // meets no fault.
     void WalkFault(const std::function<bool(CSDB&)>& operation,
-                   const std::function<void(CSDB&, bool bDone, bool bHit)>& expect) {
+                   const std::function<void(CSDB&, bool bDone, bool bHit)>& expect,
+                   const Notes& arBefore = Before()) {
         int nFault = 0;
         for (bool bHit = true; bHit;) {
             ++nFault;
             SCOPED_TRACE(testing::Message() << "fault at call " << nFault);
             FaultyFileEnv env;
-            WriteFile(m_strPath, DatabaseImage(Before()));
+            WriteFile(m_strPath, DatabaseImage(arBefore));
             CSDB db;
             ASSERT_TRUE(db.Open(m_strPath.c_str(), kSdbFormatPlain, true));
             env.FailCall(nFault, GetParam());
@@ -207,6 +208,23 @@ TEST_P(SDBFaultTest, ACommitThatMovesNotesTellsOfEveryFailure) {
                   EXPECT_EQ(arExpected[0], arOnFile[0]);
                   EXPECT_EQ(arExpected[1], arOnFile[1]);
               });
+}
+
+// The same with a note that is longer than what waits in memory, so that it fails to be read and written, too.
+TEST_P(SDBFaultTest, ACommitThatMovesALongNoteTellsOfEveryFailure) {
+    const Notes arBefore = {
+        {.id = 1, .strBody = "one"}, {.id = 2, .strBody = "two"}, {.id = 3, .strBody = kLong}};
+    WalkFault([](CSDB& db) { return db.DeleteNoteByID(2) && db.Close(true); },
+              [&](CSDB& db, bool bDone, bool) {
+                  db.Close(true);
+                  const Notes arOnFile = NotesOf(m_strPath);
+                  if (bDone) {
+                      EXPECT_EQ((Notes{arBefore[0], arBefore[2]}), arOnFile);
+                  }
+                  ASSERT_LE(1u, arOnFile.size());
+                  EXPECT_EQ(arBefore[0], arOnFile[0]);
+              },
+              arBefore);
 }
 
 TEST_P(SDBFaultTest, SavingHereNeverLosesACommittedNote) {

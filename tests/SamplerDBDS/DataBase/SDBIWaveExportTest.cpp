@@ -47,6 +47,27 @@ TEST_F(ExportTest, PlainWaveIsFormatAndData) {
     EXPECT_EQ(expected.Get(), Written());
 }
 
+TEST_F(ExportTest, AnOpenFileGetsTheBytesOfAFileWithAName) {
+    Fill(m_sample, 16, 2, Counting(8));
+    ASSERT_TRUE(m_sample.ExportToFile(Path().c_str()));
+    const std::string strOpen = m_dir.File("open.wav");
+    CXFile file;
+    ASSERT_TRUE(file.Create(strOpen.c_str()));
+    EXPECT_TRUE(m_sample.ExportTo(file));
+    file.Close();
+    EXPECT_EQ(Written(), ReadFile(strOpen));
+}
+
+TEST_F(ExportTest, AnOpenFileStaysEmptyWhenTheWaveFitsNoFile) {
+    Fill(m_sample, 20, 2, Counting(8));
+    const std::string strOpen = m_dir.File("open.wav");
+    CXFile file;
+    ASSERT_TRUE(file.Create(strOpen.c_str()));
+    EXPECT_FALSE(m_sample.ExportTo(file));
+    file.Close();
+    EXPECT_EQ(Bytes(), ReadFile(strOpen));
+}
+
 TEST_F(ExportTest, LoopsRootKeyAndFineTuneGoIntoTheSamplerChunk) {
     Fill(m_sample, 0x80000020, 1, Counting(8));
     m_sample.m_info.nRootKey = 60;

@@ -99,6 +99,60 @@ TEST_F(SDBMemoryTest, AWholeLifeWithoutMemoryFailsAndTheNextOneWorks) {
         });
 }
 
+// A bank with two programs, and a region below the first.
+const Bytes& SmallTree() {
+    static const Bytes s_image =
+        DatabaseImage({{.id = 1, .strBody = "bank"},
+                       {.nType = kSdbProgram, .id = 2, .idParent = 1, .strBody = "first"},
+                       {.nType = kSdbProgram, .id = 3, .idParent = 1, .strBody = "second"},
+                       {.nType = kSdbRegion, .id = 4, .idParent = 2, .strBody = "region"}});
+    return s_image;
+}
+
+TEST_F(SDBMemoryTest, ABranchThatFindsNoMemoryHasNoBytesAndIsTold) {
+    ASSERT_TRUE(OpenImage(SmallTree()));
+    WalkAllocations([this] { m_db.ClearFirstError(); },
+                    [this] { return m_db.GetNotesBranch(m_db.GetNoteByID(1), nullptr) != 0; },
+                    [this](bool bDone, bool bFailed) {
+                        EXPECT_EQ(!bFailed, bDone);
+                        EXPECT_EQ(bFailed ? ENOMEM : 0, m_db.GetFirstError());
+                    });
+}
+
+TEST_F(SDBMemoryTest, ABranchPutInWithoutMemoryFailsAndIsTold) {
+    ASSERT_TRUE(OpenImage(SmallTree()));
+    Bytes branch(m_db.GetNotesBranch(m_db.GetNoteByID(1), nullptr));
+    uint8_t* pEnd = branch.data();
+    const unsigned long nNotes = m_db.GetNotesBranch(m_db.GetNoteByID(1), &pEnd);
+    WalkAllocations([this] { ASSERT_TRUE(OpenImage(SmallTree())); },
+                    [&] {
+                        unsigned long nLeft = nNotes;
+                        const uint8_t* pCursor = branch.data();
+                        uint32_t idRoot = kSdbNoID;
+                        return m_db.InsertNotesBranch(kSdbNoID, nLeft, pCursor, idRoot);
+                    },
+                    [this](bool bDone, bool bFailed) {
+                        ExpectToldAndUsable(bDone);
+                        EXPECT_EQ(bDone ? 8u : m_db.GetNoteCount(), m_db.GetNoteCount());
+                        EXPECT_TRUE(bDone || bFailed);
+                        m_db.Close(false);
+                        EXPECT_EQ(SmallTree(), ReadFile(m_strPath));
+                    });
+}
+
+TEST_F(SDBMemoryTest, DescendantsAreDeletedOrTheirWantOfMemoryIsTold) {
+    WalkAllocations([this] { ASSERT_TRUE(OpenImage(SmallTree())); },
+                    [this] { return m_db.DeleteNoteByParentID(1); },
+                    [this](bool bDone, bool bFailed) {
+                        ExpectToldAndUsable(bDone);
+                        EXPECT_TRUE(bDone || bFailed);
+                        if (bDone) {
+                            EXPECT_EQ(std::vector<uint32_t>{1}, IdsOfType(m_db, kSdbAny));
+                        }
+                        m_db.Close(false);
+                    });
+}
+
 // A record that throws because memory ran out while it is written leaves nothing in the file.
 class CHungryRecord : public CRawRecord {
 public:
@@ -195,6 +249,25 @@ TEST(RecordMemoryTest, ADamagedRecordIsNotTakenForWantOfMemory) {
         EXPECT_FALSE(row.make()->Read(&file, row.body.size()));
         EXPECT_EQ(0, file.GetFirstError());
     }
+}
+
+TEST(RecordMemoryTest, AWaveThatFindsNoMemoryToBeCompressedStaysRawAndWhole) {
+    const Bytes wave = MakeWave(3000, 16, 2);
+    std::unique_ptr<CSDBISampleWave> pSample;
+    WalkAllocations(
+        [&] {
+            pSample = std::make_unique<CSDBISampleWave>(1, kSdbNoID);
+            LoadWave(*pSample, wave);
+        },
+        [&] {
+            pSample->PackWave();
+            return pSample->m_info.pWave == nullptr;
+        },
+        [&](bool bDone, bool) {
+            if (bDone) return;
+            EXPECT_EQ(wave.size(), pSample->m_lStored);
+            EXPECT_EQ(wave, Bytes(pSample->m_info.pWave, pSample->m_info.pWave + wave.size()));
+        });
 }
 
 TEST(RecordMemoryTest, AnExportWithoutMemoryFailsAndLeavesNoFile) {

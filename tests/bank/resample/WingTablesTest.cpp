@@ -82,6 +82,18 @@ TEST(WingTablesTest, ThreadsThatNeedOneTableAtOnceGetTheSame) {
     }
 }
 
+TEST(WingTablesTest, WhicheverAllocationFailsThereIsNoTable) {
+    bool bFailed = true;
+    for (int n = 1; bFailed; ++n) {
+        WingTables tables;
+        const PosixFault fault(kListMemory, ENOMEM, n);
+        const auto pTable = tables.Take(WingsAt(kWholeStep), kFramesWorthATable);
+        bFailed = fault.Calls() >= n;
+        EXPECT_EQ(bFailed, pTable == nullptr) << n;
+        EXPECT_TRUE(bFailed || n > 2) << "the list and the table need memory";
+    }
+}
+
 TEST(WingTablesTest, WithoutMemoryThereIsNoTableUntilThereIsMemoryAgain) {
     WingTables tables;
     for (const char* const pszCall : {kListMemory, kTableMemory}) {

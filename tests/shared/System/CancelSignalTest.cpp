@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -101,6 +102,47 @@ TEST(CancelSignalTest, AFileBeyondTheLimitIsAFailedWriteOnly) {
         std::_Exit(CancelSignal());
     };
     EXPECT_EXIT(run(), ExitedWithCode(0), "");
+}
+
+// Signals do what they do in a fresh process; what they did before is put back at the end.
+class KeptSignals {
+public:
+    KeptSignals() {
+        struct sigaction fresh {};
+        fresh.sa_handler = SIG_DFL;
+        for (size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &fresh, &m_actions[i]);
+    }
+    ~KeptSignals() {
+        for (size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &m_actions[i], nullptr);
+        SetCancelSignal(0);
+    }
+    KeptSignals(const KeptSignals&) = delete;
+    KeptSignals& operator=(const KeptSignals&) = delete;
+
+private:
+    static constexpr std::array<int, 5> kSignals{SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ};
+    std::array<struct sigaction, kSignals.size()> m_actions{};
+};
+
+// The signal waits, because the thread has blocked it.
+TEST(CancelSignalTest, TheSignalThatCameIsSentAgainInTheEnd) {
+    const KeptSignals kept;
+    CatchCancelSignals();
+    DieOfCancelSignal();
+    std::raise(SIGHUP);
+    std::raise(SIGTERM);
+    EXPECT_EQ(SIGHUP, CancelSignal());
+    sigset_t blocked, before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGHUP);
+    ASSERT_EQ(0, pthread_sigmask(SIG_BLOCK, &blocked, &before));
+    DieOfCancelSignal();
+    const timespec now{};
+    EXPECT_EQ(SIGHUP, sigtimedwait(&blocked, nullptr, &now));
+    struct sigaction action {};
+    EXPECT_EQ(0, sigaction(SIGHUP, nullptr, &action));
+    EXPECT_EQ(SIG_DFL, action.sa_handler) << "nothing catches it any more";
+    EXPECT_EQ(0, pthread_sigmask(SIG_SETMASK, &before, nullptr));
 }
 
 }  // namespace
