@@ -2,9 +2,9 @@
 
 The model of a wave at the rate R is c + sum of a_k cos(w_k n) + b_k sin(w_k n), w_k = 2 pi f_k (1 + s) / R, n counted
 from the middle of the part that is looked at. The frequencies f_k are those that were played; a_k, b_k and the constant
-c are unknown, and so is s, by which all frequencies are too high (a time that is stretched makes it negative), unless it
-is given. For given s all others follow from linear equations. s is found by Gauss and Newton's method, first in a short
-part from the middle, then in longer ones, so that no sine is ever more than a fraction of a period astray.
+c are unknown, and so is s, by which all frequencies are too high (a time that is stretched makes it negative), unless
+it is given. For given s all others follow from linear equations. s is found by Gauss and Newton's method, first in a
+short part from the middle, then in longer ones, so that no sine is ever more than a fraction of a period astray.
 """
 import math
 from dataclasses import dataclass
@@ -131,8 +131,10 @@ def fitted(values, frequencies, rate, stretch=None):
 
 
 def line_amplitude(values, frequency):
-    """The amplitude of one sine, of this frequency as a part of the rate, in what a fit has left."""
-    return fitted(values, [frequency], 1.0, 0.0).amplitudes[0]
+    """The amplitude of one line, of this frequency as a part of the rate, in what a fit has left."""
+    speed = 2 * math.pi * frequency
+    angles = [speed * n for n in range(len(values))]
+    return 2 / len(values) * math.hypot(dot(values, map(math.cos, angles)), dot(values, map(math.sin, angles)))
 
 
 def decibels(ratio):

@@ -38,10 +38,10 @@ class Loop:
 @dataclass
 class Seam:
     loop: Loop
-    beside: float # frames by which the converted loop is longer than so many passes of the source's are
-    level: float  # dB: what the loop adds, against the tone
-    cents: float  # how far the loop's tone is off
-    entry: float  # dB: how far the tone in front of the loop and that of the loop are apart where it begins; or nan
+    beside: float  # frames by which the converted loop is longer than so many passes of the source's are
+    level: float   # dB: what the loop adds, against the tone
+    cents: float   # how far the loop's tone is off
+    entry: float   # dB: how far the tone in front of the loop and that of the loop are apart where it begins; or nan
 
 
 def short_loops(step=1):

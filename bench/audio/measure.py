@@ -1,4 +1,4 @@
-"""measure.py - what a contender does to steady tones: their purity, pitch and level, the pass band, images and aliases."""
+"""measure.py - what a contender does to steady tones: purity, pitch and level, pass band, images and aliases."""
 import math
 from dataclasses import dataclass
 
@@ -48,10 +48,10 @@ def best_possible(tone, from_rate, to_rate, bits, pitch=1.0):
 @dataclass
 class Response:
     """Of a contender between two rates, at 24 bits; levels in dB against what was played, places in Hz or None."""
-    levels: list       # pairs of a frequency and its level
-    images: float      # the strongest line beside a tone of 20 kHz or less
-    low_aliases: float # the strongest line at or below 20 kHz of a tone that the new rate cannot hold; -inf: none can be
-    aliases: float     # the same wherever the line is
+    levels: list        # pairs of a frequency and its level
+    images: float       # the strongest line beside a tone of 20 kHz or less
+    low_aliases: float  # the strongest line up to 20 kHz of a tone that the new rate cannot hold; -inf: none can be
+    aliases: float      # the same wherever the line is
 
     @property
     def evenness(self):

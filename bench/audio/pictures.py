@@ -139,7 +139,8 @@ def error_picture(title, panels):
 def seam_picture(title, dots):
     """dots: for each name and colour a list of pairs of a loop's length and its seam in dB."""
     panel = Panel(70, kTop, 660, 300, (16, 100000), (-180, 0), True)
-    parts = list(panel.axes("", [(n, f"{n:,}") for n in (20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 30000, 100000)],
+    lengths = (20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 30000, 100000)
+    parts = list(panel.axes("", [(n, f"{n:,}") for n in lengths],
                             [(n, str(n)) for n in range(-180, 1, 20)], ("frames of the loop in the source", "dB")))
     for _, colour, points in dots:
         parts += [f'<circle cx="{panel.x(frames):.1f}" cy="{panel.y(max(-180, level)):.1f}" r="3" fill="{colour}" '
