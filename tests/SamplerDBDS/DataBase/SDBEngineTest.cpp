@@ -234,6 +234,19 @@ TEST_F(SDBEngineTest, AWholeDatabaseIsNotLockedToSeeWhetherItsBuildWasInterrupte
     EXPECT_EQ(1, env.Calls(FileOp::kLock)) << "the shared lock of the look";
 }
 
+TEST_F(SDBEngineTest, AQuestionLeavesTheFileThatItWasAskedWithClosed) {
+    ASSERT_TRUE(Create());
+    ASSERT_TRUE(m_db.Close(true));
+    CXFile file;
+    EXPECT_FALSE(CSDB::IsHeld(m_strPath.c_str(), file));
+    EXPECT_FALSE(file.IsOpen());
+    ASSERT_TRUE(Open());
+    const std::string strLink = m_dir.File("link.kvn");
+    std::filesystem::create_hard_link(m_strPath, strLink);
+    EXPECT_TRUE(m_db.SameFile(strLink.c_str(), file));
+    EXPECT_FALSE(file.IsOpen());
+}
+
 TEST_F(SDBEngineTest, AMissingFileIsNotHeld) { EXPECT_FALSE(CSDB::IsHeld(m_strPath.c_str())); }
 
 TEST_F(SDBEngineTest, AFileThatCannotBeLookedAtIsNotEmptied) {

@@ -227,6 +227,30 @@ TEST_P(SDBFaultTest, ACommitThatMovesALongNoteTellsOfEveryFailure) {
               arBefore);
 }
 
+// More headers are moved than wait in memory, so that one of them fails to be written. Bytes that could not be
+// written once may be written later; then the commit is whole.
+TEST_P(SDBFaultTest, ACommitThatMovesManyNotesTellsOfEveryFailedWrite) {
+    Notes arNotes = {{.id = 1, .strBody = "goes"}};
+    for (uint32_t id = 2; id < 5000; ++id) arNotes.push_back({.id = id});
+    const Bytes image = DatabaseImage(arNotes);
+    arNotes.erase(arNotes.begin());
+    int nFailures = 0;
+    for (bool bHit = true; bHit; ++nFailures) {
+        FaultyFileEnv env;
+        WriteFile(m_strPath, image);
+        CSDB db;
+        ASSERT_TRUE(db.Open(m_strPath.c_str(), kSdbFormatPlain, true));
+        ASSERT_TRUE(db.DeleteNoteByID(1));
+        env.FailCallOf(FileOp::kWrite, nFailures + 1, GetParam());
+        const bool bDone = db.Close(true);
+        bHit = env.FaultHit();
+        EXPECT_EQ(bHit ? EIO : 0, db.GetFirstError()) << nFailures;
+        EXPECT_TRUE(bDone || bHit) << nFailures;
+        EXPECT_EQ(bDone, arNotes == NotesOf(m_strPath)) << nFailures;
+    }
+    EXPECT_LT(2, nFailures) << "the headers are written in pieces";
+}
+
 TEST_P(SDBFaultTest, SavingHereNeverLosesACommittedNote) {
     WalkFault([](CSDB& db) { return AddNote(db, kSdbBank, 4, "five") != kSdbNoID && db.Save(nullptr); },
               [&](CSDB& db, bool bDone, bool) {

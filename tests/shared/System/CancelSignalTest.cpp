@@ -18,6 +18,12 @@ namespace {
 using ::testing::ExitedWithCode;
 using ::testing::KilledBySignal;
 
+// A shell that starts the tests in the background has them ignore some of these.
+void CatchInAFreshProcess(bool bReaderGoneToo = false) {
+    for (const int nSignal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) std::signal(nSignal, SIG_DFL);
+    CatchCancelSignals(bReaderGoneToo);
+}
+
 void WriteWhereNobodyReads() {
     int ends[2];
     if (pipe(ends) != 0) std::abort();
@@ -36,7 +42,7 @@ void WriteBeyondTheLimit() {
 TEST(CancelSignalTest, ASignalIsAWishUntilTheProcessDiesOfIt) {
     for (const int nSignal : {SIGINT, SIGTERM, SIGHUP}) {
         const auto run = [nSignal] {
-            CatchCancelSignals();
+            CatchInAFreshProcess();
             if (CancelSignal() != 0) std::abort();
             std::raise(nSignal);
             if (CancelSignal() != nSignal) std::abort();
@@ -48,7 +54,7 @@ TEST(CancelSignalTest, ASignalIsAWishUntilTheProcessDiesOfIt) {
 
 TEST(CancelSignalTest, WithoutASignalNobodyDies) {
     const auto run = [] {
-        CatchCancelSignals();
+        CatchInAFreshProcess();
         DieOfCancelSignal();
         std::_Exit(3);
     };
@@ -68,7 +74,7 @@ TEST(CancelSignalTest, ASignalThatWasIgnoredStaysSo) {
 
 TEST(CancelSignalTest, AReaderThatHasGoneIsAWishForWhoAsksForIt) {
     const auto run = [] {
-        CatchCancelSignals(true);
+        CatchInAFreshProcess(true);
         WriteWhereNobodyReads();
         DieOfCancelSignal();
     };
@@ -77,7 +83,7 @@ TEST(CancelSignalTest, AReaderThatHasGoneIsAWishForWhoAsksForIt) {
 
 TEST(CancelSignalTest, AReaderThatHasGoneIsNothingToOthers) {
     const auto run = [] {
-        CatchCancelSignals();
+        CatchInAFreshProcess();
         WriteWhereNobodyReads();
         std::_Exit(CancelSignal());
     };
@@ -86,7 +92,7 @@ TEST(CancelSignalTest, AReaderThatHasGoneIsNothingToOthers) {
 
 TEST(CancelSignalTest, TheFirstSignalCounts) {
     const auto run = [] {
-        CatchCancelSignals(true);
+        CatchInAFreshProcess(true);
         std::raise(SIGINT);
         WriteWhereNobodyReads();
         std::raise(SIGTERM);
@@ -97,7 +103,7 @@ TEST(CancelSignalTest, TheFirstSignalCounts) {
 
 TEST(CancelSignalTest, AFileBeyondTheLimitIsAFailedWriteOnly) {
     const auto run = [] {
-        CatchCancelSignals();
+        CatchInAFreshProcess();
         WriteBeyondTheLimit();
         std::_Exit(CancelSignal());
     };
