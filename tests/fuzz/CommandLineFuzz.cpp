@@ -1,5 +1,7 @@
 // CommandLineFuzz.cpp - any words as the arguments of kvbank, in a folder with a source and a bank in it: it ends
 // with one of its exit codes, and nothing outside the folder changes. Input: words, each ended by a zero byte.
+#include <cctype>
+
 #include "tests/fuzz/CommandRun.h"
 #include "tests/support/SourceMaker.h"
 
@@ -10,16 +12,15 @@ using namespace Kestrova::Test;
 
 constexpr size_t kMostWords = 12;
 
-// No word names anything outside the current folder.
+// No word names anything outside the current folder: a path may neither begin with a slash, also behind an option's
+// letters, nor go up.
 std::string Inside(std::string strWord) {
+    const bool bOption = strWord.starts_with('-');
     for (size_t i = 0; i < strWord.size(); ++i) {
-        const bool bBegins = i == 0 || strWord[i - 1] == '=' || strWord[i - 1] == '/';
-        if (strWord[i] == '/' && (bBegins || !std::isalnum(static_cast<unsigned char>(strWord[i - 1]))))
-            strWord[i] = '_';
-        if (i > 0 && strWord[i] == '.' && strWord[i - 1] == '.') strWord[i] = '_';
+        const bool bInside = i > 0 && std::isalnum(static_cast<unsigned char>(strWord[i - 1])) != 0;
+        if (strWord[i] == '/' && (bOption || !bInside)) strWord[i] = '_';
+        if (strWord[i] == '.' && i > 0 && strWord[i - 1] == '.') strWord[i] = '_';
     }
-    // Behind a short option a path may stand without anything between.
-    if (strWord.size() > 2 && strWord[0] == '-' && strWord[2] == '/') strWord[2] = '_';
     return strWord;
 }
 
@@ -38,7 +39,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     folder.Clear();
     MakeSource("Piano.kvn", {});
     MakeSource("Piano_0AC44.kvn", {.bEnriched = true});
-    const Bytes source = ReadFile("Piano.kvn");
     RunCommand(words);
     folder.Check();
     return 0;
