@@ -17,8 +17,7 @@ inline constexpr uint64_t kReadBudgetFactor = 1000;
 // What a refusal by the budget says of the wave: why, and what to do.
 inline constexpr const char* kOverReadBudget =
     "the wave would expand to more than 64 MB and more than 1000 times the size of its file, as in files "
-    "that "
-    "are made to fill the memory; if you trust the file, use kvbank with --trust";
+    "that are made to fill the memory; if you trust the file, use kvbank with --trust";
 
 // In force for the whole process while it lives. Without one there is no limit: a library does what its caller
 // asks. Several that overlap are one budget.
