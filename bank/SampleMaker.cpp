@@ -70,8 +70,7 @@ BankOutcome PlanFrames(const CSDBISampleBase& source, const SampleTarget& target
         return converter.Plan(order, {made.GetLoops(), made.m_info.cLayerLoops}, nFrames);
     });
     if (!planned.IsDone()) return planned;
-    if (nFrames > std::numeric_limits<uint32_t>::max())
-        return Refuse(source, kBankNoMemory, "the converted wave is too large");
+    if (nFrames > std::numeric_limits<uint32_t>::max()) return Refuse(source, kBankNoMemory, kCauseTooLarge);
     made.m_info.nFrames = static_cast<uint32_t>(nFrames);
     return {};
 }

@@ -51,7 +51,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"tools/kvbank/engine",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal",
       "tools/kvbank/folder", "tools/kvbank/sums"}},
-    {"tools/kvbank/precise", {"SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal"}},
+    {"tools/kvbank/precise", {"shared/System", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal"}},
     {"tools/kvbank/compare",
      {"shared/System", "SamplerDBDS/BaseClasses", "SamplerDBDS/DataBase", "bank", "tools/kvbank/terminal",
       "tools/kvbank/folder", "tools/kvbank/engine", "tools/kvbank/precise"}},

@@ -175,8 +175,7 @@ TEST_F(SampleMakerTest, AWaveNoRecordCanHoldIsNoMemory) {
     EXPECT_EQ(kBankNoMemory, Make(44100));
     EXPECT_STREQ(
         "the converted wave is too large: a bank's sample holds less than 4 GiB; choose a lower sample rate, "
-        "or cut "
-        "the wave in two",
+        "or cut the wave in two",
         m_outcome.pszCause);
     m_source.Clear(false);
     m_made.Clear(false);

@@ -155,7 +155,10 @@ TEST_F(WaveConverterTest, AWaveThatNoRecordCanHoldIsRefusedBeforeItIsMade) {
     for (const uint64_t nFrames : {uint64_t{1} << 31, uint64_t{1} << 32, uint64_t{1} << 63}) {
         m_converter.m_nFrames = nFrames;
         EXPECT_EQ(kBankNoMemory, Build());
-        EXPECT_STREQ("the converted wave is too large", m_driver.Engine().GetFault().pszCause);
+        EXPECT_STREQ(
+            "the converted wave is too large: a bank's sample holds less than 4 GiB; choose a lower sample "
+            "rate, or cut the wave in two",
+            m_driver.Engine().GetFault().pszCause);
     }
     EXPECT_TRUE(m_converter.m_orders.empty());
 }

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <mutex>
 #include <numbers>
 #include <utility>
+
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 namespace {
@@ -86,10 +87,10 @@ double SincTable::At(double fraction, const double* pFrames) const {
 
 std::shared_ptr<const SincTable> TakeSincTable(double ratio) {
     using Kept = std::pair<double, std::shared_ptr<const SincTable>>;
-    static std::mutex lock;
-    static std::vector<Kept> tables;            // the one used last is the last
-    const double width = std::max(ratio, 1.0);  // all lengthening has one table
-    const std::lock_guard guard(lock);
+    static Mutex lock;
+    static std::vector<Kept> tables KV_GUARDED_BY(lock);  // the one used last is the last
+    const double width = std::max(ratio, 1.0);            // all lengthening has one table
+    const MutexGuard guard(lock);
     const auto pFound =
         std::find_if(tables.begin(), tables.end(), [&](const Kept& kept) { return kept.first == width; });
     if (pFound != tables.end()) {
