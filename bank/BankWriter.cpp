@@ -47,14 +47,23 @@ BankOutcome BankWriter::Write() {
     return m_bAbandoned ? outcome : Close(outcome);
 }
 
+// When the system refused nothing, the table has no room for so many records.
+BankOutcome BankWriter::NotReserved(int nError) {
+    if (nError != 0)
+        return TargetFault(kBankWriteFailed, kSdbQuickLoad, kSdbNoID, "it cannot be written", nError);
+    return SourceFault(
+        kBankWriteFailed, kSdbQuickLoad, kSdbNoID,
+        "a bank lists at most 268,435,454 records; choose the plain layout, or make two sources of "
+        "this one");
+}
+
 BankOutcome BankWriter::WriteLocked() {
     const BankAnalysis& counts = m_analysis.GetCounts();
     m_source.StartJob(counts.nRecords + static_cast<uint64_t>(counts.nPerKeyRecords));
     const auto nTotal = static_cast<uint32_t>(m_order.IsPerKey() ? counts.nPerKeyRecords : counts.nRecords);
     if (const FileAnswer reserved = AskFile(m_target, [&] { return m_target.ReserveQuickLoad(nTotal); });
         !reserved)
-        return TargetFault(kBankWriteFailed, kSdbQuickLoad, kSdbNoID, "it cannot be written",
-                           reserved.nError);
+        return NotReserved(reserved.nError);
     if (const BankOutcome begun = m_progress.Begin(nTotal); !begun.IsDone()) {
         m_bAbandoned = true;
         return begun;

@@ -52,6 +52,7 @@ public:
     bool IsUnprotected() const { return m_target.IsUnprotected(); }
 
 private:
+    static BankOutcome NotReserved(int nError);
     BankOutcome WriteLocked();
     BankOutcome RunStages();
     BankOutcome WriteQuickLoad();

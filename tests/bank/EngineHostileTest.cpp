@@ -274,5 +274,19 @@ TEST_F(EngineHostileTest, LoopsTheBankCannotHoldAreRefusedBeforeABankIsMadeOfThe
     EXPECT_STREQ("it has more loops than a bank's sample can hold", m_driver.Engine().GetFault().pszCause);
 }
 
+// 2^20 layers at each of 256 keys.
+TEST_F(EngineHostileTest, MoreRecordsThanABankListsAreRefusedBeforeAnyIsWritten) {
+    SourceSpec spec;
+    spec.programs = {{true, {{0, 255, std::vector<uint32_t>(size_t{1} << 20, 0)}}}};
+    MakeSource(m_strSource, spec);
+    ASSERT_EQ(kBankDone, m_driver.Analyse(m_strSource));
+    EXPECT_EQ(kBankWriteFailed, m_driver.Build(44100, 1));
+    EXPECT_STREQ(
+        "a bank lists at most 268,435,454 records; choose the plain layout, or make two sources of this one",
+        m_driver.Engine().GetFault().pszCause);
+    EXPECT_EQ(BankSide::Source, m_driver.Engine().GetFault().side);
+    EXPECT_TRUE(fs::is_empty(m_banks));
+}
+
 }  // namespace
 }  // namespace Kestrova::Test

@@ -51,8 +51,8 @@ class SourceWriter:
     def program(self, bank, number, split):
         return self.add(kProgram, bank, text(f"Program {number}") + words(number, 0 if split else 1, 1, 0))
 
-    def region(self, program, key):
-        return self.add(kRegion, program, text("Region") + words(key, key, 1, 127, 0))
+    def region(self, program, low, high=None):
+        return self.add(kRegion, program, text("Region") + words(low, low if high is None else high, 1, 127, 0))
 
     def layer(self, region, sample):
         return self.add(kLayer, region, words(0, 64, 1, 0, 0, sample, 0))
@@ -89,6 +89,19 @@ def source_of_samples(path, samples):
     writer.information()
     first = [writer.sample(f"Sample {i}", 44100, 1, 16) for i in range(samples)][0]
     writer.layer(writer.region(writer.program(writer.bank(), 0, split=True), 60), first)
+    writer.close()
+
+
+def source_of_wide_regions(path, regions):
+    """A split program of so many regions over all 256 keys, with three layers each."""
+    writer = SourceWriter(path)
+    writer.information()
+    sample = writer.sample("Sample", 44100, 1, 50)
+    program = writer.program(writer.bank(), 0, split=True)
+    for _ in range(regions):
+        region = writer.region(program, 0, 255)
+        for _ in range(3):
+            writer.layer(region, sample)
     writer.close()
 
 

@@ -1,6 +1,7 @@
 // Rounds on one engine: analysed, built, cancelled, asked and changed in between, destroyed while it works.
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <climits>
 #include <filesystem>
 #include <thread>
@@ -32,7 +33,7 @@ public:
     }
     void CancelNow() { m_bCancel = true; }
     void Wait() {
-        while (m_engine.GetState() != 0) std::this_thread::yield();
+        while (m_engine.GetState() != 0) std::this_thread::sleep_for(std::chrono::microseconds(50));
     }
     // A bank cancelled at its first callback leaves its file.
     bool MayLeaveFile() const { return m_bRefusedFirst; }

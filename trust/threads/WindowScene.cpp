@@ -1,5 +1,6 @@
 // Rounds of the window on the desktop in memory: what a user presses at any moment, and the end at any moment.
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <thread>
 
@@ -33,7 +34,7 @@ struct Bench : StgManBench {
     void WaitAndTick() {
         while (IsBusy(pMan->GetStatus())) {
             gui.Tick();
-            std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
         }
         gui.Tick();
     }
