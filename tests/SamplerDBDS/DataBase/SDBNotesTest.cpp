@@ -14,6 +14,15 @@ class SDBNotesTest : public DatabaseTest {};
 
 // --- Adding ---
 
+TEST_F(SDBNotesTest, ANoteOfWhichOnlyTheParentIsSaidIsEmptyAndOfTypeZero) {
+    ASSERT_TRUE(Create());
+    SDBNOTE note;
+    note.idParent = kSdbNoID;
+    ASSERT_TRUE(m_db.AddNewNote(&note, nullptr));
+    ASSERT_TRUE(m_db.Close(true));
+    EXPECT_EQ((std::vector<NoteFields>{{.nType = 0, .id = 0}}), NotesOf(m_strPath));
+}
+
 TEST_F(SDBNotesTest, ANoteIsAppendedAsNew) {
     ASSERT_TRUE(Create());
     SDBNOTE note;
