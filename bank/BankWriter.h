@@ -12,12 +12,15 @@
 
 namespace Kestrova {
 
+class IWaveConverter;
+
 // Which bank is to be made from a source.
 struct BankOrder {
     unsigned int nRate = 0;  // Hz
     int nPerKey = 0;         // the value for the bank's information record; not 0: the per-key layout
-    int nQuality = 0;        // of the resampler
+    int nQuality = 0;        // of the engine's own conversion
     unsigned nHelpers = 0;   // threads that make samples beside the one that writes
+    const IWaveConverter* pConverter = nullptr;  // null: the engine's own conversion
     bool IsPerKey() const { return nPerKey != 0; }
 };
 

@@ -14,7 +14,8 @@ BankOutcome BankWriter::CreateSamples() {
     const std::span<const tagSampleEntry> samples = m_analysis.GetSamples();
     SampleMaker<TSource> maker(m_source.Database(), samples.data(), static_cast<uint32_t>(samples.size()),
                                m_source.GetFolder().c_str(),
-                               {m_order.nRate, m_order.nQuality, m_order.IsPerKey()}, m_order.nHelpers);
+                               {m_order.nRate, m_order.nQuality, m_order.IsPerKey(), m_order.pConverter},
+                               m_order.nHelpers);
     OrderedPipeline<MadeSample> pipeline(
         maker.GetCount(), m_order.nHelpers, m_order.nHelpers + 1,
         [&maker](size_t nJob, unsigned nHelper) { return maker.Make(nJob, nHelper); });

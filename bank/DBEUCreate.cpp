@@ -77,7 +77,7 @@ BankOutcome CDBEUCreate::StartAnalysis(const char* pszPath) {
 BankResult CDBEUCreate::CreateDB(unsigned int nRate, int nPerKey, int nFlags) {
     if (m_nState != kIdle) return kBankBusy;
     if (m_nStatus != kBankDone) return GetStatus();
-    return Start([&] { return StartCreation({nRate, nPerKey, nFlags, m_nHelpers}); });
+    return Start([&] { return StartCreation({nRate, nPerKey, nFlags, m_nHelpers, m_pConverter}); });
 }
 
 // Older banks of the rate are removed first, the bank in the other layout before the one in the layout asked
@@ -164,8 +164,11 @@ BankResult CDBEUCreate::Prediction(unsigned int nRate, int nPerKey, unsigned int
     if (m_nStatus != kBankDone) return GetStatus();
     if (!IsBuildableRate(nRate)) return kBankBadArgument;
     if (m_bAnalysed == 0) return kBankNotReady;
-    nMegabytes = m_analysis.PredictMegabytes(nRate, nPerKey != 0);
-    return kBankDone;
+    return CatchWantOfMemory([&]() -> BankOutcome {
+               nMegabytes = m_analysis.PredictMegabytes(nRate, nPerKey != 0, m_pConverter);
+               return {};
+           })
+        .result;
 }
 
 BankResult CDBEUCreate::GetExisting(int kinds[kRateCount], unsigned int* pMegabytes) {

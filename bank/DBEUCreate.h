@@ -19,6 +19,7 @@
 namespace Kestrova {
 
 class BankWriter;
+class IWaveConverter;
 struct BankOrder;
 
 inline constexpr int kHighestQuality = 7;
@@ -84,6 +85,11 @@ public:
     // one for each processor. REQUIRES: no job runs.
     void SetHelperThreads(unsigned nHelpers) { m_nHelpers = nHelpers; }
 
+    // What waves are converted with, in place of the engine's own conversion; null: with that one. It decides
+    // how the samples of banks sound and how long they are, and so their predicted space, and nothing else.
+    // Called by several threads at once. REQUIRES: no job runs, and the converter outlives the engine.
+    void SetWaveConverter(const IWaveConverter* pConverter) { m_pConverter = pConverter; }
+
     // 0 idle, 1 analysing, 2 creating; and the result of the last analysis or failed start.
     int GetState() const { return m_nState; }
     BankResult GetStatus() const { return static_cast<BankResult>(m_nStatus.load()); }
@@ -133,6 +139,7 @@ private:
     bool m_bUnprotected = false;
     std::unique_ptr<BankWriter> m_pWriter;  // of the bank that is being created, or was abandoned
     unsigned m_nHelpers;                    // threads that prepare samples beside the worker
+    const IWaveConverter* m_pConverter = nullptr;
     CXThread m_thread;
     bool m_bWorker = false;           // the worker could be set up
     std::atomic<int> m_bStopping{0};  // the engine is being destroyed: every callback answers 0

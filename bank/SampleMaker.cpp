@@ -1,17 +1,20 @@
 #include "bank/SampleMaker.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <mutex>
 #include <new>
 
 #include "bank/FileAnswer.h"
+#include "bank/FixedPointConverter.h"
 #include "bank/PitchTables.h"
-#include "bank/Resampler.h"
 
 namespace Kestrova {
 namespace {
+
+constexpr double kKeysPerOctave = 12;
 
 // Integer samples of 16 or 24 bits in one or two channels; the flag marks floating point.
 bool IsConvertible(const CSDBISampleBase::Info& info) {
@@ -37,28 +40,66 @@ BankOutcome CopyUnchanged(const CSDBISampleBase& source, CSDBISampleEUWave& made
     return outcome;
 }
 
-BankOutcome Convert(const CSDBISampleBase& source, double ratio, int nQuality, CSDBISampleEUWave& made) {
+WaveOrder OrderFor(const CSDBISampleBase& source, double ratio, int nKey) {
+    return {.idSample = source.GetID(),
+            .nKey = nKey,
+            .nFrames = source.m_info.nFrames,
+            .nBits = source.m_info.nFormat,
+            .nChannels = source.m_info.nChannels,
+            .ratio = ratio,
+            .loops = {source.GetLoops(), source.m_info.cLayerLoops}};
+}
+
+// Calls the target's converter, or the engine's own, with the record added to a failure.
+template <class TCall>
+BankOutcome AskConverter(const CSDBISampleBase& source, const SampleTarget& target, TCall call) {
+    const FixedPointConverter own(target.nQuality);
+    const BankOutcome answer = call(target.pConverter != nullptr ? *target.pConverter : own);
+    return answer.IsDone() ? answer : Refuse(source, answer.result, answer.pszCause);
+}
+
+// Gives the header and loops, which are still the source's, the frames and places they have in the target.
+BankOutcome PlanFrames(const CSDBISampleBase& source, const SampleTarget& target, const WaveOrder& order,
+                       CSDBISampleBase& made) {
+    uint64_t nFrames = 0;
+    const BankOutcome planned = AskConverter(source, target, [&](const IWaveConverter& converter) {
+        return converter.Plan(order, {made.GetLoops(), made.m_info.cLayerLoops}, nFrames);
+    });
+    if (!planned.IsDone()) return planned;
+    if (nFrames > std::numeric_limits<uint32_t>::max())
+        return Refuse(source, kBankNoMemory, "the converted wave is too large");
+    made.m_info.nFrames = static_cast<uint32_t>(nFrames);
+    return {};
+}
+
+BankOutcome Convert(const CSDBISampleBase& source, const SampleTarget& target, const WaveOrder& order,
+                    CSDBISampleEUWave& made) {
     if (source.GetStatedBytes() > source.m_info.lWave)
         return Refuse(source, kBankSourceInconsistent, "its header states more frames than its wave has");
     if (!IsConvertible(source.m_info))
         return Refuse(source, kBankConversionFailed,
                       "only 16 and 24 bits in one or two channels can be converted");
-    const uint64_t nFrames = Resampler::GetReciprocalFrames(source.m_info.nFrames, ratio);
-    if (nFrames == 0)
-        return Refuse(source, kBankConversionFailed,
-                      "its sample rate or root key is too far from the target's");
-    if (nFrames > std::numeric_limits<uint32_t>::max())
-        return Refuse(source, kBankNoMemory, "the converted wave is too large");
-    made.m_info.nFrames = static_cast<uint32_t>(nFrames);
-    ScaleLoops(made, ratio);
-    const BankOutcome outcome = AllocWave(source, made, nFrames * source.GetFrameBytes());
+    if (const BankOutcome planned = PlanFrames(source, target, order, made); !planned.IsDone())
+        return planned;
+    const BankOutcome outcome = AllocWave(source, made, made.m_info.nFrames * source.GetFrameBytes());
     if (!outcome.IsDone()) return outcome;
-    long nProduced = 0;
-    const Resampler resampler(ratio, source.m_info.pWave, static_cast<long>(source.m_info.nFrames),
-                              made.m_info.pWave, static_cast<long>(nFrames),
-                              static_cast<int>(source.GetFrameBytes()), nQuality, &nProduced);
-    if (nProduced < 1) return Refuse(source, kBankConversionFailed, "the conversion gave no frames");
+    return AskConverter(source, target, [&](const IWaveConverter& converter) {
+        return converter.Convert(order, source.m_info.pWave, made.m_info.pWave, made.m_info.nFrames);
+    });
+}
+
+// What the target sample has whatever becomes of its wave.
+BankOutcome CopyRecord(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
+                       CSDBISampleBase& made) {
+    made.CopyHeader(source);
+    made.m_info.nSampleRate = target.nRate;
+    if (!made.CopyOwned(source)) return Refuse(source, kBankNoMemory, kCauseNoMemory);
+    if (target.bPerKey && nKey != kEveryKey) made.m_info.nRootKey = static_cast<uint32_t>(nKey);
     return {};
+}
+
+double RatioFor(const CSDBISampleBase& source, const SampleTarget& target, int nKey) {
+    return ConversionRatio(source.m_info.nSampleRate, source.m_info.nRootKey, target, nKey);
 }
 
 }  // namespace
@@ -69,37 +110,32 @@ float PitchFactor(int nKey, uint32_t nRootKey) {
         static_cast<int>(std::max<int64_t>(nDistance, std::numeric_limits<int>::min())));
 }
 
-uint32_t ScaledPosition(uint32_t nPosition, double ratio) {
-    const double scaled = nPosition / ratio + 0.5;
-    constexpr double kHighest = std::numeric_limits<uint32_t>::max();
-    return scaled > 0 ? static_cast<uint32_t>(std::min(scaled, kHighest)) : 0;
-}
-
-double ConversionRatio(const CSDBISampleBase& source, const SampleTarget& target, int nKey) {
-    if (!target.bPerKey) return static_cast<double>(source.m_info.nSampleRate) / target.nRate;
+double ConversionRatio(uint32_t nSourceRate, uint32_t nRootKey, const SampleTarget& target, int nKey) {
+    if (!target.bPerKey) return static_cast<double>(nSourceRate) / target.nRate;
     // Deliberate (Q101): per key, a sample no key plays is copied without conversion.
     if (nKey == kEveryKey) return 1.0;
-    return source.m_info.nSampleRate * double{PitchFactor(nKey, source.m_info.nRootKey)} / target.nRate;
+    const double factor = target.pConverter == nullptr
+                              ? double{PitchFactor(nKey, nRootKey)}
+                              : std::exp2((nKey - static_cast<double>(nRootKey)) / kKeysPerOctave);
+    return nSourceRate * factor / target.nRate;
 }
 
-void ScaleLoops(CSDBISampleBase& sample, double ratio) {
-    SDBLOOP* const arLoops = sample.GetLoops();
-    for (uint32_t i = 0; i < sample.m_info.cLayerLoops; ++i) {
-        arLoops[i].nStart = ScaledPosition(arLoops[i].nStart, ratio);
-        arLoops[i].nEnd = ScaledPosition(arLoops[i].nEnd, ratio);
-    }
+BankOutcome MakeTargetHeader(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
+                             CSDBISampleBase& made) {
+    const BankOutcome copied = CopyRecord(source, target, nKey, made);
+    const double ratio = RatioFor(source, target, nKey);
+    if (!copied.IsDone() || ratio == 1.0) return copied;
+    return PlanFrames(source, target, OrderFor(source, ratio, nKey), made);
 }
 
 BankOutcome MakeTargetSample(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
                              CSDBISampleEUWave& made) {
     if (source.m_info.cLayerLoops >= kMaxLoops)
         return Refuse(source, kBankWriteFailed, "it has more loops than a bank's sample can hold");
-    made.CopyHeader(source);
-    made.m_info.nSampleRate = target.nRate;
-    if (!made.CopyOwned(source)) return Refuse(source, kBankNoMemory, kCauseNoMemory);
-    if (target.bPerKey && nKey != kEveryKey) made.m_info.nRootKey = static_cast<uint32_t>(nKey);
-    const double ratio = ConversionRatio(source, target, nKey);
-    return ratio == 1.0 ? CopyUnchanged(source, made) : Convert(source, ratio, target.nQuality, made);
+    if (const BankOutcome copied = CopyRecord(source, target, nKey, made); !copied.IsDone()) return copied;
+    const double ratio = RatioFor(source, target, nKey);
+    return ratio == 1.0 ? CopyUnchanged(source, made)
+                        : Convert(source, target, OrderFor(source, ratio, nKey), made);
 }
 
 template <class TSource>

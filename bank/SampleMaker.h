@@ -11,27 +11,31 @@
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "bank/BankOutcome.h"
 #include "bank/SourceAnalysis.h"
+#include "bank/WaveConverter.h"
 
 namespace Kestrova {
 
 // The frequency factor between a key and a sample's root key.
 float PitchFactor(int nKey, uint32_t nRootKey);
 
-// A frame position at the target's rate: position / ratio, rounded, held to 32 bits.
-uint32_t ScaledPosition(uint32_t nPosition, double ratio);
-
 // What every sample of a bank is converted to.
 struct SampleTarget {
     unsigned int nRate = 0;  // Hz
-    int nQuality = 0;        // of the resampler, 0 to 7
+    int nQuality = 0;        // of the engine's own conversion, 0 to 7
     bool bPerKey = false;
+    const IWaveConverter* pConverter = nullptr;  // null: the engine's own conversion
 };
 
-// Source frames per frame of the target sample (MakeTargetSample); exactly 1 when the wave is copied.
-double ConversionRatio(const CSDBISampleBase& source, const SampleTarget& target, int nKey);
+// Source frames per frame of a target sample (MakeTargetSample); exactly 1 when the wave is copied. The
+// engine's own conversion takes the factor of a key from its table, in single precision; a converter
+// that it is given gets the exact one.
+double ConversionRatio(uint32_t nSourceRate, uint32_t nRootKey, const SampleTarget& target, int nKey);
 
-// Moves the loops of a sample to where its conversion puts them.
-void ScaleLoops(CSDBISampleBase& sample, double ratio);
+// Makes all of the target sample but its wave, from the source's header and loops: what MakeTargetSample
+// gives for this key. The source's wave need not be loaded.
+// Answers done, conversion failed, or no memory (also a wave with more frames than a record can state).
+BankOutcome MakeTargetHeader(const CSDBISampleBase& source, const SampleTarget& target, int nKey,
+                             CSDBISampleBase& made);
 
 // One target sample, or why there is none.
 struct MadeSample {

@@ -20,6 +20,16 @@ uint32_t PlayedBytes(const CSDBISampleBase& sample) {
         std::min<uint64_t>(sample.GetStatedBytes(), std::numeric_limits<uint32_t>::max()));
 }
 
+// 0 for a frame that no converter takes.
+uint32_t HeldFrameBytes(const CSDBISampleBase& sample) {
+    return static_cast<uint32_t>(
+        sample.GetFrameBytes() <= std::numeric_limits<uint32_t>::max() ? sample.GetFrameBytes() : 0);
+}
+
+std::vector<SDBLOOP> LoopsOf(const CSDBISampleBase& sample) {
+    return {sample.GetLoops(), sample.GetLoops() + sample.m_info.cLayerLoops};
+}
+
 }  // namespace
 
 BankOutcome SourceAnalysis::Run() {
@@ -80,7 +90,10 @@ BankOutcome SourceAnalysis::ReadSampleHeader(uint32_t id) {
                            .bytes = PlayedBytes(sample),
                            .rate = sample.m_info.nSampleRate,
                            .rootKey = sample.m_info.nRootKey,
-                           .playedKeys = {}});
+                           .playedKeys = {},
+                           .frames = sample.m_info.nFrames,
+                           .frameBytes = HeldFrameBytes(sample),
+                           .loops = LoopsOf(sample)});
     return {};
 }
 

@@ -9,10 +9,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "SamplerDBDS/DataBase/SDBISample.h"
 #include "bank/BankProgress.h"
 #include "bank/SourceBank.h"
 
 namespace Kestrova {
+
+class IWaveConverter;
 
 inline constexpr int kKeyCount = 256;
 inline constexpr int kEveryKey = -1;  // in place of a key: the plain layout's single copy
@@ -24,6 +27,10 @@ struct tagSampleEntry {
     uint32_t rate = 0;   // Hz
     uint32_t rootKey = 0;
     std::bitset<kKeyCount> playedKeys;  // MIDI keys that play it in a split program
+    // What a converter needs to tell how long the sample becomes.
+    uint32_t frames = 0;
+    uint32_t frameBytes = 0;
+    std::vector<SDBLOOP> loops = {};
 };
 
 // What the analysis counts.
@@ -53,7 +60,8 @@ public:
     std::optional<uint32_t> FindSample(uint32_t id) const;
 
     // Space for a bank of the source at one rate, in MiB rounded up.
-    unsigned int PredictMegabytes(unsigned int nRate, bool bPerKey) const;
+    unsigned int PredictMegabytes(unsigned int nRate, bool bPerKey,
+                                  const IWaveConverter* pConverter = nullptr) const;
 
 private:
     void Forget();
@@ -81,8 +89,10 @@ int64_t CountAddedByKeys(int64_t nLayers, int nLowKey, int nHighKey);
 int64_t CountKeyCopies(std::span<const tagSampleEntry> samples);
 
 // Space for a bank at one rate, in MiB rounded up, from the counts and the samples (SpacePrediction.cpp).
+// With a converter each sample takes what the converter plans for it, and its padding; one that it cannot
+// convert counts as without it. May then throw std::bad_alloc.
 unsigned int PredictMegabytes(const BankAnalysis& counts, std::span<const tagSampleEntry> samples,
-                              unsigned int nRate, bool bPerKey);
+                              unsigned int nRate, bool bPerKey, const IWaveConverter* pConverter = nullptr);
 
 // Bytes as the user sees them: MiB, rounded up.
 unsigned int MegabytesRoundedUp(uint64_t nBytes);

@@ -30,6 +30,32 @@ void AddSample(double& bytes, const tagSampleEntry& entry, unsigned int nRate, b
             bytes += entry.bytes * factor / double{PitchFactor(nKey, entry.rootKey)};
 }
 
+// Bytes of one copy as a converter makes it.
+double PlannedBytes(const tagSampleEntry& entry, const SampleTarget& target, int nKey) {
+    const double ratio = ConversionRatio(entry.rate, entry.rootKey, target, nKey);
+    if (ratio == 1.0) return entry.bytes;
+    std::vector<SDBLOOP> loops = entry.loops;
+    const WaveOrder order{.idSample = entry.id,
+                          .nKey = nKey,
+                          .nFrames = entry.frames,
+                          .nBits = 0,
+                          .nChannels = 0,
+                          .ratio = ratio,
+                          .loops = entry.loops};
+    uint64_t nFrames = 0;
+    if (!target.pConverter->Plan(order, loops, nFrames).IsDone()) return entry.bytes / ratio;
+    return static_cast<double>(nFrames) * entry.frameBytes;
+}
+
+// The same as AddSample when a converter makes the copies. The padding is told too, which the fixed formula
+// leaves out.
+void AddPlanned(double& bytes, const tagSampleEntry& entry, const SampleTarget& target) {
+    const auto add = [&](int nKey) { bytes += PlannedBytes(entry, target, nKey) + kWaveAlignment; };
+    if (!target.bPerKey || entry.playedKeys.none()) return add(kEveryKey);
+    for (int nKey = 0; nKey < kKeyCount; ++nKey)
+        if (entry.playedKeys[static_cast<size_t>(nKey)]) add(nKey);
+}
+
 }  // namespace
 
 int64_t CountAddedByKeys(int64_t nLayers, int nLowKey, int nHighKey) {
@@ -52,17 +78,23 @@ unsigned int MegabytesRoundedUp(uint64_t nBytes) {
 // Deliberately (Q103) too large for the plain layout: there too the table is counted with the per-key
 // records.
 unsigned int PredictMegabytes(const BankAnalysis& counts, std::span<const tagSampleEntry> samples,
-                              unsigned int nRate, bool bPerKey) {
+                              unsigned int nRate, bool bPerKey, const IWaveConverter* pConverter) {
     const double perKeyRecords = static_cast<double>(counts.nPerKeyRecords);
     const double overhead = static_cast<double>(counts.nOverheadBytes);
     double bytes = bPerKey ? perKeyRecords / counts.nRecords * overhead : overhead;
     bytes += kRecordBytes * perKeyRecords;
-    for (const tagSampleEntry& entry : samples) AddSample(bytes, entry, nRate, bPerKey);
+    for (const tagSampleEntry& entry : samples) {
+        if (pConverter == nullptr)
+            AddSample(bytes, entry, nRate, bPerKey);
+        else
+            AddPlanned(bytes, entry, {nRate, 0, bPerKey, pConverter});
+    }
     return MegabytesRoundedUp(TruncateHeld(bytes));
 }
 
-unsigned int SourceAnalysis::PredictMegabytes(unsigned int nRate, bool bPerKey) const {
-    return Kestrova::PredictMegabytes(m_counts, m_arSamples, nRate, bPerKey);
+unsigned int SourceAnalysis::PredictMegabytes(unsigned int nRate, bool bPerKey,
+                                              const IWaveConverter* pConverter) const {
+    return Kestrova::PredictMegabytes(m_counts, m_arSamples, nRate, bPerKey, pConverter);
 }
 
 }  // namespace Kestrova

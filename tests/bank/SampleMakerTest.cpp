@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "bank/FixedPointConverter.h"
 #include "bank/Resampler.h"
 #include "bank/SampleMaker.h"
 #include "tests/support/Vectors.h"

@@ -37,10 +37,13 @@ void BuildCommand::Describe(CLI::App& verb) {
         ->required();
     AddRateOption(verb, m_options.arRates);
     AddLayoutOption(verb, m_options.layout);
-    verb.add_option("--quality", m_options.nQuality,
-                    "quality of the conversion: 0 is linear, 2 is cubic, 7 (default) is the best")
-        ->check(CLI::Range(0, kHighestQuality))
-        ->type_name("0..7");
+    CLI::Option* const pQuality =
+        verb.add_option("--quality", m_options.nQuality,
+                        "quality of the standard conversion: 0 is linear, 2 is cubic, 7 (default) is the "
+                        "best")
+            ->check(CLI::Range(0, kHighestQuality))
+            ->type_name("0..7");
+    AddConversionOptions(verb, m_options.conversion, pQuality);
     verb.add_option("--jobs", m_nAtOnce,
                     "sources built at once (default 1, which already uses all processors); more are faster "
                     "where the sources are small or the disk is slow to sync")

@@ -90,6 +90,7 @@ void RenderCommand::Describe(CLI::App& verb) {
     verb.add_option("--release", m_note.release, "how long the sound fades away after that, 0.5")
         ->check(CLI::Range(0.0, kMostRelease))
         ->type_name("S");
+    AddConversionOptions(verb, m_conversion);
     verb.add_flag("--demo", m_bDemo, "play a scale from the key upwards and a chord");
     verb.add_flag("-f,--force", m_bForce, "replace OUT when it is there");
 }
@@ -106,7 +107,8 @@ Ending RenderCommand::Render(RenderReporter& reporter) {
     if (Ending ending = FindProgram(bank.Get(), reporter); !ending.IsDone()) return ending;
     ChooseNotes(bank.Get(), reporter);
     RenderedWave wave;
-    NoteRenderer renderer(bank.Get(), m_strFile, m_nProgram);
+    NoteRenderer renderer(bank.Get(), m_strFile, m_nProgram, m_conversion);
+    reporter.Tell(m_conversion);
     if (Ending ending = renderer.Render(m_notes, wave); !ending.IsDone()) return ending;
     if (CancelSignal() != 0) return {kExitProblem, m_strFile + ": cancelled"};
     Ending ending = Write(wave);

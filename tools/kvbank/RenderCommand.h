@@ -35,6 +35,7 @@ private:
     std::string m_strOutput;
     std::optional<ProgramChoice> m_choice;  // none: the first program of the file
     PlayedNote m_note;
+    Conversion m_conversion = Conversion::Standard;
     bool m_bDemo = false;
     bool m_bForce = false;
 

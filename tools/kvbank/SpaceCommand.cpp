@@ -11,6 +11,7 @@ void SpaceCommand::Describe(CLI::App& verb) {
         ->required();
     AddRateOption(verb, m_options.arRates);
     AddLayoutOption(verb, m_options.layout);
+    AddConversionOptions(verb, m_options.conversion);
     verb.add_flag("-f,--force", m_options.bForce, "as for build: banks that are there would be built again");
 }
 
@@ -18,6 +19,8 @@ int SpaceCommand::Run(Console& console) {
     SpaceReporter reporter(console, m_options);
     if (const ExitCode code = m_run.OpenSource(console, m_options.strSource); code != kExitDone)
         return reporter.Finish(code);
+    const std::unique_ptr<const IWaveConverter> pConverter = MakeConverter(m_options.conversion);
+    m_run.Engine().SetWaveConverter(pConverter.get());
     BankOrigin origin(m_run.Engine(), m_options.strSource);
     return reporter.Finish(reporter.Tell(MeasureSpace(m_options, m_run.Engine(), origin)));
 }

@@ -122,8 +122,28 @@ bool VerifyCommand::Compare(NoteScan& scan, bool bPerKey, VerifiedFile& file, Ve
         file.problems.Add(kIsASource);
         return true;
     }
-    return m_pComparison->Run(scan, file.nRate, bPerKey, file.problems,
-                              reporter.Watch(scan.Path(), " and its source", scan.FileSize()));
+    return FindConversion(scan, bPerKey, file, reporter);
+}
+
+// Rebuilds the bank by one conversion after the other until one gives it. When none does, the differences
+// from the one that comes nearest are its problems.
+bool VerifyCommand::FindConversion(NoteScan& scan, bool bPerKey, VerifiedFile& file,
+                                   VerifyReporter& reporter) {
+    std::optional<ProblemList> nearest;
+    for (const Conversion conversion : kConversions) {
+        ProblemList problems = file.problems;
+        const std::unique_ptr<const IWaveConverter> pConverter = MakeConverter(conversion);
+        if (!m_pComparison->Run(scan, file.nRate, bPerKey, pConverter.get(), problems,
+                                reporter.Watch(scan.Path(), " and its source", scan.FileSize())))
+            return false;
+        if (problems.Count() == file.problems.Count()) {
+            file.conversion = conversion;
+            return true;
+        }
+        if (!nearest || problems.Count() < nearest->Count()) nearest = problems;
+    }
+    file.problems = *nearest;
+    return true;
 }
 
 }  // namespace Kestrova

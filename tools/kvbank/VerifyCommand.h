@@ -23,6 +23,7 @@ private:
     VerifiedFile VerifyFile(const std::string& strFile, VerifyReporter& reporter);
     bool OpenFile(const std::string& strFile, NoteScan& scan, VerifiedFile& file) const;
     bool FindProblems(NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter);
+    bool FindConversion(NoteScan& scan, bool bPerKey, VerifiedFile& file, VerifyReporter& reporter);
     bool CheckAgainstSums(const NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter) const;
     bool AddSums(const NoteScan& scan, VerifiedFile& file, VerifyReporter& reporter) const;
     bool Compare(NoteScan& scan, bool bPerKey, VerifiedFile& file, VerifyReporter& reporter);

@@ -1,6 +1,7 @@
 #include "tools/kvbank/build/BuildPlan.h"
 
 #include <algorithm>
+#include <new>
 
 namespace Kestrova {
 namespace {
@@ -78,7 +79,8 @@ std::vector<BuildPlan> MakePlans(const BuildOptions& options, const CDBEUCreate&
         BuildPlan plan;
         plan.nRate = nRate;
         plan.strName = MakeBankFileName("", engine.GetBaseName(), nRate, options.layout).substr(1);
-        engine.Prediction(nRate, options.layout == BankLayout::PerKey, plan.nMegabytes);
+        const bool bPerKey = options.layout == BankLayout::PerKey;
+        if (engine.Prediction(nRate, bPerKey, plan.nMegabytes) == kBankNoMemory) throw std::bad_alloc();
         plans.push_back(plan);
     }
     return plans;

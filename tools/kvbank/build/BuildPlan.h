@@ -11,6 +11,7 @@
 #include "bank/place/FolderLock.h"
 #include "tools/kvbank/compare/BankOrigin.h"
 #include "tools/kvbank/folder/BankFolder.h"
+#include "tools/kvbank/precise/Conversion.h"
 
 namespace Kestrova {
 
@@ -19,7 +20,8 @@ struct BuildOptions {
     std::string strFolder;
     std::vector<unsigned int> arRates;
     BankLayout layout = BankLayout::Plain;
-    int nQuality = kHighestQuality;
+    int nQuality = kHighestQuality;  // of the standard conversion
+    Conversion conversion = Conversion::Standard;
     bool bForce = false;
     bool bDryRun = false;
     bool bSums = false;  // a sums file beside each bank that is built

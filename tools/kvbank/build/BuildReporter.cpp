@@ -32,6 +32,7 @@ BuildReporter::BuildReporter(Console& console, const BuildOptions& options)
                 {"folder", options.strFolder},
                 {"layout", LayoutName(options.layout)},
                 {"dry_run", options.bDryRun}};
+    TellConversion(options.conversion, m_report);
 }
 
 // --- While it goes on.

@@ -44,8 +44,12 @@ BuildTally& BuildTally::operator+=(const BuildTally& other) {
 
 SourceBuild::SourceBuild(Console& console, const BuildOptions& options, BuildReporter& reporter,
                          unsigned nHelpers)
-    : m_console(console), m_options(options), m_reporter(reporter) {
+    : m_console(console),
+      m_options(options),
+      m_reporter(reporter),
+      m_pConverter(MakeConverter(options.conversion)) {
     m_run.Engine().SetHelperThreads(nHelpers);
+    m_run.Engine().SetWaveConverter(m_pConverter.get());
 }
 
 ExitCode SourceBuild::Run() {

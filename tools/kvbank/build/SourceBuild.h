@@ -1,6 +1,7 @@
 // SourceBuild.h - builds the banks of one source, from its opening to the end.
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "tools/kvbank/build/BuildReporter.h"
@@ -40,6 +41,7 @@ private:
     const BuildOptions& m_options;
     BuildReporter& m_reporter;
     BuildTally m_tally;
+    const std::unique_ptr<const IWaveConverter> m_pConverter;
     EngineRun m_run;
 };
 

@@ -36,6 +36,7 @@ SpaceReporter::SpaceReporter(Console& console, const BuildOptions& options)
     m_document["source"] = options.strSource;
     m_document["folder"] = options.strFolder;
     m_document["layout"] = LayoutName(options.layout);
+    TellConversion(options.conversion, m_document);
 }
 
 ExitCode SpaceReporter::Tell(const BuildSpace& space) {

@@ -7,6 +7,7 @@ namespace Kestrova {
 BankOrigin::BankOrigin(const CDBEUCreate& engine, const std::string& strSource)
     : m_strSource(strSource),
       m_comparison(engine, strSource, SampleDepth::Headers),
+      m_pPrecise(MakeConverter(Conversion::Precise)),
       m_bKnown(engine.GetStatus() == kBankDone && m_comparison.IsSourceOpen()) {}
 
 void BankOrigin::Check(BankFile& bank) {
@@ -24,11 +25,24 @@ void BankOrigin::Check(BankFile& bank) {
     if (!scan.IsEnriched())
         problems.Add(kIsASource);
     else
-        m_comparison.Run(scan, bank.nRate, bank.layout == BankLayout::PerKey, problems,
-                         [](uint64_t) { return true; });
+        problems = DifferencesFrom(scan, bank);
     if (problems.Count() == 0) return;
     bank.state = BankState::Stale;
     bank.strCause = TextOf(problems.Kept().front());
+}
+
+// The headers of all samples must be those of one conversion.
+ProblemList BankOrigin::DifferencesFrom(NoteScan& scan, const BankFile& bank) {
+    ProblemList first;
+    for (const IWaveConverter* const pConverter :
+         {static_cast<const IWaveConverter*>(nullptr), m_pPrecise.get()}) {
+        ProblemList problems;
+        m_comparison.Run(scan, bank.nRate, bank.layout == BankLayout::PerKey, pConverter, problems,
+                         [](uint64_t) { return true; });
+        if (problems.Count() == 0) return problems;
+        if (pConverter == nullptr) first = problems;
+    }
+    return first;
 }
 
 void BankOrigin::Check(std::vector<BankFile>& banks) {

@@ -8,7 +8,6 @@
 #include "bank/OrderedPipeline.h"
 #include "shared/System/kvPath.h"
 #include "tools/kvbank/compare/RecordDifference.h"
-#include "tools/kvbank/compare/SampleHeader.h"
 
 namespace Kestrova {
 namespace {
@@ -24,8 +23,8 @@ SourceComparison::SourceComparison(const CDBEUCreate& engine, const std::string&
     m_source.Open(strSource.c_str(), engine.IsSourceEnriched() ? kSdbFormatEnriched : kSdbFormatPlain, false);
 }
 
-bool SourceComparison::Run(NoteScan& bank, uint32_t nRate, bool bPerKey, ProblemList& problems,
-                           const Observer& observer) {
+bool SourceComparison::Run(NoteScan& bank, uint32_t nRate, bool bPerKey, const IWaveConverter* pConverter,
+                           ProblemList& problems, const Observer& observer) {
     m_bPerKey = bPerKey;
     Begin(bank, problems, observer);
     if (!m_source.IsOpen())
@@ -33,7 +32,7 @@ bool SourceComparison::Run(NoteScan& bank, uint32_t nRate, bool bPerKey, Problem
     else if (!IsBuildableRate(nRate))
         problems.Add("it states no sample rate that a bank can have");
     else if (CompareInfo(nRate, bPerKey) && ComparePresets() &&
-             (this->*ChooseCompareSamples())({nRate, m_nQuality, bPerKey}) && CompareBanks())
+             (this->*ChooseCompareSamples())({nRate, m_nQuality, bPerKey, pConverter}) && CompareBanks())
         End();
     return !m_bStopped;
 }
@@ -68,6 +67,12 @@ void SourceComparison::End() {
 bool SourceComparison::Stop(const std::string& strCause) {
     m_pProblems->Add(strCause);
     return false;
+}
+
+// When the source's sample cannot be converted to what the bank holds.
+bool SourceComparison::StopAt(uint32_t idOld, const BankOutcome& outcome) {
+    if (outcome.pszCause == kCauseNoMemory) throw std::bad_alloc();
+    return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, idOld) + ": " + outcome.pszCause);
 }
 
 bool SourceComparison::ReadSource(CSDBInterpreter& record) {
@@ -178,10 +183,7 @@ bool SourceComparison::CompareWaves(const SampleTarget& target) {
     for (size_t nJob = 0; nJob < maker.GetCount(); ++nJob) {
         const MadeSample made = pipeline.Take();
         const uint32_t idOld = arSamples[made.nEntry].id;
-        if (made.outcome.result == kBankNoMemory) throw std::bad_alloc();
-        if (!made.outcome.IsDone())
-            return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, idOld) + ": " +
-                        made.outcome.pszCause);
+        if (!made.outcome.IsDone()) return StopAt(idOld, made.outcome);
         const auto difference = [](const auto& a, const auto& b) { return Difference(a, b); };
         if (!ExpectSample(*made.pRecord, NewIdOf(idOld, made.nKey), difference)) return false;
     }
@@ -202,7 +204,8 @@ bool SourceComparison::CompareHeadersOf(const tagSampleEntry& entry, const Sampl
     if (!ReadSourceHeader(source)) return false;
     const auto compare = [&](int nKey) {
         CSDBISampleEUInfo expected(kSdbNoID, kSdbNoID);
-        if (!MakeSampleHeader(source, target, nKey, expected)) throw std::bad_alloc();
+        if (const BankOutcome made = MakeTargetHeader(source, target, nKey, expected); !made.IsDone())
+            return StopAt(entry.id, made);
         const auto difference = [](const auto& a, const auto& b) { return HeaderDifference(a, b); };
         return ExpectSample(expected, NewIdOf(entry.id, nKey), difference);
     };

@@ -30,15 +30,16 @@ public:
     using Observer = std::function<bool(uint64_t nBytes)>;
 
     // engine: has analysed the source at strSource; both databases are only read.
-    // nQuality: of the conversion of waves.
+    // nQuality: of the engine's own conversion.
     SourceComparison(const CDBEUCreate& engine, const std::string& strSource, SampleDepth depth,
                      int nQuality = kHighestQuality);
 
     bool IsSourceOpen() const { return m_source.IsOpen(); }
 
-    // Compares a bank that states this rate and layout, and adds the differences to the
-    // list. Returns false when it was stopped.
-    bool Run(NoteScan& bank, uint32_t nRate, bool bPerKey, ProblemList& problems, const Observer& observer);
+    // Compares a bank that states this rate and layout with what the converter (null: the engine's own
+    // conversion) makes of the source, and adds the differences to the list. Returns false when it was stopped.
+    bool Run(NoteScan& bank, uint32_t nRate, bool bPerKey, const IWaveConverter* pConverter,
+             ProblemList& problems, const Observer& observer);
 
 private:
     // The ids of a source sample's copies in the bank.
@@ -79,6 +80,7 @@ private:
     bool Told(const SDBNOTE& note, CSDBInterpreter& expected, const char* pszDifference);
     uint32_t NewSampleId(uint32_t idOld, int nKey) const;
     bool Stop(const std::string& strCause);
+    bool StopAt(uint32_t idOld, const BankOutcome& outcome);
 
     const CDBEUCreate& m_engine;
     const std::string m_strFolder;  // of the source

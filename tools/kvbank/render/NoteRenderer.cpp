@@ -4,6 +4,7 @@
 #include <cmath>
 #include <optional>
 
+#include "tools/kvbank/precise/PreciseConverter.h"
 #include "tools/kvbank/render/OpenedBank.h"
 #include "tools/kvbank/render/PitchedWave.h"
 
@@ -56,8 +57,13 @@ std::vector<PlayedNote> DemoNotes(const PlayedNote& first) {
     return notes;
 }
 
-NoteRenderer::NoteRenderer(const kvb_bank* pBank, const std::string& strFile, uint32_t nProgram)
-    : m_pBank(pBank), m_strFile(strFile), m_nProgram(nProgram), m_waves(pBank, strFile) {}
+NoteRenderer::NoteRenderer(const kvb_bank* pBank, const std::string& strFile, uint32_t nProgram,
+                           Conversion conversion)
+    : m_pBank(pBank),
+      m_strFile(strFile),
+      m_nProgram(nProgram),
+      m_conversion(conversion),
+      m_waves(pBank, strFile) {}
 
 Ending NoteRenderer::Render(const std::vector<PlayedNote>& notes, RenderedWave& wave) {
     for (size_t n = 0; n < notes.size(); ++n)
@@ -117,14 +123,29 @@ Ending NoteRenderer::ChooseForm(RenderedWave& wave) const {
     return {};
 }
 
+double NoteRenderer::RatioOf(const kvb_sample& sample, int nKey, uint32_t nRate) const {
+    return m_conversion == Conversion::Standard ? PlayRatio(sample, nKey, nRate)
+                                                : PrecisePlayRatio(sample, nKey, nRate);
+}
+
+std::optional<std::vector<uint8_t>> NoteRenderer::Play(const WaveFrames& wave, const PlayedLayer& layer,
+                                                       const std::optional<kvb_loop>& loop, int nKey,
+                                                       uint64_t nFrames) const {
+    if (m_conversion == Conversion::Standard)
+        return PlayWave(wave, layer.sample.frame_bytes, loop, layer.ratio, nFrames);
+    const bool bDither = m_conversion == Conversion::PreciseDithered;
+    return PlayWavePrecisely(wave, layer.sample, loop, layer.ratio, nFrames,
+                             bDither ? std::optional(DitherSeed(layer.sample.id, nKey)) : std::nullopt);
+}
+
 Ending NoteRenderer::Mix(const PlayedNote& note, PlayedLayer& layer, const WaveForm& form, WaveMix& mix) {
     WaveFrames wave;
     if (Ending ending = m_waves.Get(layer.nSample, layer.sample, wave); !ending.IsDone()) return ending;
     const std::optional<kvb_loop> loop = PlayedLoop(m_pBank, layer.nSample, layer.sample);
     layer.bLooped = loop.has_value();
-    layer.ratio = PlayRatio(layer.sample, note.nKey, form.nRate);
+    layer.ratio = RatioOf(layer.sample, note.nKey, form.nRate);
     const std::optional<std::vector<uint8_t>> played =
-        PlayWave(wave, layer.sample.frame_bytes, loop, layer.ratio, Length(note, form.nRate));
+        Play(wave, layer, loop, note.nKey, Length(note, form.nRate));
     if (!played)
         return {kExitBadInput, m_strFile + ": " + SampleText(layer.sample) + ": its root key " +
                                    std::to_string(layer.sample.root_key) + " is too far from key " +

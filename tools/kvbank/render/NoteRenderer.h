@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "include/kvbank.h"
+#include "tools/kvbank/precise/Conversion.h"
 #include "tools/kvbank/render/WaveMix.h"
 #include "tools/kvbank/render/WaveStore.h"
 #include "tools/kvbank/terminal/Ending.h"
@@ -46,7 +48,8 @@ std::vector<PlayedNote> DemoNotes(const PlayedNote& first);
 class NoteRenderer {
 public:
     // The bank must outlive the renderer; it is kept open by the caller.
-    NoteRenderer(const kvb_bank* pBank, const std::string& strFile, uint32_t nProgram);
+    NoteRenderer(const kvb_bank* pBank, const std::string& strFile, uint32_t nProgram,
+                 Conversion conversion = Conversion::Standard);
 
     Ending Render(const std::vector<PlayedNote>& notes, RenderedWave& wave);
 
@@ -55,11 +58,16 @@ private:
     Ending AddLayersOf(uint32_t nRegion, size_t nNote, RenderedWave& wave) const;
     Ending AddLayer(uint32_t nSample, size_t nNote, RenderedWave& wave) const;
     Ending ChooseForm(RenderedWave& wave) const;
+    double RatioOf(const kvb_sample& sample, int nKey, uint32_t nRate) const;
+    std::optional<std::vector<uint8_t>> Play(const WaveFrames& wave, const PlayedLayer& layer,
+                                             const std::optional<kvb_loop>& loop, int nKey,
+                                             uint64_t nFrames) const;
     Ending Mix(const PlayedNote& note, PlayedLayer& layer, const WaveForm& form, WaveMix& mix);
 
     const kvb_bank* const m_pBank;
     const std::string m_strFile;
     const uint32_t m_nProgram;
+    const Conversion m_conversion;
     WaveStore m_waves;
 };
 

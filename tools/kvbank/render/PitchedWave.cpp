@@ -6,6 +6,9 @@
 
 #include "bank/PitchTables.h"
 #include "bank/Resampler.h"
+#include "tools/kvbank/precise/PieceConversion.h"
+#include "tools/kvbank/precise/PreciseConverter.h"
+#include "tools/kvbank/precise/WaveNumbers.h"
 
 namespace Kestrova {
 namespace {
@@ -13,6 +16,8 @@ namespace {
 constexpr int64_t kFarthestKey = 128;
 constexpr int64_t kBendsPerKey = 8192;
 constexpr double kBendsPerCent = 81.92;
+constexpr int64_t kCentsPerKey = 100;
+constexpr double kCentsPerOctave = 1200;
 constexpr uint64_t kRoomFrames = 256;  // what the resampler may read in front of a wave and behind it
 constexpr int kBestQuality = 7;
 constexpr double kMostBytes = 1 << 30;
@@ -44,15 +49,35 @@ private:
     const std::optional<kvb_loop>& m_loop;
 };
 
+// Frames of the source that are heard in so many; more than can be counted for a ratio that is no number.
+double FramesNeeded(const WaveFrames& wave, bool bLooped, double ratio, uint64_t nFrames) {
+    const double needed = std::ceil(static_cast<double>(nFrames) * ratio) + 1;
+    return bLooped ? needed : std::min(needed, static_cast<double>(wave.nFrames));
+}
+
+bool IsPlayable(double ratio, double framesNeeded, size_t nFrameBytes) {
+    return ratio > 0 && (framesNeeded + 2 * kRoomFrames) * static_cast<double>(nFrameBytes) <= kMostBytes;
+}
+
+bool IsNearEnough(int64_t nKeys) { return nKeys >= -kFarthestKey && nKeys <= kFarthestKey; }
+
+int64_t CentsOf(const kvb_sample& sample) { return std::clamp(sample.fine_tune, -10000, 10000); }
+
 }  // namespace
 
 double PlayRatio(const kvb_sample& sample, int nKey, uint32_t nRate) {
     const int64_t nKeys = int64_t{nKey} - int64_t{sample.root_key};
-    const int64_t nCents = std::clamp(sample.fine_tune, -10000, 10000);
-    if (nKeys < -kFarthestKey || nKeys > kFarthestKey) return 0;
-    const auto nTune = std::llround(kBendsPerCent * static_cast<double>(nCents));
+    if (!IsNearEnough(nKeys)) return 0;
+    const auto nTune = std::llround(kBendsPerCent * static_cast<double>(CentsOf(sample)));
     const float factor = midiBendsToFactor(static_cast<int>(nKeys * kBendsPerKey - nTune));
     return sample.rate * double{factor} / nRate;
+}
+
+double PrecisePlayRatio(const kvb_sample& sample, int nKey, uint32_t nRate) {
+    const int64_t nKeys = int64_t{nKey} - int64_t{sample.root_key};
+    if (!IsNearEnough(nKeys)) return 0;
+    const int64_t nCents = nKeys * kCentsPerKey - CentsOf(sample);
+    return sample.rate * std::exp2(static_cast<double>(nCents) / kCentsPerOctave) / nRate;
 }
 
 std::optional<kvb_loop> PlayedLoop(const kvb_bank* pBank, uint32_t nSample, const kvb_sample& sample) {
@@ -71,10 +96,8 @@ std::optional<std::vector<uint8_t>> PlayWave(const WaveFrames& wave, size_t nFra
         looped.CopyTo(played.data(), nFrames);
         return played;
     }
-    const double needed = std::ceil(static_cast<double>(nFrames) * ratio) + 1;
-    const double held = loop ? needed : std::min(needed, static_cast<double>(wave.nFrames));
-    if (!(ratio > 0) || (held + 2 * kRoomFrames) * static_cast<double>(nFrameBytes) > kMostBytes)
-        return std::nullopt;
+    const double held = FramesNeeded(wave, loop.has_value(), ratio, nFrames);
+    if (!IsPlayable(ratio, held, nFrameBytes)) return std::nullopt;
     const auto nSource = static_cast<uint64_t>(held);
     std::vector<uint8_t> source((nSource + 2 * kRoomFrames) * nFrameBytes);
     uint8_t* const pSource = source.data() + kRoomFrames * nFrameBytes;
@@ -84,6 +107,34 @@ std::optional<std::vector<uint8_t>> PlayWave(const WaveFrames& wave, size_t nFra
                               static_cast<long>(nFrames), static_cast<int>(nFrameBytes), kBestQuality,
                               &nProduced);
     if (nProduced < 1) return std::nullopt;
+    return played;
+}
+
+std::optional<std::vector<uint8_t>> PlayWavePrecisely(const WaveFrames& wave, const kvb_sample& sample,
+                                                      const std::optional<kvb_loop>& loop, double ratio,
+                                                      uint64_t nFrames, std::optional<uint64_t> nDither) {
+    const size_t nFrameBytes = sample.frame_bytes;
+    if (ratio == 1.0) return PlayWave(wave, nFrameBytes, loop, ratio, nFrames);
+    const double held = FramesNeeded(wave, loop.has_value(), ratio, nFrames);
+    if (!IsPreciseRatio(ratio) || !IsPlayable(ratio, held, nFrameBytes)) return std::nullopt;
+    WavePiece piece{.step = ratio, .nFrames = nFrames};
+    if (loop) {
+        piece.hearing = WavePiece::Hearing::Entry;
+        piece.nLoopStart = loop->start;
+        piece.nLoopFrames = int64_t{loop->end} - loop->start + 1;
+    } else {
+        const auto nWhole = std::llround(static_cast<double>(wave.nFrames) / ratio);
+        piece.nFrames = std::min(nFrames, static_cast<uint64_t>(std::max(nWhole, 1LL)));
+    }
+    std::vector<uint8_t> played(nFrames * nFrameBytes);
+    NumberWriter writer(played.data(), sample.bits, nDither);
+    const BankOutcome made = ConvertPiece(
+        piece, ratio, sample.channels, wave.nFrames,
+        [&](int64_t nFirst, std::span<double> numbers) {
+            TakeNumbers(wave.bytes.data() + static_cast<size_t>(nFirst) * nFrameBytes, sample.bits, numbers);
+        },
+        [&](std::span<const double> numbers) { writer.Write(numbers); });
+    if (!made.IsDone()) return std::nullopt;
     return played;
 }
 

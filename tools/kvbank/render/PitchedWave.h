@@ -15,6 +15,8 @@ namespace Kestrova {
 // tune in steps of 1/8192 semitone. 1 exactly when nothing is to be changed; 0 for a root key that is more
 // than 128 keys away.
 double PlayRatio(const kvb_sample& sample, int nKey, uint32_t nRate);
+// The same without steps, as the precise conversion plays it.
+double PrecisePlayRatio(const kvb_sample& sample, int nKey, uint32_t nRate);
 
 // The loop that is played, if the sample has one: its first, when it lies within the frames.
 std::optional<kvb_loop> PlayedLoop(const kvb_bank* pBank, uint32_t nSample, const kvb_sample& sample);
@@ -26,5 +28,11 @@ std::optional<kvb_loop> PlayedLoop(const kvb_bank* pBank, uint32_t nSample, cons
 std::optional<std::vector<uint8_t>> PlayWave(const WaveFrames& wave, size_t nFrameBytes,
                                              const std::optional<kvb_loop>& loop, double ratio,
                                              uint64_t nFrames);
+
+// The same by the precise conversion (PreciseConverter.h): at the exact ratio, the sample's last frames and the
+// loop's seam filtered as one wave. nDither: when given, noise is added before the rounding.
+std::optional<std::vector<uint8_t>> PlayWavePrecisely(const WaveFrames& wave, const kvb_sample& sample,
+                                                      const std::optional<kvb_loop>& loop, double ratio,
+                                                      uint64_t nFrames, std::optional<uint64_t> nDither);
 
 }  // namespace Kestrova

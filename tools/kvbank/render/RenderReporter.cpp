@@ -31,6 +31,8 @@ void RenderReporter::Tell(const kvb_program& program) {
     m_document["program"] = {{"bank", program.bank}, {"number", program.number}, {"name", program.name}};
 }
 
+void RenderReporter::Tell(Conversion conversion) { TellConversion(conversion, m_document); }
+
 void RenderReporter::TellSilent(const std::set<int>& keys) {
     for (const int nKey : keys)
         m_console.Warn("key " + std::to_string(nKey) + " is left out: program " + m_strProgram +

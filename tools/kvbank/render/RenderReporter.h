@@ -18,6 +18,7 @@ public:
 
     // The program that is played.
     void Tell(const kvb_program& program);
+    void Tell(Conversion conversion);
     // One line on the file; one more when all had to be lowered; with -v one for each layer.
     void Tell(const std::vector<PlayedNote>& notes, const RenderedWave& wave);
     // Keys of the demo that the program plays nothing for.

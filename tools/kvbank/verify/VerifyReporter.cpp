@@ -31,6 +31,13 @@ const char* StateText(const VerifiedSums& sums) {
     return "";
 }
 
+std::string OriginText(const VerifiedFile& file) {
+    if (!file.bCompared) return "";
+    const bool bOther = file.conversion && *file.conversion != Conversion::Standard;
+    return std::string(", as its source gives it") +
+           (bOther ? std::string(" by the ") + ConversionText(*file.conversion) : "");
+}
+
 Json RowOf(const VerifiedFile& file) {
     Json row = {{"file", file.strPath}};
     if (!file.bOpened) return row;
@@ -39,6 +46,7 @@ Json RowOf(const VerifiedFile& file) {
     row["records"] = file.nRecords;
     if (file.nRate != 0) row["rate"] = file.nRate;
     if (file.bCompared) row["compared"] = true;
+    if (file.conversion) TellConversion(*file.conversion, row);
     if (file.sums.state != VerifiedSums::State::None) row["sums"] = StateName(file.sums);
     if (!file.strCause.empty()) return row;
     row["good"] = file.problems.Count() == 0;
@@ -75,8 +83,7 @@ void VerifyReporter::Tell(const VerifiedFile& file) {
 
 void VerifyReporter::TellGood(const VerifiedFile& file) {
     m_console.Say(file.strPath + ": good, " + Counted(file.nRecords, "record") + ", " +
-                  ReadableSize(file.nBytes) + (file.bCompared ? ", as its source gives it" : "") +
-                  StateText(file.sums));
+                  ReadableSize(file.nBytes) + OriginText(file) + StateText(file.sums));
     if (!file.sums.strFault.empty())
         m_console.Error(file.strPath + ": its sums file cannot be written: " + file.sums.strFault);
 }

@@ -3,9 +3,11 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "tools/kvbank/compare/ProblemList.h"
+#include "tools/kvbank/precise/Conversion.h"
 #include "tools/kvbank/terminal/Console.h"
 #include "tools/kvbank/terminal/Progress.h"
 
@@ -30,6 +32,8 @@ struct VerifiedFile {
     bool bOpened = false;       // the fields that follow are set
     bool bEnriched = false;
     bool bCompared = false;  // with its source
+    // By which the source gives the file; none when it was not compared, or differs from what each gives.
+    std::optional<Conversion> conversion = {};
     uint64_t nBytes = 0;
     uint64_t nRecords = 0;
     uint32_t nRate = 0;  // 0: it states none
