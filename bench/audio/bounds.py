@@ -7,16 +7,16 @@ kPurity24 = 140.0    # dB that it reaches at 24 bits
 kPpm = 0.001         # what is called no difference in pitch
 kSeam = -100.0       # dB that its loops stay below
 kCents = 0.5         # that its loops may be off pitch
-kKnownWithin = 0.2   # dB by which the default may differ from its known figures
-# SINAD in dB of the default at 997 Hz, by rates and bits: its arithmetic is fixed, so these stay as they are.
+kKnownWithin = 0.2   # dB by which the standard one may differ from its known figures
+# SINAD in dB of the standard conversion at 997 Hz, by rates and bits: its arithmetic is fixed, so these stay as they are.
 kKnown = {(44100, 48000, 16): 80.63, (44100, 48000, 24): 82.78, (44100, 96000, 16): 80.7, (44100, 96000, 24): 82.8,
           (44100, 192000, 16): 80.7, (44100, 192000, 24): 82.8, (48000, 44100, 16): 81.1, (48000, 44100, 24): 83.2,
           (96000, 44100, 16): 83.7, (96000, 44100, 24): 85.7}
-kFixedPoint = 32768  # the default's step from frame to frame is a whole number of these parts of a frame
+kFixedPoint = 32768  # the standard step from frame to frame is a whole number of these parts of a frame
 
 
-def default_ppm(ratio):
-    """How much too high the default plays, because its step is cut to whole parts."""
+def standard_ppm(ratio):
+    """How much too high the standard conversion plays, because its step is cut to whole parts."""
     return 1e6 * (math.floor(ratio * kFixedPoint) / (ratio * kFixedPoint) - 1)
 
 
@@ -40,13 +40,13 @@ class Bounds:
         else:
             self.hold(f"{said}; the best possible are {best:.2f} dB", figures.sinad >= best - kToBest)
 
-    def default_tone(self, rates, bits, figures):
+    def standard_tone(self, rates, bits, figures):
         """Of the tone of 997 Hz."""
-        said = f"default, {rates}, {bits} bits: {figures.sinad:.2f} dB, {figures.ppm:+.3f} ppm"
+        said = f"standard, {rates}, {bits} bits: {figures.sinad:.2f} dB, {figures.ppm:+.3f} ppm"
         known = kKnown.get((*rates, bits))
         if known:
             self.hold(f"{said}; known are {known} dB", abs(figures.sinad - known) <= kKnownWithin)
-        stretch = default_ppm(rates[0] / rates[1])
+        stretch = standard_ppm(rates[0] / rates[1])
         self.hold(f"{said}; its step makes {stretch:+.3f} ppm", abs(figures.ppm - stretch) <= 0.01)
 
     def seams(self, job, figures):

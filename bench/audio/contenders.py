@@ -3,8 +3,8 @@
 A contender takes waves of one rate and width and a rate, and gives as many waves of that rate and the same width.
 """
 import array
-import itertools
 import subprocess
+import tempfile
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -30,7 +30,6 @@ class Ours:
     folder: Path
     arguments: tuple = ()
     widths: tuple = (16, 24)
-    numbers = itertools.count()
 
     def convert(self, waves, rate):
         if len(waves) > kMostWaves:
@@ -54,7 +53,7 @@ class Ours:
 
     def bank(self, waves, rate, layout):
         """Makes a bank of these waves and exports it: the folder of its waves."""
-        home = self.folder / f"bank{next(self.numbers)}"
+        home = Path(tempfile.mkdtemp(dir=self.folder))
         source, made = home / "source", home / "made"
         source.mkdir(parents=True)
         for name, wave in waves.items():
@@ -102,7 +101,7 @@ class Command:
 
 
 def ours(kvbank, folder):
-    return [Ours("kvbank, default", kvbank, folder),
+    return [Ours("kvbank, standard", kvbank, folder),
             Ours("kvbank, precise", kvbank, folder, ("--conversion", "precise"))]
 
 

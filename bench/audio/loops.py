@@ -55,7 +55,7 @@ def long_loops(step=1):
 def loops_of(lengths):
     """The leads differ, so that the beginnings fall between frames differently."""
     pairs = sorted({(frames, max(1, round(pitch * frames / 44100))) for frames in lengths for pitch in kPitches})
-    return [Loop(frames, periods, 4000 + 7 * number, 500) for number, (frames, periods) in enumerate(pairs)]
+    return [Loop(frames, periods, 8000 + 7 * number, 500) for number, (frames, periods) in enumerate(pairs)]
 
 
 def whole_loops():
