@@ -8,6 +8,7 @@
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "bank/FileAnswer.h"
 #include "shared/System/kvPath.h"
+#include "shared/System/kvSafeFile.h"
 
 namespace Kestrova {
 
@@ -64,6 +65,10 @@ BankOutcome BankWriter::WriteLocked() {
     if (const FileAnswer reserved = AskFile(m_target, [&] { return m_target.ReserveQuickLoad(nTotal); });
         !reserved)
         return NotReserved(reserved.nError);
+    // The beginning of the file must be on the disk before anything behind it. Only by its first note, which
+    // is not committed, an interrupted build is told from a bank.
+    if (const FileAnswer begins = AskFile(m_target, [this] { return m_target.GetFile().Sync(); }); !begins)
+        return TargetFault(kBankWriteFailed, kSdbQuickLoad, kSdbNoID, "it cannot be written", begins.nError);
     if (const BankOutcome begun = m_progress.Begin(nTotal); !begun.IsDone()) {
         m_bAbandoned = true;
         return begun;
@@ -96,7 +101,9 @@ BankOutcome BankWriter::WriteQuickLoad() {
 
 // A bank that cannot be committed has failed, and the file of a failed bank is deleted.
 BankOutcome BankWriter::Close(BankOutcome outcome) {
-    const FileAnswer closed = AskFile(m_target, [&] { return m_target.Close(outcome.IsDone()); });
+    const FileAnswer closed = AskFile(m_target, [&] {
+        return m_target.Close(outcome.IsDone()) && (!outcome.IsDone() || SyncFolderOf(m_strPath));
+    });
     if (!closed && outcome.IsDone())
         outcome =
             TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be committed", closed.nError);

@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -454,12 +456,29 @@ bool CSDB::IsHeld(const char* pszPath, CXFile& file) {
 
 namespace {
 
+// Whether the file has nothing but zeros from `pos` to its end. It takes one read to see that a bank has more.
+bool IsZeroFrom(CXFile& file, uint64_t pos, uint64_t nSize) {
+    std::array<uint8_t, 4096> piece;
+    if (!file.SeekToPos(pos)) return false;
+    while (pos < nSize) {
+        const size_t nBytes = std::min<uint64_t>(nSize - pos, piece.size());
+        if (!file.Read(piece.data(), nBytes)) return false;
+        if (std::any_of(piece.begin(), piece.begin() + nBytes, [](uint8_t n) { return n != 0; }))
+            return false;
+        pos += nBytes;
+    }
+    return true;
+}
+
+// A loss of power can leave the length of a file without its bytes, which are zeros then.
 bool IsUnfinished(CXFile& file, uint32_t nFormat) {
     unsigned long long nSize = 0;
     if (!file.GetSize(nSize)) return false;
-    if (nSize == 0) return true;
+    if (IsZeroFrom(file, 0, nSize)) return true;
     uint32_t nFileFormat = 0;
-    if (!file.Read(&nFileFormat, sizeof nFileFormat) || nFileFormat != nFormat) return false;
+    if (!file.SeekToPos(0) || !file.Read(&nFileFormat, sizeof nFileFormat) || nFileFormat != nFormat)
+        return false;
+    if (nSize > FileHeader::kBytes && IsZeroFrom(file, FileHeader::kBytes, nSize)) return true;
     CSDBNoteWalk walk(file);
     SDBNOTE first;
     return walk.Next(first) ? (first.nState & kSdbStateNew) != 0 : !walk.HasFailed();

@@ -181,7 +181,8 @@ public:
     // The same, asked with a file of the caller's, whose GetFirstError then tells why it could not be opened.
     static bool IsHeld(const char* pszPath, CXFile& file);
     // True when the file is what a build leaves before its commit: empty, or of the format and without a
-    // whole note or with a first note that was never committed. Whether the build still runs is not asked.
+    // whole note or with a first note that was never committed. A loss of power may leave zeros in place of
+    // the whole file, or of all behind the header; that counts too. Whether the build still runs is not asked.
     static bool IsUnfinishedBuild(const char* pszPath, uint32_t nFormat);
     // The same, and no one holds the file: its build was interrupted. Always false where the file system has
     // no locks: there nobody can tell an interrupted build from one that still runs, so the file is left

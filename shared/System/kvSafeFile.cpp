@@ -60,6 +60,12 @@ int OpenFolder(const char* pszFolder) { return open(pszFolder, O_RDONLY | O_DIRE
 
 bool SyncFolder(int nFolder) { return fsync(nFolder) == 0 || errno == EINVAL; }
 
+bool SyncFolderOf(std::string_view path) {
+    const std::string strFolder(FolderPart(path));
+    const FileDescriptor folder(OpenFolder(strFolder.empty() ? "." : strFolder.c_str()));
+    return folder >= 0 && SyncFolder(folder);
+}
+
 bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode) {
     constexpr mode_t kOwnerOnly = 0600;  // until it has the access of the old file
     const std::string strStem = strPath.c_str() + std::string(".new-");
@@ -69,8 +75,7 @@ bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode) 
     if (!TakeAccess(file.Handle(), strPath, nMode) || !WriteAll(file.Handle(), content) ||
         fsync(file.Handle()) != 0 || !file.MoveTo(strPath))
         return false;
-    const FileDescriptor folder(OpenFolder(FolderPart(strPath)));
-    return folder >= 0 && SyncFolder(folder);
+    return SyncFolderOf(strPath.c_str());
 }
 
 bool OverwriteFile(const String& strPath, std::string_view content) {

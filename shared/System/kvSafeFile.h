@@ -34,6 +34,8 @@ int OpenFolder(const char* pszFolder);
 // Waits until the disk has the names in an open folder. False with errno set;
 // true on a file system that cannot do this.
 bool SyncFolder(int nFolder);
+// The same for the folder that holds a file, by the file's unified path.
+bool SyncFolderOf(std::string_view path);
 
 // Puts a new file in the place of one, or of none, at an absolute path free of links. It has the permissions
 // and, where that is allowed, the owner of the old one; nMode when there was none.

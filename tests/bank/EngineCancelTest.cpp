@@ -173,7 +173,7 @@ TEST_F(EngineCancelTest, AFullDiskIsAWriteFailureAndLeavesNoFile) {
 
 TEST_F(EngineCancelTest, ALossOfPowerLeavesAWholeBankOrAnInterruptedOne) {
     const std::string strClean = CleanHash();
-    const int kSyncs = 4;
+    const int kSyncs = 5;
     for (int nSync = 1; nSync <= kSyncs; ++nSync) {
         FaultyFileEnv env;
         {
@@ -187,6 +187,17 @@ TEST_F(EngineCancelTest, ALossOfPowerLeavesAWholeBankOrAnInterruptedOne) {
         if (fs::exists(m_bank) && Sha256IdentityZeroed(ReadFile(m_bank)) == strClean) fs::remove(m_bank);
         ExpectNothingPassesForABank();
     }
+}
+
+// Else the bytes behind the header could be there without it, and nothing would tell that a build left them.
+TEST_F(EngineCancelTest, TheBeginningOfABankIsOnTheDiskBeforeTheRest) {
+    FaultyFileEnv env;
+    EngineDriver driver;
+    Prepare(driver);
+    env.FailCallOf(FileOp::kSync, 1);
+    EXPECT_EQ(kBankWriteFailed, driver.Build(48000, 0));
+    EXPECT_EQ((std::vector<Call>{{2, 10}}), driver.Calls()) << "no record was begun";
+    EXPECT_FALSE(fs::exists(m_bank));
 }
 
 }  // namespace
