@@ -38,16 +38,40 @@ int KvTrust_posix_memalign(void** pp, size_t nAlign, size_t nBytes) {
 
 }  // extern "C"
 
-// The forms that throw.
-#define KV_NEW(form, memory)                                                    \
-    void* operator form {                                                       \
-        void* const p = AllocationFails("new", KV_CALLER) ? nullptr : (memory); \
-        if (p == nullptr) throw std::bad_alloc();                               \
-        return p;                                                               \
+namespace {
+
+// As the library does it: the handler may free memory, after which it is tried again, or throw.
+template <class TTake>
+void* TakeOrThrow(const void* pCaller, TTake take) {
+    for (;;) {
+        void* const p = AllocationFails("new", pCaller) ? nullptr : take();
+        if (p != nullptr) return p;
+        const std::new_handler pfnHandler = std::get_new_handler();
+        if (pfnHandler == nullptr) throw std::bad_alloc();
+        pfnHandler();
     }
-// And those that do not.
-#define KV_NEW_NOTHROW(form, memory) \
-    void* operator form noexcept { return AllocationFails("new", KV_CALLER) ? nullptr : (memory); }
+}
+
+template <class TTake>
+void* TakeOrNull(const void* pCaller, TTake take) noexcept {
+    try {
+        return TakeOrThrow(pCaller, take);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+// The forms that throw, and those that do not.
+#define KV_NEW(form, memory)                                   \
+    void* operator form {                                      \
+        return TakeOrThrow(KV_CALLER, [&] { return memory; }); \
+    }
+#define KV_NEW_NOTHROW(form, memory)                          \
+    void* operator form noexcept {                            \
+        return TakeOrNull(KV_CALLER, [&] { return memory; }); \
+    }
 
 KV_NEW(new (size_t n), __libc_malloc(n))
 KV_NEW(new[](size_t n), __libc_malloc(n))

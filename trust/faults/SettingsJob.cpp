@@ -21,9 +21,7 @@ int WriteIni(const char* pszFile) {
 
 int WritePreferences(const char* pszDomain) {
     Preferences store(pszDomain);
-    const int nValue = 7;
-    const bool bText = store.SetProfileString("Window/Title", nullptr, "Banks") != 0;
-    return bText && store.SetProfileInt("Window/Width", nullptr, &nValue) != 0 ? 0 : 1;
+    return store.SetProfileString("Window/Title", nullptr, "Banks") != 0 ? 0 : 1;
 }
 
 int WriteLog(const char* pszFile) {
