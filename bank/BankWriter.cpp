@@ -101,9 +101,8 @@ BankOutcome BankWriter::WriteQuickLoad() {
 
 // A bank that cannot be committed has failed, and the file of a failed bank is deleted.
 BankOutcome BankWriter::Close(BankOutcome outcome) {
-    const FileAnswer closed = AskFile(m_target, [&] {
-        return m_target.Close(outcome.IsDone()) && (!outcome.IsDone() || SyncFolderOf(m_strPath));
-    });
+    FileAnswer closed = AskFile(m_target, [&] { return m_target.Close(outcome.IsDone()); });
+    if (closed && outcome.IsDone() && !SyncFolderOf(m_strPath)) closed = {false, errno};
     if (!closed && outcome.IsDone())
         outcome =
             TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be committed", closed.nError);
