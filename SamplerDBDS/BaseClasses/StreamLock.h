@@ -6,7 +6,7 @@
 #include <atomic>
 #include <mutex>
 
-#include "shared/System/kvThreadSafety.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 

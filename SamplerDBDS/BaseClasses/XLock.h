@@ -7,7 +7,7 @@
 
 #include <ctime>
 
-#include "shared/System/kvThreadSafety.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 

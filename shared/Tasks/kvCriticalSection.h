@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-#include "shared/System/kvThreadSafety.h"
+#include "shared/System/kvMutex.h"
 
 namespace Kestrova {
 
