@@ -39,6 +39,7 @@ _kvbank() {
         build:-r | build:--rates) _kvbank_propose -W $'all\n44100\n48000\n88200\n96000\n176400\n192000'; return ;;
         build:--layout) _kvbank_propose -W $'plain\nper-key'; return ;;
         build:--quality) :; return ;;
+        build:--conversion) _kvbank_propose -W $'standard\nprecise'; return ;;
         build:--jobs) :; return ;;
         demo:-o | demo:--output) _kvbank_files; return ;;
         export:-o | export:--output) _kvbank_folders; return ;;
@@ -57,11 +58,13 @@ _kvbank() {
         render:--note) :; return ;;
         render:--seconds) :; return ;;
         render:--release) :; return ;;
+        render:--conversion) _kvbank_propose -W $'standard\nprecise'; return ;;
         report:-o | report:--output) :; return ;;
         report:--source) _kvbank_files; return ;;
         space:-d | space:--dir) _kvbank_folders; return ;;
         space:-r | space:--rates) _kvbank_propose -W $'all\n44100\n48000\n88200\n96000\n176400\n192000'; return ;;
         space:--layout) _kvbank_propose -W $'plain\nper-key'; return ;;
+        space:--conversion) _kvbank_propose -W $'standard\nprecise'; return ;;
         tree:--depth) :; return ;;
         tree:--type) :; return ;;
         verify:--source) _kvbank_files; return ;;
@@ -70,7 +73,7 @@ _kvbank() {
     case $verb in
         build)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n--quality\n--jobs\n-f\n--force\n--sums\n-n\n--dry-run\n--ignore-space\n--wait\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n--quality\n--conversion\n--dither\n--jobs\n-f\n--force\n--sums\n-n\n--dry-run\n--ignore-space\n--wait\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
             else
                 _kvbank_files
             fi ;;
@@ -112,7 +115,7 @@ _kvbank() {
             fi ;;
         render)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-o\n--output\n--program\n--note\n--seconds\n--release\n--demo\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-o\n--output\n--program\n--note\n--seconds\n--release\n--conversion\n--dither\n--demo\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
             else
                 _kvbank_files
             fi ;;
@@ -124,7 +127,7 @@ _kvbank() {
             fi ;;
         space)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n--conversion\n--dither\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
             else
                 _kvbank_files
             fi ;;

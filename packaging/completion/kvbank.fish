@@ -25,7 +25,9 @@ complete -c kvbank -l log-file -r -F -d 'append every message and the exit code 
 complete -c kvbank -n '__fish_seen_subcommand_from build' -s d -l dir -x -a '(__fish_complete_directories)' -d 'the folder for the banks; made when it is missing'
 complete -c kvbank -n '__fish_seen_subcommand_from build' -s r -l rates -x -a 'all 44100 48000 88200 96000 176400 192000' -d 'the sample rates, with commas between, or \'all\''
 complete -c kvbank -n '__fish_seen_subcommand_from build' -l layout -x -a 'plain per-key' -d 'plain (default): one copy of each sample; per-key: one for each key that plays it'
-complete -c kvbank -n '__fish_seen_subcommand_from build' -l quality -x -d 'quality of the conversion: 0 is linear, 2 is cubic, 7 (default) is the best'
+complete -c kvbank -n '__fish_seen_subcommand_from build' -l quality -x -d 'quality of the standard conversion: 0 is linear, 2 is cubic, 7 (default) is the best'
+complete -c kvbank -n '__fish_seen_subcommand_from build' -l conversion -x -a 'standard precise' -d 'standard (default): the instrument\'s own; precise: the exact ratio, loops in phase'
+complete -c kvbank -n '__fish_seen_subcommand_from build' -l dither -d 'with the precise conversion: add noise of the last bit before rounding'
 complete -c kvbank -n '__fish_seen_subcommand_from build' -l jobs -x -d 'sources built at once (default 1, which already uses all processors); more are faster where the sources are small or the disk is slow to sync'
 complete -c kvbank -n '__fish_seen_subcommand_from build' -s f -l force -d 'build also banks that are there already, stale ones too'
 complete -c kvbank -n '__fish_seen_subcommand_from build' -l sums -d 'also write the SHA-256 sum of each bank it builds to NAME.sha256 beside it, for verify and sha256sum -c'
@@ -64,6 +66,8 @@ complete -c kvbank -n '__fish_seen_subcommand_from render' -l program -x -d 'the
 complete -c kvbank -n '__fish_seen_subcommand_from render' -l note -x -d 'the key that is pressed, 60 without this option, and how hard, 100'
 complete -c kvbank -n '__fish_seen_subcommand_from render' -l seconds -x -d 'how long the key is held, 2 without this option'
 complete -c kvbank -n '__fish_seen_subcommand_from render' -l release -x -d 'how long the sound fades away after that, 0.5'
+complete -c kvbank -n '__fish_seen_subcommand_from render' -l conversion -x -a 'standard precise' -d 'standard (default): the instrument\'s own; precise: the exact ratio, loops in phase'
+complete -c kvbank -n '__fish_seen_subcommand_from render' -l dither -d 'with the precise conversion: add noise of the last bit before rounding'
 complete -c kvbank -n '__fish_seen_subcommand_from render' -l demo -d 'play a scale from the key upwards and a chord'
 complete -c kvbank -n '__fish_seen_subcommand_from render' -s f -l force -d 'replace OUT when it is there'
 complete -c kvbank -n '__fish_seen_subcommand_from render' -F
@@ -74,6 +78,8 @@ complete -c kvbank -n '__fish_seen_subcommand_from report' -F
 complete -c kvbank -n '__fish_seen_subcommand_from space' -s d -l dir -x -a '(__fish_complete_directories)' -d 'the folder that the banks are for'
 complete -c kvbank -n '__fish_seen_subcommand_from space' -s r -l rates -x -a 'all 44100 48000 88200 96000 176400 192000' -d 'the sample rates, with commas between, or \'all\''
 complete -c kvbank -n '__fish_seen_subcommand_from space' -l layout -x -a 'plain per-key' -d 'plain (default): one copy of each sample; per-key: one for each key that plays it'
+complete -c kvbank -n '__fish_seen_subcommand_from space' -l conversion -x -a 'standard precise' -d 'standard (default): the instrument\'s own; precise: the exact ratio, loops in phase'
+complete -c kvbank -n '__fish_seen_subcommand_from space' -l dither -d 'with the precise conversion: add noise of the last bit before rounding'
 complete -c kvbank -n '__fish_seen_subcommand_from space' -s f -l force -d 'as for build: banks that are there would be built again'
 complete -c kvbank -n '__fish_seen_subcommand_from space' -F
 complete -c kvbank -n '__fish_seen_subcommand_from tree' -l depth -x -d 'how many levels to show (default 64)'

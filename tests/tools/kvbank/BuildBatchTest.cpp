@@ -100,11 +100,11 @@ TEST_F(BuildBatchTest, JsonHasAnObjectForEachSource) {
     document["sources"][2].erase("banks");
     EXPECT_EQ(Json::parse(R"json({"schema": 1, "command": "build", "exit_code": 3, "sources": [
         {"source": "DIR/A.kvs", "state": "done", "exit_code": 0, "folder": "DIR/out", "layout": "plain",
-         "dry_run": false, "bytes_needed": 2097152},
+         "dry_run": false, "conversion": "standard", "bytes_needed": 2097152},
         {"source": "DIR/B.kvs", "state": "failed", "exit_code": 3, "folder": "DIR/out", "layout": "plain",
-         "dry_run": false, "errors": ["DIR/B.kvs: not a bank (engine result 7)"]},
+         "dry_run": false, "conversion": "standard", "errors": ["DIR/B.kvs: not a bank (engine result 7)"]},
         {"source": "DIR/C.kvs", "state": "done", "exit_code": 0, "folder": "DIR/out", "layout": "plain",
-         "dry_run": false, "bytes_needed": 2097152}],
+         "dry_run": false, "conversion": "standard", "bytes_needed": 2097152}],
         "summary": {"sources": 3, "done": 2, "failed": 1, "stopped": 0, "not_begun": 0, "banks_built": 4,
          "bytes": 4784, "seconds": "TIME"}})json"),
               document);

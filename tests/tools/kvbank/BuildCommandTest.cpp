@@ -96,7 +96,7 @@ TEST_F(BuildCommandTest, JsonTellsEveryBank) {
     EXPECT_GT(document["bytes_free"].get<uint64_t>(), 0u);
     document.erase("bytes_free");
     EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "build", "exit_code": 0, "source": "DIR/Src.kvs",
-        "folder": "DIR", "layout": "plain", "dry_run": false, "bytes_needed": 1048576, "banks": [
+        "folder": "DIR", "layout": "plain", "dry_run": false, "conversion": "standard", "bytes_needed": 1048576, "banks": [
             {"rate": 44100, "file": "Src_0AC44.kvn", "predicted_mib": 1, "action": "built", "bytes": 1187,
              "seconds": "TIME"},
             {"rate": 48000, "file": "Src_0BB80.kvn", "predicted_mib": 1, "action": "skipped",

@@ -151,7 +151,7 @@ TEST_F(RenderCommandTest, JsonTellsProgramFormAndLayers) {
     EXPECT_NEAR(std::exp2(7 / 1200.0), document["notes"][0]["layers"][0]["ratio"].get<double>(), 5e-6);
     document["notes"][0]["layers"][0].erase("ratio");
     EXPECT_EQ(Json::parse(R"({"schema": 1, "command": "render", "exit_code": 0, "file": "DIR/Src_0AC44.kvn",
-        "output": "DIR/note.wav", "program": {"bank": 0, "number": 0, "name": "Program 0"}, "rate": 44100,
+        "output": "DIR/note.wav", "program": {"bank": 0, "number": 0, "name": "Program 0"}, "conversion": "standard", "rate": 44100,
         "bits": 16, "channels": 1, "frames": 8820, "gain": 1.0,
         "notes": [{"key": 60, "velocity": 100, "start": 0.0,
                    "layers": [{"sample": 3, "name": "Sample 0", "root_key": 60, "looped": true}]}]})"),

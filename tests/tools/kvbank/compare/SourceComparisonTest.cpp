@@ -54,7 +54,7 @@ TEST_F(SourceComparisonTest, SeveralBanksAreComparedOneAfterTheOther) {
     EXPECT_EQ(0, document["exit_code"]);
     ASSERT_EQ(6u, document["files"].size());
     EXPECT_EQ(Json::parse(R"({"file": "DIR/Src_0AC44.kvn", "kind": "enriched", "bytes": 4752, "records": 18,
-                              "rate": 44100, "compared": true, "good": true, "problem_count": 0,
+                              "rate": 44100, "compared": true, "conversion": "standard", "good": true, "problem_count": 0,
                               "problems": []})"),
               document["files"][0]);
 }
