@@ -1,5 +1,7 @@
 #include "bank/DBEUCreate.h"
 
+#include <cerrno>
+
 #include "bank/BankWriter.h"
 #include "bank/HelperThreads.h"
 #include "shared/System/kvModule.h"
@@ -16,10 +18,13 @@ CDBEUCreate::CDBEUCreate()
     : m_progress([this](int nCode, unsigned int nValue) { return Callback(nCode, nValue); }),
       m_analysis(m_source, m_progress),
       m_nHelpers(HelperThreadCount()) {
+    errno = 0;
     m_bWorker = m_thread.AddFunction(ThreadFuncCreate, 0) == kCreateFunction &&
                 m_thread.AddFunction(ThreadFuncAnalyze, 0) == kAnalyzeFunction &&
                 m_thread.Create(this, GetCurrentPriority() - kPriorityBelowCaller) != 0;
-    if (!m_bWorker) m_nStatus = kBankNoWorker;
+    if (m_bWorker) return;
+    m_nStatus = kBankNoWorker;
+    m_fault = {.result = kBankNoWorker, .nError = errno};
 }
 
 CDBEUCreate::~CDBEUCreate() {
@@ -62,7 +67,10 @@ BankResult CDBEUCreate::SetSrcFile(const char* pszPath) {
 
 BankOutcome CDBEUCreate::StartAnalysis(const char* pszPath) {
     if (pszPath == nullptr || *pszPath == '\0') return {.result = kBankBadArgument};
-    if (!m_bWorker) return {.result = kBankNoWorker};  // the analysis would never end
+    if (!m_bWorker) {  // the analysis would never end
+        const bool bKnown = m_fault.result == kBankNoWorker;
+        return {.result = kBankNoWorker, .nError = bKnown ? m_fault.nError : 0};
+    }
     const BankOutcome opened = CatchWantOfMemory([&] { return m_source.Open(pszPath); });
     // When banks cannot be named after the new name, the earlier source
     // stays open and its analysis stays valid.

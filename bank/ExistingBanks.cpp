@@ -49,6 +49,12 @@ BankOutcome ForEachBank(const BankShelf& shelf, TVisit visit) {
 // file. The answer "no" then means nothing.
 bool IsWant(int nError) { return nError == ENOMEM || nError == EMFILE || nError == ENFILE; }
 
+// errno tells the cause too, for those who only get the result.
+BankOutcome Want(int nError) {
+    errno = nError;
+    return {.result = kBankNoMemory, .nError = nError};
+}
+
 FileAnswer AddFileLength(const char* pszPath, uint64_t& nTotal) {
     CXFile file;
     unsigned long long nLength = 0;
@@ -87,8 +93,14 @@ BankOutcome FindOccupant(CSDB& source, const char* pszPath, Occupant& occupant) 
     const FileAnswer same = AskFile(looked, [&] { return source.SameFile(pszPath, looked); });
     const FileAnswer held = AskFile(looked, [&] { return CSDB::IsHeld(pszPath, looked); });
     occupant = same ? Occupant::Source : held ? Occupant::Build : Occupant::None;
-    if (same || (!IsWant(same.nError) && !IsWant(held.nError))) return {};
-    return {.result = kBankNoMemory};
+    if (same) return {};
+    for (const int nError : {same.nError, held.nError})
+        if (IsWant(nError)) return Want(nError);
+    // A lock that cannot be asked for may be held: the file stays, but the reason is another one.
+    const int nLockError = held ? looked.GetFirstError() : 0;
+    if (nLockError == 0 || nLockError == EWOULDBLOCK) return {};
+    errno = nLockError;
+    return TargetFault(kBankTargetNotCreated, kSdbAny, kSdbNoID, "it cannot be locked", nLockError);
 }
 
 BankOutcome RemoveBank(CSDB& source, const char* pszPath) {
@@ -115,12 +127,13 @@ BankOutcome RemoveInterruptedBuilds(CSDB& source, const BankShelf& shelf, unsign
     return ForEachBank(shelf, [&](const FoundBank& bank) {
         Occupant occupant = Occupant::None;
         const BankOutcome found = FindOccupant(source, bank.pszPath, occupant);
-        if (!found.IsDone() || occupant != Occupant::None) return found;
+        if (found.result == kBankNoMemory) return found;
+        if (occupant != Occupant::None) return BankOutcome();
         CXFile held;
         const FileAnswer interrupted =
             AskFile(held, [&] { return CSDB::HoldInterruptedBuild(bank.pszPath, kSdbFormatEnriched, held); });
         if (interrupted) nRemoved += DeleteThisFile(bank.pszPath);
-        return BankOutcome{.result = IsWant(interrupted.nError) ? kBankNoMemory : kBankDone};
+        return IsWant(interrupted.nError) ? Want(interrupted.nError) : BankOutcome();
     });
 }
 

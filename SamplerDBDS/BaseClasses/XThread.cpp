@@ -3,6 +3,7 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <new>
 #include <thread>
@@ -30,6 +31,7 @@ int CXThread::AddFunction(Function pfn, int bRunAtStart) {
         if (m_arFunctions.empty()) m_arFunctions.emplace_back(&ExitThreadFunc, 0);
         m_arFunctions.emplace_back(pfn, bRunAtStart != 0);
     } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
         return 0;
     }
     return static_cast<int>(m_arFunctions.size()) - 1;
@@ -41,7 +43,9 @@ int CXThread::Create(void* pArgument, int nPriority) {
     if (m_bRunning || m_nStop || !bHasFunction || !m_event.Create()) return 0;
     m_pArgument = pArgument;
     m_nPriority = ClampLevel(nPriority);
-    m_bRunning = pthread_create(&m_thread, nullptr, &ThreadProc, this) == 0;
+    const int nError = pthread_create(&m_thread, nullptr, &ThreadProc, this);
+    m_bRunning = nError == 0;
+    if (nError != 0) errno = nError;
     return m_bRunning;
 }
 

@@ -67,8 +67,8 @@ bool PartFile::Settle(bool bMoved) {
     return true;
 }
 
-std::vector<std::string> PartFile::FindIn(const fs::path& dir) {
-    return FindTemporaryFiles((dir / kPrefix).string(), IsPartEnd);
+std::vector<std::string> PartFile::FindIn(const fs::path& dir, int* pnError) {
+    return FindTemporaryFiles((dir / kPrefix).string(), IsPartEnd, pnError);
 }
 
 }  // namespace Kestrova

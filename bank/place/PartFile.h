@@ -39,8 +39,8 @@ public:
     int GetSyncError() const { return m_nSyncError; }
 
     // The part files in a folder, held or not (IsTemporaryFileHeld), also those of older versions, which were
-    // named by a process number.
-    static std::vector<std::string> FindIn(const std::filesystem::path& dir);
+    // named by a process number. pnError as for FindTemporaryFiles.
+    static std::vector<std::string> FindIn(const std::filesystem::path& dir, int* pnError = nullptr);
 
 private:
     void MakeInFolder();

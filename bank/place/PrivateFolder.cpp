@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "shared/System/kvFolderNames.h"
 #include "shared/System/kvSafeFile.h"
 
 namespace Kestrova {
@@ -26,12 +27,15 @@ void Note(int nResult, const fs::path& path, std::vector<Leftover>& left) {
 // Removes the banks in a private folder, and the folder. Anything else that somebody put there stays, and the
 // folder with it.
 std::vector<Leftover> RemovePrivate(const fs::path& path) {
-    std::vector<fs::path> banks;
-    std::error_code ignored;
-    for (fs::directory_iterator it(path, ignored), end; !ignored && it != end; it.increment(ignored))
-        if (it->path().extension() == ".kvn" || it->path().extension() == ".kvr") banks.push_back(it->path());
+    std::vector<std::string> names;
+    if (const int nError = ReadFolderNames(path.c_str(), names); nError != 0) {
+        if (nError == ENOENT) return {};
+        return {{path, nError}};
+    }
     std::vector<Leftover> left;
-    for (const fs::path& bank : banks) Note(unlink(bank.c_str()), bank, left);
+    for (const std::string& strName : names)
+        if (strName.ends_with(".kvn") || strName.ends_with(".kvr"))
+            Note(unlink((path / strName).c_str()), path / strName, left);
     // A folder that is not empty cannot be removed; what is in it is in the list already.
     if (left.empty()) Note(rmdir(path.c_str()), path, left);
     return left;
@@ -88,13 +92,17 @@ PrivateFolder::Cleaned PrivateFolder::RemoveAbandoned(const fs::path& dir, const
     return cleaned;
 }
 
-std::vector<PrivateFolder::Found> PrivateFolder::FindIn(const fs::path& dir) {
+std::vector<PrivateFolder::Found> PrivateFolder::FindIn(const fs::path& dir, int* pnError) {
+    std::vector<std::string> names;
+    const int nError = ReadFolderNames(dir.c_str(), names);
+    if (pnError != nullptr) *pnError = nError;
     std::vector<Found> arFound;
-    std::error_code ignored;
-    for (fs::directory_iterator it(dir, ignored), end; !ignored && it != end; it.increment(ignored)) {
-        const bool bPrivate = it->path().filename().string().rfind(kPrefix, 0) == 0;
-        if (!bPrivate || it->is_symlink(ignored) || !it->is_directory(ignored)) continue;
-        arFound.push_back({it->path(), FolderLock::Ask(it->path())});
+    for (const std::string& strName : names) {
+        std::error_code ignored;
+        const fs::path path = dir / strName;
+        if (strName.starts_with(kPrefix) &&
+            fs::symlink_status(path, ignored).type() == fs::file_type::directory)
+            arFound.push_back({path, FolderLock::Ask(path)});
     }
     return arFound;
 }

@@ -53,12 +53,12 @@ public:
     std::vector<Leftover> Remove();
 
     // The private folders in dir, and whether a process holds each. Those that nobody holds were left by
-    // builds that died.
+    // builds that died. Sets *pnError, unless that is null, to 0, or to errno when dir cannot be read.
     struct Found {
         std::filesystem::path path;
         Hold hold = Hold::Free;
     };
-    static std::vector<Found> FindIn(const std::filesystem::path& dir);
+    static std::vector<Found> FindIn(const std::filesystem::path& dir, int* pnError = nullptr);
 
     // Removes the private folders in dir that no process holds any more. Those for which the file system
     // cannot tell are left alone. REQUIRES: the turn is one, and at dir.

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "import/notefolder/NoteFolderPlanner.h"
+#include "shared/System/kvFolderNames.h"
 
 namespace Kestrova {
 namespace {
@@ -55,13 +56,15 @@ ImportOutcome NoteFolder::Open(const std::string& strPath) {
 }
 
 ImportOutcome NoteFolder::ListFiles(const std::string& strPath, std::vector<std::string>& names) {
-    std::error_code error;
-    for (fs::directory_iterator it(strPath, error), end; !error && it != end; it.increment(error)) {
-        std::error_code unknown;
-        if (it->is_regular_file(unknown)) names.push_back(it->path().filename());
+    std::vector<std::string> all;
+    if (const int nError = ReadFolderNames(strPath.c_str(), all); nError != 0) return Unreadable(nError);
+    for (std::string& strName : all) {
+        std::error_code unknown;  // what cannot be looked at is told when it is read
+        const fs::file_status status = fs::status(fs::path(strPath) / strName, unknown);
+        if (fs::is_regular_file(status) || status.type() == fs::file_type::none)
+            names.push_back(std::move(strName));
     }
-    std::sort(names.begin(), names.end());
-    return error ? Unreadable(error.value()) : ImportOutcome();
+    return {};
 }
 
 void NoteFolder::Group(const std::string& strPath, const std::vector<std::string>& names) {

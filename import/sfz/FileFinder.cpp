@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "shared/System/kvFolderNames.h"
 #include "shared/System/kvPath.h"
 
 namespace Kestrova {
@@ -90,9 +91,9 @@ ImportOutcome FileFinder::FindInAnyCase(const std::string& strName, std::string&
 const FileFinder::Names& FileFinder::NamesIn(const std::string& strFolder) {
     const auto [place, bNew] = m_folders.try_emplace(strFolder);
     if (!bNew) return place->second;
-    std::error_code error;
-    for (fs::directory_iterator it(strFolder, error), end; !error && it != end; it.increment(error)) {
-        const std::string strName = it->path().filename().string();
+    std::vector<std::string> names;
+    ReadFolderNames(strFolder.c_str(), names);  // a folder that cannot be read has no names in another case
+    for (const std::string& strName : names) {
         std::string& strFirst = place->second[LowerCase(strName)];
         if (strFirst.empty() || strName < strFirst) strFirst = strName;
     }

@@ -1,30 +1,15 @@
 #include "shared/System/kvDirectory.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <memory>
 
+#include "shared/System/kvFolderNames.h"
 #include "shared/System/kvPath.h"
 
 namespace Kestrova {
 
 namespace {
-
-struct CloseDir {
-    void operator()(DIR* pDir) const { closedir(pDir); }
-};
-
-// The next entry; null with errno 0 at the end, and null with the error when the folder cannot be read on.
-const dirent* NextEntry(DIR* pDir) {
-    errno = 0;
-    return readdir(pDir);
-}
-
-bool IsDots(const char* pszName) { return std::strcmp(pszName, ".") == 0 || std::strcmp(pszName, "..") == 0; }
 
 // The folder part of a unified path as an absolute path that ends in "/"; empty when there is no such folder.
 std::string AbsoluteFolder(const char* pszPath) {
@@ -55,9 +40,7 @@ bool Directory::Open(const char* pszPath, Filter pfnFilter, void* pUser) {
     m_pUser = pUser;
     // Deliberate (Q14): a folder walk takes the folder part: "/a/b" walks "/a/".
     m_strFolder = AbsoluteFolder(pszPath != nullptr ? pszPath : "/");
-    m_bOpen = ReadNames(m_strFolder.c_str());
-    if (!m_bOpen) m_arNames.clear();
-    std::sort(m_arNames.begin(), m_arNames.end());
+    m_bOpen = ReadFolderNames(m_strFolder.c_str(), m_arNames) == 0;
     return m_bOpen;
 }
 
@@ -75,14 +58,6 @@ void Directory::Close() {
     m_bOpen = false;
     m_arNames.clear();
     m_nNext = 0;
-}
-
-bool Directory::ReadNames(const char* pszFolder) {
-    const std::unique_ptr<DIR, CloseDir> pDir(opendir(pszFolder));
-    if (pDir == nullptr) return false;
-    while (const dirent* pEntry = NextEntry(pDir.get()))
-        if (!IsDots(pEntry->d_name)) m_arNames.emplace_back(pEntry->d_name);
-    return errno == 0;
 }
 
 bool Directory::Describe(const std::string& strName, tagDirObjInfo& info) const {

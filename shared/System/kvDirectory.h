@@ -42,7 +42,6 @@ public:
     void Close();
 
 private:
-    bool ReadNames(const char* pszFolder);
     bool Describe(const std::string& strName, tagDirObjInfo& info) const;
     bool Accepts(tagDirObjInfo& info) const { return m_pfnFilter == nullptr || m_pfnFilter(&info, m_pUser); }
 

@@ -13,15 +13,6 @@
 namespace Kestrova {
 namespace {
 
-bool WriteAll(int nFile, std::string_view content) {
-    while (!content.empty()) {
-        const ssize_t nWritten = write(nFile, content.data(), content.size());
-        if (nWritten > 0) content.remove_prefix(static_cast<size_t>(nWritten));
-        if (nWritten == 0 || (nWritten < 0 && errno != EINTR)) return false;
-    }
-    return true;
-}
-
 bool WriteAllAt(int nFile, off_t nPosition, std::string_view content) {
     return content.empty() || (lseek(nFile, nPosition, SEEK_SET) >= 0 && WriteAll(nFile, content));
 }
@@ -52,6 +43,16 @@ bool ReadToEnd(int nFile, size_t nMaxBytes, std::string& strText) {
         strText.resize(nBefore + static_cast<size_t>(nRead > 0 ? nRead : 0));
         if (nRead == 0) return true;
         if (nRead < 0 && nError != EINTR) return false;
+    }
+    return true;
+}
+
+bool WriteAll(int nFile, std::string_view content) {
+    while (!content.empty()) {
+        const ssize_t nWritten = write(nFile, content.data(), content.size());
+        if (nWritten > 0) content.remove_prefix(static_cast<size_t>(nWritten));
+        if (nWritten == 0) errno = ENOSPC;
+        if (nWritten == 0 || (nWritten < 0 && errno != EINTR)) return false;
     }
     return true;
 }

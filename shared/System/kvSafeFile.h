@@ -24,6 +24,9 @@ private:
     const int m_nFile;
 };
 
+// Writes all of it, in as many pieces as the system takes. false with errno set when it cannot.
+bool WriteAll(int nFile, std::string_view content);
+
 // Reads to the end of the file, but stops soon after nMaxBytes: a text longer than that may not be the whole
 // file. false when a read fails. Throws std::bad_alloc.
 bool ReadToEnd(int nFile, size_t nMaxBytes, std::string& strText);

@@ -11,7 +11,7 @@
 #include <ctime>
 #include <utility>
 
-#include "shared/System/kvDirectory.h"
+#include "shared/System/kvFolderNames.h"
 #include "shared/System/kvPath.h"
 
 namespace Kestrova {
@@ -129,21 +129,23 @@ bool IsTemporaryEnd(std::string_view end) {
     return end.size() == 6 && std::all_of(end.begin(), end.end(), isOne);
 }
 
-std::vector<std::string> FindTemporaryFiles(const std::string& strStem, bool (*pfnIsEnd)(std::string_view)) {
-    std::vector<std::string> found;
-    const size_t nPrefixAt = FolderPart(strStem).size();
-    const std::string_view prefix = std::string_view(strStem).substr(nPrefixAt);
-    Directory folder;
-    folder.Open(nPrefixAt > 0 ? strStem.c_str() : "./", nullptr, nullptr);
-    for (tagDirObjInfo entry; folder.GetObject(&entry);) {
-        const std::string_view path(entry.strPath.c_str());
-        const std::string_view name = path.substr(FolderPart(path).size());
-        if (!name.starts_with(prefix) || !pfnIsEnd(name.substr(prefix.size()))) continue;
-        std::string strFound = strStem.substr(0, nPrefixAt).append(name);
+std::vector<std::string> FindTemporaryFiles(const std::string& strStem, bool (*pfnIsEnd)(std::string_view),
+                                            int* pnError) {
+    std::vector<std::string> found, names;
+    const std::string strFolder(FolderPart(std::string_view(strStem)));
+    const std::string_view prefix = std::string_view(strStem).substr(strFolder.size());
+    int nError = ReadFolderNames(strFolder.empty() ? "./" : strFolder.c_str(), names);
+    for (const std::string& strName : names) {
+        if (!strName.starts_with(prefix) || !pfnIsEnd(std::string_view(strName).substr(prefix.size())))
+            continue;
+        std::string strFound = strFolder + strName;
         struct stat status;
-        if (lstat(strFound.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+        if (lstat(strFound.c_str(), &status) != 0)
+            nError = errno != ENOENT ? errno : nError;
+        else if (S_ISREG(status.st_mode))
             found.push_back(std::move(strFound));
     }
+    if (pnError != nullptr) *pnError = nError;
     return found;
 }
 

@@ -63,10 +63,11 @@ bool RenameToFree(const char* pszFile, const char* pszPlace);
 // Whether a name's end, behind the stem, is what this class and mkostemp put there: six letters or digits.
 bool IsTemporaryEnd(std::string_view end);
 
-// The paths of the files whose names are the stem and an end that passes the test, held or not. A folder that
-// cannot be read has none. Throws std::bad_alloc.
+// The paths of the files whose names are the stem and an end that passes the test, held or not. Sets *pnError,
+// unless that is null, to 0, or to errno when not all could be looked at. Throws std::bad_alloc.
 std::vector<std::string> FindTemporaryFiles(const std::string& strStem,
-                                            bool (*pfnIsEnd)(std::string_view) = IsTemporaryEnd);
+                                            bool (*pfnIsEnd)(std::string_view) = IsTemporaryEnd,
+                                            int* pnError = nullptr);
 
 // Whether the process that makes the file is still at work. Where the file system has no locks, a file
 // changed less than an hour ago counts as held, because none of our files takes nearly as long. A file that

@@ -11,8 +11,9 @@ namespace Kestrova {
 namespace {
 
 void TellDemo(const std::string& strFile, const DemoFacts& facts, Console& console, Json& document) {
-    std::error_code ignored;
-    const uint64_t nBytes = std::filesystem::file_size(strFile, ignored);
+    std::error_code unknown;
+    const uintmax_t nSize = std::filesystem::file_size(strFile, unknown);
+    const uint64_t nBytes = unknown ? 0 : nSize;
     document["bytes"] = nBytes;
     document["samples"] = facts.nSamples;
     document["programs"] = facts.nPrograms;

@@ -64,7 +64,7 @@ private:
     Console& m_console;
     const std::string m_strInput;
     const std::string m_strOutput;
-    Json m_document;
+    Json m_document = Json::object();
 };
 
 }  // namespace Kestrova

@@ -1,6 +1,8 @@
 #include "tools/kvbank/InfoCommand.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
@@ -53,12 +55,16 @@ int InfoCommand::Run(Console& console) {
 }
 
 ExitCode InfoCommand::TellFile(InfoReporter& reporter) const {
-    if (CSDB::IsHeld(m_strFile.c_str())) {
-        reporter.TellFailure("another process is building it");
-        return kExitBusy;
+    if (const Ending held = AskHeld(m_strFile); !held.IsDone()) {
+        reporter.TellFailure(held.strError);
+        return held.code;
     }
     CSDB database;
     if (!OpenEitherKind(database, m_strFile)) {
+        if (errno != 0 && errno != ENOMEM) {
+            reporter.TellFailure(std::strerror(errno));
+            return kExitBadInput;
+        }
         const std::string strDamage = WhyDamagedUnopened(m_strFile);
         reporter.TellFailure(strDamage.empty() ? WhyNoBank(m_strFile) : "damaged: " + strDamage);
         return kExitBadInput;

@@ -56,7 +56,7 @@ private:
 
     Console& m_console;
     const std::string m_strFile;
-    Json m_report;
+    Json m_report = Json::object();
 };
 
 }  // namespace Kestrova

@@ -183,12 +183,15 @@ int ParseAndRun(const std::vector<std::string>& arguments, Console& console, con
     return kExitInternal;
 }
 
-// When there is no memory even for this message, only the exit code tells the failure.
+// When there is no memory even for this message, a shorter one takes its place, which needs none.
 int Fail(Console& console, const char* pszVerb, ExitCode code, const char* pszKind, const char* pszCause) {
+    bool bTold = false;
     try {
         console.Error(std::string(pszKind) + pszCause);
+        bTold = true;
         return console.Finish(pszVerb, code);
     } catch (const std::exception&) {
+        if (!bTold) console.err << "kvbank: " << pszKind << '\n' << std::flush;
         return code;
     }
 }

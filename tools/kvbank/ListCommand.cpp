@@ -26,6 +26,8 @@ int ListCommand::Run(Console& console) {
             return console.Finish("list", code);
     std::error_code error;
     std::vector<BankFile> banks = ListBanks(m_strFolder, run.Engine().GetBaseName(), error, m_arRates);
+    std::vector<FoundLeftover> leftovers;
+    if (!error) leftovers = FindLeftovers(m_strFolder, error);
     if (error) {
         console.Error(m_strFolder + ": " + error.message());
         return console.Finish("list", kExitBadInput);
@@ -33,7 +35,7 @@ int ListCommand::Run(Console& console) {
     if (!m_strSource.empty()) BankOrigin(run.Engine(), m_strSource).Check(banks);
     TellList(console, m_strFolder, banks);
     Json report = ListReport(m_strFolder, banks);
-    report["leftovers"] = TellLeftovers(console, m_strFolder, FindLeftovers(m_strFolder, error));
+    report["leftovers"] = TellLeftovers(console, m_strFolder, leftovers);
     const bool bWrong = std::any_of(banks.begin(), banks.end(), IsWrong);
     return console.Finish("list", bWrong ? kExitProblem : kExitDone, report);
 }

@@ -63,7 +63,11 @@ int RemoveCommand::ClearLeftovers(Console& console) const {
     const std::vector<FoundLeftover> found = RemoveLeftovers(m_strFolder, turn, error);
     turn.Release();
     Json rows = Json::array();
-    const ExitCode code = TellRemoved(console, m_strFolder, found, rows);
+    ExitCode code = TellRemoved(console, m_strFolder, found, rows);
+    if (error) {
+        console.Error(m_strFolder + ": not all of it could be looked at: " + error.message());
+        code = kExitBadInput;
+    }
     return console.Finish("remove", code, {{"folder", m_strFolder}, {"leftovers", rows}});
 }
 

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <set>
 
-#include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/NewSource.h"
+#include "tools/kvbank/engine/EngineRun.h"
 #include "tools/kvbank/render/WavFile.h"
 
 namespace Kestrova {
@@ -122,7 +122,8 @@ Ending RenderCommand::CheckFiles() const {
         return {kExitUsage, "--seconds and --release are both 0: there is nothing to play"};
     if (std::filesystem::equivalent(m_strFile, m_strOutput, ignored))
         return {kExitUsage, m_strOutput + ": this is the bank itself"};
-    if (CSDB::IsHeld(m_strFile.c_str())) return {kExitBusy, m_strFile + ": another process is building it"};
+    if (const Ending held = AskHeld(m_strFile); !held.IsDone())
+        return {held.code, m_strFile + ": " + held.strError};
     return CheckNewFile(m_strOutput, m_bForce);
 }
 

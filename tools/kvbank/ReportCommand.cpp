@@ -32,7 +32,7 @@ void ReportCommand::Describe(CLI::App& verb) {
 }
 
 int ReportCommand::Run(Console& console) {
-    Json document;
+    Json document = Json::object();
     document["file"] = m_bank.strPath;
     if (!m_source.strPath.empty()) document["source"] = m_source.strPath;
     document["output"] = m_strOutput;

@@ -2,7 +2,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <exception>
 #include <iostream>
 
 #include "shared/System/kvCancelSignal.h"
@@ -30,7 +29,7 @@ unsigned ErrorColumns() {
 int main(int argc, char** argv) {
     using namespace Kestrova;
     FillStandardPlaces();
-    std::set_terminate(EndWithoutMemory);
+    EndCleanlyWithoutMemory();
     CatchCancelSignals(true);
     Console console(std::cin, std::cout, std::cerr);
     console.bInIsTerminal = isatty(STDIN_FILENO) != 0;

@@ -242,7 +242,7 @@ class Bench:
         self.file = open(report, "r+b")
         self.report = mmap.mmap(self.file.fileno(), kReportBytes)
         self.library = str(build_folder() / "trust/faults/libkv_trust_faults.so")
-        self.environment = {"PATH": os.environ["PATH"], "HOME": str(self.folder / "out"), "LC_ALL": "C.UTF-8",
+        self.environment = {"PATH": os.environ["PATH"], "HOME": str(Path(self.home.name) / "user"), "LC_ALL": "C.UTF-8",
                             "KV_FAULT_REPORT": str(report),
                             **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}}
 
@@ -311,11 +311,16 @@ class Bench:
         return [name for name in found if name not in job.before and name not in job.after]
 
     def check_files(self, job, found):
-        """Each file is as before or as it should be. The sum of a bank may be missing, and what the window was building
-        stands in its place, where it says of itself that it is unfinished."""
+        """Each file is as before or as it should be. The sum of a bank may be missing; settings are made as an empty
+        file when they are opened; and what the window was building stands in its place, where it says of itself that it
+        is unfinished."""
         problems = []
         for name in sorted({*job.before, *job.after}):
-            allowed = (job.before.get(name), job.after.get(name), *([None] if name.endswith(".sha256") else []))
+            allowed = [job.before.get(name), job.after.get(name)]
+            if name.endswith(".sha256"):
+                allowed.append(None)
+            if name.endswith(".ini"):
+                allowed.append(b"")
             if found.get(name) not in allowed and not (job.command == "kvbankmgr" and self.is_interrupted(name)):
                 problems.append(f"{name} is neither as before nor as it should be")
         return problems

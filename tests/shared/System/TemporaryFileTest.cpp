@@ -125,7 +125,21 @@ TEST_F(TemporaryFileTest, AFolderThatIsNotThereIsSaid) {
     EXPECT_EQ(ENOENT, errno);
     EXPECT_FALSE(file.MakeNamed(0600));
     EXPECT_EQ(ENOENT, errno);
-    EXPECT_EQ(Texts{}, FindTemporaryFiles(m_dir.File("none/file.new-")));
+    int nError = 0;
+    EXPECT_EQ(Texts{}, FindTemporaryFiles(m_dir.File("none/file.new-"), IsTemporaryEnd, &nError));
+    EXPECT_EQ(ENOENT, nError);
+}
+
+TEST_F(TemporaryFileTest, AFolderThatCannotBeReadToItsEndIsSaid) {
+    Left("file.new-000000");
+    int nError = 0;
+    {
+        const PosixFault fault("readdir", EIO);
+        EXPECT_EQ(Texts{}, FindTemporaryFiles(Stem(), IsTemporaryEnd, &nError));
+        EXPECT_EQ(EIO, nError);
+    }
+    EXPECT_EQ(1u, FindTemporaryFiles(Stem(), IsTemporaryEnd, &nError).size());
+    EXPECT_EQ(0, nError);
 }
 
 TEST_F(TemporaryFileTest, WhenAllNumbersAreTakenNoFileIsMade) {

@@ -62,7 +62,7 @@ std::string TextOf(const Totals& totals, size_t nSources, double seconds) {
 }
 
 Json RowOf(const SourceOutcome& outcome) {
-    Json row;
+    Json row = Json::object();
     row["source"] = outcome.strSource;
     row["state"] = NameOf(outcome.state);
     if (outcome.state != State::NotBegun) row.update(outcome.facts);
@@ -70,7 +70,7 @@ Json RowOf(const SourceOutcome& outcome) {
 }
 
 Json SummaryOf(const Totals& totals, size_t nSources, double seconds) {
-    Json summary;
+    Json summary = Json::object();
     summary["sources"] = nSources;
     for (const State state : kStateOrder) {
         const bool bTwoWords = state == State::NotBegun;
@@ -113,7 +113,7 @@ int BatchReporter::Finish(ExitCode code, const std::deque<SourceOutcome>& outcom
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
     const Totals totals = TotalsOf(outcomes);
     m_console.Say(TextOf(totals, m_nSources, seconds));
-    Json report;
+    Json report = Json::object();
     report["sources"] = Json::array();
     for (const SourceOutcome& outcome : outcomes) report["sources"].push_back(RowOf(outcome));
     report["summary"] = SummaryOf(totals, m_nSources, seconds);

@@ -28,9 +28,9 @@ bool IsReplaceable(const BankFile& bank) { return bank.state == BankState::Damag
 // The banks of the rate that count. Leftovers of interrupted builds do not count, nor do banks in a private
 // folder when the system cannot tell whether its build still runs.
 std::vector<BankFile> FindBanks(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate,
-                                const fs::path& own) {
-    std::error_code ignored;  // a folder that cannot be read cannot be locked either
-    std::vector<BankFile> banks = ListBanks(options.strFolder, engine.GetBaseName(), ignored, {nRate});
+                                const fs::path& own, std::error_code& error) {
+    std::vector<BankFile> banks = ListBanks(options.strFolder, engine.GetBaseName(), error, {nRate});
+    if (error == std::errc::no_such_file_or_directory) error.clear();
     std::erase_if(banks, [&](const BankFile& bank) {
         return bank.state == BankState::Interrupted || bank.state == BankState::Unfinished ||
                bank.path.parent_path() == own;
@@ -61,7 +61,9 @@ BuildFinding LookAt(const BuildOptions& options, const CDBEUCreate& engine, Bank
     if (SameFile(target, options.strSource)) return {.action = BuildAction::SkipSource};
     if (const char* const pszKind = WhyNoFile(target))
         return {BuildAction::InTheWay, {.path = target, .strCause = pszKind}};
-    std::vector<BankFile> banks = FindBanks(options, engine, plan.nRate, own);
+    std::error_code error;
+    std::vector<BankFile> banks = FindBanks(options, engine, plan.nRate, own, error);
+    if (error) return {BuildAction::InTheWay, {.path = options.strFolder, .strCause = error.message()}};
     if (const BankFile* const pBusy = FirstIn(banks, BankState::BeingBuilt))
         return {BuildAction::Busy, *pBusy};
     if (options.bForce || banks.empty()) return {};

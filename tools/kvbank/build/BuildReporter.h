@@ -47,7 +47,7 @@ private:
 
     Console& m_console;
     const BuildOptions& m_options;
-    Json m_report;
+    Json m_report = Json::object();
     uint64_t m_nNeeded = 0;
     std::unique_ptr<Progress> m_pProgress;  // of the bank being filled
     bool m_bToldNoLocks = false;

@@ -23,7 +23,8 @@ namespace fs = std::filesystem;
 int WhyNotWritable(const std::string& strFolder) {
     const fs::path there = ExistingAncestor(strFolder);
     std::error_code ignored;
-    if (!fs::is_directory(there, ignored)) return ENOTDIR;
+    std::error_code unknown;
+    if (!fs::is_directory(there, unknown)) return unknown ? unknown.value() : ENOTDIR;
     const int nReading = fs::exists(strFolder, ignored) ? R_OK : 0;
     return faccessat(AT_FDCWD, there.c_str(), nReading | W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }

@@ -17,7 +17,7 @@ public:
 private:
     Console& m_console;
     const BuildOptions& m_options;
-    Json m_document;
+    Json m_document = Json::object();
 };
 
 }  // namespace Kestrova

@@ -1,11 +1,14 @@
 #include "tools/kvbank/compare/NoteScan.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "SamplerDBDS/BaseClasses/XFileHold.h"
 #include "SamplerDBDS/DataBase/SDBEngine.h"
 #include "SamplerDBDS/DataBase/SDBNoteWalk.h"
+#include "tools/kvbank/engine/EngineRun.h"
 #include "tools/kvbank/folder/BankFolder.h"
 
 namespace Kestrova {
@@ -52,8 +55,14 @@ bool NoteScan::Read(CXFile& file, const SDBNOTE& note, CSDBInterpreter& record) 
     return file.SeekToPos(note.PosBody()) && record.Read(&file, note.nSize);
 }
 
+std::string WhyUnread(const CXFile& file) {
+    const int nError = file.GetFirstError();
+    if (nError == ENOMEM) throw std::bad_alloc();
+    return nError != 0 ? std::strerror(nError) : "it cannot be read whole";
+}
+
 Ending OpenScan(NoteScan& scan, const std::string& strPath) {
-    if (CSDB::IsHeld(strPath.c_str())) return {kExitBusy, "another process is building it"};
+    if (Ending held = AskHeld(strPath); !held.IsDone()) return held;
     const NoteScan::Outcome outcome = scan.Open(strPath);
     if (outcome == NoteScan::Outcome::Scanned) return {};
     return {kExitBadInput, outcome == NoteScan::Outcome::NotABank

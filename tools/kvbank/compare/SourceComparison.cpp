@@ -1,5 +1,6 @@
 #include "tools/kvbank/compare/SourceComparison.h"
 
+#include <cstring>
 #include <iterator>
 #include <new>
 #include <type_traits>
@@ -15,6 +16,9 @@ namespace {
 // A source that uses ids more than once could lead the walk through the same records again and again.
 constexpr uint64_t kReadsBesideRecords = 65536;
 
+// ": " and what the system said; nothing when it refused nothing.
+std::string Reason(int nError) { return nError != 0 ? std::string(": ") + std::strerror(nError) : ""; }
+
 }  // namespace
 
 SourceComparison::SourceComparison(const CDBEUCreate& engine, const std::string& strSource, SampleDepth depth,
@@ -28,7 +32,7 @@ bool SourceComparison::Run(NoteScan& bank, uint32_t nRate, bool bPerKey, const I
     m_bPerKey = bPerKey;
     Begin(bank, problems, observer);
     if (!m_source.IsOpen())
-        problems.Add("the source cannot be opened any more");
+        problems.Add("the source cannot be opened any more" + Reason(m_source.GetFirstError()));
     else if (!IsBuildableRate(nRate))
         problems.Add("it states no sample rate that a bank can have");
     else if (CompareInfo(nRate, bPerKey) && ComparePresets() &&
@@ -75,6 +79,11 @@ bool SourceComparison::StopAt(uint32_t idOld, const BankOutcome& outcome) {
     return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, idOld) + ": " + outcome.pszCause);
 }
 
+bool SourceComparison::StopAt(const SDBNOTE& note, int nError) {
+    m_pProblems->Add(*m_pBank, note, std::strerror(nError));
+    return false;
+}
+
 bool SourceComparison::ReadSource(CSDBInterpreter& record) {
     const SDBNOTE* const pNote = m_source.GetNoteByID(record.GetID());
     const bool bSample = pNote != nullptr && pNote->nType == kSdbSample;
@@ -83,7 +92,8 @@ bool SourceComparison::ReadSource(CSDBInterpreter& record) {
         return true;
     }
     return Stop("the source's " + DescribeRecord(&m_source, record.GetType(), record.GetID()) +
-                (m_nReadsLeft > 0 ? " cannot be read whole" : " is used more than once"));
+                (m_nReadsLeft > 0 ? " cannot be read whole" + Reason(m_source.GetFirstError())
+                                  : " is used more than once"));
 }
 
 template <class TSourceInfo>
@@ -96,7 +106,7 @@ bool SourceComparison::ReadSourceHeader(TSourceInfo& sample) {
         sample.SetExtFolder(m_strFolder.c_str());
     if (bRead && m_source.ReadWholeNote(&sample)) return true;
     return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, sample.GetID()) +
-                " cannot be read whole");
+                " cannot be read whole" + Reason(m_source.GetFirstError()));
 }
 
 // The bank's next record. Null, with the cause reported, when it is not of the type that the source gives.
@@ -129,6 +139,8 @@ bool SourceComparison::Expect(TRecord& expected, uint32_t& idNew, TRecord* pActu
     TRecord& actual = pActual != nullptr ? *pActual : own;
     idNew = pNote->idNote;
     const bool bRead = m_pBank->IsWhole(*pNote) && m_pBank->Read(*pNote, actual);
+    if (const int nError = m_pBank->File().GetFirstError(); !bRead && nError != 0)
+        return StopAt(*pNote, nError);
     return Told(*pNote, expected, bRead ? Difference(actual, expected) : "its body");
 }
 
@@ -140,6 +152,8 @@ bool SourceComparison::ExpectSample(TSample& expected, uint32_t& idNew, TDiffere
     idNew = pNote->idNote;
     const bool bRead = MeasureEnrichedSample(m_pBank->File(), pNote->PosBody(), pNote->nSize) &&
                        m_pBank->Read(*pNote, actual);
+    if (const int nError = m_pBank->File().GetFirstError(); !bRead && nError != 0)
+        return StopAt(*pNote, nError);
     if (m_depth == SampleDepth::Headers) expected.m_info.lWave = actual.m_info.lWave;
     return Told(*pNote, expected, bRead ? difference(actual, expected) : "its body");
 }

@@ -81,6 +81,7 @@ private:
     uint32_t NewSampleId(uint32_t idOld, int nKey) const;
     bool Stop(const std::string& strCause);
     bool StopAt(uint32_t idOld, const BankOutcome& outcome);
+    bool StopAt(const SDBNOTE& note, int nError);  // the system did not let the bank's record be read
 
     const CDBEUCreate& m_engine;
     const std::string m_strFolder;  // of the source

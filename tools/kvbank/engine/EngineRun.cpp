@@ -35,7 +35,20 @@ OpeningFault FaultOf(const std::string& strSource) {
                              : "the name needs a '.': banks are named after what stands before it"};
 }
 
+// The engine's "out of memory" is also that of file handles.
+const char* CauseOfWant(int nError) {
+    const bool bHandles = nError == EMFILE || nError == ENFILE;
+    return bHandles ? std::strerror(nError) : DescribeResult(kBankNoMemory);
+}
+
 }  // namespace
+
+Ending AskHeld(const std::string& strFile) {
+    bool bBusy = false;
+    std::string strWhy = WhyHeld(strFile, bBusy);
+    if (strWhy.empty()) return {};
+    return {bBusy ? kExitBusy : kExitBadInput, std::move(strWhy)};
+}
 
 ExitCode EngineRun::Open(Console& console, const std::string& strSource,
                          BankResult (EngineRun::*pfnOpen)(const std::string&)) {
@@ -130,8 +143,13 @@ std::string EngineRun::Cause(const BankOutcome& outcome) const {
         case kBankBadArgument: return "nothing stands before the '_' of the name: banks are named after that";
         case kBankSourceNotOpened:
             return outcome.nError != 0 ? std::strerror(outcome.nError) : WhyNoBank(m_strSource);
-        default: return DescribeResult(outcome.result);
+        case kBankNoWorker:
+            if (outcome.nError == 0) break;
+            return std::string(DescribeResult(outcome.result)) + ": " + std::strerror(outcome.nError);
+        case kBankNoMemory: return CauseOfWant(outcome.nError);
+        default: break;
     }
+    return DescribeResult(outcome.result);
 }
 
 std::string EngineRun::Explain(BankResult result, bool bNumber) {
@@ -156,10 +174,10 @@ EngineRun::Removal EngineRun::Remove(const std::string& strBank) {
     }
     const BankResult result = m_engine.RemoveDB(strBank.c_str());
     const int nError = errno;  // of the file's removal, which the result does not tell
-    if (result == kBankNoMemory) return {ExitCodeOf(result), DescribeResult(result)};
+    if (result == kBankNoMemory) return {ExitCodeOf(result), CauseOfWant(nError)};
     std::error_code ignored;
     if (!std::filesystem::exists(std::filesystem::symlink_status(strBank, ignored))) return {};
-    if (CSDB::IsHeld(strBank.c_str())) return {kExitBusy, "another process is building it"};
+    if (const Ending held = AskHeld(strBank); !held.IsDone()) return {held.code, held.strError};
     return {kExitOutput, std::strerror(nError)};
 }
 

@@ -8,8 +8,12 @@
 #include "bank/DBEUCreate.h"
 #include "shared/System/kvMutex.h"
 #include "tools/kvbank/terminal/Console.h"
+#include "tools/kvbank/terminal/Ending.h"
 
 namespace Kestrova {
+
+// Why a verb leaves a bank alone: another process is building it (busy), or its lock cannot be asked for.
+Ending AskHeld(const std::string& strFile);
 
 // Threads: one; the observer is called on it, never on the engine's worker.
 class EngineRun {

@@ -48,7 +48,7 @@ private:
     const std::string m_strFolder;
     const WaveOptions m_options;
     const bool m_bMaps;
-    Json m_document;
+    Json m_document = Json::object();
     uint64_t m_nWaves = 0;
     uint64_t m_nMaps = 0;
     uint64_t m_nBytes = 0;

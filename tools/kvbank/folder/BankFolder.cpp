@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <system_error>
 
 #include "bank/BankRates.h"
 #include "bank/place/PrivateFolder.h"
 #include "shared/System/kvCompare.h"
+#include "shared/System/kvFolderNames.h"
 #include "tools/kvbank/folder/BankCheck.h"
 
 namespace Kestrova {
@@ -30,6 +32,12 @@ bool IsNamedAsInstrument(const fs::path& path) {
     return isThis(".sf2") || isThis(".sf3") || isThis(".sfz");
 }
 
+void TellUnreadable(BankFile& bank, int nError) {
+    if (nError == ENOMEM) throw std::bad_alloc();
+    bank.state = BankState::Unreadable;
+    bank.strCause = std::strerror(nError);
+}
+
 // Sets the state of a whole file that no process holds.
 void TellContent(BankFile& bank) {
     CSDB database;
@@ -37,8 +45,10 @@ void TellContent(BankFile& bank) {
         bank.bEnriched = database.GetFormat() == kSdbFormatEnriched;
         bank.strCause = WhyDamaged(database, ParseAnyBankName(bank.path.filename().string()));
         bank.state = bank.strCause.empty() ? BankState::Complete : BankState::Damaged;
+        if (const int nError = database.GetFirstError(); nError != 0) TellUnreadable(bank, nError);
         return;
     }
+    if (const int nError = errno; nError != 0) return TellUnreadable(bank, nError);
     bank.strCause = WhyDamagedUnopened(bank.path);
     bank.bEnriched = !bank.strCause.empty();
     bank.state = bank.bEnriched ? BankState::Damaged : BankState::NotABank;
@@ -46,11 +56,13 @@ void TellContent(BankFile& bank) {
 }
 
 void TellState(BankFile& bank) {
+    bool bBusy = false;
     if (const int nError = ReadError(bank.path); nError != 0) {
         bank.state = BankState::Unreadable;
         bank.strCause = std::strerror(nError);
-    } else if (CSDB::IsHeld(bank.path.c_str())) {
-        bank.state = BankState::BeingBuilt;
+    } else if (const std::string strWhyHeld = WhyHeld(bank.path, bBusy); !strWhyHeld.empty()) {
+        bank.state = bBusy ? BankState::BeingBuilt : BankState::Unreadable;
+        if (!bBusy) bank.strCause = strWhyHeld;
     } else if (CSDB::IsInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched)) {
         bank.state = BankState::Interrupted;
     } else if (CSDB::IsUnfinishedBuild(bank.path.c_str(), kSdbFormatEnriched)) {
@@ -72,17 +84,19 @@ BankState PrivateState(Hold hold) {
 // Appends the files with their sizes and what their names mean; their states are found later.
 void FindFiles(const fs::path& dir, std::string_view baseName, const std::vector<unsigned int>& arRates,
                std::vector<BankFile>& banks, std::error_code& error) {
-    for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error)) {
-        const std::string strName = it->path().filename().string();
+    std::vector<std::string> names;
+    error.assign(ReadFolderNames(dir.c_str(), names), std::generic_category());
+    for (const std::string& strName : names) {
+        const fs::path path = dir / strName;
         const std::optional<BankFileName> name =
             baseName.empty() ? ParseAnyBankName(strName) : ParseBankFileName(strName, baseName);
-        if (!name || WhyNoFile(it->path()) != nullptr) continue;
-        BankFile bank{.path = it->path(), .layout = name->layout};
+        if (!name || WhyNoFile(path) != nullptr) continue;
+        BankFile bank{.path = path, .layout = name->layout};
         bank.nRate = static_cast<unsigned int>(iSPS[static_cast<size_t>(name->nRateIndex)]);
         if (!arRates.empty() && std::find(arRates.begin(), arRates.end(), bank.nRate) == arRates.end())
             continue;
         std::error_code noSize;
-        const uintmax_t nBytes = it->file_size(noSize);
+        const uintmax_t nBytes = fs::file_size(path, noSize);
         if (!noSize) bank.nBytes = nBytes;
         banks.push_back(bank);
     }
@@ -122,8 +136,18 @@ const char* WhyNoFile(const fs::path& path) {
 }
 
 bool OpenEitherKind(CSDB& database, const fs::path& path) {
-    return database.Open(path.c_str(), kSdbFormatEnriched, false) ||
-           database.Open(path.c_str(), kSdbFormatPlain, false);
+    if (database.Open(path.c_str(), kSdbFormatEnriched, false)) return true;
+    return errno == 0 && database.Open(path.c_str(), kSdbFormatPlain, false);
+}
+
+std::string WhyHeld(const fs::path& path, bool& bBusy) {
+    bBusy = false;
+    CXFile file;
+    if (!CSDB::IsHeld(path.c_str(), file)) return "";
+    const int nError = file.GetFirstError();
+    bBusy = nError == 0 || nError == EWOULDBLOCK;
+    return bBusy ? "another process is building it"
+                 : std::string("it cannot be locked: ") + std::strerror(nError);
 }
 
 std::string WhyNoBank(const fs::path& path) {
@@ -136,7 +160,10 @@ std::vector<BankFile> ListBanks(const fs::path& dir, std::string_view baseName, 
     std::vector<BankFile> banks;
     FindFiles(dir, baseName, arRates, banks, error);
     for (BankFile& bank : banks) TellState(bank);
-    for (const PrivateFolder::Found& found : PrivateFolder::FindIn(dir)) {
+    int nError = 0;
+    const std::vector<PrivateFolder::Found> folders = PrivateFolder::FindIn(dir, &nError);
+    if (!error) error.assign(nError, std::generic_category());
+    for (const PrivateFolder::Found& found : folders) {
         const size_t nFirst = banks.size();
         std::error_code ignored;
         FindFiles(found.path, baseName, arRates, banks, ignored);

@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 #include "bank/place/PartFile.h"
 #include "bank/place/PrivateFolder.h"
+#include "shared/System/kvFolderNames.h"
 #include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/sums/BankSums.h"
 
@@ -15,14 +17,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void FindBanks(const fs::path& dir, bool bHasLocks, std::vector<FoundLeftover>& found,
-               std::error_code& error) {
+void FindBanks(const fs::path& dir, bool bHasLocks, std::vector<FoundLeftover>& found, int& nError) {
     const auto pfnIsLeft = bHasLocks ? CSDB::IsInterruptedBuild : CSDB::IsUnfinishedBuild;
     const Hold hold = bHasLocks ? Hold::Free : Hold::Unknown;
-    for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error))
-        if (ParseAnyBankName(it->path().filename().string()) &&
-            pfnIsLeft(it->path().c_str(), kSdbFormatEnriched))
-            found.push_back({it->path(), LeftoverKind::Bank, hold});
+    std::vector<std::string> names;
+    nError = ReadFolderNames(dir.c_str(), names);
+    for (const std::string& strName : names)
+        if (const fs::path path = dir / strName;
+            ParseAnyBankName(strName) && pfnIsLeft(path.c_str(), kSdbFormatEnriched))
+            found.push_back({path, LeftoverKind::Bank, hold});
 }
 
 int ErrorOf(int nResult) { return nResult == 0 || errno == ENOENT ? 0 : errno; }
@@ -62,15 +65,17 @@ std::vector<FoundLeftover> FindLeftovers(const fs::path& dir, std::error_code& e
     std::vector<FoundLeftover> found;
     const bool bHasLocks = FolderLock::Ask(dir) != Hold::Unknown;
     const Hold used = bHasLocks ? Hold::Held : Hold::Unknown;
-    FindBanks(dir, bHasLocks, found, error);
-    for (const PrivateFolder::Found& folder : PrivateFolder::FindIn(dir))
+    std::array<int, 4> errors{};  // of the four looks
+    FindBanks(dir, bHasLocks, found, errors[0]);
+    for (const PrivateFolder::Found& folder : PrivateFolder::FindIn(dir, &errors[1]))
         found.push_back({folder.path, LeftoverKind::PrivateFolder, folder.hold});
     const auto addTemporary = [&](const std::vector<std::string>& paths, LeftoverKind kind) {
         for (const std::string& strPath : paths)
             found.push_back({strPath, kind, IsTemporaryFileHeld(strPath) ? used : Hold::Free});
     };
-    addTemporary(PartFile::FindIn(dir), LeftoverKind::PartFile);
-    addTemporary(FindNewSums(dir.string()), LeftoverKind::SumsFile);
+    addTemporary(PartFile::FindIn(dir, &errors[2]), LeftoverKind::PartFile);
+    addTemporary(FindNewSums(dir.string(), &errors[3]), LeftoverKind::SumsFile);
+    error.assign(*std::max_element(errors.begin(), errors.end()), std::generic_category());
     std::sort(found.begin(), found.end(),
               [](const FoundLeftover& a, const FoundLeftover& b) { return a.path < b.path; });
     return found;

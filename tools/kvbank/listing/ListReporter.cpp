@@ -34,11 +34,11 @@ void TellList(Console& console, const std::string& strFolder, const std::vector<
 }
 
 Json ListReport(const std::string& strFolder, const std::vector<BankFile>& banks) {
-    Json report;
+    Json report = Json::object();
     report["folder"] = strFolder;
     Json& rows = report["banks"] = Json::array();
     for (const BankFile& bank : banks) {
-        Json row;
+        Json row = Json::object();
         row["file"] = bank.path.string();
         row["rate"] = bank.nRate;
         row["layout"] = LayoutName(bank.layout);

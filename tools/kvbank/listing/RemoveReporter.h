@@ -34,7 +34,7 @@ public:
 
 private:
     Console& m_console;
-    Json m_report;
+    Json m_report = Json::object();
     Json m_rows = Json::array();
 };
 

@@ -32,7 +32,7 @@ private:
     Console& m_console;
     const std::string m_strOutput;
     std::string m_strProgram;
-    Json m_document;
+    Json m_document = Json::object();
 };
 
 }  // namespace Kestrova

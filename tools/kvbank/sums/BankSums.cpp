@@ -82,8 +82,8 @@ bool IsNewSums(std::string_view name) {
 
 std::string SumsPath(const std::string& strBank) { return strBank + ".sha256"; }
 
-std::vector<std::string> FindNewSums(const std::string& strFolder) {
-    return FindTemporaryFiles((fs::path(strFolder) / "").string(), IsNewSums);
+std::vector<std::string> FindNewSums(const std::string& strFolder, int* pnError) {
+    return FindTemporaryFiles((fs::path(strFolder) / "").string(), IsNewSums, pnError);
 }
 
 SumsOutcome SumBank(const std::string& strFile, const SumsProgress& progress, std::string& strSum) {

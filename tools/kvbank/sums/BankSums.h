@@ -34,7 +34,7 @@ std::string SumsPath(const std::string& strBank);
 
 // The sums files in a folder that have not yet taken their places, NAME.sha256.new-NNNNNN: a process is at
 // work on them, or was killed there (kvTemporaryFile.h tells). A folder that cannot be read has none.
-std::vector<std::string> FindNewSums(const std::string& strFolder);
+std::vector<std::string> FindNewSums(const std::string& strFolder, int* pnError = nullptr);
 
 // Reads the whole file, which need not be in its place yet.
 SumsOutcome SumBank(const std::string& strFile, const SumsProgress& progress, std::string& strSum);

@@ -146,7 +146,7 @@ void Console::Message(const char* pszKind, const char* pszLead, const std::strin
 Json Console::Facts(ExitCode code, const Json& report) const {
     // The fields are set one by one. A list of them would be destroyed, for which the library allocates
     // memory, and it ends the process when there is none.
-    Json facts;
+    Json facts = Json::object();
     facts["exit_code"] = static_cast<int>(code);
     facts.update(report);
     if (!m_errors.empty()) facts["errors"] = m_errors;
@@ -168,7 +168,7 @@ ExitCode Console::EndLog(ExitCode code) {
 int Console::Finish(const char* pszCommand, ExitCode code, const Json& report) {
     code = EndLog(code);
     if (bJson) {
-        Json document;
+        Json document = Json::object();
         document["schema"] = 1;
         document["command"] = pszCommand;
         document.update(Facts(code, report));

@@ -64,10 +64,8 @@ void EventLog::Add(const char* pszKind, const std::string& strText) {
     if (m_nFile < 0) return;
     const std::string strLine =
         TimeText() + " " + std::to_string(getpid()) + " " + pszKind + ": " + Printable(strText) + "\n";
-    const ssize_t nBytes = write(m_nFile, strLine.data(), strLine.size());
-    if (nBytes == static_cast<ssize_t>(strLine.size())) return;
     int nNone = 0;
-    m_nError.compare_exchange_strong(nNone, nBytes < 0 ? errno : ENOSPC);
+    if (!WriteAll(m_nFile, strLine)) m_nError.compare_exchange_strong(nNone, errno);
 }
 
 }  // namespace Kestrova

@@ -1,6 +1,7 @@
 #include "tools/kvbank/terminal/ExitCode.h"
 
 #include <array>
+#include <cerrno>
 
 namespace Kestrova {
 namespace {
@@ -35,6 +36,7 @@ ExitCode ExitCodeOf(BankResult result) {
 
 ExitCode ExitCodeOf(const BankOutcome& outcome) {
     if (outcome.side == BankSide::Source && outcome.result == kBankWriteFailed) return kExitBadInput;
+    if (outcome.result == kBankNoWorker && outcome.nError == ENOMEM) return kExitNoMemory;
     const bool bRefused = outcome.side == BankSide::Target && outcome.nError != 0;
     return bRefused && outcome.result != kBankNoMemory ? kExitOutput : ExitCodeOf(outcome.result);
 }

@@ -30,7 +30,7 @@ private:
     Console& m_console;
     const std::string m_strFile;
     const TreeOptions m_options;
-    Json m_document;
+    Json m_document = Json::object();
 };
 
 }  // namespace Kestrova

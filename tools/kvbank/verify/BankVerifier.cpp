@@ -17,7 +17,6 @@
 namespace Kestrova {
 namespace {
 
-constexpr const char* kUnreadable = "it cannot be read whole";
 constexpr size_t kTablePiece = 4096;  // entries
 
 bool IsOfTree(uint8_t nType) { return nType == kSdbProgram || nType == kSdbRegion || nType == kSdbLayer; }
@@ -120,7 +119,7 @@ void BankVerifier::CompareQuickLoad(const SDBNOTE& table) {
         const size_t nLeft = std::min(kTablePiece, nEntries - i);
         if (nInPiece == 0 && !m_scan.File().ReadAtPos(table.PosBody() + i * QuickLoadEntry::kBytes,
                                                       piece.data(), nLeft * QuickLoadEntry::kBytes))
-            return Report(table, kUnreadable);
+            return Report(table, WhyUnread(m_scan.File()));
         if (!IsEntryOf(&piece[nInPiece * QuickLoadEntry::kBytes], notes[i]))
             Report(notes[i], "the quick-load table lists it with another type, id, parent or size");
     }
@@ -241,7 +240,7 @@ void BankVerifier::CheckCycles() {
 template <class TRecord>
 void BankVerifier::CheckDecodes(const SDBNOTE& note) {
     TRecord record(note.idNote, note.idParent);
-    if (!m_scan.Read(note, record)) Report(note, kUnreadable);
+    if (!m_scan.Read(note, record)) Report(note, WhyUnread(m_scan.File()));
 }
 
 // Records of a type that this system does not know are kept as they are.
@@ -264,7 +263,7 @@ bool BankVerifier::IsInSplitProgram(const SDBNOTE& region) const {
 // The analysis of a source has demands only on the regions of split programs, so only these are checked.
 void BankVerifier::CheckRegion(const SDBNOTE& note) {
     CSDBIRegion region(note.idNote, note.idParent);
-    if (!m_scan.Read(note, region)) return Report(note, kUnreadable);
+    if (!m_scan.Read(note, region)) return Report(note, WhyUnread(m_scan.File()));
     if (!IsInSplitProgram(note)) return;
     const auto [nLow, nHigh] = std::minmax(region.m_info.nLowKey, region.m_info.nHighKey);
     if (nLow < 0 || nHigh >= kKeyCount) Report(note, "its keys are outside 0 to 255");
@@ -274,7 +273,7 @@ void BankVerifier::CheckRegion(const SDBNOTE& note) {
 // Deliberate (Q107): in the per-key layout a layer may play nothing where its program is not split.
 void BankVerifier::CheckLayer(const SDBNOTE& note) {
     CSDBILayer layer(note.idNote, note.idParent);
-    if (!m_scan.Read(note, layer)) return Report(note, kUnreadable);
+    if (!m_scan.Read(note, layer)) return Report(note, WhyUnread(m_scan.File()));
     if (layer.m_info.nSampleID == kSdbNoID) {
         const SDBNOTE* const pRegion = m_scan.Find(note.idParent);
         if (!m_bPerKey || pRegion == nullptr || IsInSplitProgram(*pRegion))

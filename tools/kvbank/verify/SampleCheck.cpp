@@ -4,14 +4,13 @@
 #include <array>
 
 #include "shared/System/kvReadBudget.h"
+#include "tools/kvbank/compare/NoteScan.h"
 #include "tools/kvbank/terminal/Console.h"
 
 namespace Kestrova {
 namespace {
 
 using Causes = std::vector<std::string>;
-
-constexpr const char* kUnreadable = "it cannot be read whole";
 
 void CheckLoops(const CSDBISampleBase& sample, Causes& causes) {
     for (uint32_t i = 0; i < sample.m_info.cLayerLoops; ++i) {
@@ -66,6 +65,7 @@ void CheckAlignment(CXFile& file, const SDBNOTE& note, const CSDBISampleEU& samp
 // When header and loops can be read but the whole record cannot, the wave is at fault.
 Causes CheckPlainSample(CXFile& file, const SDBNOTE& note, const std::string& strFolder) {
     Causes causes;
+    file.ClearFirstError();
     CSDBISampleWave sample(note.idNote, note.idParent);
     sample.SetExtFolder(strFolder.c_str());
     if (NoteScan::Read(file, note, sample)) {
@@ -78,14 +78,16 @@ Causes CheckPlainSample(CXFile& file, const SDBNOTE& note, const std::string& st
     const bool bHeader = NoteScan::Read(file, note, header);
     if (bHeader && header.m_lStored == 0)
         return {"its wave file " + Printable(header.m_szFile) + " cannot be read"};
-    return {bHeader ? "its wave cannot be decoded" : kUnreadable};
+    const bool bRefused = file.GetFirstError() != 0;
+    return {bHeader && !bRefused ? "its wave cannot be decoded" : WhyUnread(file)};
 }
 
 Causes CheckEnrichedSample(CXFile& file, const SDBNOTE& note) {
     Causes causes;
-    if (!MeasureEnrichedSample(file, note.PosBody(), note.nSize)) return {kUnreadable};
+    file.ClearFirstError();
+    if (!MeasureEnrichedSample(file, note.PosBody(), note.nSize)) return {WhyUnread(file)};
     CSDBISampleEUWave sample(note.idNote, note.idParent);
-    if (!NoteScan::Read(file, note, sample)) return {kUnreadable};
+    if (!NoteScan::Read(file, note, sample)) return {WhyUnread(file)};
     CheckNumbers(sample, causes);
     CheckAlignment(file, note, sample, causes);
     return causes;

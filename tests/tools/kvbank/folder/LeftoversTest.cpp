@@ -148,5 +148,18 @@ TEST_F(LeftoversTest, AFolderThatCannotBeReadIsSaid) {
     EXPECT_EQ(ENOENT, error.value());
 }
 
+// The folder is read once for each kind of leftover.
+TEST_F(LeftoversTest, AFolderThatCannotBeReadOnceMoreIsSaid) {
+    bool bMet = true;
+    for (int nRead = 1; bMet; ++nRead) {
+        SCOPED_TRACE(nRead);
+        const PosixFault fault("readdir", EIO, nRead);
+        std::error_code error;
+        FindLeftovers(m_dir.Path(), error);
+        bMet = fault.Calls() >= nRead;
+        EXPECT_EQ(bMet ? EIO : 0, error.value());
+    }
+}
+
 }  // namespace
 }  // namespace Kestrova::Test
