@@ -8,7 +8,6 @@
 #include <new>
 
 #include "bank/FileAnswer.h"
-#include "bank/FixedPointConverter.h"
 #include "bank/PitchTables.h"
 
 namespace Kestrova {
