@@ -58,7 +58,7 @@ private:
     BankOutcome WriteQuickLoad();
     BankOutcome Close(BankOutcome outcome);
 
-    // BankWriterSamples.cpp and BankWriterTree.cpp: the stages, in the order of the records.
+    // The stages, in the order of the records; but for the samples they are in BankWriterTree.cpp.
     BankOutcome CreateInfo();
     BankOutcome CreatePresets();
     template <class TSource>

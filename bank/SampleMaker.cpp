@@ -7,7 +7,6 @@
 #include <new>
 
 #include "bank/FileAnswer.h"
-#include "bank/FixedPointConverter.h"
 #include "bank/PitchTables.h"
 #include "shared/System/kvReadBudget.h"
 

@@ -1,4 +1,4 @@
-// WaveConverter.h - the seam between the engine and what turns a wave of one rate or pitch into one of another.
+// WaveConverter.h - what turns a wave of one rate or pitch into one of another: the seam, and the engine's own.
 #pragma once
 
 #include <cstdint>
@@ -40,6 +40,24 @@ public:
     // and behind. pTarget: room for the nFrames of Plan, zero-filled.
     virtual BankOutcome Convert(const WaveOrder& order, const uint8_t* pSource, uint8_t* pTarget,
                                 uint64_t nFrames) const = 0;
+};
+
+// A frame position at the target's rate: position / ratio, rounded, held to 32 bits.
+uint32_t ScaledPosition(uint32_t nPosition, double ratio);
+
+// What every bank is made with unless the engine is given another converter. Each loop moves to its scaled
+// positions, by itself.
+class FixedPointConverter : public IWaveConverter {
+public:
+    // nQuality: of the Resampler, 0 to 7.
+    explicit FixedPointConverter(int nQuality) : m_nQuality(nQuality) {}
+
+    BankOutcome Plan(const WaveOrder& order, std::span<SDBLOOP> loops, uint64_t& nFrames) const override;
+    BankOutcome Convert(const WaveOrder& order, const uint8_t* pSource, uint8_t* pTarget,
+                        uint64_t nFrames) const override;
+
+private:
+    const int m_nQuality;
 };
 
 }  // namespace Kestrova

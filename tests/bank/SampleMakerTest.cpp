@@ -4,7 +4,6 @@
 #include <cmath>
 #include <limits>
 
-#include "bank/FixedPointConverter.h"
 #include "bank/Resampler.h"
 #include "bank/SampleMaker.h"
 #include "tests/support/Vectors.h"

@@ -1,4 +1,4 @@
-#include "bank/FixedPointConverter.h"
+#include "bank/WaveConverter.h"
 
 #include <algorithm>
 #include <limits>
