@@ -6,7 +6,8 @@
 #   asan-ubsan  the same under AddressSanitizer and UBSan
 #   tsan        the same under ThreadSanitizer
 #   clang       everything compiled with clang
-#   bench       the counts of bench/guard; every row of bench/run and curve of bench/growth, with small inputs
+#   bench       the counts of bench/guard; every row of bench/run and curve of bench/growth, with small
+#               inputs; bench/sound
 #   lint        clang-format and clang-tidy over the whole tree
 #   fuzz        each fuzz target for MINUTES (10; a fraction will do), from its seeds and what earlier runs found
 #   packages    the Debian packages: looked at, made twice, installed and purged in a Debian system of their own
@@ -38,6 +39,7 @@ step_bench() {
     bench/guard
     bench/run --quick
     bench/growth --quick --plots "$out/plots"
+    bench/sound
 }
 step_lint() { sh packaging/lint.sh; }
 
