@@ -1,4 +1,5 @@
-// WaveConverter.h - what turns a wave of one rate or pitch into one of another: the seam, and the engine's own.
+// WaveConverter.h - what turns a wave of one rate or pitch into one of another: the seam, and the engine's
+// own.
 #pragma once
 
 #include <cstdint>
@@ -36,8 +37,8 @@ public:
     // are. Fails as conversion failed when the ratio cannot be converted.
     virtual BankOutcome Plan(const WaveOrder& order, std::span<SDBLOOP> loops, uint64_t& nFrames) const = 0;
 
-    // Makes the target's frames. pSource: the order's frames, with kWaveGuardFrames frames of silence in front
-    // and behind. pTarget: room for the nFrames of Plan, zero-filled.
+    // Makes the target's frames. pSource: the order's frames, with kWaveGuardFrames frames of silence in
+    // front and behind. pTarget: room for the nFrames of Plan, zero-filled.
     virtual BankOutcome Convert(const WaveOrder& order, const uint8_t* pSource, uint8_t* pTarget,
                                 uint64_t nFrames) const = 0;
 };

@@ -456,7 +456,8 @@ bool CSDB::IsHeld(const char* pszPath, CXFile& file) {
 
 namespace {
 
-// Whether the file has nothing but zeros from `pos` to its end. It takes one read to see that a bank has more.
+// Whether the file has nothing but zeros from `pos` to its end. It takes one read to see that a bank has
+// more.
 bool IsZeroFrom(CXFile& file, uint64_t pos, uint64_t nSize) {
     std::array<uint8_t, 4096> piece;
     if (!file.SeekToPos(pos)) return false;

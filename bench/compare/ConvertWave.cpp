@@ -1,5 +1,5 @@
-// convert_wave PEER FROM TO - one channel of doubles from standard input to standard output, converted from one
-// rate to another by a library of Debian, so that bench/sound can look at what it makes:
+// convert_wave PEER FROM TO - one channel of doubles from standard input to standard output, converted from
+// one rate to another by a library of Debian, so that bench/sound can look at what it makes:
 //   soxr-vhq           libsoxr, its recipe of 28 bits
 //   soxr-highest       libsoxr, its recipe of 32 bits, the highest that it has
 //   samplerate-best    libsamplerate, best sinc; it knows floats alone

@@ -1,5 +1,5 @@
-// kvMutex.h - a lock, its guard and its condition; and the words by which a lock tells clang's -Wthread-safety what it
-// guards. They are empty for other compilers.
+// kvMutex.h - a lock, its guard and its condition; and the words by which a lock tells clang's
+// -Wthread-safety what it guards. They are empty for other compilers.
 #pragma once
 
 #include <condition_variable>

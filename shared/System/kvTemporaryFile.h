@@ -63,8 +63,8 @@ bool RenameToFree(const char* pszFile, const char* pszPlace);
 // Whether a name's end, behind the stem, is what this class and mkostemp put there: six letters or digits.
 bool IsTemporaryEnd(std::string_view end);
 
-// The paths of the files whose names are the stem and an end that passes the test, held or not. Sets *pnError,
-// unless that is null, to 0, or to errno when not all could be looked at. Throws std::bad_alloc.
+// The paths of the files whose names are the stem and an end that passes the test, held or not. Sets
+// *pnError, unless that is null, to 0, or to errno when not all could be looked at. Throws std::bad_alloc.
 std::vector<std::string> FindTemporaryFiles(const std::string& strStem,
                                             bool (*pfnIsEnd)(std::string_view) = IsTemporaryEnd,
                                             int* pnError = nullptr);

@@ -14,7 +14,8 @@
 namespace Kestrova::Test {
 namespace {
 
-// Makes waves of three frames for each of the source's, whose bytes tell sample and key. Loops move to 1 and 2.
+// Makes waves of three frames for each of the source's, whose bytes tell sample and key. Loops move to 1 and
+// 2.
 class TriplingConverter : public IWaveConverter {
 public:
     BankOutcome Plan(const WaveOrder& order, std::span<SDBLOOP> loops, uint64_t& nFrames) const override {

@@ -1,5 +1,5 @@
-// BankToolsFuzz.cpp - any file as the bank that kvbank is asked about: each verb that reads one ends with one of
-// its exit codes, what it prints as JSON can be read, and the file stays as it is. Input: the file.
+// BankToolsFuzz.cpp - any file as the bank that kvbank is asked about: each verb that reads one ends with one
+// of its exit codes, what it prints as JSON can be read, and the file stays as it is. Input: the file.
 #include "tests/fuzz/CommandRun.h"
 
 namespace {

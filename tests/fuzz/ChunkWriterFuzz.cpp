@@ -1,5 +1,5 @@
-// ChunkWriterFuzz.cpp - any order of calls of the chunk writer: what it has written is always items and chunks
-// one behind the other. Input: a byte for each call, with its arguments behind it.
+// ChunkWriterFuzz.cpp - any order of calls of the chunk writer: what it has written is always items and
+// chunks one behind the other. Input: a byte for each call, with its arguments behind it.
 #include "stream/DataContainer.h"
 #include "tests/fuzz/FuzzInput.h"
 

@@ -1,5 +1,6 @@
-// CommandLineFuzz.cpp - any words as the arguments of kvbank, in a folder with a source and a bank in it: it ends
-// with one of its exit codes, and nothing outside the folder changes. Input: words, each ended by a zero byte.
+// CommandLineFuzz.cpp - any words as the arguments of kvbank, in a folder with a source and a bank in it: it
+// ends with one of its exit codes, and nothing outside the folder changes. Input: words, each ended by a zero
+// byte.
 #include <cctype>
 
 #include "tests/fuzz/CommandRun.h"
@@ -12,8 +13,8 @@ using namespace Kestrova::Test;
 
 constexpr size_t kMostWords = 12;
 
-// No word names anything outside the current folder: a path may neither begin with a slash, also behind an option's
-// letters, nor go up.
+// No word names anything outside the current folder: a path may neither begin with a slash, also behind an
+// option's letters, nor go up.
 std::string Inside(std::string strWord) {
     const bool bOption = strWord.starts_with('-');
     for (size_t i = 0; i < strWord.size(); ++i) {

@@ -1,5 +1,5 @@
-// ContainerFuzz.cpp - the database file: listed by a scan or its quick-load table, read note by note, appended
-// to, committed and opened again. Input: the file. It is written to TMPDIR.
+// ContainerFuzz.cpp - the database file: listed by a scan or its quick-load table, read note by note,
+// appended to, committed and opened again. Input: the file. It is written to TMPDIR.
 #include "tests/fuzz/FuzzInput.h"
 #include "tests/support/TestDatabase.h"
 
@@ -33,8 +33,8 @@ void ReadAllNotes(CSDB& db, uint64_t nFileBytes) {
     }
 }
 
-// Then the file is listed by that table and not by its notes; also when dropping the notes before it has made it
-// the first.
+// Then the file is listed by that table and not by its notes; also when dropping the notes before it has made
+// it the first.
 bool BeginsWithTable(const std::string& strPath) {
     constexpr size_t kTypeOfFirst = FileHeader::kBytes + NoteHeader::kType.offset;
     const Bytes file = ReadFile(strPath);

@@ -1,5 +1,5 @@
-// FuzzSeedsTest.cpp - runs one fuzz target's body over its committed seeds, one test per seed, and over changed
-// forms of them, which are the same in every run.
+// FuzzSeedsTest.cpp - runs one fuzz target's body over its committed seeds, one test per seed, and over
+// changed forms of them, which are the same in every run.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// IniFileFuzz.cpp - a settings file of any bytes: what is set is found again after it was written, and what was
-// there stays. Input: a section, a key and a value, each ended by a zero byte, then the file.
+// IniFileFuzz.cpp - a settings file of any bytes: what is set is found again after it was written, and what
+// was there stays. Input: a section, a key and a value, each ended by a zero byte, then the file.
 #include "shared/System/kvIniFile.h"
 #include "tests/fuzz/FuzzInput.h"
 

@@ -1,6 +1,6 @@
 // NoteMutator.cpp - LLVMFuzzerCustomMutator for targets whose input is a database file: it changes notes, and
-// writes a file whose lengths are right again. So a change behind the first note is not lost in a scan that ends
-// early. One change in eight is a plain one of any bytes.
+// writes a file whose lengths are right again. So a change behind the first note is not lost in a scan that
+// ends early. One change in eight is a plain one of any bytes.
 #include <cstring>
 #include <random>
 

@@ -1,6 +1,6 @@
 // ResamplerFuzz.cpp - conversions of any wave by any ratio: nothing outside wave and destination is touched,
-// and every variant of the kernels gives the bytes of the scalar one. Input: format, quality, room, ratio, then
-// the wave.
+// and every variant of the kernels gives the bytes of the scalar one. Input: format, quality, room, ratio,
+// then the wave.
 #include <cmath>
 
 #include "bank/resample/WingTables.h"

@@ -1,4 +1,5 @@
-// TwoThreadExpandFuzz.cpp - the expander with a second thread gives what it gives with one, or refuses as well.
+// TwoThreadExpandFuzz.cpp - the expander with a second thread gives what it gives with one, or refuses as
+// well.
 // Input: as of the target "expand", a byte and then the stream.
 #include "codec/RawExpand.h"
 #include "stream/StreamBuffer.h"

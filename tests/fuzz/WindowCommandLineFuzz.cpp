@@ -1,5 +1,5 @@
-// WindowCommandLineFuzz.cpp - any words as the arguments of the window: its paths are absolute or not given. Input:
-// words, each ended by a zero byte.
+// WindowCommandLineFuzz.cpp - any words as the arguments of the window: its paths are absolute or not given.
+// Input: words, each ended by a zero byte.
 #include "app/CommandLine.h"
 #include "tests/fuzz/FuzzInput.h"
 

@@ -1,7 +1,7 @@
-// kv_trust_builds N FOLDER - analyses two sources and builds their banks in turn, N builds in one process, half of them
-// by one engine; then N more, in which the resampler keeps its tables. Prints what the process holds after the tenth
-// and after the last build, "open files, threads, heap in use (bytes), resident memory (kB)", and fails when a build
-// does, or when there is more after the last than after the tenth.
+// kv_trust_builds N FOLDER - analyses two sources and builds their banks in turn, N builds in one process,
+// half of them by one engine; then N more, in which the resampler keeps its tables. Prints what the process
+// holds after the tenth and after the last build, "open files, threads, heap in use (bytes), resident memory
+// (kB)", and fails when a build does, or when there is more after the last than after the tenth.
 #include <malloc.h>
 
 #include <cstdio>

@@ -1,5 +1,5 @@
-// CountsAtAbort.cpp - in a build that counts coverage, linked into every test program: a test of a fatal check
-// ends its child process by abort, and what that child has reached would not be counted otherwise.
+// CountsAtAbort.cpp - in a build that counts coverage, linked into every test program: a test of a fatal
+// check ends its child process by abort, and what that child has reached would not be counted otherwise.
 
 #include <csignal>
 

@@ -1,5 +1,5 @@
-// kv_trust_settings KIND FILE - writes settings (ini), preferences or a log once, as the programs do; the proofs make
-// its calls fail. Exit code 1 when the unit says that it failed; ini and log say nothing.
+// kv_trust_settings KIND FILE - writes settings (ini), preferences or a log once, as the programs do; the
+// proofs make its calls fail. Exit code 1 when the unit says that it failed; ini and log say nothing.
 #include <cstdio>
 #include <string_view>
 

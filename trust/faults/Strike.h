@@ -28,7 +28,8 @@ enum class Group {
     Memory,
 };
 
-// Where a call works: at a path, which is taken from the folder nFile where it is relative, or at an open file.
+// Where a call works: at a path, which is taken from the folder nFile where it is relative, or at an open
+// file.
 struct Place {
     const char* pszPath = nullptr;
     int nFile = AT_FDCWD;
@@ -41,9 +42,9 @@ enum class Fate {
     TornKilled  // half of the bytes are moved, and the process is killed
 };
 
-// Counts the call if it is one of those that are counted, and says what becomes of it. When it fails, errno is
-// set to the error asked for; otherwise it stays as it is. A process that is to be killed does not come back.
-// Takes no memory. Any thread may call it.
+// Counts the call if it is one of those that are counted, and says what becomes of it. When it fails, errno
+// is set to the error asked for; otherwise it stays as it is. A process that is to be killed does not come
+// back. Takes no memory. Any thread may call it.
 Fate AskFate(Group group, const char* pszCall, Place place);
 
 // The same for an allocation by the code at pCaller.

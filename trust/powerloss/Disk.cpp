@@ -148,8 +148,8 @@ std::vector<Disk::Fates> Disk::Patterns(size_t nItems) {
     return patterns;
 }
 
-// The states that the newest change of a file adds. It is there in them, or torn, or only the length that it gave
-// the file is there: without it they are states of before.
+// The states that the newest change of a file adds. It is there in them, or torn, or only the length that it
+// gave the file is there: without it they are states of before.
 void Disk::VisitNewest() {
     if (!m_visitor) return;
     const size_t nNewest = m_items.size() - 1;

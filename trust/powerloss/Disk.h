@@ -1,15 +1,16 @@
 // Disk.h - a disk that promises no more than it must: what it may hold after a loss of power.
 //
 // - What was synced is there. fsync and fdatasync of a file bring its bytes and length, no name.
-// - A write that was not synced is there, not there, or torn between two sectors of 512 bytes: only its first or
-//   only its last sectors are there. A sector goes to the disk as it is in memory: with a later write to it
-//   all earlier ones to the same sector are there.
-// - A truncation that was not synced may be missing; what was written to the file behind it is then missing too.
+// - A write that was not synced is there, not there, or torn between two sectors of 512 bytes: only its first
+//   or only its last sectors are there. A sector goes to the disk as it is in memory: with a later write to
+//   it all earlier ones to the same sector are there.
+// - A truncation that was not synced may be missing; what was written to the file behind it is then missing
+// too.
 // - The length of a file may be there before its bytes, which are zeros then.
-// - Names (made, renamed, linked, removed) reach the disk in the order in which they were changed, as a file system
-//   with a journal keeps them, and any number of the last ones may be missing; so a rename never loses both names.
-//   A sync of a folder brings the changes in this folder and all before them. Names do not wait for bytes, nor
-//   bytes for names.
+// - Names (made, renamed, linked, removed) reach the disk in the order in which they were changed, as a file
+//   system with a journal keeps them, and any number of the last ones may be missing; so a rename never loses
+//   both names. A sync of a folder brings the changes in this folder and all before them. Names do not wait
+//   for bytes, nor bytes for names.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// MemoryFileEnv.h - one file in memory under every path, for looking at a state of the disk as a program would.
+// MemoryFileEnv.h - one file in memory under every path, for looking at a state of the disk as a program
+// would.
 #pragma once
 
 #include <algorithm>

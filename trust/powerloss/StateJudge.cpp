@@ -140,8 +140,9 @@ bool StateJudge::IsSettled(const Bytes& bytes, const Bytes& whole) {
     return settled == whole;
 }
 
-// A database that is changed in place. Every note that was committed before the last settled step must be there as
-// it was. Notes that nobody wrote may stand behind them: what was appended has no sum that would tell.
+// A database that is changed in place. Every note that was committed before the last settled step must be
+// there as it was. Notes that nobody wrote may stand behind them: what was appended has no sum that would
+// tell.
 Verdict StateJudge::JudgeDatabase(const std::string& strPath, const Content& content) {
     const std::vector<std::vector<Note>>& steps = m_settled[strPath];
     std::set<std::pair<uint64_t, uint64_t>> committed;

@@ -1,4 +1,5 @@
-// Rounds of the window on the desktop in memory: what a user presses at any moment, and the end at any moment.
+// Rounds of the window on the desktop in memory: what a user presses at any moment, and the end at any
+// moment.
 #include <array>
 #include <chrono>
 #include <filesystem>

@@ -1,5 +1,5 @@
-// kv_trust_threads engine|batch|window ROUNDS [FIRST_SEED] - plays rounds of one kind and tells those that broke
-// a promise. Every round has its seed; one is repeated with "KIND 1 SEED".
+// kv_trust_threads engine|batch|window ROUNDS [FIRST_SEED] - plays rounds of one kind and tells those that
+// broke a promise. Every round has its seed; one is repeated with "KIND 1 SEED".
 #include <gtest/gtest.h>
 #include <unistd.h>
 

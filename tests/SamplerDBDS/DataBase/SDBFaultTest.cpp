@@ -210,7 +210,8 @@ TEST_P(SDBFaultTest, ACommitThatMovesNotesTellsOfEveryFailure) {
               });
 }
 
-// The same with a note that is longer than what waits in memory, so that it fails to be read and written, too.
+// The same with a note that is longer than what waits in memory, so that it fails to be read and written,
+// too.
 TEST_P(SDBFaultTest, ACommitThatMovesALongNoteTellsOfEveryFailure) {
     const Notes arBefore = {
         {.id = 1, .strBody = "one"}, {.id = 2, .strBody = "two"}, {.id = 3, .strBody = kLong}};
@@ -227,8 +228,8 @@ TEST_P(SDBFaultTest, ACommitThatMovesALongNoteTellsOfEveryFailure) {
               arBefore);
 }
 
-// More headers are moved than wait in memory, so that one of them fails to be written. Bytes that could not be
-// written once may be written later; then the commit is whole.
+// More headers are moved than wait in memory, so that one of them fails to be written. Bytes that could not
+// be written once may be written later; then the commit is whole.
 TEST_P(SDBFaultTest, ACommitThatMovesManyNotesTellsOfEveryFailedWrite) {
     Notes arNotes = {{.id = 1, .strBody = "goes"}};
     for (uint32_t id = 2; id < 5000; ++id) arNotes.push_back({.id = id});

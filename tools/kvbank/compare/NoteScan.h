@@ -52,7 +52,8 @@ private:
     CSDBIdMap m_mapLive;  // id -> index of the first live note
 };
 
-// Why a record could not be read: the system's reason, if it had one. Throws std::bad_alloc when memory ran out.
+// Why a record could not be read: the system's reason, if it had one. Throws std::bad_alloc when memory ran
+// out.
 std::string WhyUnread(const CXFile& file);
 
 // Scans a file for a verb. The ending's error is the cause, without the file's name. A file that another

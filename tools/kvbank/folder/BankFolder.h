@@ -41,12 +41,12 @@ bool IsWrong(const BankFile& bank);
 // "it is a folder", "a device", ...: what is at the path, null when that is a file or nothing.
 const char* WhyNoFile(const std::filesystem::path& path);
 
-// Why a bank is to be left alone, "" when it is not: another process is building it (bBusy), or the system does not
-// let its lock be asked for.
+// Why a bank is to be left alone, "" when it is not: another process is building it (bBusy), or the system
+// does not let its lock be asked for.
 std::string WhyHeld(const std::filesystem::path& path, bool& bBusy);
 
-// Opens a database of whichever kind it is, for reading. On failure errno has the system's reason, 0 when it is no
-// database.
+// Opens a database of whichever kind it is, for reading. On failure errno has the system's reason, 0 when it
+// is no database.
 bool OpenEitherKind(CSDB& database, const std::filesystem::path& path);
 
 // Why a file cannot be opened as a database: the system's reason when it cannot be read, else "not a bank",

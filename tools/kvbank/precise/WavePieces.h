@@ -32,8 +32,8 @@ struct LoopFit {
 
 // The fewest repeats for which whole frames change the loop's pitch by less than half a cent; up to 4096, and
 // if none of these does, the best of them. A loop of one frame is a constant without pitch, and is not
-// repeated. Up to a ratio of 1024 the bound is never met: by Dirichlet's theorem one of the 4096 lengths is within
-// 1/4096 frame of a whole number. REQUIRES: nLoopFrames is not 0.
+// repeated. Up to a ratio of 1024 the bound is never met: by Dirichlet's theorem one of the 4096 lengths is
+// within 1/4096 frame of a whole number. REQUIRES: nLoopFrames is not 0.
 LoopFit FitLoop(uint64_t nLoopFrames, double ratio);
 
 // The pieces of a wave in the target's order, none of them empty, and its loops.

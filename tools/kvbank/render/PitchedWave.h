@@ -29,8 +29,8 @@ std::optional<std::vector<uint8_t>> PlayWave(const WaveFrames& wave, size_t nFra
                                              const std::optional<kvb_loop>& loop, double ratio,
                                              uint64_t nFrames);
 
-// The same by the precise conversion (PreciseConverter.h): at the exact ratio, the sample's last frames and the
-// loop's seam filtered as one wave. nDither: when given, noise is added before the rounding.
+// The same by the precise conversion (PreciseConverter.h): at the exact ratio, the sample's last frames and
+// the loop's seam filtered as one wave. nDither: when given, noise is added before the rounding.
 std::optional<std::vector<uint8_t>> PlayWavePrecisely(const WaveFrames& wave, const kvb_sample& sample,
                                                       const std::optional<kvb_loop>& loop, double ratio,
                                                       uint64_t nFrames, std::optional<uint64_t> nDither);

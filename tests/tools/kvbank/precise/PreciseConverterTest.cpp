@@ -59,7 +59,8 @@ Converted Convert(const Bytes& source, WaveOrder order, bool bDither = false) {
     return made;
 }
 
-// What is left of the numbers when the sine of that frequency that fits best is taken away, in dB of the sine.
+// What is left of the numbers when the sine of that frequency that fits best is taken away, in dB of the
+// sine.
 // nFirst: where the numbers stand in the sine; its phase there is found, too.
 double Residue(std::span<const double> numbers, double cycles) {
     double cc = 0, ss = 0, cs = 0, xc = 0, xs = 0;
