@@ -3,9 +3,9 @@
 #include "app/CommandLine.h"
 #include "app/GuiPlatform.h"
 #include "app/StgMan.h"
+#include "codec/ReadBudget.h"
 #include "shared/System/kvCancelSignal.h"
 #include "shared/System/kvModule.h"
-#include "shared/System/kvReadBudget.h"
 
 int main(int argc, char** argv) {
     using namespace Kestrova;

@@ -8,7 +8,7 @@
 
 #include "bank/FileAnswer.h"
 #include "bank/PitchTables.h"
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 
 namespace Kestrova {
 namespace {

@@ -8,7 +8,7 @@
 #include "SamplerDBDS/DataBase/SDBRecordFields.h"
 #include "codec/RawCompress.h"
 #include "codec/RawExpand.h"
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 #include "stream/StreamBuffer.h"
 
 namespace Kestrova {

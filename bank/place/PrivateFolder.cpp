@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "shared/System/kvFolderNames.h"
+#include "shared/System/kvDirectory.h"
 #include "shared/System/kvSafeFile.h"
 
 namespace Kestrova {

@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "import/notefolder/NoteFolderPlanner.h"
-#include "shared/System/kvFolderNames.h"
+#include "shared/System/kvDirectory.h"
 
 namespace Kestrova {
 namespace {

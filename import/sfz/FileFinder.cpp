@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "shared/System/kvFolderNames.h"
+#include "shared/System/kvDirectory.h"
 #include "shared/System/kvPath.h"
 
 namespace Kestrova {

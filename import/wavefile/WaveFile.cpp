@@ -13,9 +13,9 @@
 
 #include "SamplerDBDS/BaseClasses/XFile.h"
 #include "bank/FileAnswer.h"
+#include "codec/ReadBudget.h"
 #include "import/wavefile/WaveEncoding.h"
 #include "shared/System/kvMutex.h"
-#include "shared/System/kvReadBudget.h"
 
 namespace Kestrova {
 namespace {

@@ -73,78 +73,78 @@ _kvbank() {
     case $verb in
         build)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n--quality\n--conversion\n--dither\n--jobs\n-f\n--force\n--sums\n-n\n--dry-run\n--ignore-space\n--wait\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n--quality\n--conversion\n--dither\n--jobs\n-f\n--force\n--sums\n-n\n--dry-run\n--ignore-space\n--wait\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         demo)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-o\n--output\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-o\n--output\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 :
             fi ;;
         export)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-o\n--output\n--sample\n--format\n--bits\n--sfz\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-o\n--output\n--sample\n--format\n--bits\n--sfz\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         import)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-o\n--output\n--preset\n--unsplit\n--list\n--strict\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-o\n--output\n--preset\n--unsplit\n--list\n--strict\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         info)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         list)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'--source\n-r\n--rates\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'--source\n-r\n--rates\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_folders
             fi ;;
         remove)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'--source\n-r\n--rates\n-y\n--yes\n-f\n--force\n--leftovers\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'--source\n-r\n--rates\n-y\n--yes\n-f\n--force\n--leftovers\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_folders
             fi ;;
         render)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-o\n--output\n--program\n--note\n--seconds\n--release\n--conversion\n--dither\n--demo\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-o\n--output\n--program\n--note\n--seconds\n--release\n--conversion\n--dither\n--demo\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         report)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-o\n--output\n--source\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-o\n--output\n--source\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         space)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n--conversion\n--dither\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'-d\n--dir\n-r\n--rates\n--layout\n--conversion\n--dither\n-f\n--force\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         tree)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'--depth\n--type\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'--depth\n--type\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         verify)
             if [[ $cur == -* ]]; then
-                _kvbank_propose -W $'--source\n--quality\n--write-sums\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file'
+                _kvbank_propose -W $'--source\n--quality\n--write-sums\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust'
             else
                 _kvbank_files
             fi ;;
         help) _kvbank_propose -W $'build\ndemo\nexport\nimport\ninfo\nlist\nremove\nrender\nreport\nspace\ntree\nverify' ;;
-        *) _kvbank_propose -W $'build\ndemo\nexport\nimport\ninfo\nlist\nremove\nrender\nreport\nspace\ntree\nverify\nhelp\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file' ;;
+        *) _kvbank_propose -W $'build\ndemo\nexport\nimport\ninfo\nlist\nremove\nrender\nreport\nspace\ntree\nverify\nhelp\n-h\n--help\n-V\n--version\n-q\n--quiet\n-v\n--verbose\n--json\n--progress\n--color\n--log-file\n--trust' ;;
     esac
 }
 

@@ -1,4 +1,4 @@
-// kvDirectory.h - a walk over the entries of one folder, with the caller's filter.
+// kvDirectory.h - the names in a folder; a walk over its entries, with the caller's filter.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,11 @@
 #include "shared/System/kvString.h"
 
 namespace Kestrova {
+
+// Sets the names of a folder's entries, in byte order, without "." and "..". 0; or errno when the folder
+// cannot be read to its end, with no names then. Throws std::bad_alloc, unlike the iterators of the standard
+// library, which end the process when memory runs out within them.
+int ReadFolderNames(const char* pszFolder, std::vector<std::string>& names);
 
 // The flags of a folder and of a symbolic link that leads to one; everything else has 0. Bit 0 tells a folder
 // in both cases, bit 31 a folder that is no link.

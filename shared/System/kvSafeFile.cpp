@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 
 #include "shared/System/kvPath.h"
 #include "shared/System/kvTemporaryFile.h"
@@ -62,8 +63,14 @@ int OpenFolder(const char* pszFolder) { return open(pszFolder, O_RDONLY | O_DIRE
 bool SyncFolder(int nFolder) { return fsync(nFolder) == 0 || errno == EINVAL; }
 
 bool SyncFolderOf(std::string_view path) {
-    const std::string strFolder(FolderPart(path));
-    const FileDescriptor folder(OpenFolder(strFolder.empty() ? "." : strFolder.c_str()));
+    const std::string_view folderPart = path.find('/') == path.npos ? "." : FolderPart(path);
+    char szFolder[PATH_MAX] = {};  // no memory is asked for: the file is in its place already
+    if (folderPart.size() >= sizeof szFolder) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    folderPart.copy(szFolder, folderPart.size());
+    const FileDescriptor folder(OpenFolder(szFolder));
     return folder >= 0 && SyncFolder(folder);
 }
 

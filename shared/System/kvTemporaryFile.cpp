@@ -11,7 +11,7 @@
 #include <ctime>
 #include <utility>
 
-#include "shared/System/kvFolderNames.h"
+#include "shared/System/kvDirectory.h"
 #include "shared/System/kvPath.h"
 
 namespace Kestrova {

@@ -26,8 +26,8 @@ namespace fs = std::filesystem;
 // Makes the file operations of other threads wait, so that a job stands still where a test wants it.
 class GatedFileEnv final : public FaultyFileEnv {
 public:
-    // Operations of one kind, or of every kind, wait until Release.
-    void Hold(FileOp op) { SetGate(op, false); }
+    // Operations of one kind, behind the first nPassing of them, or of every kind, wait until Release.
+    void Hold(FileOp op, int nPassing = 0) { SetGate(op, false, nPassing); }
     void HoldAll() { SetGate(std::nullopt, true); }
     void Release() { SetGate(std::nullopt, false); }
     // Returns when an operation waits.
@@ -59,8 +59,9 @@ public:
 
 private:
     bool Holds(FileOp op) const KV_REQUIRES(m_gate) { return m_bHoldsAll || m_held == op; }
-    void SetGate(std::optional<FileOp> held, bool bAll) {
+    void SetGate(std::optional<FileOp> held, bool bAll, int nPassing = 0) {
         const MutexGuard guard(m_gate);
+        m_nPassing = nPassing;
         m_held = held;
         m_bHoldsAll = bAll;
         m_changed.NotifyAll();
@@ -68,7 +69,7 @@ private:
     void Pass(FileOp op) {
         if (std::this_thread::get_id() == m_own) return;
         MutexGuard guard(m_gate);
-        if (!Holds(op)) return;
+        if (!Holds(op) || m_nPassing-- > 0) return;
         ++m_nWaiting;
         m_changed.NotifyAll();
         m_changed.Wait(guard, [&]() KV_REQUIRES(m_gate) { return !Holds(op); });
@@ -81,6 +82,7 @@ private:
     std::optional<FileOp> m_held KV_GUARDED_BY(m_gate);
     bool m_bHoldsAll KV_GUARDED_BY(m_gate) = false;
     int m_nWaiting KV_GUARDED_BY(m_gate) = 0;
+    int m_nPassing KV_GUARDED_BY(m_gate) = 0;
 };
 
 // A source "Test.kvs", a folder "banks" and folders for the data of this user and of all, all in a temporary
@@ -144,8 +146,9 @@ struct StgManBench {
         ApplyAndHold(FileOp::kRead);
     }
     // Presses the main button; the job stands still in its first operation of this kind until files.Release.
+    // Of syncs it is the one of the commit: the first brings the bank's beginning to the disk.
     void ApplyAndHold(FileOp op) {
-        files.Hold(op);
+        files.Hold(op, op == FileOp::kSync ? 1 : 0);
         Apply();
         files.WaitUntilOneWaits();
     }

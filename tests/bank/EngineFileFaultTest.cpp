@@ -139,7 +139,7 @@ TEST_F(EngineFileFaultTest, ARecordIsNamedByItsIdInTheSource) {
     FaultyFileEnv env;
     EngineDriver driver;
     driver.Engine().SetHelperThreads(0);
-    env.FailCallOf(FileOp::kWrite, 2, Lasting::kForGood, EFBIG);
+    env.FailCallOf(FileOp::kWrite, 3, Lasting::kForGood, EFBIG);
     const BankOutcome outcome = Run(driver);
     EXPECT_EQ(kBankWriteFailed, outcome.result);
     EXPECT_EQ(kSdbSample, outcome.nType);

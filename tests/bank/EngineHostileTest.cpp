@@ -5,7 +5,7 @@
 #include <optional>
 #include <random>
 
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 #include "tests/bank/BankReader.h"
 #include "tests/bank/EngineDriver.h"
 #include "tests/support/RecordBytes.h"

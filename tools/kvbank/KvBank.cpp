@@ -5,7 +5,7 @@
 #include <optional>
 #include <sstream>
 
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 #include "tools/kvbank/BuildCommand.h"
 #include "tools/kvbank/Command.h"
 #include "tools/kvbank/DemoCommand.h"

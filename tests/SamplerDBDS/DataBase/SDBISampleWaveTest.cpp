@@ -5,7 +5,7 @@
 
 #include "SamplerDBDS/DataBase/SDBISample.h"
 #include "SamplerDBDS/DataBase/SDBISampleEU.h"
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 #include "tests/SamplerDBDS/DataBase/SampleBodies.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/RecordBytes.h"

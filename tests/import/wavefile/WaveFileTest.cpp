@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cmath>
 
+#include "codec/ReadBudget.h"
 #include "import/wavefile/WaveFile.h"
-#include "shared/System/kvReadBudget.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/SoundFileMaker.h"
 

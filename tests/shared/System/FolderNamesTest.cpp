@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <new>
 
-#include "shared/System/kvFolderNames.h"
+#include "shared/System/kvDirectory.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 

@@ -59,7 +59,8 @@ TEST_F(BuildFaultTest, ARefusedWriteIsSaidOfTheBankWithTheSystemsReason) {
                                 strBank + "the bank cannot be written" + strReason,
                                 strBank + "the bank file cannot be created" + strReason));
         EXPECT_THAT(Walk(FileOp::kSync, Lasting::kForGood, nError, {kExitOutput}),
-                    ElementsAre(strBank + "the bank cannot be committed" + strReason));
+                    ElementsAre(strBank + "quick-load table: it cannot be written" + strReason,
+                                strBank + "the bank cannot be committed" + strReason));
         EXPECT_THAT(Walk(FileOp::kTruncate, Lasting::kForGood, nError, {kExitOutput}),
                     ElementsAre(strBank + "the bank cannot be committed" + strReason,
                                 strBank + "the bank file cannot be created" + strReason));

@@ -226,7 +226,7 @@ TEST_F(BuildFolderTest, ASyncThatFailsAfterTheRenameSaysThatTheBankIsThere) {
     ASSERT_EQ(0, Build({"--layout", "per-key"}).nCode);
     Outcome outcome;
     {
-        const PosixFault fault("fsync", EIO);
+        const PosixFault fault("fsync", EIO, 2);  // the first is the private folder's
         outcome = Build({"-f", "--json"});
     }
     EXPECT_EQ(kExitOutput, outcome.nCode);

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -11,9 +12,9 @@
 
 namespace Kestrova::Test {
 
-// While it lives: just before a file of a given name in a private folder is synced for the first time, the
+// While it lives: just before a file of a given name in a private folder is synced for the second time, the
 // action for that name runs, on the engine's worker. At that moment the bank is filled and about to be
-// committed, and no process keeps the folder locked for long.
+// committed, and no process keeps the folder locked for long. The first sync was that of its beginning.
 class ForcedPoint : public FaultyFileEnv {
 public:
     using Act = std::function<void()>;
@@ -51,7 +52,7 @@ private:
         const MutexGuard guard(m_lock);
         const auto pName = m_mapFiles.find(nFile);
         const auto pAct = pName == m_mapFiles.end() ? m_mapActs.end() : m_mapActs.find(pName->second);
-        if (pAct == m_mapActs.end()) return nullptr;
+        if (pAct == m_mapActs.end() || m_begun.insert(nFile).second) return nullptr;
         Act act = std::move(pAct->second);
         m_mapActs.erase(pAct);
         return act;
@@ -60,6 +61,7 @@ private:
     mutable Mutex m_lock;
     std::map<std::string, Act> m_mapActs KV_GUARDED_BY(m_lock);  // still to be done, by "/NAME"
     std::map<int, std::string> m_mapFiles KV_GUARDED_BY(m_lock);
+    std::set<int> m_begun KV_GUARDED_BY(m_lock);  // files that were synced once
 };
 
 }  // namespace Kestrova::Test

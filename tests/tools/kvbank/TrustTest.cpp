@@ -1,5 +1,5 @@
 // Compressed waves that would take far more memory than their file has bytes, with --trust and without.
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 
 namespace Kestrova::Test {

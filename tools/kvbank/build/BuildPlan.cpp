@@ -30,7 +30,10 @@ bool IsReplaceable(const BankFile& bank) { return bank.state == BankState::Damag
 std::vector<BankFile> FindBanks(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate,
                                 const fs::path& own, std::error_code& error) {
     std::vector<BankFile> banks = ListBanks(options.strFolder, engine.GetBaseName(), error, {nRate});
-    if (error == std::errc::no_such_file_or_directory) error.clear();
+    // Without leave to read the folder, or without a folder, no turn at it is had, and that is said.
+    for (const std::errc told :
+         {std::errc::no_such_file_or_directory, std::errc::not_a_directory, std::errc::permission_denied})
+        if (error == told) error.clear();
     std::erase_if(banks, [&](const BankFile& bank) {
         return bank.state == BankState::Interrupted || bank.state == BankState::Unfinished ||
                bank.path.parent_path() == own;

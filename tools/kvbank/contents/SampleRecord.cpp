@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 
 namespace Kestrova {
 namespace {

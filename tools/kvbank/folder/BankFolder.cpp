@@ -9,7 +9,7 @@
 #include "bank/BankRates.h"
 #include "bank/place/PrivateFolder.h"
 #include "shared/System/kvCompare.h"
-#include "shared/System/kvFolderNames.h"
+#include "shared/System/kvDirectory.h"
 #include "tools/kvbank/folder/BankCheck.h"
 
 namespace Kestrova {

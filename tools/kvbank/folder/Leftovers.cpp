@@ -8,7 +8,7 @@
 
 #include "bank/place/PartFile.h"
 #include "bank/place/PrivateFolder.h"
-#include "shared/System/kvFolderNames.h"
+#include "shared/System/kvDirectory.h"
 #include "tools/kvbank/folder/BankCheck.h"
 #include "tools/kvbank/sums/BankSums.h"
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "codec/RawExpand.h"
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 #include "stream/StreamBuffer.h"
 #include "tools/kvbank/render/OpenedBank.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 #include "tools/kvbank/compare/NoteScan.h"
 #include "tools/kvbank/terminal/Console.h"
 

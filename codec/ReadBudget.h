@@ -1,4 +1,4 @@
-// kvReadBudget.h - how much memory a file may claim for one of its waves.
+// ReadBudget.h - how much memory a file may claim for one of its waves.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 
 #include <algorithm>
 #include <atomic>

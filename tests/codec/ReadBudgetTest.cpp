@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "shared/System/kvReadBudget.h"
+#include "codec/ReadBudget.h"
 
 namespace Kestrova::Test {
 namespace {
