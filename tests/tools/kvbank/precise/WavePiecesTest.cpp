@@ -184,7 +184,7 @@ TEST_F(PlanPiecesTest, ALoopThatIsOnlyScaledFollowsTheFramesThatAnUnrolledOneMov
     ASSERT_EQ(1u, m_plan.kept.size());
     const WavePiece& rest = m_plan.pieces.back();
     EXPECT_GT(FitLoop(8, ratio).nTimes, 1u);
-    EXPECT_EQ(static_cast<uint32_t>(static_cast<double>(rest.nFirst) + (3000 - rest.position) / ratio + 0.5),
+    EXPECT_EQ(std::llround(static_cast<double>(rest.nFirst) + (3000 - rest.position) / ratio),
               m_target[1].nStart);
 }
 
