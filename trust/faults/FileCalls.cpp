@@ -51,6 +51,7 @@ bool TakesMode(int nFlags) { return (nFlags & (O_CREAT | __O_TMPFILE)) != 0; }
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments are types and lists of parameters
 #define KV_NEXT(result, name, parameters) \
     static auto* const next = reinterpret_cast<result(*) parameters>(NextFunction(#name))
 
@@ -82,6 +83,7 @@ bool TakesMode(int nFlags) { return (nFlags & (O_CREAT | __O_TMPFILE)) != 0; }
         return Fails(Group::Open, #name, place) ? -1 : next arguments;     \
     }
 
+// NOLINTEND(bugprone-macro-parentheses)
 KV_OPEN(open, (const char* p, int nFlags, ...), (p, nFlags, nMode), At(p))
 KV_OPEN(open64, (const char* p, int nFlags, ...), (p, nFlags, nMode), At(p))
 KV_OPEN(openat, (int f, const char* p, int nFlags, ...), (f, p, nFlags, nMode), At(f, p))

@@ -64,6 +64,7 @@ void* TakeOrNull(const void* pCaller, TTake take) noexcept {
 }  // namespace
 
 // The forms that throw, and those that do not.
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments are declarators
 #define KV_NEW(form, memory)                                   \
     void* operator form {                                      \
         return TakeOrThrow(KV_CALLER, [&] { return memory; }); \
@@ -73,6 +74,7 @@ void* TakeOrNull(const void* pCaller, TTake take) noexcept {
         return TakeOrNull(KV_CALLER, [&] { return memory; }); \
     }
 
+// NOLINTEND(bugprone-macro-parentheses)
 KV_NEW(new (size_t n), __libc_malloc(n))
 KV_NEW(new[](size_t n), __libc_malloc(n))
 KV_NEW(new (size_t n, std::align_val_t align), __libc_memalign(static_cast<size_t>(align), n))

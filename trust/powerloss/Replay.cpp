@@ -63,17 +63,16 @@ void Replay::Open(const SystemCall& call, size_t nPath) {
     const size_t nFile = FileAt(strPath);
     if (!IsOurs(strPath) && nFile == Disk::kNone) return;
     const std::string strFlags = call.strName == "creat" ? "O_CREAT|O_TRUNC" : call.args[nPath + 1];
+    const bool bFolder = Has(strFlags, "O_DIRECTORY");
     Handle handle{.nFile = nFile, .strFolder = "", .bAppend = Has(strFlags, "O_APPEND")};
     if (Has(strFlags, "O_TMPFILE")) {
         handle.nFile = m_disk.Make();
-    } else if (Has(strFlags, "O_DIRECTORY")) {
-        handle.strFolder = strPath;
-    } else if (handle.nFile == Disk::kNone && Has(strFlags, "O_CREAT")) {
+    } else if (!bFolder && handle.nFile == Disk::kNone && Has(strFlags, "O_CREAT")) {
         ++m_nOperations;
         handle.nFile = m_disk.Make();
         m_disk.Name(strPath, handle.nFile);
-    } else if (handle.nFile == Disk::kNone) {
-        handle.strFolder = strPath;  // a folder, opened as if it were a file
+    } else if (bFolder || handle.nFile == Disk::kNone) {
+        handle.strFolder = strPath;  // also a folder that is opened as if it were a file
     } else if (Has(strFlags, "O_TRUNC")) {
         ++m_nOperations;
         m_disk.Truncate(handle.nFile, 0);
