@@ -20,7 +20,7 @@ target_compile_options(
             -Wcast-align
             -Wformat=2
             -Werror
-            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety;-Wthread-safety-beta>
+            $<$<AND:$<CXX_COMPILER_ID:Clang>,$<NOT:$<BOOL:$<TARGET_PROPERTY:KV_MISUSES_LOCKS>>>>:-Wthread-safety;-Wthread-safety-beta>
             -ffp-contract=off)
 if(KV_SANITIZE)
   target_compile_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE} -fno-sanitize-recover=all
