@@ -162,7 +162,7 @@ bool EngineScene::Play(Chance& chance) {
 void EngineScene::CleanUp(const std::string& strFolder, bool bMayBeLeft) {
     for (const std::string& strName : NamesIn(strFolder)) {
         const std::string strPath = strFolder + "/" + strName;
-        if (CSDB::IsInterruptedBuild(strPath.c_str(), kSdbFormatEnriched) && m_whole.Knows(strName))
+        if (m_whole.IsUnfinished(strPath))
             Demand(bMayBeLeft, "nothing is left of a cancelled build, such as " + strPath);
         else
             m_whole.DemandWhole(strPath);

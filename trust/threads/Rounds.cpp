@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <thread>
 
+#include "SamplerDBDS/DataBase/SDBEngine.h"
+
 namespace Kestrova::Trust {
 namespace {
 
@@ -53,6 +55,11 @@ std::vector<std::string> NamesIn(const std::string& strFolder) {
 
 void WholeFiles::Keep(const std::string& strPath) {
     m_files[fs::path(strPath).filename()] = BytesOf(strPath);
+}
+
+bool WholeFiles::IsUnfinished(const std::string& strPath) const {
+    return m_files.count(fs::path(strPath).filename()) != 0 &&
+           CSDB::IsInterruptedBuild(strPath.c_str(), kSdbFormatEnriched);
 }
 
 void WholeFiles::DemandWhole(const std::string& strPath) const {

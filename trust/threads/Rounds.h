@@ -62,8 +62,8 @@ Bytes BytesOf(const std::string& strPath);
 class WholeFiles {
 public:
     void Keep(const std::string& strPath);
-    // Whether a file of that name may be there at all.
-    bool Knows(const std::string& strName) const { return m_files.count(strName) != 0; }
+    // Whether it is what a cancelled build may leave: the unfinished file of a bank that may be there.
+    bool IsUnfinished(const std::string& strPath) const;
     // Each file of the folder is one of these, to the byte.
     void DemandOnlyThese(const std::string& strFolder) const;
     void DemandWhole(const std::string& strPath) const;
