@@ -1,6 +1,7 @@
 // Jobs for a proof that no program of the product does alone.
 //   kv_trust_powerloss_jobs make-journal FILE       a database with committed notes
 //   kv_trust_powerloss_jobs journal FILE            notes are appended, committed, appended, rolled back
+//   kv_trust_powerloss_jobs long-journal FILE       the same with more notes
 //   kv_trust_powerloss_jobs settings FILE           a settings file is written five times
 //   kv_trust_powerloss_jobs preferences DOMAIN      so is a preferences file
 #include <fcntl.h>
@@ -30,7 +31,7 @@ void Settled(const std::string& strPath) {
 
 bool Append(CSDB& database, int nNotes, uint8_t nFill) {
     for (int n = 0; n < nNotes; ++n) {
-        const std::string strBody(static_cast<size_t>(700 + 4900 * n), static_cast<char>(nFill + n));
+        const std::string strBody(static_cast<size_t>(700 + 4900 * (n % 7)), static_cast<char>(nFill + n));
         SDBNOTE note;
         note.nType = static_cast<uint8_t>(1 + n);
         note.idParent = kSdbNoID;
@@ -57,6 +58,12 @@ bool MakeJournal(const std::string& strPath) {
 bool Journal(const std::string& strPath) {
     Settled(strPath);
     return Step(strPath, 6, 0x21, true) && Step(strPath, 3, 0x41, true) && Step(strPath, 5, 0x61, false);
+}
+
+bool LongJournal(const std::string& strPath) {
+    Settled(strPath);
+    return Step(strPath, 20, 0x21, true) && Step(strPath, 30, 0x41, true) && Step(strPath, 25, 0x61, false) &&
+           Step(strPath, 12, 0x81, true);
 }
 
 bool Settings(const std::string& strPath) {
@@ -89,6 +96,7 @@ int main(int argc, char** argv) {
     const std::map<std::string, std::function<bool(const std::string&)>> jobs{
         {"make-journal", MakeJournal},
         {"journal", Journal},
+        {"long-journal", LongJournal},
         {"settings", Settings},
         {"preferences", WritePreferences}};
     const auto it = argc == 3 ? jobs.find(argv[1]) : jobs.end();
