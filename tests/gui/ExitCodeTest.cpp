@@ -5,12 +5,15 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "codec/ReadBudget.h"
 #include "tests/gui/ManagerOnScreen.h"
+#include "tests/support/SoundFileMaker.h"
 
 namespace Kestrova::Test {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr int kSourceUnreadable = 9, kBankUnwritable = 10;
 
@@ -37,6 +40,18 @@ TEST_F(ExitCodeTest, ASourceThatCannotBeReadGives9) {
         ASSERT_TRUE(manager.HasWindow());
         EXPECT_EQ(kSourceUnreadable, LeaveAfter(manager, "Select source.")) << pszName;
     }
+}
+
+// A few thousand bytes of the file expand to 64 MiB and one frame.
+TEST_F(ExitCodeTest, AWaveThatExpandsBeyondTheReadBudgetGives9) {
+    std::filesystem::create_directory(m_user.File("Silence"));
+    WriteFile(m_user.File("Silence/C4.wav"), MakeWav({.data = Bytes(kReadBudgetFloor + 2)}));
+    const std::string strSource = m_user.File("Silence.kvs");
+    ASSERT_EQ(0, UserOnScreen::RunKvBank({"import", "-q", m_user.File("Silence"), "-o", strSource}));
+    ManagerOnScreen manager(m_user, kCreate, {"create44100", strSource, m_user.BanksFolder()});
+    ASSERT_TRUE(manager.HasWindow());
+    EXPECT_EQ(kSourceUnreadable, LeaveAfter(manager, "Bank(s) creation failed."));
+    EXPECT_THAT(m_user.FilesInBanksFolder(), IsEmpty());
 }
 
 TEST_F(ExitCodeTest, AFolderThatCannotBeMadeGives10) {
