@@ -34,10 +34,13 @@ namespace Kestrova::Test {
 namespace {
 
 std::vector<std::filesystem::path> Seeds() {
+    std::vector<std::filesystem::path> folders = {SourceDir() / "tests/fuzz/seeds" / KV_TEXT(KV_FUZZ_NAME)};
+    // What fuzzing has kept, for a count of what it reaches.
+    const char* const pszCorpus = std::getenv("KV_FUZZ_CORPUS");
+    if (pszCorpus != nullptr && std::filesystem::is_directory(pszCorpus)) folders.emplace_back(pszCorpus);
     std::vector<std::filesystem::path> seeds;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(SourceDir() / "tests/fuzz/seeds" / KV_TEXT(KV_FUZZ_NAME)))
-        seeds.push_back(entry.path());
+    for (const auto& folder : folders)
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) seeds.push_back(entry.path());
     std::sort(seeds.begin(), seeds.end());
     return seeds;
 }

@@ -11,14 +11,18 @@ class Fault(Exception):
     """What the user must know, in whole sentences."""
 
 
-def add_counts(functions, report, tree):
+def is_core(path):
+    return kCore.match(path) and not kOutside.match(path)
+
+
+def add_counts(functions, report, tree, is_wanted=is_core):
     """Adds what gcov says of one object to {(path, line, function): [how often, how often each branch was taken]}.
 
     An inline function is in many objects; an instance of a template is a function of its own.
     """
     for file in report["files"]:
         path = file["file"].removeprefix(f"{tree}/")
-        if not kCore.match(path) or kOutside.match(path):
+        if not is_wanted(path):
             continue
         for line in file["lines"]:
             key = path, line["line_number"], line.get("function_name")
