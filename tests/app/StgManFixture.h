@@ -97,7 +97,7 @@ struct StgManBench {
     const fs::path settings = dir.Path() / "data/Kestrova/Calderine/kvsmple.ini";
     std::unique_ptr<StgMan> pMan;
 
-    StgManBench() { MakeSource(strSource, Spec()); }
+    explicit StgManBench(const SourceSpec& spec = Spec()) { MakeSource(strSource, spec); }
     ~StgManBench() { SetCancelSignal(0); }
     StgManBench(const StgManBench&) = delete;
     StgManBench& operator=(const StgManBench&) = delete;

@@ -22,8 +22,7 @@ struct Bench : StgManBench {
     const std::string strFont = dir.File("Piano.sf2");
     const std::string strOtherFolder = dir.File("others");
 
-    Bench() {
-        Test::MakeSource(strSource, SmallSource(0));
+    Bench() : StgManBench(SmallSource(0)) {
         Test::MakeSource(strOther, SmallSource(2));
         Test::WriteFile(strFont, Test::MakeFont(Test::SimpleFont()));
         std::filesystem::create_directories(banks);
