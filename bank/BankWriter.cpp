@@ -103,11 +103,15 @@ BankOutcome BankWriter::WriteQuickLoad() {
 
 // A bank that cannot be committed has failed, and the file of a failed bank is deleted.
 BankOutcome BankWriter::Close(BankOutcome outcome) {
-    FileAnswer closed = AskFile(m_target, [&] { return m_target.Close(outcome.IsDone()); });
-    if (closed && outcome.IsDone() && !SyncFolderOf(m_strPath)) closed = {false, errno};
-    if (!closed && outcome.IsDone())
-        outcome =
-            TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be committed", closed.nError);
+    if (outcome.IsDone()) {
+        FileAnswer closed = AskToCommit(m_target);
+        if (closed && !SyncFolderOf(m_strPath)) closed = {false, errno};
+        if (!closed)
+            outcome = TargetFault(kBankWriteFailed, kSdbAny, kSdbNoID, "the bank cannot be committed",
+                                  closed.nError);
+    } else {
+        m_target.Close(false);
+    }
     if (!outcome.IsDone()) DeleteThisFile(m_strPath.c_str());
     return outcome;
 }

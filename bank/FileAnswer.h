@@ -21,6 +21,16 @@ FileAnswer AskFile(TAsked& asked, TOperation operation) {
     return {bDone, bDone ? 0 : asked.GetFirstError()};
 }
 
+// Commits and closes a CSDB. Although the disk has every byte by then, a closing that fails is a failure too:
+// what the system says of a file while it can still be withdrawn, the user is told.
+template <class TDatabase>
+FileAnswer AskToCommit(TDatabase& database) {
+    database.ClearFirstError();
+    const bool bDone = database.Close(true);
+    const int nError = database.GetFirstError();
+    return {bDone && nError == 0, nError};
+}
+
 // The same for a file that other threads use too: it is held meanwhile, so that the reason is this
 // operation's own.
 template <class TOperation>

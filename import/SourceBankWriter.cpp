@@ -38,9 +38,12 @@ public:
             return NotWritten(m_database.GetFirstError(), "the file cannot be created");
         ImportOutcome outcome = CatchNoMemory([this] { return WriteRecords(); });
         outcome.nBytes = BytesSoFar();
-        const FileAnswer closed = AskFile(m_database, [&] { return m_database.Close(outcome.IsDone()); });
-        if (closed || !outcome.IsDone()) return outcome;
-        return NotWritten(closed.nError, "the file cannot be completed");
+        if (!outcome.IsDone()) {
+            m_database.Close(false);
+            return outcome;
+        }
+        const FileAnswer closed = AskToCommit(m_database);
+        return closed ? outcome : NotWritten(closed.nError, "the file cannot be completed");
     }
 
 private:

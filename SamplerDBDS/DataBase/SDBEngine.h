@@ -47,7 +47,8 @@ public:
     bool Open(const char* pszPath, uint32_t nFormat, bool bWritable);
     // Commits or rolls back a dirty writable database, then closes it; every note pointer ends here. The
     // result is that of the commit or roll-back; the object is closed in any case, and whatever the calling
-    // thread still held of the engine lock is released.
+    // thread still held of the engine lock is released. The closing itself comes behind the last sync and does
+    // not change the result: GetFirstError tells whether it failed.
     bool Close(bool bCommit);
     // Null, empty, or a path that SameFile knows: commits and reopens. Another path: copies the live notes,
     // as committed ones, to a new database there, rolls this one back and goes on with the new one, writable.

@@ -84,8 +84,10 @@ public:
     bool WriteTo(const char* pszPath) const {
         CXFile file;
         if (!pszPath || !file.Create(pszPath)) return false;
-        if (WriteTo(file)) return true;
+        const bool bWritten = WriteTo(file);
+        // Nothing has waited for the disk: the closing may be the first to say what could not be written.
         file.Close();
+        if (bWritten && file.GetFirstError() == 0) return true;
         DeleteThisFile(pszPath);
         return false;
     }

@@ -51,8 +51,11 @@ public:
                m_bWhole;
     }
 
-    // Why the second stream failed.
-    int GetFirstError() const { return m_pPiece ? m_writer.GetFirstError() : ENOMEM; }
+    // Closes the second stream and tells why it failed, the closing included; 0 when it did not.
+    int Close() {
+        m_writer.Close();
+        return m_pPiece ? m_writer.GetFirstError() : ENOMEM;
+    }
 
 private:
     bool Settle(const SDBNOTE& note) {
@@ -137,7 +140,7 @@ Settled SettleNotes(CXFile& file, const char* pszPath, uint8_t nDrop) {
     // What was written must be on the disk before a state says that it is committed.
     const bool bDone =
         file.Sync() && compactor.Open(pszPath, note.posHeader) && SettleFrom(note, walk, compactor, nDrop);
-    file.NoteError(compactor.GetFirstError());
+    file.NoteError(compactor.Close());
     file.SeekToPos(FileHeader::kBytes);
     return bDone ? Settled::kAll : Settled::kFailed;
 }

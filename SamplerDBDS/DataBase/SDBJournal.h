@@ -22,7 +22,8 @@ enum class Settled {
 //   pszPath: leads to the file that is open; another one there fails
 //
 // Threads: one, which alone uses the file.
-// Errors:  the file's GetFirstError has the cause, that of the second stream too.
+// Errors:  the file's GetFirstError has the cause, that of the second stream too. It also has a failure to
+//          close that stream, which is behind the last sync and does not change the result.
 Settled CommitNotes(CXFile& file, const char* pszPath);
 Settled RollBackNotes(CXFile& file, const char* pszPath);
 

@@ -83,6 +83,8 @@ bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode) 
     if (!TakeAccess(file.Handle(), strPath, nMode) || !WriteAll(file.Handle(), content) ||
         fsync(file.Handle()) != 0 || !file.MoveTo(strPath))
         return false;
+    // The handle is closed behind the move, for a file without a name would be gone. That the closing fails
+    // then is not told: fsync has waited for every byte, and the new content stands whole.
     return SyncFolderOf(strPath.c_str());
 }
 

@@ -116,6 +116,31 @@ TEST_F(EngineFileFaultTest, EveryRefusedSyncAndCutNamesTheBankAndTheReason) {
         }
 }
 
+// Of the bank two streams are closed, that of the commit and its own; those of the source have lost nothing.
+TEST_F(EngineFileFaultTest, ABankThatFailsToCloseIsRefusedWithTheReason) {
+    int nRefused = 0;
+    bool bHit = true;
+    for (int nNth = 1; bHit && !HasFailure(); ++nNth) {
+        SCOPED_TRACE(nNth);
+        FaultyFileEnv env;
+        BankOutcome outcome;
+        {
+            EngineDriver driver;
+            env.FailCallOf(FileOp::kClose, nNth, Lasting::kOnce, EIO);
+            outcome = Run(driver);
+        }
+        bHit = env.FaultHit();
+        if (!env.HasStruck(m_bank)) {
+            ExpectWholeBank(outcome);
+            continue;
+        }
+        ExpectRefusal(env, outcome, EIO);
+        EXPECT_STREQ("the bank cannot be committed", outcome.pszCause);
+        ++nRefused;
+    }
+    EXPECT_EQ(2, nRefused);
+}
+
 TEST_F(EngineFileFaultTest, EveryRefusedReadNamesItsFileAndTheReason) {
     for (const Lasting lasting : {Lasting::kOnce, Lasting::kForGood})
         EXPECT_LE(10, Walk(FileOp::kRead, lasting, EIO));

@@ -149,6 +149,20 @@ TEST_F(SourceBankWriterTest, AFailedWriteHasTheSystemsReason) {
     }
 }
 
+TEST_F(SourceBankWriterTest, AFileThatFailsToCloseIsNotWritten) {
+    const ImportPlan plan = PlanOf({WaveOf("A", 3000)});
+    for (int nFault : {1, 2}) {  // the stream of the commit, and that of the file
+        SCOPED_TRACE(nFault);
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kClose, nFault);
+        const ImportOutcome outcome = Write(plan, CountingReader(plan));
+        EXPECT_TRUE(env.FaultHit());
+        EXPECT_EQ(ImportEnd::NotWritten, outcome.end);
+        EXPECT_EQ(EIO, outcome.nError);
+        EXPECT_EQ("Input/output error", outcome.strCause);
+    }
+}
+
 TEST_F(SourceBankWriterTest, WithoutMemoryItSaysSoAndThrowsNothing) {
     const ImportPlan plan = PlanOf({WaveOf("A", 3000), WaveOf("B", 10)});
     const CountingReader reader(plan);

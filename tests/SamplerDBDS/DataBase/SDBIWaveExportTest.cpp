@@ -265,6 +265,12 @@ TEST_F(ExportTest, FilesThatCannotBeWrittenAreRemoved) {
         EXPECT_FALSE(m_sample.ExportToFile24(Path().c_str()));
         EXPECT_FALSE(Exists());
     }
+    {
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kClose, 1);
+        EXPECT_FALSE(m_sample.ExportToFile(Path().c_str()));
+        EXPECT_FALSE(Exists());
+    }
     EXPECT_FALSE(m_sample.ExportToFile(nullptr));
     EXPECT_FALSE(m_sample.ExportToFile((m_dir.Path() / "none" / "x.wav").c_str()));
 }

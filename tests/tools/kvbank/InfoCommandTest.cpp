@@ -180,6 +180,15 @@ TEST_F(DemoCommandTest, HasFormatsRatesLoopsAndProgramsOfEveryKind) {
 }
 
 // What follows the loop's last frame is its first: the step between them is like its neighbours'.
+TEST_F(DemoCommandTest, AnInstrumentThatFailsToCloseIsAFailedOutput) {
+    FaultyFileEnv env;
+    env.FailCallOf(FileOp::kClose, 1);
+    const Outcome outcome = Run({"demo", "-o", "DIR/Demo.kvs"});
+    EXPECT_EQ(kExitOutput, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/Demo.kvs: Input/output error\n", outcome.strErr);
+    EXPECT_TRUE(Names().empty());
+}
+
 TEST_F(DemoCommandTest, LoopsAreSeamless) {
     ASSERT_EQ(0, Run({"demo", "-o", "DIR/Demo.kvs", "-q"}).nCode);
     CSDB database;

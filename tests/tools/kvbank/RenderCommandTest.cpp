@@ -268,6 +268,12 @@ TEST_F(RenderCommandTest, AnOutputThatFailsLeavesNothing) {
         EXPECT_EQ(kExitOutput, full.nCode) << pszCall;
         EXPECT_EQ("kvbank: DIR/note.wav: No space left on device\n", full.strErr) << pszCall;
     }
+    {
+        const PosixFault fault("close", EIO, PosixFault::kEveryCall);
+        const Outcome refused = Render({});
+        EXPECT_EQ(kExitOutput, refused.nCode);
+        EXPECT_EQ("kvbank: DIR/note.wav: Input/output error\n", refused.strErr);
+    }
     EXPECT_EQ((std::vector<std::string>{"Src.kvs", k44100}), Names());
 }
 

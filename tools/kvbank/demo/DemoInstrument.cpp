@@ -129,8 +129,9 @@ FileAnswer WriteDemoInstrument(const std::string& strPath, DemoFacts& facts) {
     facts = {static_cast<uint32_t>(std::size(kSounds)), static_cast<uint32_t>(Programs().size())};
     return AskFile(database, [&] {
         if (!database.Create(strPath.c_str(), kSdbFormatPlain)) return false;
-        const bool bWritten = AddAll(database);
-        return database.Close(bWritten) && bWritten;
+        if (AddAll(database)) return AskToCommit(database).bDone;
+        database.Close(false);
+        return false;
     });
 }
 

@@ -56,8 +56,8 @@ int WriteWavFile(const std::string& strPath, const WaveForm& form, std::span<con
     const int nFile = open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (nFile < 0) return errno;
     const int nError = WriteAll(nFile, bytes);
-    close(nFile);
-    return nError;
+    const bool bClosed = close(nFile) == 0;
+    return nError == 0 && !bClosed ? errno : nError;
 }
 
 }  // namespace Kestrova
