@@ -54,6 +54,15 @@ TEST(KeySorterTest, PartsThatAreEqualForLongAreRefused) {
     }
 }
 
+// Each pass may compare any two of them, in steps of which a round has two.
+TEST(KeySorterTest, TheWorkOfRotationsThatBeginAlikeGrowsWithTheirPairs) {
+    constexpr size_t kCopies = 100, kEqual = 10, kApart = 30;
+    Bytes bytes = Noise(4000);
+    for (size_t i = 1; i < kCopies; ++i) std::copy_n(bytes.begin(), kEqual, &bytes[i * kApart]);
+    EXPECT_TRUE(SortWhole(bytes));
+    EXPECT_EQ(std::nullopt, SortWhole(bytes, 2 * (kCopies * (kCopies - 1) / 2) - 1));
+}
+
 // What the plain sort needs is refused by any lower limit.
 TEST(KeySorterTest, NoBlockIsTakenWhoseWorkPassesTheLimit) {
     size_t nWithWork = 0;

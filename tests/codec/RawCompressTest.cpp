@@ -281,6 +281,19 @@ TEST(RawCompressTest, LongBlocksEqualThoseOfTheBlackBox) {
             EXPECT_TRUE(BlackBoxCompress(Filtered(wave, bits)) == Compress(wave, bits)) << wave.size();
 }
 
+// Blocks with as many tables as the black box gives them: below 200 symbols, and from 600 to 799. The first
+// guess at the tables is still seen in the lengths of the codes, for there are few groups to improve it.
+TEST(RawCompressTest, ShortBlocksOfAsManyTablesEqualThoseOfTheBlackBox) {
+    for (const auto& [nLeast, nMost] : {std::pair<size_t, size_t>{5, 190}, {640, 780}})
+        for (size_t n = nLeast; n <= nMost; ++n)
+            for (const uint8_t nMask : Bytes{0x07, 0x3F, 0xFF}) {
+                Bytes bytes = NoiseWithoutRuns(n, static_cast<uint32_t>(n));
+                for (uint8_t& byte : bytes) byte &= nMask;
+                if (nMask != 0xFF) bytes[n / 2] = 0x80;
+                EXPECT_TRUE(BlackBoxCompress(bytes) == CompressFiltered(bytes)) << n << " " << int{nMask};
+            }
+}
+
 struct PinnedCase {
     const char* pszWhy;
     Bytes filtered;

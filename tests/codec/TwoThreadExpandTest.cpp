@@ -192,6 +192,22 @@ TEST(TwoThreadExpandTest, WithoutMemoryForTheFirstNothingIsTouched) {
     EXPECT_EQ(0u, out.GetSize());
 }
 
+// Each thread asks for memory, and there is one for every second block.
+TEST(TwoThreadExpandTest, ASecondThreadReadsEverySecondBlock) {
+    const auto allocations = [](const Bytes& stream, size_t nSize, unsigned nThreads) {
+        constexpr int kNever = 1000000;
+        StreamBuffer in(stream.data(), stream.size()), out;
+        const PosixFault counted("_Znwm", ENOMEM, kNever);
+        CRawExpand(&in, &out, 16, nSize, nThreads);
+        return counted.Calls();
+    };
+    const Bytes one = WaveStreamBuilder().Block(MakeBlock(BlockText(0))).End().Finish();
+    const Bytes five = SmallBlocks();
+    for (const unsigned nThreads : {1u, 2u})
+        EXPECT_EQ(nThreads == 1 ? 0 : 2, allocations(five, SmallBlocksSize(), nThreads) -
+                                             allocations(one, BlockText(0).size(), nThreads));
+}
+
 TEST(TwoThreadExpandTest, WithoutMemoryForASecondThreadOneDoesAll) {
     const Bytes stream = SmallBlocks();
     const size_t nSize = SmallBlocksSize();

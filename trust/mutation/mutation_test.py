@@ -1,11 +1,12 @@
 """mutation_test.py - the edits that mutants are made of: what is changed, and what stays as it is."""
+import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
 from mutation.answers import read_answers
 from mutation.edits import mutants_of
-from mutation.sandbox import Fault
+from mutation.sandbox import Fault, wait_while_busy
 
 
 def changed(text):
@@ -61,6 +62,23 @@ class EditsTest(unittest.TestCase):
     def test_a_mutant_tells_its_place_and_both_lines(self):
         mutant, = mutants_of("a.cpp", "\n  x = a +\n  b;\n")
         self.assertEqual("a.cpp:2\n- x = a +\n+ x = a -", str(mutant))
+
+
+class WaitTest(unittest.TestCase):
+    def wait(self, script, patience=60, idle=0.5):
+        with subprocess.Popen(["sh", "-c", script], stdin=subprocess.DEVNULL) as running:
+            code = wait_while_busy(running, patience, idle)
+            running.kill()
+            return code
+
+    def test_the_code_of_a_program_that_ends_is_told(self):
+        self.assertEqual(3, self.wait("exit 3", idle=30))
+
+    def test_a_program_that_does_nothing_has_no_code(self):
+        self.assertIsNone(self.wait("exec sleep 600"))
+
+    def test_a_program_that_works_on_has_no_code_when_patience_ends(self):
+        self.assertIsNone(self.wait("while :; do :; done", patience=1, idle=30))
 
 
 class AnswersTest(unittest.TestCase):

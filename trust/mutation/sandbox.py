@@ -9,9 +9,31 @@ from pathlib import Path
 
 kTree = Path(__file__).resolve().parent.parent.parent
 kBase = kTree / "build" / "mutants"
-kCompileSeconds = 300
+kIdleSeconds = 30
 kMemory = 6 << 30
 kFileSize = 2 << 30
+
+
+def wait_while_busy(running, patience, idle=kIdleSeconds):
+    """The exit code; None when it takes longer than the patience, or has long used no processor: it waits for ever."""
+    begin = since = time.monotonic()
+    used = None
+    while time.monotonic() - begin < patience:
+        try:
+            return running.wait(min(1, idle))
+        except subprocess.TimeoutExpired:
+            now = ticks_of(running.pid)
+        if now != used:
+            used, since = now, time.monotonic()
+        elif time.monotonic() - since > idle:
+            break
+    return None
+
+
+def ticks_of(process):
+    """The processor time that it and the children it has waited for have used."""
+    fields = Path(f"/proc/{process}/stat").read_text().rsplit(")", 1)[1].split()
+    return sum(int(field) for field in fields[11:15])
 
 
 class Fault(Exception):
@@ -86,10 +108,7 @@ class Sandbox:
                                    env={**os.environ, "TMPDIR": str(self.temp)}, stdin=subprocess.DEVNULL,
                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True,
                                    preexec_fn=limit)
-        try:
-            code = running.wait(patience)
-        except subprocess.TimeoutExpired:
-            code = None
+        code = wait_while_busy(running, patience)
         try:
             os.killpg(running.pid, signal.SIGKILL)  # what a failed test has left running, too
         except ProcessLookupError:

@@ -386,6 +386,21 @@ TEST_F(ExtFileTest, FailedFileCallsFailTheData) {
     }
 }
 
+TEST_F(ExtFileTest, LoopsThatCannotBeReadFailTheHeader) {
+    constexpr uint32_t kLoops = 10000;  // they take several reads
+    WriteFile(m_strPath, Riff({Format(), Data(), Sampler(0, kLoops, kLoops)}));
+    for (int nNth = 1;; ++nNth) {
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kRead, nNth);
+        const bool bRead = m_sample.GetExtFileInfo();
+        EXPECT_NE(env.FaultHit(), bRead) << nNth;
+        if (!env.FaultHit()) {
+            EXPECT_LT(3, nNth);
+            break;
+        }
+    }
+}
+
 TEST_F(ExtFileTest, RecordsWithoutStoredWaveAreReadFromTheFile) {
     WriteFile(m_strPath, Riff({Format(), Data(40), Sampler()}));
     const Bytes body = BodyBuilder()
