@@ -135,6 +135,9 @@ kSummed = [(f"summed/Tiny_{rate}.kvn{end}", f"out/Tiny_{rate}.kvn{end}")
 kStale = [(f"stale/banks/Tiny_{rate}.kvn{end}", f"out/Tiny_{rate}.kvn{end}")
           for rate in ("0AC44", "17700") for end in ("", ".sha256")]
 kWaves = [("waves", "in/waves")]
+# Settings and preferences are held in String, which ends the program when it finds no memory, as its interface says.
+kCalls = ("open", "read", "write", "sync", "rename", "truncate", "lock", "stat", "unlink", "map", "close", "folder",
+          "access", "space", "thread", "output")
 
 kJobs = [
     Job("build", "build in/Tiny.kvs -d out -r 44100,96000", kTiny),
@@ -164,9 +167,9 @@ kJobs = [
     Job("library", "in/Tiny_0AC44.kvn 0 0 48 100 0.01 out/note.wav", [("plain/Tiny_0AC44.kvn", "in/Tiny_0AC44.kvn")],
         command="play_note", lists=False, groups=("map", "memory"), tells=False),
     Job("settings", "ini FOLDER/out/settings.ini", [("settings.ini", "out/settings.ini")], command="settings",
-        lists=False, tells=False, silent=True),
+        lists=False, tells=False, silent=True, groups=kCalls),
     Job("preferences", "preferences com.kestrova.Trust", [("preferences.json", "out/com.kestrova.Trust.json")],
-        command="settings", lists=False, tells=False, variables={"XDG_CONFIG_HOME": "FOLDER/out"}),
+        command="settings", lists=False, tells=False, groups=kCalls, variables={"XDG_CONFIG_HOME": "FOLDER/out"}),
     Job("window", "create48000 FOLDER/in/Tiny.kvs FOLDER/out", kTiny, command="kvbankmgr", tells=False,
         variables={"QT_QPA_PLATFORM": "offscreen", "XDG_DATA_HOME": "FOLDER/out", "XDG_CONFIG_HOME": "FOLDER/out"},
         settings={"KV_FAULT_BELOW": "FOLDER/", "KV_FAULT_OWN_CODE": "1"}),
