@@ -14,16 +14,15 @@ namespace {
 ExitCode TellDemo(const std::string& strFile, const DemoFacts& facts, Console& console, Json& document) {
     std::error_code unknown;
     const uintmax_t nSize = std::filesystem::file_size(strFile, unknown);
+    if (!unknown) document["bytes"] = uint64_t{nSize};
     document["samples"] = facts.nSamples;
     document["programs"] = facts.nPrograms;
     if (unknown) {
         console.Error(strFile + ": it is written, but its size cannot be read: " + unknown.message());
         return kExitProblem;
     }
-    const uint64_t nBytes = nSize;
-    document["bytes"] = nBytes;
     console.Say(strFile + ": " + Counted(facts.nPrograms, "program") + ", " +
-                Counted(facts.nSamples, "sample") + ", " + ReadableSize(nBytes));
+                Counted(facts.nSamples, "sample") + ", " + ReadableSize(nSize));
     return kExitDone;
 }
 

@@ -68,7 +68,7 @@ bool AddSound(CSDB& database, const DemoSound& sound, uint32_t& id) {
     sample.m_info.lWave = static_cast<uint32_t>(sample.GetStatedBytes());
     if (!sample.SmplMemAlloc()) throw std::bad_alloc();
     PutFrames(sound.make(sound), sound.nBits, sample.m_info.pWave);
-    if (!sample.PackWave()) throw std::bad_alloc();
+    sample.CalcCompressSize();
     const bool bAdded = Add(database, sample);
     id = sample.GetID();
     return bAdded;
