@@ -35,11 +35,11 @@ BankOutcome ForEachBank(const BankShelf& shelf, TVisit visit) {
     if (!directory.Open(strFolder.c_str(), ExistingFilter, nullptr)) return {};
     tagDirObjInfo object;
     while (directory.GetObject(&object)) {
-        const char* const pszSlash = std::strrchr(object.strPath, '/');
+        const char* const pszSlash = std::strrchr(object.strPath.c_str(), '/');
         if (pszSlash == nullptr) continue;
         const std::optional<BankFileName> name = ParseBankFileName(pszSlash + 1, shelf.baseName);
         if (!name) continue;
-        const BankOutcome outcome = visit(FoundBank{object.strPath, *name});
+        const BankOutcome outcome = visit(FoundBank{object.strPath.c_str(), *name});
         if (!outcome.IsDone()) return outcome;
     }
     return {};
@@ -68,7 +68,7 @@ FileAnswer AddFileLength(const char* pszPath, uint64_t& nTotal) {
 
 bool ExistingFilter(tagDirObjInfo* pObject, void*) {
     if ((pObject->nFlags & kDirObjIsFolder) != 0) return false;
-    const char* const pszSuffix = std::strrchr(pObject->strPath, '.');
+    const char* const pszSuffix = std::strrchr(pObject->strPath.c_str(), '.');
     return CompareString(pszSuffix, ".kvn") == 0 || CompareString(pszSuffix, ".kvr") == 0;
 }
 

@@ -37,7 +37,9 @@ public:
         if (!m_database.Create(strPath.c_str(), kSdbFormatPlain))
             return NotWritten(m_database.GetFirstError(), "the file cannot be created");
         ImportOutcome outcome = CatchNoMemory([this] { return WriteRecords(); });
-        outcome.nBytes = BytesSoFar();
+        unsigned long long nBytes = 0;
+        if (outcome.IsDone() && !m_database.GetFile().GetSize(nBytes)) outcome = FailedWrite();
+        outcome.nBytes = nBytes;
         if (!outcome.IsDone()) {
             m_database.Close(false);
             return outcome;
@@ -85,8 +87,7 @@ private:
             made.pRecord = std::make_unique<CSDBISampleWave>(kSdbNoID, kSdbNoID);
             if (!SetSampleHeader(*made.pRecord, wave) || !made.pRecord->SmplMemAlloc()) return NoMemory();
             ImportOutcome outcome = ReadWave(nWave, made.pRecord->m_info.pWave);
-            if (outcome.IsDone()) made.pRecord->PackWave();
-            return outcome;
+            return outcome.IsDone() && !made.pRecord->PackWave() ? NoMemory() : outcome;
         });
         return made;
     }

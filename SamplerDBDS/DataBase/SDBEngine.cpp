@@ -501,12 +501,22 @@ bool LockInterrupted(const char* pszPath, uint32_t nFormat, FileLock lock, CXFil
 
 bool CSDB::IsUnfinishedBuild(const char* pszPath, uint32_t nFormat) {
     CXFile file;
+    return IsUnfinishedBuild(pszPath, nFormat, file);
+}
+
+bool CSDB::IsUnfinishedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
     return file.Open(pszPath, 0) && IsUnfinished(file, nFormat);
 }
 
 bool CSDB::IsInterruptedBuild(const char* pszPath, uint32_t nFormat) {
     CXFile file;
-    return LockInterrupted(pszPath, nFormat, FileLock::kShared, file);
+    return IsInterruptedBuild(pszPath, nFormat, file);
+}
+
+bool CSDB::IsInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {
+    const bool bInterrupted = LockInterrupted(pszPath, nFormat, FileLock::kShared, file);
+    file.Close();
+    return bInterrupted;
 }
 
 bool CSDB::HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file) {

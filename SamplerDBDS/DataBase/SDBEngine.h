@@ -185,10 +185,15 @@ public:
     // whole note or with a first note that was never committed. A loss of power may leave zeros in place of
     // the whole file, or of all behind the header; that counts too. Whether the build still runs is not asked.
     static bool IsUnfinishedBuild(const char* pszPath, uint32_t nFormat);
+    // The same, asked with a file of the caller's, whose GetFirstError then tells why it could not be read.
+    static bool IsUnfinishedBuild(const char* pszPath, uint32_t nFormat, CXFile& file);
     // The same, and no one holds the file: its build was interrupted. Always false where the file system has
     // no locks: there nobody can tell an interrupted build from one that still runs, so the file is left
     // alone.
     static bool IsInterruptedBuild(const char* pszPath, uint32_t nFormat);
+    // The same, asked with a file of the caller's, whose GetFirstError then tells why the answer is no, if the
+    // system had a reason.
+    static bool IsInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file);
     // The same; `file` is then open on it and holds it, so that it can be deleted safely. Otherwise `file` is
     // closed, and its GetFirstError tells the system's reason, if there is one.
     static bool HoldInterruptedBuild(const char* pszPath, uint32_t nFormat, CXFile& file);

@@ -23,17 +23,16 @@ bool IsCodecWidth(uint32_t nFormat) {
     return nBits == 16 || nBits == 24 || nBits == 32;
 }
 
-// The compressed wave, at most 2^32 - 1 bytes; null when compression gives nothing or memory runs out. The
-// compressor filters its input in place, so it gets a copy.
+// The compressed wave; empty when its width is not the codec's, null when memory runs out. The compressor
+// filters its input in place, so it gets a copy.
 std::unique_ptr<const StreamBuffer> Compress(const CSDBISampleBase::Info& info) {
     try {
         StreamBuffer scratch;
         auto pPacked = std::make_unique<StreamBuffer>();
         scratch.Write(info.pWave, info.lWave);
         CRawCompress(&scratch, pPacked.get(), info.nFormat);
-        // Deliberately (Q82) also where it is the larger of the two.
-        const bool bUsable = pPacked->GetSize() > 0 && pPacked->GetSize() <= UINT32_MAX;
-        return bUsable ? std::move(pPacked) : nullptr;
+        const bool bMustGive = info.lWave > 0 && IsCodecWidth(info.nFormat);
+        return pPacked->GetSize() > 0 || !bMustGive ? std::move(pPacked) : nullptr;
     } catch (const StreamBufferException&) {
         return nullptr;
     } catch (const std::bad_alloc&) {
@@ -231,18 +230,21 @@ void CSDBISample::CalcCompressSize() {
     m_lStored = m_info.lWave;
     if (!m_info.pWave) return;
     const auto pPacked = Compress(m_info);
-    if (pPacked) m_lStored = static_cast<uint32_t>(pPacked->GetSize());
+    // Deliberately (Q82) also where it is the larger of the two.
+    if (pPacked && pPacked->GetSize() > 0 && pPacked->GetSize() <= UINT32_MAX)
+        m_lStored = static_cast<uint32_t>(pPacked->GetSize());
 }
 
-void CSDBISample::PackWave() {
+bool CSDBISample::PackWave() {
     m_lStored = m_info.lWave;
-    if (!m_info.pWave) return;
+    if (!m_info.pWave) return true;
     const auto pPacked = Compress(m_info);
-    if (!pPacked || pPacked->GetSize() >= m_info.lWave ||
-        !m_packed.Copy(pPacked->GetBuffer(), pPacked->GetSize()))
-        return;
+    if (!pPacked) return false;
+    if (pPacked->GetSize() == 0 || pPacked->GetSize() >= m_info.lWave) return true;
+    if (!m_packed.Copy(pPacked->GetBuffer(), pPacked->GetSize())) return false;
     m_lStored = static_cast<uint32_t>(pPacked->GetSize());
     FreeWave();
+    return true;
 }
 
 bool CSDBISample::WriteIntWave(CXFile* file) const {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "SamplerDBDS/DataBase/SDBIStructure.h"
 #include "shared/System/kvString.h"
@@ -140,9 +142,9 @@ public:
 
     // For writers that compress once, on any thread: compresses the loaded wave like CalcCompressSize,
     // but keeps the stream, which Write then writes, and frees the wave. Where the stream would not be
-    // smaller the wave stays and is stored raw. REQUIRES: the record is only written from here on; Clear ends
-    // this.
-    void PackWave();
+    // smaller the wave stays and is stored raw. False when memory runs out; the wave then stays as well.
+    // REQUIRES: the record is only written from here on; Clear ends this.
+    bool PackWave();
 
     // Writes the wave: raw when stored and expanded size are equal, else compressed again or as packed. False
     // with a stored size of 0, without a wave, or when the compressed length is not the stored size.
@@ -157,7 +159,8 @@ public:
     bool GetExtFileData();
 
     // The folder of the database, for relative external names; empty (the default) for none. Clear leaves it.
-    void SetExtFolder(const String& strFolder) { m_strExtFolder = strFolder; }
+    // Throws std::bad_alloc.
+    void SetExtFolder(std::string_view folder) { m_strExtFolder = folder; }
 
     void SmplMemFree() { FreeWave(); }
     uint32_t GetStoredBytes() const override { return m_lStored; }
@@ -179,7 +182,7 @@ private:
 
     LOADTYPE m_loadType;
     CStgBlock m_packed;  // the wave's stream after PackWave; pWave is null then
-    String m_strExtFolder;
+    std::string m_strExtFolder;
 };
 
 class CSDBISampleInfo : public CSDBISample {

@@ -84,8 +84,8 @@ bool CSDBISample::OpenExtFile(CXFile& file) const {
     try {
         if (OpenRegular(file, m_szFile)) return true;
         const std::filesystem::path name(m_szFile);
-        if (m_strExtFolder.IsEmpty() || name.is_absolute()) return false;
-        return OpenRegular(file, (std::filesystem::path(m_strExtFolder.c_str()) / name).c_str());
+        if (m_strExtFolder.empty() || name.is_absolute()) return false;
+        return OpenRegular(file, (std::filesystem::path(m_strExtFolder) / name).c_str());
     } catch (const std::bad_alloc&) {
         return HadMemory(file, false);
     }

@@ -55,9 +55,11 @@ ImportOutcome OpenAs(const std::string& strPath, std::unique_ptr<IInstrument>& p
 ImportOutcome FindInputFormat(const std::string& strPath, InputFormat& format) {
     return CatchNoMemory([&] {
         std::string strHead;
-        std::error_code unknown;  // is told when the file is opened
+        std::error_code unknown;
         format = InputFormat::None;
-        if (std::filesystem::is_directory(strPath, unknown)) {
+        const bool bFolder = std::filesystem::is_directory(strPath, unknown);
+        if (unknown) return Unreadable(unknown.value());
+        if (bFolder) {
             format = InputFormat::NoteFolder;
             return ImportOutcome();
         }

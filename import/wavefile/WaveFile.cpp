@@ -93,12 +93,16 @@ struct SoundCloser {
 };
 using SoundHandle = std::unique_ptr<SNDFILE, SoundCloser>;
 
+// libsndfile tells a want of memory with this text alone; it has no public number for it.
+constexpr std::string_view kSoundNoMemory = "Internal malloc () failed";
+
 // libsndfile's reason, which ends with a full stop.
 ImportOutcome NotRead(SNDFILE* pHandle) {
     if (sf_error(pHandle) == SF_ERR_UNRECOGNISED_FORMAT)
         return Refused("it is no sound file of a known kind");
     std::string strReason = sf_strerror(pHandle);
     strReason.erase(strReason.find_last_not_of(" .\n") + 1);
+    if (strReason == kSoundNoMemory) return NoMemory();
     return Refused("its sound cannot be read (" + strReason + ")");
 }
 

@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
-
-#include "shared/System/kvPath.h"
+#include <new>
 
 namespace Kestrova {
 
@@ -29,10 +29,11 @@ bool IsDots(const char* pszName) { return std::strcmp(pszName, ".") == 0 || std:
 // The folder part of a unified path as an absolute path that ends in "/"; empty when there is no such folder.
 std::string AbsoluteFolder(const char* pszPath) {
     const char* pszSlash = std::strrchr(pszPath, '/');
-    FSRef ref;
-    if (pszSlash == nullptr || FullPathMakeFSRef(std::string(pszPath, pszSlash + 1).c_str(), ref) != 0)
-        return {};
-    std::string strFolder(ref.strPath);
+    if (pszSlash == nullptr) return {};
+    const std::unique_ptr<char, decltype(&std::free)> pszReal(
+        realpath(std::string(pszPath, pszSlash + 1).c_str(), nullptr), &std::free);
+    if (pszReal == nullptr) return errno != ENOMEM ? std::string() : throw std::bad_alloc();
+    std::string strFolder(pszReal.get());
     if (strFolder.back() != '/') strFolder += '/';
     return strFolder;
 }
@@ -52,7 +53,7 @@ uint32_t FlagsOf(const char* pszPath, const struct stat& own) {
 int ReadFolderNames(const char* pszFolder, std::vector<std::string>& names) {
     names.clear();
     const std::unique_ptr<DIR, CloseDir> pDir(opendir(pszFolder));
-    if (pDir == nullptr) return errno;
+    if (pDir == nullptr) return errno != ENOMEM ? errno : throw std::bad_alloc();
     while (const dirent* pEntry = NextEntry(pDir.get()))
         if (!IsDots(pEntry->d_name)) names.emplace_back(pEntry->d_name);
     const int nError = errno;
@@ -92,7 +93,7 @@ bool Directory::Describe(const std::string& strName, tagDirObjInfo& info) const 
     struct stat own;
     if (lstat(strPath.c_str(), &own) != 0) return false;
     info.nFlags = FlagsOf(strPath.c_str(), own);
-    info.strPath = strPath.c_str();
+    info.strPath = strPath;
     return true;
 }
 

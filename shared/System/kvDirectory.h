@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "shared/System/kvString.h"
-
 namespace Kestrova {
 
 // Sets the names of a folder's entries, in byte order, without "." and "..". 0; or errno when the folder
@@ -24,7 +22,7 @@ inline constexpr uint32_t kDirObjAliasOfFolder = kDirObjIsFolder;
 struct tagDirObjInfo {
     uint32_t nFlags = 0;
     uint32_t nReserved = 0;  // always 0
-    String strPath;          // absolute; of a link its own path, not that of its target
+    std::string strPath;     // absolute; of a link its own path, not that of its target
 };
 
 // Yields the entries of a folder in the byte order of their names; "." and ".." are left out.

@@ -152,10 +152,11 @@ String Module::GetPathCreateSubfolder(int nType, const char* pszSubPath) {
 
 void Module::EnsureFolderExists(const char* pszPath) {
     if (pszPath == nullptr) return;
-    const String strPath(pszPath);
-    for (int nSlash = strPath.Find('/', 1); nSlash >= 0; nSlash = strPath.Find('/', nSlash + 1))
-        if (!MakeFolder(strPath.Left(nSlash))) return;
-    if (strPath.Right(1) != "/") MakeFolder(strPath);
+    const std::string strPath(pszPath);
+    for (size_t nSlash = strPath.find('/', 1); nSlash != std::string::npos;
+         nSlash = strPath.find('/', nSlash + 1))
+        if (!MakeFolder(strPath.substr(0, nSlash).c_str())) return;
+    if (!strPath.ends_with('/')) MakeFolder(pszPath);
 }
 
 int Module::GetProfileInt(const char* pszKey, const char* pszEntry, int nDefault, bool bAnyUser) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <new>
 
 #include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/NewSource.h"
@@ -10,15 +11,19 @@
 namespace Kestrova {
 namespace {
 
-void TellDemo(const std::string& strFile, const DemoFacts& facts, Console& console, Json& document) {
+ExitCode TellDemo(const std::string& strFile, const DemoFacts& facts, Console& console, Json& document) {
     std::error_code unknown;
     const uintmax_t nSize = std::filesystem::file_size(strFile, unknown);
-    const uint64_t nBytes = unknown ? 0 : nSize;
-    document["bytes"] = nBytes;
+    if (!unknown) document["bytes"] = uint64_t{nSize};
     document["samples"] = facts.nSamples;
     document["programs"] = facts.nPrograms;
+    if (unknown) {
+        console.Error(strFile + ": it is written, but its size cannot be read: " + unknown.message());
+        return kExitProblem;
+    }
     console.Say(strFile + ": " + Counted(facts.nPrograms, "program") + ", " +
-                Counted(facts.nSamples, "sample") + ", " + ReadableSize(nBytes));
+                Counted(facts.nSamples, "sample") + ", " + ReadableSize(nSize));
+    return kExitDone;
 }
 
 }  // namespace
@@ -33,9 +38,8 @@ int DemoCommand::Run(Console& console) {
     Json document = {{"file", m_strFile}};
     const Ending ending = Write(facts);
     if (ending.IsDone())
-        TellDemo(m_strFile, facts, console, document);
-    else
-        console.Error(ending.strError);
+        return console.Finish("demo", TellDemo(m_strFile, facts, console, document), document);
+    console.Error(ending.strError);
     return console.Finish("demo", ending.code, document);
 }
 
@@ -44,6 +48,7 @@ Ending DemoCommand::Write(DemoFacts& facts) const {
     PartFile part(m_strFile);
     if (part.Path().empty()) return {kExitOutput, m_strFile + ": " + std::strerror(errno)};
     if (const FileAnswer written = WriteDemoInstrument(part.Path().string(), facts); !written) {
+        if (written.nError == ENOMEM) throw std::bad_alloc();
         const char* const pszCause =
             written.nError != 0 ? std::strerror(written.nError) : "it cannot be written";
         return {kExitOutput, m_strFile + ": " + pszCause};

@@ -81,6 +81,7 @@ Ending ExportCommand::Export(ExportReporter& reporter) {
     if (const Ending opened = OpenScan(m_scan, m_strFile); !opened.IsDone())
         return {opened.code, m_strFile + ": " + opened.strError};
     m_contents = ReadContents(m_scan);
+    if (m_contents.nError != 0) return {kExitBadInput, m_strFile + ": " + std::strerror(m_contents.nError)};
     Ending ending = Choose();
     if (!ending.IsDone()) return ending;
     NameFiles();

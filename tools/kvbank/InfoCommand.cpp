@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <new>
 
 #include "SamplerDBDS/DataBase/SDBInterpreter.h"
 #include "bank/BankFileName.h"
@@ -70,6 +71,11 @@ ExitCode InfoCommand::TellFile(InfoReporter& reporter) const {
         return kExitBadInput;
     }
     const DatabaseFacts facts = FactsOf(database, m_strFile);
+    if (const int nError = database.GetFirstError(); nError != 0) {
+        if (nError == ENOMEM) throw std::bad_alloc();
+        reporter.TellFailure(std::strerror(nError));
+        return kExitBadInput;
+    }
     reporter.Tell(facts);
     return facts.strDamage.empty() ? kExitDone : kExitProblem;
 }
@@ -78,7 +84,7 @@ ExitCode InfoCommand::TellAnalysis(InfoReporter& reporter, bool bNumber) {
     const BankResult result = m_run.Analyse(m_strFile);
     if (result != kBankDone) {
         reporter.TellFailure(m_run.Explain(result, bNumber));
-        return kExitProblem;
+        return result == kBankNoMemory ? m_run.ExitCodeFor(result) : kExitProblem;
     }
     reporter.Tell(FactsOfSource());
     return kExitDone;

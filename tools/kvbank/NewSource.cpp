@@ -12,9 +12,11 @@ namespace Kestrova {
 namespace fs = std::filesystem;
 
 Ending CheckNewFile(const std::string& strFile, bool bForce) {
-    std::error_code ignored;
+    std::error_code error, ignored;
     if (!fs::exists(fs::symlink_status(strFile, ignored))) return {};
-    if (fs::exists(strFile, ignored) && !fs::is_regular_file(strFile, ignored))
+    const fs::file_status target = fs::status(strFile, error);
+    if (target.type() == fs::file_type::none) return {kExitOutput, strFile + ": " + error.message()};
+    if (fs::exists(target) && !fs::is_regular_file(target))
         return {kExitUsage, strFile + ": this is not a file"};
     if (!bForce) return {kExitUsage, strFile + ": there already; -f replaces it"};
     return {};

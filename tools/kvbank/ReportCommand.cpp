@@ -1,6 +1,7 @@
 #include "tools/kvbank/ReportCommand.h"
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 
 #include "bank/HelperThreads.h"
@@ -37,7 +38,7 @@ int ReportCommand::Run(Console& console) {
     if (!m_source.strPath.empty()) document["source"] = m_source.strPath;
     document["output"] = m_strOutput;
     const Ending ending = Report(console, document);
-    if (!ending.IsDone()) console.Error(ending.strError);
+    if (!ending.strError.empty()) console.Error(ending.strError);
     return console.Finish("report", ending.code, document);
 }
 
@@ -46,6 +47,7 @@ Ending ReportCommand::Bank::Open() {
     if (const Ending opened = OpenScan(scan, strPath); !opened.IsDone())
         return {opened.code, strPath + ": " + opened.strError};
     contents = ReadContents(scan);
+    if (contents.nError != 0) return {kExitBadInput, strPath + ": " + std::strerror(contents.nError)};
     return {};
 }
 
@@ -54,9 +56,11 @@ Ending ReportCommand::Report(Console& console, Json& document) {
     if (ending.IsDone()) ending = m_bank.Open();
     if (ending.IsDone()) ending = m_source.Open();
     std::vector<SampleView> views;
+    ReportFacts facts;
     if (ending.IsDone()) ending = MakeViews(console, views);
+    if (ending.IsDone()) ending = FillFacts(console, facts);
     if (!ending.IsDone()) return ending;
-    const std::string strPage = MakeReportPage(FactsOf(), m_bank.contents, views);
+    const std::string strPage = MakeReportPage(facts, m_bank.contents, views);
     uint64_t nBytes = 0;
     ending = WriteNewFile(
         m_strOutput, [&strPage](CXFile& file) { return file.Write(strPage.data(), strPage.size()); }, nBytes);
@@ -66,7 +70,7 @@ Ending ReportCommand::Report(Console& console, Json& document) {
     document["samples"] = m_bank.contents.samples.size();
     console.Say(m_strOutput + ": " + Counted(m_bank.contents.programs.size(), "program") + ", " +
                 Counted(m_bank.contents.samples.size(), "sample") + ", " + ReadableSize(nBytes));
-    return {};
+    return {m_code, ""};
 }
 
 Ending ReportCommand::CheckOutput() const {
@@ -81,32 +85,55 @@ Ending ReportCommand::MakeViews(Console& console, std::vector<SampleView>& views
     const size_t nViews = std::min(m_bank.contents.samples.size(), ReportLimits::kWaves);
     const unsigned nHelpers = HelperThreadCount();
     ScanFiles files(m_bank.scan, nHelpers), sourceFiles(m_source.scan, nHelpers);
-    OrderedPipeline<SampleView> made(nViews, nHelpers, nHelpers + 1, [&](size_t nSample, unsigned nHelper) {
+    OrderedPipeline<MadeView> made(nViews, nHelpers, nHelpers + 1, [&](size_t nSample, unsigned nHelper) {
         return ViewOf(nSample, files.Of(nHelper), sourceFiles.Of(nHelper));
     });
     Progress bar(console, NameOf(m_strOutput), 0);
     for (size_t i = 0; i < nViews; ++i) {
         if (CancelSignal() != 0) return {kExitProblem, m_bank.strPath + ": cancelled"};
-        views.push_back(made.Take());
+        MadeView view = made.Take();
+        for (const std::string& strUnread : view.unread) TellUnread(console, strUnread);
+        views.push_back(std::move(view.view));
         bar.Show(static_cast<double>(i + 1) / static_cast<double>(nViews), 0);
     }
+    for (size_t i = nViews; i < m_bank.contents.samples.size(); ++i)
+        if (const SampleFacts& sample = m_bank.contents.samples[i]; !sample.strFault.empty())
+            TellUnread(console, UnreadText(m_bank, sample, sample.strFault));
     return {};
 }
 
+// The page is written all the same, and tells it too; of a source's wave only the spectrum is missing there.
+void ReportCommand::TellUnread(Console& console, const std::string& strUnread) {
+    console.Error(strUnread);
+    m_code = kExitProblem;
+}
+
+std::string ReportCommand::UnreadText(const Bank& bank, const SampleFacts& sample,
+                                      const std::string& strCause) {
+    return bank.strPath + ": " + DescribeSample(sample) + ": " + strCause;
+}
+
 // Runs on any thread.
-SampleView ReportCommand::ViewOf(size_t nSample, CXFile& file, CXFile& sourceFile) const {
+ReportCommand::MadeView ReportCommand::ViewOf(size_t nSample, CXFile& file, CXFile& sourceFile) const {
     const SampleFacts& sample = m_bank.contents.samples[nSample];
-    if (!sample.strFault.empty()) return {.strFault = sample.strFault};
+    const auto unread = [&](const std::string& strCause) {
+        return MadeView{{.strFault = strCause}, {UnreadText(m_bank, sample, strCause)}};
+    };
+    if (!sample.strFault.empty()) return unread(sample.strFault);
     const ReadSample read = ReadWave(sample, m_bank.scan, file);
-    if (read.pRecord == nullptr) return {.strFault = read.strCause};
+    if (read.pRecord == nullptr) return unread(read.strCause);
     SampleViewWish wish;
     const size_t nExcerpt = ExcerptBytes(m_bank.contents.samples.size());
     if (nSample < ReportLimits::kSoundBytes / nExcerpt) wish.nExcerptBytes = nExcerpt;
+    const SampleFacts* const pSource = SourceOf(nSample);
     ReadSample before;
-    if (const SampleFacts* const pSource = SourceOf(nSample); pSource != nullptr)
-        before = ReadWave(*pSource, m_source.scan, sourceFile);
+    if (pSource != nullptr) before = ReadWave(*pSource, m_source.scan, sourceFile);
     wish.pSource = before.pRecord.get();
-    return MakeView(*read.pRecord, wish);
+    MadeView made{MakeView(*read.pRecord, wish), {}};
+    if (!made.view.strFault.empty()) made.unread.push_back(UnreadText(m_bank, sample, made.view.strFault));
+    if (pSource != nullptr && before.pRecord == nullptr)
+        made.unread.push_back(UnreadText(m_source, *pSource, before.strCause));
+    return made;
 }
 
 // A plain bank has the samples of its source in order; in other banks the names tell. Null without a source.
@@ -121,21 +148,24 @@ const SampleFacts* ReportCommand::SourceOf(size_t nSample) const {
     return pFound == sources.end() ? nullptr : &*pFound;
 }
 
-ReportFacts ReportCommand::FactsOf() {
-    ReportFacts facts;
+Ending ReportCommand::FillFacts(Console& console, ReportFacts& facts) {
     facts.strFile = NameOf(m_bank.strPath);
     facts.strSource = NameOf(m_source.strPath);
     facts.nBytes = m_bank.scan.FileSize();
     facts.bEnriched = m_bank.scan.IsEnriched();
     for (const ProgramFacts& program : m_bank.contents.programs) facts.nRegions += program.regions.size();
-    Predict(facts);
-    return facts;
+    return Predict(console, facts);
 }
 
-void ReportCommand::Predict(ReportFacts& facts) {
+// That the sizes of its banks cannot be known is no failure, unless the system is the reason.
+Ending ReportCommand::Predict(Console& console, ReportFacts& facts) {
     if (const BankResult result = m_run.Analyse(m_bank.strPath); result != kBankDone) {
-        facts.strWhyNotPredicted = "Not known: " + m_run.Explain(result, false) + ".";
-        return;
+        const std::string strWhy = m_run.Explain(result, false);
+        if (result == kBankNoMemory || result == kBankNoWorker)
+            return {m_run.ExitCodeFor(result), m_bank.strPath + ": " + strWhy};
+        facts.strWhyNotPredicted = "Not known: " + strWhy + ".";
+        if (m_run.Engine().GetFault().nError != 0) TellUnread(console, m_bank.strPath + ": " + strWhy);
+        return {};
     }
     for (const int nRate : iSPS) {
         PredictedSize& row = facts.predicted.emplace_back();
@@ -143,6 +173,7 @@ void ReportCommand::Predict(ReportFacts& facts) {
         m_run.Engine().Prediction(row.nRate, false, row.nPlain);
         m_run.Engine().Prediction(row.nRate, true, row.nPerKey);
     }
+    return {};
 }
 
 }  // namespace Kestrova

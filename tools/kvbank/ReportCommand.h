@@ -26,16 +26,23 @@ private:
     Ending Report(Console& console, Json& document);
     Ending CheckOutput() const;
     Ending MakeViews(Console& console, std::vector<SampleView>& views);
-    SampleView ViewOf(size_t nSample, CXFile& file, CXFile& sourceFile) const;
+    struct MadeView {
+        SampleView view;
+        std::vector<std::string> unread;  // the waves that it lacks, with files and causes
+    };
+    MadeView ViewOf(size_t nSample, CXFile& file, CXFile& sourceFile) const;
+    static std::string UnreadText(const Bank& bank, const SampleFacts& sample, const std::string& strCause);
+    void TellUnread(Console& console, const std::string& strUnread);
     const SampleFacts* SourceOf(size_t nSample) const;
-    ReportFacts FactsOf();
-    void Predict(ReportFacts& facts);
+    Ending FillFacts(Console& console, ReportFacts& facts);
+    Ending Predict(Console& console, ReportFacts& facts);
 
     std::string m_strOutput;
     bool m_bForce = false;
     Bank m_bank;
     Bank m_source;  // not open when its path is empty
     EngineRun m_run;
+    ExitCode m_code = kExitDone;  // when the page is written
 };
 
 }  // namespace Kestrova

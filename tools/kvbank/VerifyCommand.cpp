@@ -141,6 +141,7 @@ bool VerifyCommand::FindConversion(NoteScan& scan, bool bPerKey, VerifiedFile& f
             return true;
         }
         if (!nearest || problems.Count() < nearest->Count()) nearest = problems;
+        if (m_pComparison->WasRefused()) break;  // which says nothing about the conversion
     }
     file.problems = *nearest;
     return true;

@@ -1,6 +1,7 @@
 // kv_trust_settings KIND FILE - writes settings (ini), preferences or a log once, as the programs do; the
 // proofs make its calls fail. Exit code 1 when the unit says that it failed; ini and log say nothing.
 #include <cstdio>
+#include <new>
 #include <string_view>
 
 #include "shared/System/kvIniFile.h"
@@ -37,9 +38,13 @@ int WriteLog(const char* pszFile) {
 
 int main(int argc, char** argv) {
     const std::string_view kind = argc == 3 ? argv[1] : "";
-    if (kind == "ini") return Kestrova::WriteIni(argv[2]);
-    if (kind == "preferences") return Kestrova::WritePreferences(argv[2]);
-    if (kind == "log") return Kestrova::WriteLog(argv[2]);
+    try {
+        if (kind == "ini") return Kestrova::WriteIni(argv[2]);
+        if (kind == "preferences") return Kestrova::WritePreferences(argv[2]);
+        if (kind == "log") return Kestrova::WriteLog(argv[2]);
+    } catch (const std::bad_alloc&) {
+        return 8;  // as kvbank
+    }
     std::fputs("usage: kv_trust_settings ini|preferences|log FILE\n", stderr);
     return 2;
 }

@@ -193,7 +193,8 @@ Fate AskFate(Group group, const char* pszCall, Place place) {
     if (!IsCounted(group)) return Fate::Passes;
     const int nError = errno;
     const PathText path(place);
-    const bool bCounts = std::string_view(path.c_str()).starts_with(s_settings.below);
+    const bool bCounts =
+        group == Group::Thread || std::string_view(path.c_str()).starts_with(s_settings.below);
     Fate fate = Fate::Passes;
     if (bCounts && CountIsReached()) {
         Note(pszCall, path.c_str());
@@ -206,7 +207,8 @@ Fate AskFate(Group group, const char* pszCall, Place place) {
 bool AllocationFails(const char* pszCall, const void* pCaller) {
     if (!IsCounted(Group::Memory) || (s_settings.bOwnCode && !IsOwnCode(pCaller)) || !CountIsReached())
         return false;
-    Note(pszCall, "");
+    Dl_info info{};
+    Note(pszCall, dladdr(pCaller, &info) != 0 ? info.dli_fname : "");  // whose code it was
     if (s_settings.kind == Kind::Kill) KillProcess();
     errno = ENOMEM;
     return true;

@@ -22,7 +22,7 @@ TEST(PackWaveTest, ThePackedRecordHasTheBytesOfOneThatCompressesTwice) {
     CSDBISampleWave packed(1, 2), twice(1, 2);
     Load(packed, wave);
     Load(twice, wave);
-    packed.PackWave();
+    EXPECT_TRUE(packed.PackWave());
     twice.CalcCompressSize();
     EXPECT_EQ(nullptr, packed.m_info.pWave) << "its memory is given back";
     EXPECT_EQ(twice.m_lStored, packed.m_lStored);
@@ -34,7 +34,7 @@ TEST(PackWaveTest, AWaveThatDoesNotShrinkStaysRaw) {
     const Bytes wave = MakeNoise(8);
     CSDBISampleWave sample(1, 2);
     Load(sample, wave);
-    sample.PackWave();
+    EXPECT_TRUE(sample.PackWave());
     EXPECT_EQ(8u, sample.m_lStored);
     ASSERT_NE(nullptr, sample.m_info.pWave);
     CSDBISampleWave again(1, 2);
@@ -45,15 +45,15 @@ TEST(PackWaveTest, AWaveThatDoesNotShrinkStaysRaw) {
 TEST(PackWaveTest, WithoutAWaveOnlyTheSizeIsSet) {
     CSDBISampleWave sample(1, 2);
     sample.m_info.lWave = 77;
-    sample.PackWave();
+    EXPECT_TRUE(sample.PackWave());
     EXPECT_EQ(77u, sample.m_lStored);
 }
 
-TEST(PackWaveTest, WithoutMemoryTheWaveStaysRaw) {
+TEST(PackWaveTest, WithoutMemoryItSaysSoAndTheWaveStays) {
     CSDBISampleWave sample(1, 2);
     Load(sample, MakeWave(500, 16, 2));
     const PosixFault fault("realloc", ENOMEM);
-    sample.PackWave();
+    EXPECT_FALSE(sample.PackWave());
     EXPECT_EQ(2000u, sample.m_lStored);
     EXPECT_NE(nullptr, sample.m_info.pWave);
 }

@@ -24,7 +24,7 @@ bool NotAFolder(tagDirObjInfo* pInfo, void*) { return (pInfo->nFlags & kDirObjIs
 // Keeps the paths it was shown in the user's list, and accepts those that end in "y".
 bool EndsInY(tagDirObjInfo* pInfo, void* pUser) {
     static_cast<std::vector<std::string>*>(pUser)->emplace_back(pInfo->strPath);
-    return pInfo->strPath.Right(1) == "y";
+    return pInfo->strPath.ends_with("y");
 }
 
 class DirectoryTest : public testing::Test {
@@ -50,7 +50,7 @@ protected:
     uint32_t FlagsOf(const std::string& strName) {
         EXPECT_TRUE(Open());
         for (tagDirObjInfo info; m_directory.GetObject(&info);)
-            if (m_dir.File(strName) == info.strPath.c_str()) return info.nFlags;
+            if (m_dir.File(strName) == info.strPath) return info.nFlags;
         ADD_FAILURE() << strName << " is not listed";
         return ~0u;
     }
@@ -131,7 +131,7 @@ TEST_F(DirectoryTest, ALinkToAFolderIsWalkedThereItsEntriesBearTheRealPath) {
     ASSERT_TRUE(m_directory.Open(m_dir.File("link/").c_str(), nullptr, nullptr));
     tagDirObjInfo info;
     ASSERT_TRUE(m_directory.GetObject(&info));
-    EXPECT_EQ(m_dir.File("folder/a"), info.strPath.c_str());
+    EXPECT_EQ(m_dir.File("folder/a"), info.strPath);
 }
 
 TEST_F(DirectoryTest, NullWalksTheRoot) {
@@ -166,7 +166,7 @@ TEST_F(DirectoryTest, WithoutOpenAndAfterCloseThereIsNothing) {
     ASSERT_TRUE(Open());
     m_directory.Close();
     EXPECT_FALSE(m_directory.GetObject(&info));
-    EXPECT_STREQ("", info.strPath);
+    EXPECT_EQ("", info.strPath);
 }
 
 TEST_F(DirectoryTest, OpenBeginsAnew) {
@@ -193,7 +193,7 @@ TEST_F(DirectoryTest, AFolderPathOfMoreThan260BytesIsWalked) {
     ASSERT_TRUE(m_directory.Open((strFolder + "/").c_str(), nullptr, nullptr));
     tagDirObjInfo info;
     ASSERT_TRUE(m_directory.GetObject(&info));
-    EXPECT_EQ(strFolder + "/file", info.strPath.c_str());
+    EXPECT_EQ(strFolder + "/file", info.strPath);
 }
 
 }  // namespace Kestrova::Test

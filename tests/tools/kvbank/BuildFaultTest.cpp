@@ -4,6 +4,7 @@
 #include <set>
 
 #include "tests/support/FaultyFileEnv.h"
+#include "tests/support/PosixFaults.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 
@@ -45,6 +46,37 @@ protected:
         }
     }
 };
+
+TEST_F(BuildFaultTest, TooManyOpenFilesAreNoWantOfMemory) {
+    Source();
+    for (int nCall = 1;; ++nCall) {
+        SCOPED_TRACE(nCall);
+        FaultyFileEnv env;
+        env.FailCallOf(FileOp::kOpen, nCall, Lasting::kForGood, EMFILE);
+        const Outcome outcome = Build();
+        if (!env.FaultHit()) break;
+        if (outcome.nCode != 0) {
+            EXPECT_THAT(outcome.strErr, HasSubstr("Too many open files"));
+        }
+        std::filesystem::remove(File(k48000));
+    }
+}
+
+TEST_F(BuildFaultTest, ALockThatCannotBeAskedForIsNoOtherProcess) {
+    Source();
+    for (const std::string& strText :
+         Walk(FileOp::kLock, Lasting::kForGood, EIO, {kExitBadInput, kExitOutput}))
+        EXPECT_THAT(strText, HasSubstr("Input/output error"));
+}
+
+TEST_F(BuildFaultTest, ThreadsThatCannotBeStartedAreToldWithTheReason) {
+    Source();
+    const PosixFault fault("pthread_create", EAGAIN, PosixFault::kEveryCall);
+    const Outcome outcome = Build();
+    EXPECT_EQ(kExitInternal, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/Src.kvs: no worker thread could be started: Resource temporarily unavailable\n",
+              outcome.strErr);
+}
 
 TEST_F(BuildFaultTest, ARefusedWriteIsSaidOfTheBankWithTheSystemsReason) {
     LargeSource();

@@ -134,15 +134,36 @@ TEST_F(ReportCommandTest, ABankOfThousandsOfSamplesStaysUsable) {
     EXPECT_LT(strPage.size(), 20000000u);
 }
 
-TEST_F(ReportCommandTest, WhatCannotBeReadIsTold) {
+TEST_F(ReportCommandTest, WhatCannotBeReadIsToldAndAProblem) {
     Source({.samples = {{.nFrames = 5000}, {}}});
     std::vector<NoteFields> notes = NotesOf(File("Src.kvs"));
     notes[2].strBody.resize(notes[2].strBody.size() / 2);
     WriteFile(File("Src.kvs"), DatabaseImage(notes));
-    ASSERT_EQ(0, Report().nCode);
+    const Outcome outcome = Report();
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/Src.kvs: sample 2: it cannot be read whole\n", outcome.strErr);
     EXPECT_EQ("", WhyNotWellFormed(Page()));
     EXPECT_THAT(Page(), HasSubstr("<td colspan=\"7\" class=\"fault\">it cannot be read whole</td>"));
     EXPECT_THAT(Page(), HasSubstr("<p class=\"soft\">Not known: sample 2 &quot;Sample 0&quot;: "));
+}
+
+// One byte of the compressed wave is another: header and loops can still be read.
+TEST_F(ReportCommandTest, ADamagedWaveOfTheBankOrItsSourceIsToldByNameAndAProblem) {
+    Source({.samples = {{.nFrames = 5000}, {}}});
+    ASSERT_EQ(0, Run({"build", "DIR/Src.kvs", "-d", "DIR", "-r", "48000"}).nCode);
+    std::vector<NoteFields> notes = NotesOf(File("Src.kvs"));
+    notes[2].strBody[notes[2].strBody.size() / 2] ^= 1;
+    WriteFile(File("Src.kvs"), DatabaseImage(notes));
+    const std::string strError = "kvbank: DIR/Src.kvs: sample 2 \"Sample 0\": it cannot be read whole\n";
+    const Outcome outcome = Report();
+    EXPECT_EQ(kExitProblem, outcome.nCode);
+    EXPECT_EQ(strError, outcome.strErr);
+    EXPECT_THAT(Page(), HasSubstr("<td class=\"fault\">it cannot be read whole</td>"));
+    const Outcome compared =
+        Run({"report", "DIR/Src_0BB80.kvn", "--source", "DIR/Src.kvs", "-o", "DIR/r.html", "-f"});
+    EXPECT_EQ(kExitProblem, compared.nCode);
+    EXPECT_EQ(strError, compared.strErr);
+    EXPECT_EQ("", WhyNotWellFormed(Page()));
 }
 
 TEST_F(ReportCommandTest, JsonTellsThePage) {

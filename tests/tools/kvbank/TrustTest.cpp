@@ -56,7 +56,7 @@ TEST_F(TrustTest, WithoutItEveryVerbThatReadsWavesRefusesOneAboveTheBudget) {
 }
 
 TEST_F(TrustTest, WithoutItAReportShowsTheRefusalInPlaceOfTheWave) {
-    EXPECT_EQ(kExitDone, Run({"report", "DIR/Long.kvs", "-o", "DIR/page.html"}).nCode);
+    EXPECT_EQ(kExitProblem, Run({"report", "DIR/Long.kvs", "-o", "DIR/page.html"}).nCode);
     const Bytes page = ReadFile(File("page.html"));
     EXPECT_THAT(std::string(page.begin(), page.end()), ::testing::HasSubstr(kRefusal));
 }

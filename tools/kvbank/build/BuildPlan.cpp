@@ -66,7 +66,9 @@ BuildFinding LookAt(const BuildOptions& options, const CDBEUCreate& engine, Bank
         return {BuildAction::InTheWay, {.path = target, .strCause = pszKind}};
     std::error_code error;
     std::vector<BankFile> banks = FindBanks(options, engine, plan.nRate, own, error);
-    if (error) return {BuildAction::InTheWay, {.path = options.strFolder, .strCause = error.message()}};
+    if (error)
+        return {BuildAction::InTheWay,
+                {.path = options.strFolder, .state = BankState::Unreadable, .strCause = error.message()}};
     if (const BankFile* const pBusy = FirstIn(banks, BankState::BeingBuilt))
         return {BuildAction::Busy, *pBusy};
     if (options.bForce || banks.empty()) return {};

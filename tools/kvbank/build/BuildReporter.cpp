@@ -158,10 +158,12 @@ void BuildReporter::TellBuilt(const BuildPlan& plan, const BuildOutcome& outcome
         m_console.Say(plan.finding.bank.path.string() + ": was damaged: " + plan.finding.bank.strCause +
                       "; built again");
     }
-    row["bytes"] = outcome.nBytes;
+    const bool bMeasured = outcome.nBytes != 0;
+    if (bMeasured) row["bytes"] = outcome.nBytes;
     row["seconds"] = outcome.seconds;
-    m_console.Say(RateText(plan) + ": " + (fs::path(m_options.strFolder) / plan.strName).string() + ", " +
-                  ReadableSize(outcome.nBytes) + " in " + ReadableTime(outcome.seconds));
+    m_console.Say(RateText(plan) + ": " + (fs::path(m_options.strFolder) / plan.strName).string() +
+                  (bMeasured ? ", " + ReadableSize(outcome.nBytes) : "") + " in " +
+                  ReadableTime(outcome.seconds));
 }
 
 }  // namespace Kestrova

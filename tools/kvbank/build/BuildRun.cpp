@@ -214,8 +214,8 @@ void BuildRun::Publish(const BuildPlan& plan, BuildOutcome& outcome) {
         Fail(fault, outcome);
         return;
     }
-    outcome.nBytes = FileSize(Place(plan.strName));
     if (const BuildFault fault = Settle(plan, strSum, *pTurn); fault.code != kExitDone) Fail(fault, outcome);
+    if (const BuildFault fault = Measure(plan, outcome.nBytes); fault.code != kExitDone) Fail(fault, outcome);
     outcome.end = BuildOutcome::End::Built;
 }
 
@@ -260,6 +260,14 @@ BuildFault BuildRun::Settle(const BuildPlan& plan, const std::string& strSum, co
     if (sums.kind == SumsOutcome::Kind::Done || fault.code != kExitDone) return fault;
     return OutputFault(sums.strPath,
                        "the bank is in its place, but its sums file cannot be written: " + sums.strCause);
+}
+
+BuildFault BuildRun::Measure(const BuildPlan& plan, uint64_t& nBytes) const {
+    int nError = 0;
+    nBytes = FileSize(Place(plan.strName), &nError);
+    if (nError == 0) return {};
+    return {kExitProblem, Place(plan.strName),
+            std::string("the bank is in its place, but its size cannot be read: ") + std::strerror(nError)};
 }
 
 // The source may bear such a name, and stays.

@@ -36,7 +36,7 @@ struct BuildOutcome {
     BuildFinding finding;
     BuildFault fault;
     BankResult result = kBankDone;  // of the engine
-    uint64_t nBytes = 0;            // of the bank
+    uint64_t nBytes = 0;            // of the bank; 0: not known, which the fault tells
     double seconds = 0;
     bool bStops = false;  // no other bank is begun afterwards
 };
@@ -106,6 +106,7 @@ private:
     BuildFault TakeSum(const BuildPlan& plan, std::string& strSum) const;
     BuildFault Move(const BuildPlan& plan, const FolderLock& turn);
     BuildFault Settle(const BuildPlan& plan, const std::string& strSum, const FolderLock& turn);
+    BuildFault Measure(const BuildPlan& plan, uint64_t& nBytes) const;
     BuildFault RemoveOtherLayout(const BuildPlan& plan, const FolderLock& turn);
     bool Fail(const BuildFault& fault, BuildOutcome& outcome);
     bool FailIn(BankResult result, const BuildPlan& plan, BuildOutcome& outcome);

@@ -10,10 +10,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-uint64_t BytesReplaced(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate) {
-    std::error_code ignored;
+bool IsNoFolder(const std::error_code& error) {
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
+}
+
+// The first is kept.
+void NoteUnread(const fs::path& path, const std::string& strCause, std::string& strUnread) {
+    if (strUnread.empty()) strUnread = path.string() + ": " + strCause;
+}
+
+uint64_t BytesReplaced(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate,
+                       std::string& strUnread) {
+    std::error_code error, ignored;
     uint64_t nBytes = 0;
-    for (const BankFile& bank : ListBanks(options.strFolder, engine.GetBaseName(), ignored, {nRate})) {
+    const std::vector<BankFile> banks = ListBanks(options.strFolder, engine.GetBaseName(), error, {nRate});
+    if (error && !IsNoFolder(error)) NoteUnread(options.strFolder, error.message(), strUnread);
+    for (const BankFile& bank : banks) {
+        if (bank.state == BankState::Unreadable) NoteUnread(bank.path, bank.strCause, strUnread);
         const bool bReplaced = bank.state == BankState::Complete || bank.state == BankState::Stale ||
                                bank.state == BankState::Damaged;
         if (bReplaced && !bank.bInPrivateFolder && !fs::equivalent(bank.path, options.strSource, ignored))
@@ -31,9 +44,10 @@ fs::path ExistingAncestor(fs::path path) {
     return path;
 }
 
-uint64_t FileSize(const fs::path& path) {
+uint64_t FileSize(const fs::path& path, int* pnError) {
     std::error_code error;
     const uintmax_t nSize = fs::file_size(path, error);
+    if (pnError != nullptr) *pnError = error.value();
     return error ? 0 : nSize;
 }
 
@@ -44,7 +58,9 @@ BuildSpace MeasureSpace(const BuildOptions& options, const CDBEUCreate& engine, 
         RateSpace rate{.plan = plan};
         if (plan.finding.action == BuildAction::Build) {
             rate.nNeeded = PredictedBytes(plan);
-            rate.nFreed = BytesReplaced(options, engine, plan.nRate);
+            rate.nFreed = BytesReplaced(options, engine, plan.nRate, space.strUnread);
+        } else if (const BankFile& bank = plan.finding.bank; bank.state == BankState::Unreadable) {
+            NoteUnread(bank.path, bank.strCause, space.strUnread);
         }
         space.nNeeded += rate.nNeeded;
         space.nFreed += rate.nFreed;

@@ -12,8 +12,8 @@ namespace Kestrova {
 // The folder itself, or the nearest existing folder above it when it is still to be made.
 std::filesystem::path ExistingAncestor(std::filesystem::path path);
 
-// The bytes of a file; 0 when the system does not tell them.
-uint64_t FileSize(const std::filesystem::path& path);
+// The bytes of a file; 0 when the system does not tell them. Sets *pnError, unless that is null, to errno or 0.
+uint64_t FileSize(const std::filesystem::path& path, int* pnError = nullptr);
 
 // Of one bank.
 struct RateSpace {
@@ -27,8 +27,10 @@ struct BuildSpace {
     std::vector<RateSpace> rates = {};
     uint64_t nNeeded = 0;
     uint64_t nFreed = 0;
-    uint64_t nFree = 0;  // on the folder's disk, for this user
-    int nError = 0;      // errno when the disk could not be asked
+    uint64_t nFree = 0;          // on the folder's disk, for this user
+    int nError = 0;              // errno when the disk could not be asked
+    std::string strUnread = {};  // the first bank, or the folder, that cannot be read, and why; the sums are
+                                 // then without it
     bool Fits() const { return nNeeded <= nFree; }
 };
 

@@ -60,7 +60,8 @@ ExitCode SpaceReporter::Tell(const BuildSpace& space) {
     m_document["bytes_needed"] = space.nNeeded;
     m_document["bytes_freed"] = space.nFreed;
     m_document["bytes_free"] = space.nFree;
-    if (space.Fits()) return kExitDone;
+    if (!space.strUnread.empty()) m_console.Error(space.strUnread);
+    if (space.Fits()) return space.strUnread.empty() ? kExitDone : kExitProblem;
     m_console.Error(m_options.strFolder + ": " + Counted(space.nNeeded - space.nFree, "byte") +
                     " are missing: " + ReadableSize(space.nNeeded) + " are needed, " +
                     ReadableSize(space.nFree) + " are free");

@@ -1,6 +1,7 @@
 #include "tools/kvbank/compare/BankOrigin.h"
 
 #include <filesystem>
+#include <utility>
 
 namespace Kestrova {
 
@@ -17,9 +18,9 @@ void BankOrigin::Check(BankFile& bank) {
         return;
     NoteScan scan;
     ProblemList problems;
-    if (scan.Open(bank.path.string()) != NoteScan::Outcome::Scanned) {
+    if (std::string strWhy = ScanOrWhyNot(scan, bank.path.string()); !strWhy.empty()) {
         bank.state = BankState::Unreadable;
-        bank.strCause = WhyNoBank(bank.path);
+        bank.strCause = std::move(strWhy);
         return;
     }
     if (!scan.IsEnriched())
@@ -27,7 +28,7 @@ void BankOrigin::Check(BankFile& bank) {
     else
         problems = DifferencesFrom(scan, bank);
     if (problems.Count() == 0) return;
-    bank.state = BankState::Stale;
+    bank.state = m_comparison.WasRefused() ? BankState::Unreadable : BankState::Stale;
     bank.strCause = TextOf(problems.Kept().front());
 }
 
@@ -39,7 +40,7 @@ ProblemList BankOrigin::DifferencesFrom(NoteScan& scan, const BankFile& bank) {
         ProblemList problems;
         m_comparison.Run(scan, bank.nRate, bank.layout == BankLayout::PerKey, pConverter, problems,
                          [](uint64_t) { return true; });
-        if (problems.Count() == 0) return problems;
+        if (problems.Count() == 0 || m_comparison.WasRefused()) return problems;
         if (pConverter == nullptr) first = problems;
     }
     return first;

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "SamplerDBDS/BaseClasses/XFileHold.h"
 #include "SamplerDBDS/DataBase/SDBEngine.h"
@@ -61,13 +62,20 @@ std::string WhyUnread(const CXFile& file) {
     return nError != 0 ? std::strerror(nError) : "it cannot be read whole";
 }
 
+std::string ScanOrWhyNot(NoteScan& scan, const std::string& strPath) {
+    switch (scan.Open(strPath)) {
+        case NoteScan::Outcome::Scanned: return "";
+        case NoteScan::Outcome::Unreadable: return WhyUnread(scan.File());
+        case NoteScan::Outcome::NotABank: break;
+    }
+    return WhyNoBank(strPath);
+}
+
 Ending OpenScan(NoteScan& scan, const std::string& strPath) {
     if (Ending held = AskHeld(strPath); !held.IsDone()) return held;
-    const NoteScan::Outcome outcome = scan.Open(strPath);
-    if (outcome == NoteScan::Outcome::Scanned) return {};
-    return {kExitBadInput, outcome == NoteScan::Outcome::NotABank
-                               ? WhyNoBank(strPath)
-                               : std::strerror(scan.File().GetFirstError())};
+    std::string strWhy = ScanOrWhyNot(scan, strPath);
+    if (strWhy.empty()) return {};
+    return {kExitBadInput, std::move(strWhy)};
 }
 
 }  // namespace Kestrova

@@ -56,6 +56,9 @@ private:
 // out.
 std::string WhyUnread(const CXFile& file);
 
+// Scans a file. Empty, or why it cannot be scanned. Throws std::bad_alloc when memory ran out.
+std::string ScanOrWhyNot(NoteScan& scan, const std::string& strPath);
+
 // Scans a file for a verb. The ending's error is the cause, without the file's name. A file that another
 // process is building is busy.
 Ending OpenScan(NoteScan& scan, const std::string& strPath);

@@ -16,9 +16,6 @@ namespace {
 // A source that uses ids more than once could lead the walk through the same records again and again.
 constexpr uint64_t kReadsBesideRecords = 65536;
 
-// ": " and what the system said; nothing when it refused nothing.
-std::string Reason(int nError) { return nError != 0 ? std::string(": ") + std::strerror(nError) : ""; }
-
 }  // namespace
 
 SourceComparison::SourceComparison(const CDBEUCreate& engine, const std::string& strSource, SampleDepth depth,
@@ -32,7 +29,7 @@ bool SourceComparison::Run(NoteScan& bank, uint32_t nRate, bool bPerKey, const I
     m_bPerKey = bPerKey;
     Begin(bank, problems, observer);
     if (!m_source.IsOpen())
-        problems.Add("the source cannot be opened any more" + Reason(m_source.GetFirstError()));
+        StopFor("the source cannot be opened any more", m_source.GetFirstError());
     else if (!IsBuildableRate(nRate))
         problems.Add("it states no sample rate that a bank can have");
     else if (CompareInfo(nRate, bPerKey) && ComparePresets() &&
@@ -53,7 +50,7 @@ void SourceComparison::Begin(NoteScan& bank, ProblemList& problems, const Observ
     m_pBank = &bank;
     m_pProblems = &problems;
     m_pObserver = &observer;
-    m_bStopped = false;
+    m_bStopped = m_bRefused = false;
     m_nNext = 0;
     m_nReadsLeft = 2 * (m_source.GetNoteCount() + bank.Notes().size()) + kReadsBesideRecords;
     m_newIds.clear();
@@ -73,13 +70,22 @@ bool SourceComparison::Stop(const std::string& strCause) {
     return false;
 }
 
+bool SourceComparison::StopFor(const std::string& strCause, int nError) {
+    if (nError == ENOMEM) throw std::bad_alloc();
+    m_bRefused = nError != 0;
+    return Stop(m_bRefused ? strCause + ": " + std::strerror(nError) : strCause);
+}
+
 // When the source's sample cannot be converted to what the bank holds.
 bool SourceComparison::StopAt(uint32_t idOld, const BankOutcome& outcome) {
     if (outcome.pszCause == kCauseNoMemory) throw std::bad_alloc();
-    return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, idOld) + ": " + outcome.pszCause);
+    return StopFor("the source's " + DescribeRecord(&m_source, kSdbSample, idOld) + ": " + outcome.pszCause,
+                   outcome.nError);
 }
 
 bool SourceComparison::StopAt(const SDBNOTE& note, int nError) {
+    if (nError == ENOMEM) throw std::bad_alloc();
+    m_bRefused = true;
     m_pProblems->Add(*m_pBank, note, std::strerror(nError));
     return false;
 }
@@ -91,9 +97,10 @@ bool SourceComparison::ReadSource(CSDBInterpreter& record) {
         --m_nReadsLeft;
         return true;
     }
-    return Stop("the source's " + DescribeRecord(&m_source, record.GetType(), record.GetID()) +
-                (m_nReadsLeft > 0 ? " cannot be read whole" + Reason(m_source.GetFirstError())
-                                  : " is used more than once"));
+    const std::string strRecord =
+        "the source's " + DescribeRecord(&m_source, record.GetType(), record.GetID());
+    return m_nReadsLeft > 0 ? StopFor(strRecord + " cannot be read whole", m_source.GetFirstError())
+                            : Stop(strRecord + " is used more than once");
 }
 
 template <class TSourceInfo>
@@ -105,8 +112,9 @@ bool SourceComparison::ReadSourceHeader(TSourceInfo& sample) {
     else
         sample.SetExtFolder(m_strFolder.c_str());
     if (bRead && m_source.ReadWholeNote(&sample)) return true;
-    return Stop("the source's " + DescribeRecord(&m_source, kSdbSample, sample.GetID()) +
-                " cannot be read whole" + Reason(m_source.GetFirstError()));
+    return StopFor(
+        "the source's " + DescribeRecord(&m_source, kSdbSample, sample.GetID()) + " cannot be read whole",
+        m_source.GetFirstError());
 }
 
 // The bank's next record. Null, with the cause reported, when it is not of the type that the source gives.

@@ -41,6 +41,10 @@ public:
     bool Run(NoteScan& bank, uint32_t nRate, bool bPerKey, const IWaveConverter* pConverter,
              ProblemList& problems, const Observer& observer);
 
+    // Whether the last run ended because the system let a record not be read, of the bank or of the source.
+    // Its last problem tells why. It says nothing then about whether the bank is of the source.
+    bool WasRefused() const { return m_bRefused; }
+
 private:
     // The ids of a source sample's copies in the bank.
     struct NewIds {
@@ -80,6 +84,7 @@ private:
     bool Told(const SDBNOTE& note, CSDBInterpreter& expected, const char* pszDifference);
     uint32_t NewSampleId(uint32_t idOld, int nKey) const;
     bool Stop(const std::string& strCause);
+    bool StopFor(const std::string& strCause, int nError);  // nError: the system's reason, 0 for none
     bool StopAt(uint32_t idOld, const BankOutcome& outcome);
     bool StopAt(const SDBNOTE& note, int nError);  // the system did not let the bank's record be read
 
@@ -95,6 +100,7 @@ private:
     const Observer* m_pObserver = nullptr;
     bool m_bPerKey = false;
     bool m_bStopped = false;
+    bool m_bRefused = false;
     size_t m_nNext = 0;  // of the bank's notes
     uint64_t m_nReadsLeft = 0;
     std::map<uint32_t, NewIds> m_newIds;  // by the source's id

@@ -1,6 +1,8 @@
 #include "tools/kvbank/contents/BankContents.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <new>
 #include <utility>
 
 #include "shared/System/kvPath.h"
@@ -34,6 +36,8 @@ public:
                              [this](const SDBNOTE& note, const auto& info) { TakeRegion(note, info); });
         ForEach<CSDBILayer>(kSdbLayer,
                             [this](const SDBNOTE& note, const auto& info) { TakeLayer(note, info); });
+        m_contents.nError = m_scan.File().GetFirstError();
+        if (m_contents.nError == ENOMEM) throw std::bad_alloc();
         for (const SDBNOTE& note : m_scan.Notes())
             if (note.nType == kSdbSample && Counts(note)) TakeSample(note);
         return std::move(m_contents);
@@ -125,6 +129,11 @@ private:
 };
 
 }  // namespace
+
+std::string DescribeSample(const SampleFacts& sample) {
+    const std::string strText = "sample " + std::to_string(sample.note.idNote);
+    return sample.strName.empty() ? strText : strText + " \"" + sample.strName + "\"";
+}
 
 BankContents ReadContents(NoteScan& scan) { return ContentsReader(scan).Read(); }
 

@@ -50,9 +50,10 @@ struct ProgramFacts {
     std::vector<RegionFacts> regions;
 };
 
-// Records that cannot be read are left out, but for samples, which tell why; so is a region or layer whose
+// Records that are damaged are left out, but for samples, which tell why; so is a region or layer whose
 // parent is missing. Of two records with one id the first counts.
 struct BankContents {
+    int nError = 0;  // why the system did not let some other record than a sample be read; 0: it let all
     std::string strName;
     std::string strDescription;
     uint32_t nRate = 0;  // of a built bank, Hz; 0: a source states none
@@ -67,6 +68,9 @@ struct BankContents {
         return pFound == sampleById.end() ? nullptr : &samples[pFound->second];
     }
 };
+
+// "sample 12 "Piano C4"", for messages.
+std::string DescribeSample(const SampleFacts& sample);
 
 // Reads all records but the waves. Memory is in proportion to the records. Throws std::bad_alloc.
 BankContents ReadContents(NoteScan& scan);

@@ -167,11 +167,10 @@ std::string EngineRun::Explain(BankResult result, bool bNumber) {
 
 EngineRun::Removal EngineRun::Remove(const std::string& strBank) {
     // The sums file first: a bank may lack one, but none stays without its bank.
-    if (!CSDB::IsHeld(strBank.c_str())) {
-        const SumsOutcome sums = RemoveSums(strBank);
-        if (sums.kind == SumsOutcome::Kind::Failed)
-            return {kExitOutput, "it stays, because its sums file cannot be removed: " + sums.strCause};
-    }
+    if (Ending held = AskHeld(strBank); !held.IsDone()) return {held.code, std::move(held.strError)};
+    const SumsOutcome sums = RemoveSums(strBank);
+    if (sums.kind == SumsOutcome::Kind::Failed)
+        return {kExitOutput, "it stays, because its sums file cannot be removed: " + sums.strCause};
     const BankResult result = m_engine.RemoveDB(strBank.c_str());
     const int nError = errno;  // of the file's removal, which the result does not tell
     if (result == kBankNoMemory) return {ExitCodeOf(result), CauseOfWant(nError)};

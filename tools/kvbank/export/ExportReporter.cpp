@@ -7,11 +7,6 @@ namespace {
 
 const char* KindName(WaveKind kind) { return kind == WaveKind::Wav ? "wav" : "flac"; }
 
-std::string NameOf(const SampleFacts& sample) {
-    const std::string strText = "sample " + std::to_string(sample.note.idNote);
-    return sample.strName.empty() ? strText : strText + " \"" + sample.strName + "\"";
-}
-
 // "1,234 values", "1 value".
 std::string GroupedCount(uint64_t n, const std::string& strNoun) {
     return Grouped(n) + " " + strNoun + (n == 1 ? "" : "s");
@@ -36,7 +31,7 @@ ExportReporter::ExportReporter(Console& console, std::string strFile, std::strin
 void ExportReporter::Tell(const SampleFacts& sample, const ExportedWave& wave) {
     Json row = {{"id", sample.note.idNote}, {"name", sample.strName}};
     const std::string& strCause = wave.made.strCause.empty() ? wave.made.strProblem : wave.made.strCause;
-    if (!strCause.empty()) m_console.Error(m_strFile + ": " + NameOf(sample) + ": " + strCause);
+    if (!strCause.empty()) m_console.Error(m_strFile + ": " + DescribeSample(sample) + ": " + strCause);
     if (wave.nBytes != 0) {
         row["file"] = wave.strFile;
         row["bytes"] = wave.nBytes;
@@ -45,7 +40,7 @@ void ExportReporter::Tell(const SampleFacts& sample, const ExportedWave& wave) {
         row["channels"] = sample.nChannels;
         row["frames"] = wave.made.nFrames;
         if (m_options.nBits != 0 || wave.made.nRounded != 0) row["rounded"] = wave.made.nRounded;
-        m_console.Detail(NameOf(sample) + ": " + wave.strFile);
+        m_console.Detail(DescribeSample(sample) + ": " + wave.strFile);
         ++m_nWaves;
         m_nBytes += wave.nBytes;
         m_nRounded += wave.made.nRounded;

@@ -20,7 +20,7 @@ namespace Kestrova {
 std::string WhyDamaged(CSDB& database, const std::optional<BankFileName>& name);
 
 // The same for a file that cannot be opened as a database. Empty when it does not begin like a bank, so that
-// it is something else than a damaged bank.
+// it is something else than a damaged bank; errno then has the system's reason where it could not be read.
 std::string WhyDamagedUnopened(const std::filesystem::path& path);
 
 // The parts of a bank's name that contradict its information record, which gives nRate and bPerKey. None for

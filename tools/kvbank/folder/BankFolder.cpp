@@ -6,6 +6,7 @@
 #include <new>
 #include <system_error>
 
+#include "SamplerDBDS/BaseClasses/FileEnv.h"
 #include "bank/BankRates.h"
 #include "bank/place/PrivateFolder.h"
 #include "shared/System/kvCompare.h"
@@ -38,7 +39,7 @@ void TellUnreadable(BankFile& bank, int nError) {
     bank.strCause = std::strerror(nError);
 }
 
-// Sets the state of a whole file that no process holds.
+// Sets the state of a file that no build has left.
 void TellContent(BankFile& bank) {
     CSDB database;
     if (OpenEitherKind(database, bank.path)) {
@@ -49,26 +50,36 @@ void TellContent(BankFile& bank) {
         return;
     }
     if (const int nError = errno; nError != 0) return TellUnreadable(bank, nError);
+    errno = 0;
     bank.strCause = WhyDamagedUnopened(bank.path);
+    if (const int nError = errno; nError != 0) return TellUnreadable(bank, nError);
     bank.bEnriched = !bank.strCause.empty();
     bank.state = bank.bEnriched ? BankState::Damaged : BankState::NotABank;
     if (!bank.bEnriched) bank.strCause = WhyNoBank(bank.path);
 }
 
+// Sets the state of a file that no process holds.
+void TellUnheld(BankFile& bank) {
+    CXFile file;
+    const bool bUnfinished = CSDB::IsUnfinishedBuild(bank.path.c_str(), kSdbFormatEnriched, file);
+    if (const int nError = file.GetFirstError(); nError != 0) return TellUnreadable(bank, nError);
+    if (!bUnfinished) return TellContent(bank);
+    const bool bInterrupted = CSDB::IsInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched, file);
+    const int nError = bInterrupted ? 0 : file.GetFirstError();
+    // Without locks nobody can tell whether its build still runs.
+    if (nError != 0 && LockAnswerOf(nError) == LockAnswer::kFailed) return TellUnreadable(bank, nError);
+    bank.state = bInterrupted ? BankState::Interrupted : BankState::Unfinished;
+}
+
 void TellState(BankFile& bank) {
     bool bBusy = false;
     if (const int nError = ReadError(bank.path); nError != 0) {
-        bank.state = BankState::Unreadable;
-        bank.strCause = std::strerror(nError);
+        TellUnreadable(bank, nError);
     } else if (const std::string strWhyHeld = WhyHeld(bank.path, bBusy); !strWhyHeld.empty()) {
         bank.state = bBusy ? BankState::BeingBuilt : BankState::Unreadable;
         if (!bBusy) bank.strCause = strWhyHeld;
-    } else if (CSDB::IsInterruptedBuild(bank.path.c_str(), kSdbFormatEnriched)) {
-        bank.state = BankState::Interrupted;
-    } else if (CSDB::IsUnfinishedBuild(bank.path.c_str(), kSdbFormatEnriched)) {
-        bank.state = BankState::Unfinished;  // without locks nobody can tell whether its build still runs
     } else {
-        TellContent(bank);
+        TellUnheld(bank);
     }
 }
 
@@ -97,7 +108,10 @@ void FindFiles(const fs::path& dir, std::string_view baseName, const std::vector
             continue;
         std::error_code noSize;
         const uintmax_t nBytes = fs::file_size(path, noSize);
-        if (!noSize) bank.nBytes = nBytes;
+        if (!noSize)
+            bank.nBytes = nBytes;
+        else
+            TellUnreadable(bank, noSize.value());
         banks.push_back(bank);
     }
 }
@@ -159,7 +173,8 @@ std::vector<BankFile> ListBanks(const fs::path& dir, std::string_view baseName, 
                                 const std::vector<unsigned int>& arRates) {
     std::vector<BankFile> banks;
     FindFiles(dir, baseName, arRates, banks, error);
-    for (BankFile& bank : banks) TellState(bank);
+    for (BankFile& bank : banks)
+        if (bank.state != BankState::Unreadable) TellState(bank);
     int nError = 0;
     const std::vector<PrivateFolder::Found> folders = PrivateFolder::FindIn(dir, &nError);
     if (!error) error.assign(nError, std::generic_category());

@@ -18,13 +18,15 @@ namespace {
 namespace fs = std::filesystem;
 
 void FindBanks(const fs::path& dir, bool bHasLocks, std::vector<FoundLeftover>& found, int& nError) {
-    const auto pfnIsLeft = bHasLocks ? CSDB::IsInterruptedBuild : CSDB::IsUnfinishedBuild;
+    const auto isLeft = [bHasLocks](const char* pszPath) {
+        return bHasLocks ? CSDB::IsInterruptedBuild(pszPath, kSdbFormatEnriched)
+                         : CSDB::IsUnfinishedBuild(pszPath, kSdbFormatEnriched);
+    };
     const Hold hold = bHasLocks ? Hold::Free : Hold::Unknown;
     std::vector<std::string> names;
     nError = ReadFolderNames(dir.c_str(), names);
     for (const std::string& strName : names)
-        if (const fs::path path = dir / strName;
-            ParseAnyBankName(strName) && pfnIsLeft(path.c_str(), kSdbFormatEnriched))
+        if (const fs::path path = dir / strName; ParseAnyBankName(strName) && isLeft(path.c_str()))
             found.push_back({path, LeftoverKind::Bank, hold});
 }
 

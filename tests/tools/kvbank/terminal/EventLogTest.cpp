@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <regex>
 
+#include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"
 #include "tools/kvbank/terminal/EventLog.h"
 
@@ -62,6 +63,15 @@ TEST_F(EventLogTest, ALineThatCannotBeWrittenIsAnError) {
     m_log.Add("said", "1");
     m_log.Add("said", "2");
     EXPECT_EQ(ENOSPC, m_log.GetError());
+}
+
+TEST_F(EventLogTest, ALineThatTheSystemTakesInTwoPiecesIsWhole) {
+    ASSERT_EQ("", m_log.Open(m_strPath));
+    const PosixFault half("write", -3);
+    m_log.Add("said", "all of it");
+    EXPECT_EQ(2, half.Calls());
+    EXPECT_EQ(0, m_log.GetError());
+    EXPECT_THAT(Text(), ::testing::EndsWith(" said: all of it\n"));
 }
 
 }  // namespace
