@@ -90,7 +90,8 @@ void WindowScene::Act(Chance& chance, Bench& bench) {
     if (chance.OneIn(2)) bench.gui.Tick();
 }
 
-// A bank cancelled at its first callback leaves its file; the next window on its source and folder removes it.
+// A bank cancelled at its first callback leaves its file; the next window on its source and folder removes
+// it.
 void WindowScene::CleanUp(Bench& bench, const std::string& strFolder) const {
     for (const std::string& strName : NamesIn(strFolder)) {
         const std::string strPath = strFolder + "/" + strName;
