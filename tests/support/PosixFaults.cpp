@@ -140,7 +140,8 @@ int __wrap_open(const char* p, int nFlags, ...) {
     va_end(args);
     return Fails("open") ? SetErrno(-1) : __real_open(p, nFlags, nMode);
 }
-// The handle is gone all the same, as it is when a network's file system reports here what it could not write.
+// The handle is gone all the same, as it is when a network's file system reports here what it could not
+// write.
 KV_WRAP(int, close, (int f), (f), Fails("close"), (__real_close(f), SetErrno(-1)))
 KV_WRAP(ssize_t, read, (int f, void* p, size_t n), (f, p, n), Fails("read"), SetErrno<ssize_t>(-1))
 KV_WRAP(ssize_t, write, (int f, const void* p, size_t n), (f, p, n), Fails("write"),

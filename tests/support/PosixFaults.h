@@ -15,11 +15,12 @@ namespace Kestrova::Test {
 inline constexpr int kPosixKill = -1000000;
 
 // While it lives, call number nNth (1 is the next) of the named function fails with nError, and nothing is
-// done (but close closes): the pthread functions return the error, the others set errno and return null or -1 (with error 0:
-// success). "_Znwm", operator new, throws std::bad_alloc; "_ZnwmRKSt9nothrow_t" and "_ZnamRKSt9nothrow_t" are
-// the forms of new that give null. A negative error means something else for two functions: stat returns it
-// without its sign (-2 makes it return 2), and write writes that many bytes (-3: three of them). At most two
-// faults at a time, made and ended by one thread; calls are counted on all threads.
+// done (but close closes): the pthread functions return the error, the others set errno and return null or -1
+// (with error 0: success). "_Znwm", operator new, throws std::bad_alloc; "_ZnwmRKSt9nothrow_t" and
+// "_ZnamRKSt9nothrow_t" are the forms of new that give null. A negative error means something else for two
+// functions: stat returns it without its sign (-2 makes it return 2), and write writes that many bytes (-3:
+// three of them). At most two faults at a time, made and ended by one thread; calls are counted on all
+// threads.
 //
 // kAnyAllocation stands for malloc, calloc, realloc and strdup together; in programs that also link
 // kv::allocation_faults every operator new is one of them, those inside the C++ library included.

@@ -1,5 +1,5 @@
-// What verbs make of a file that cannot be read at one of their looks: the system's reason, or all of the truth, but
-// no other statement. Each look fails once, in a run of its own.
+// What verbs make of a file that cannot be read at one of their looks: the system's reason, or all of the
+// truth, but no other statement. Each look fails once, in a run of its own.
 #include <cerrno>
 #include <cstring>
 #include <functional>

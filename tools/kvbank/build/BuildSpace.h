@@ -12,7 +12,8 @@ namespace Kestrova {
 // The folder itself, or the nearest existing folder above it when it is still to be made.
 std::filesystem::path ExistingAncestor(std::filesystem::path path);
 
-// The bytes of a file; 0 when the system does not tell them. Sets *pnError, unless that is null, to errno or 0.
+// The bytes of a file; 0 when the system does not tell them. Sets *pnError, unless that is null, to errno or
+// 0.
 uint64_t FileSize(const std::filesystem::path& path, int* pnError = nullptr);
 
 // Of one bank.
