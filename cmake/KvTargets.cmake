@@ -23,7 +23,7 @@ target_compile_options(
             $<$<AND:$<CXX_COMPILER_ID:Clang>,$<NOT:$<BOOL:$<TARGET_PROPERTY:KV_MISUSES_LOCKS>>>>:-Wthread-safety;-Wthread-safety-beta>
             -ffp-contract=off)
 if(KV_SANITIZE)
-  # Lines alone, which reports name: what more there could be makes a build four times as large.
+  # Lines alone, which reports name: all there could be makes a program twice as large.
   target_compile_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE} -fno-sanitize-recover=all
                                               -fno-omit-frame-pointer -g1)
   target_link_options(kv_options INTERFACE -fsanitize=${KV_SANITIZE})
