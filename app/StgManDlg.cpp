@@ -6,6 +6,11 @@
 #include "app/StatusText.h"
 
 namespace Kestrova {
+namespace {
+
+constexpr int kAlertCarrier = kCancelButton;  // any control could carry the alerts
+
+}  // namespace
 
 StgManDlg::StgManDlg(IStgMan* pManager, const char* pszModeWord, String& strSource, String& strTarget)
     : m_pManager(pManager),
@@ -66,8 +71,13 @@ std::unique_ptr<GuiControl> StgManDlg::MakeControl(int nControl, const Rect& pla
     }
 }
 
+// The control that carries the alerts comes last. An alert waits for its answer, and by then the controls
+// must be what they look like: a button that is still drawn as enabled would be disabled only after the
+// answer.
 void StgManDlg::ApplyChanges() {
-    for (const std::unique_ptr<GuiControl>& pControl : m_controls) pControl->UpdateData();
+    for (int i = 0; i < kDialogControlCount; ++i)
+        if (i != kAlertCarrier) Control(i).UpdateData();
+    Control(kAlertCarrier).UpdateData();
 }
 
 void StgManDlg::Hide() { GuiShowWindow(m_window, 0, 0); }
@@ -175,9 +185,7 @@ void StgManDlg::EndProgress() {
         EnableControls(1);
 }
 
-// Any control could carry the alert. A tick applies the controls in their order, so this one shows its alert
-// when the progress has been drawn.
-void StgManDlg::SetErrorStatus(int nAlert) { Control(kCancelButton).SetStatus(nAlert); }
+void StgManDlg::SetErrorStatus(int nAlert) { Control(kAlertCarrier).SetStatus(nAlert); }
 
 void StgManDlg::SetCheckBoxes(const int* flags) {
     const bool bChoosable = flags != nullptr && (m_mode.type == kManager || m_mode.type == kInstall);

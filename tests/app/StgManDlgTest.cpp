@@ -398,6 +398,21 @@ TEST(StgManDlgTest, APostedAlertComesWhenTheProgressBeforeItHasBeenShown) {
     EXPECT_LT(IndexOf(calls, "value 19 3"), IndexOf(calls, "alert Unexpected error occurred."));
 }
 
+// Otherwise a press between the answer and the next drawing would meet a button that is disabled by then.
+TEST(StgManDlgTest, APostedAlertComesWhenEveryControlIsWhatItLooksLike) {
+    DialogBench bench("");
+    bench.gui.Tick();
+    ASSERT_TRUE(bench.Control(kCloseButton).bEnabled);
+    bench.manager.nStatus = StgStatusAnalysing;
+    bench.Dialog().EnableControls(0);
+    bench.Dialog().SetErrorStatus(kAlertSource);
+    bool bCloseEnabled = true;
+    bench.gui.WhileNextQuestion([&] { bCloseEnabled = bench.Control(kCloseButton).bEnabled; });
+    bench.gui.Tick();
+    EXPECT_EQ(1u, bench.gui.Alerts().size());
+    EXPECT_FALSE(bCloseEnabled);
+}
+
 TEST(StgManDlgTest, AJobsThreadMaySetEverythingWhileTheTimerTicks) {
     DialogBench bench("");
     bench.manager.nStatus = StgStatusCreating;
