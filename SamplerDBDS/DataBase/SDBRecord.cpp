@@ -57,10 +57,10 @@ void CStgBlock::Free() {
     m_nSize = 0;
 }
 
-bool StgPars::Provide(uint32_t size) {
+bool StgPars::Provide(size_t size) {
     Free();
-    if (size > kInlineBytes && !m_heap.Alloc(size)) return false;
-    m_nSize = size;
+    if (size > UINT32_MAX || (size > kInlineBytes && !m_heap.Alloc(size))) return false;
+    m_nSize = static_cast<uint32_t>(size);
     return true;
 }
 
@@ -79,14 +79,14 @@ bool CopyStgStr(char (&dst)[256], const char* src) {
 bool CopyStgPars(StgPars& pars, const void* data, unsigned long size) {
     pars.Free();
     if (!data) return true;
-    if (size > UINT32_MAX || !pars.Provide(static_cast<uint32_t>(size))) return false;
+    if (!pars.Provide(size)) return false;
     if (size > 0) std::memcpy(pars.Data(), data, size);
     return true;
 }
 
 bool ReadStgPars(StgPars& pars, CXFile* file, unsigned long size) {
     pars.Free();
-    if (size > UINT32_MAX || !pars.Provide(static_cast<uint32_t>(size))) return false;
+    if (!pars.Provide(size)) return false;
     if (file) file->Read(pars.Data(), size);
     return true;
 }

@@ -150,8 +150,8 @@ public:
     bool IsInline() const { return m_nSize <= kInlineBytes; }
 
     // Storage of size bytes; what lay there is gone. Heap storage is zero-filled, inline storage is not.
-    // False, and the holder empty, when memory runs out.
-    bool Provide(uint32_t size);
+    // False, and the holder empty, when memory runs out, or when the count of 32 bits cannot hold the size.
+    bool Provide(size_t size);
     void Free();
 
 private:

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -11,6 +12,8 @@
 
 namespace Kestrova::Test {
 namespace {
+
+using SortSteps::kMaxRanges;
 
 constexpr uint64_t kNoLimit = uint64_t{1} << 60;
 
@@ -61,6 +64,32 @@ TEST(KeySorterTest, TheWorkOfRotationsThatBeginAlikeGrowsWithTheirPairs) {
     for (size_t i = 1; i < kCopies; ++i) std::copy_n(bytes.begin(), kEqual, &bytes[i * kApart]);
     EXPECT_TRUE(SortWhole(bytes));
     EXPECT_EQ(std::nullopt, SortWhole(bytes, 2 * (kCopies * (kCopies - 1) / 2) - 1));
+}
+
+// More rotations than may wait on the stack, alike in the bytes behind those of their bucket, too: the class
+// is divided once by each of these bytes, and what is left at every depth is sorted.
+TEST(KeySorterTest, ALargeBucketIsDividedByteAfterByte) {
+    constexpr uint32_t kRotations = 2 * kMaxRanges, kApart = 11;
+    for (const uint32_t nAlike : {2u, 3u, 4u, 6u}) {
+        Bytes block = Noise(size_t{kRotations} * kApart);
+        std::vector<uint32_t> bucket(kRotations), scratch(block.size());
+        for (uint32_t i = 0; i < kRotations; ++i) {
+            bucket[i] = i * kApart;
+            std::fill_n(&block[bucket[i]], nAlike, uint8_t{7});
+        }
+        const auto nCount = static_cast<uint32_t>(block.size());
+        for (size_t i = 0; i < kOvershootBytes; ++i) block.push_back(block[i]);
+        std::vector<uint32_t> order = bucket;
+        std::sort(order.begin(), order.end(), [&](uint32_t i1, uint32_t i2) {
+            return std::lexicographical_compare(&block[i1], &block[i1 + kApart], &block[i2],
+                                                &block[i2 + kApart]);
+        });
+        const auto arrays = std::make_unique<KeySortArrays>();
+        KeySorter sorter(*arrays, scratch.data());
+        sorter.Start(block.data(), nCount, kNoLimit);
+        EXPECT_TRUE(sorter.SortBucket(bucket)) << nAlike;
+        EXPECT_EQ(order, bucket) << nAlike;
+    }
 }
 
 // What the plain sort needs is refused by any lower limit.

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <array>
 #include <cerrno>
@@ -209,6 +210,17 @@ TEST(StgParsTest, CopyFailsWithoutMemoryAndForSizesTheCountCannotHold) {
     EXPECT_EQ(0u, pars.Size());
     EXPECT_FALSE(CopyStgPars(pars, bytes.data(), 0x100000000));
     EXPECT_FALSE(ReadStgPars(pars, nullptr, 0x100000000));
+}
+
+// A system gives such memory when it is used, so this takes none; but not every one promises it.
+TEST(StgParsTest, TheLargestSizeThatTheCountHoldsIsProvided) {
+    void* const pPromised =
+        mmap(nullptr, UINT32_MAX, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pPromised == MAP_FAILED) GTEST_SKIP() << "this machine does not promise 4 GiB";
+    munmap(pPromised, UINT32_MAX);
+    StgPars pars;
+    EXPECT_TRUE(ReadStgPars(pars, nullptr, UINT32_MAX));
+    EXPECT_EQ(UINT32_MAX, pars.Size());
 }
 
 class StgParsFileTest : public ::testing::Test {
