@@ -1,10 +1,11 @@
-// HostileSourceFuzz.cpp - any file as the source of the engine: analysed, and built in both layouts. It is
-// refused with a result, or becomes a bank that the reader library opens; the source is never changed. Input:
-// the file. It is written to TMPDIR.
+// HostileSourceFuzz.cpp - any file as the source of the engine: analysed, and built in both layouts by both
+// conversions. It is refused with a result, or becomes a bank that the reader library opens; the source is
+// never changed. Input: the file. It is written to TMPDIR.
 #include "tests/bank/EngineDriver.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "tests/libkvbank/ReadAll.h"
 #include "tests/support/FolderNames.h"
+#include "tools/kvbank/precise/PreciseConverter.h"
 
 namespace {
 
@@ -53,8 +54,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     driver.Engine().SetDstDir(strFolder.c_str());
     const BankResult analysed = driver.Analyse(strSource);
     KV_FUZZ_CHECK(analysed <= kBankConversionFailed);
+    const PreciseConverter precise(/*bDither=*/true);
+    const IWaveConverter* const converters[] = {nullptr, &precise};  // the first is the standard one
     if (analysed == kBankDone)
-        for (const int nPerKey : {0, 1}) Build(driver, nPerKey, strFolder);
+        for (const IWaveConverter* const pConverter : converters) {
+            driver.Engine().SetWaveConverter(pConverter);
+            for (const int nPerKey : {0, 1}) Build(driver, nPerKey, strFolder);
+        }
     KV_FUZZ_CHECK(ReadFile(strSource) == source);
     return 0;
 }
