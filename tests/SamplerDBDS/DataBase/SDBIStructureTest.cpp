@@ -10,6 +10,7 @@
 #include "SamplerDBDS/DataBase/SDBIStructure.h"
 #include "tests/support/FaultyFileEnv.h"
 #include "tests/support/PosixFaults.h"
+#include "tests/support/PromisedMemory.h"
 #include "tests/support/RecordBytes.h"
 
 namespace Kestrova::Test {
@@ -336,6 +337,17 @@ TEST(LayerTest, ParameterBlockIsWrittenWholeAfterItsCount) {
     const Bytes body = Encode(layer);
     EXPECT_EQ(40u, body.size());
     EXPECT_EQ(BodyBuilder().Word(12).Raw(block).Get(), Bytes(body.begin() + 16, body.begin() + 32));
+}
+
+TEST(LayerTest, ABlockThatItsCountCannotHoldIsNotWritten) {
+    constexpr uint64_t kTooLarge = uint64_t{1} << 32;
+    if (!IsMemoryPromised(kTooLarge)) GTEST_SKIP() << "this machine does not promise 4 GiB";
+    const TempDir dir;
+    CXFile file;
+    ASSERT_TRUE(file.Create(dir.File("f").c_str()));
+    CSDBILayer layer(1, 2);
+    ASSERT_TRUE(layer.m_params.Alloc(kTooLarge));
+    EXPECT_FALSE(layer.Write(&file));
 }
 // Q78
 

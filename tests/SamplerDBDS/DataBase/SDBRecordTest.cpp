@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <array>
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include "SamplerDBDS/BaseClasses/XFileReader.h"
 #include "SamplerDBDS/DataBase/SDBRecord.h"
 #include "tests/support/PosixFaults.h"
+#include "tests/support/PromisedMemory.h"
 #include "tests/support/RecordBytes.h"
 
 namespace Kestrova::Test {
@@ -212,12 +212,8 @@ TEST(StgParsTest, CopyFailsWithoutMemoryAndForSizesTheCountCannotHold) {
     EXPECT_FALSE(ReadStgPars(pars, nullptr, 0x100000000));
 }
 
-// A system gives such memory when it is used, so this takes none; but not every one promises it.
 TEST(StgParsTest, TheLargestSizeThatTheCountHoldsIsProvided) {
-    void* const pPromised =
-        mmap(nullptr, UINT32_MAX, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (pPromised == MAP_FAILED) GTEST_SKIP() << "this machine does not promise 4 GiB";
-    munmap(pPromised, UINT32_MAX);
+    if (!IsMemoryPromised(UINT32_MAX)) GTEST_SKIP() << "this machine does not promise 4 GiB";
     StgPars pars;
     EXPECT_TRUE(ReadStgPars(pars, nullptr, UINT32_MAX));
     EXPECT_EQ(UINT32_MAX, pars.Size());
