@@ -339,15 +339,22 @@ TEST(LayerTest, ParameterBlockIsWrittenWholeAfterItsCount) {
     EXPECT_EQ(BodyBuilder().Word(12).Raw(block).Get(), Bytes(body.begin() + 16, body.begin() + 32));
 }
 
+// The disk is full, so that nobody looks at the block.
 TEST(LayerTest, ABlockThatItsCountCannotHoldIsNotWritten) {
     constexpr uint64_t kTooLarge = uint64_t{1} << 32;
     if (!IsMemoryPromised(kTooLarge)) GTEST_SKIP() << "this machine does not promise 4 GiB";
     const TempDir dir;
-    CXFile file;
-    ASSERT_TRUE(file.Create(dir.File("f").c_str()));
-    CSDBILayer layer(1, 2);
-    ASSERT_TRUE(layer.m_params.Alloc(kTooLarge));
-    EXPECT_FALSE(layer.Write(&file));
+    for (const uint64_t nSize : {kTooLarge, kTooLarge - 1}) {
+        SCOPED_TRACE(nSize);
+        FaultyFileEnv env;
+        CXFile file;
+        ASSERT_TRUE(file.Create(dir.File("f").c_str()));
+        env.FillDiskAfter(0);
+        CSDBILayer layer(1, 2);
+        ASSERT_TRUE(layer.m_params.Alloc(nSize));
+        EXPECT_FALSE(layer.Write(&file));
+        EXPECT_EQ(nSize<kTooLarge, env.Calls(FileOp::kWrite)> 0) << "the largest that it holds is tried";
+    }
 }
 // Q78
 

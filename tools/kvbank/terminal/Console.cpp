@@ -160,6 +160,7 @@ ExitCode Console::EndLog(ExitCode code) {
     const int nSignal = CancelSignal();
     m_pLog->Add("end", "exit code " + std::to_string(code) +
                            (nSignal != 0 ? ", stopped by signal " + std::to_string(nSignal) : ""));
+    m_pLog->Close();
     if (m_pLog->GetError() == 0) return code;
     Error(m_pLog->Path() + ": the log cannot be written: " + std::strerror(m_pLog->GetError()));
     return code == kExitDone ? kExitOutput : code;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "shared/System/kvPrintable.h"
 #include "shared/System/kvSafeFile.h"
@@ -49,9 +50,7 @@ std::string TimeText() {
 
 }  // namespace
 
-EventLog::~EventLog() {
-    if (m_nFile >= 0) close(m_nFile);
-}
+EventLog::~EventLog() { Close(); }
 
 std::string EventLog::Open(const std::string& strPath) {
     if (IsNoText(strPath)) return "it is no text file, so no log is appended to it";
@@ -60,12 +59,21 @@ std::string EventLog::Open(const std::string& strPath) {
     return m_nFile < 0 ? std::strerror(errno) : "";
 }
 
+void EventLog::NoteError() {
+    int nNone = 0;
+    m_nError.compare_exchange_strong(nNone, errno);
+}
+
 void EventLog::Add(const char* pszKind, const std::string& strText) {
     if (m_nFile < 0) return;
     const std::string strLine =
         TimeText() + " " + std::to_string(getpid()) + " " + pszKind + ": " + Printable(strText) + "\n";
-    int nNone = 0;
-    if (!WriteAll(m_nFile, strLine)) m_nError.compare_exchange_strong(nNone, errno);
+    if (!WriteAll(m_nFile, strLine)) NoteError();
+}
+
+void EventLog::Close() {
+    const int nFile = std::exchange(m_nFile, -1);
+    if (nFile >= 0 && close(nFile) != 0) NoteError();
 }
 
 }  // namespace Kestrova

@@ -23,11 +23,16 @@ public:
     std::string Open(const std::string& strPath);
     // Does nothing when no log is open. The kind is one word; control characters of the text are replaced.
     void Add(const char* pszKind, const std::string& strText);
-    // errno of the first line that was not written, else 0.
+    // Ends the log; the file system of a network may say only now what it could not write. No thread adds any
+    // more.
+    void Close();
+    // errno of the first line that was not written, or of the close, else 0.
     int GetError() const { return m_nError; }
     const std::string& Path() const { return m_strPath; }
 
 private:
+    void NoteError();
+
     std::string m_strPath;
     int m_nFile = -1;
     std::atomic<int> m_nError{0};

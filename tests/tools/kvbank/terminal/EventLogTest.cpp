@@ -65,6 +65,18 @@ TEST_F(EventLogTest, ALineThatCannotBeWrittenIsAnError) {
     EXPECT_EQ(ENOSPC, m_log.GetError());
 }
 
+TEST_F(EventLogTest, ACloseThatFailsIsAnError) {
+    ASSERT_EQ("", m_log.Open(m_strPath));
+    m_log.Add("said", "1");
+    const PosixFault fault("close", EIO);
+    m_log.Close();
+    EXPECT_EQ(EIO, m_log.GetError());
+    m_log.Add("said", "nothing is added to a log that is closed");
+    m_log.Close();
+    EXPECT_EQ(1, fault.Calls());
+    EXPECT_THAT(Text(), ::testing::EndsWith(" said: 1\n"));
+}
+
 TEST_F(EventLogTest, ALineThatTheSystemTakesInTwoPiecesIsWhole) {
     ASSERT_EQ("", m_log.Open(m_strPath));
     const PosixFault half("write", -3);
