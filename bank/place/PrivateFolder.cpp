@@ -43,16 +43,19 @@ std::vector<Leftover> RemovePrivate(const fs::path& path) {
 
 }  // namespace
 
-PrivateFolder::PrivateFolder(const fs::path& dir, const FolderLock&) : m_dir(dir) {
+// Where the turn is held there are locks. A folder whose own lock was refused there would look abandoned to
+// every other build, and be removed.
+PrivateFolder::PrivateFolder(const fs::path& dir, const FolderLock& turn) : m_dir(dir) {
     std::string strPattern = (dir / (std::string(kPrefix) + "XXXXXX")).string();
     if (mkdtemp(strPattern.data()) == nullptr) return;
     auto pHeld = std::make_unique<FolderLock>(strPattern);  // a listing may be asking for it just now
-    if (pHeld->IsTurn() && chmod(strPattern.c_str(), kMode) == 0) {
+    const bool bMine = turn.IsHeld() ? pHeld->IsHeld() : pHeld->IsTurn();
+    if (bMine && chmod(strPattern.c_str(), kMode) == 0) {
         m_pHeld = std::move(pHeld);
         m_path = strPattern;
         return;
     }
-    const int nError = pHeld->IsTurn() ? errno : pHeld->GetError();
+    const int nError = bMine ? errno : pHeld->GetError();
     rmdir(strPattern.c_str());
     errno = nError;
 }

@@ -53,15 +53,18 @@ TEST(PrivateFolderTest, AFolderThatCannotBeMadeHasNoPath) {
     EXPECT_TRUE(folder.Path().empty());
 }
 
-// Unlocked it would look abandoned to the next build.
+// Unlocked it would look abandoned to the next build; also when a file system that has locks says that it has
+// none.
 TEST(PrivateFolderTest, AFolderThatCannotBeLockedIsNotKept) {
-    const TempDir dir;
-    const FolderLock turn(dir.Path());
-    const PosixFault fault("flock", EIO);
-    const PrivateFolder folder(dir.Path(), turn);
-    EXPECT_EQ(EIO, errno);
-    EXPECT_TRUE(folder.Path().empty());
-    EXPECT_TRUE(fs::is_empty(dir.Path()));
+    for (const int nError : {EIO, ENOLCK, EOPNOTSUPP}) {
+        const TempDir dir;
+        const FolderLock turn(dir.Path());
+        const PosixFault fault("flock", nError);
+        const PrivateFolder folder(dir.Path(), turn);
+        EXPECT_EQ(nError, errno);
+        EXPECT_TRUE(folder.Path().empty());
+        EXPECT_TRUE(fs::is_empty(dir.Path()));
+    }
 }
 
 // When the lock of a folder cannot be asked for, nobody knows whether its build still runs.
