@@ -1,10 +1,13 @@
 // A system that refuses to read or write at any point of a job: what the outcome says of it.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <optional>
 
 #include "tests/bank/EngineDriver.h"
 #include "tests/support/FaultyFileEnv.h"
+#include "tests/support/PosixFaults.h"
 #include "tests/support/SourceMaker.h"
 #include "tests/support/Vectors.h"
 
@@ -99,6 +102,35 @@ TEST_F(EngineFileFaultTest, OnAFileSystemWithoutLocksBanksAreBuiltAndBuiltAnew) 
         EXPECT_EQ(kBankDone, Run(driver).result);
         ExpectWholeBank(Run(driver));
         EXPECT_TRUE(env.FaultHit());
+    }
+}
+
+// It may be held, so the older bank stays; but nobody says that another program is building it.
+TEST_F(EngineFileFaultTest, AnOlderBankWhoseLockCannotBeAskedForStaysAndTheReasonIsTold) {
+    WriteFile(m_bank, std::string("an older bank"));
+    FaultyFileEnv env;
+    EngineDriver driver;
+    driver.Engine().SetDstDir(m_bank.parent_path().c_str());
+    ASSERT_EQ(kBankDone, driver.Analyse(m_strSource));
+    env.FailCallOf(FileOp::kLock, 1, Lasting::kForGood, EIO);
+    EXPECT_EQ(kBankTargetNotCreated, driver.Build(48000, 0));
+    const BankOutcome& fault = driver.Engine().GetFault();
+    EXPECT_STREQ("it cannot be locked", fault.pszCause);
+    EXPECT_EQ(EIO, fault.nError);
+    EXPECT_EQ(13u, fs::file_size(m_bank));
+}
+
+// The engine is there all the same; it says so when it is asked for work.
+TEST_F(EngineFileFaultTest, WithoutAWorkerThreadTheReasonIsTold) {
+    std::optional<EngineDriver> driver;
+    {
+        const PosixFault fault("pthread_create", EAGAIN);
+        driver.emplace();
+    }
+    EXPECT_EQ(kBankNoWorker, driver->Engine().GetStatus());
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(kBankNoWorker, driver->Engine().SetSrcFile(m_strSource.c_str()));
+        EXPECT_EQ(EAGAIN, driver->Engine().GetFault().nError);
     }
 }
 

@@ -128,6 +128,7 @@ KV_WRAP(int, nanosleep, (const timespec* t, timespec* r), (t, r), FailsAt("nanos
 KV_WRAP(dirent*, readdir, (DIR * p), (p), Fails("readdir"), SetErrno<dirent*>(nullptr))
 KV_WRAP(int, stat, (const char* p, struct stat* s), (p, s), Fails("stat"),
         g_nError < 0 ? -g_nError : SetErrno(-1))
+KV_WRAP(int, lstat, (const char* p, struct stat* s), (p, s), Fails("lstat"), SetErrno(-1))
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's
 int __real_open(const char* p, int nFlags, ...);

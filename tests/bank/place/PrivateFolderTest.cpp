@@ -136,5 +136,26 @@ TEST(PrivateFolderTest, WhatCannotBeRemovedIsTold) {
     fs::remove_all(path);
 }
 
+TEST(PrivateFolderTest, AFolderThatHasGoneLeavesNothing) {
+    const TempDir dir;
+    const FolderLock turn(dir.Path());
+    PrivateFolder folder(dir.Path(), turn);
+    fs::remove_all(folder.Path());
+    EXPECT_TRUE(folder.Remove().empty());
+}
+
+TEST(PrivateFolderTest, AFolderThatCannotBeReadIsLeftAndTold) {
+    const TempDir dir;
+    const FolderLock turn(dir.Path());
+    PrivateFolder folder(dir.Path(), turn);
+    const fs::path path = folder.Path();
+    const PosixFault fault("readdir", EIO);
+    const std::vector<Leftover> left = folder.Remove();
+    ASSERT_EQ(1u, left.size());
+    EXPECT_EQ(path, left[0].path);
+    EXPECT_EQ(EIO, left[0].nError);
+    EXPECT_TRUE(fs::exists(path));
+}
+
 }  // namespace
 }  // namespace Kestrova::Test

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -126,6 +127,12 @@ TEST_F(SafeFileTest, OnlyAFolderIsOpenedAsOne) {
     const FileDescriptor folder(OpenFolder(m_dir.Path().c_str()));
     EXPECT_LE(0, folder);
     EXPECT_TRUE(SyncFolder(folder));
+}
+
+TEST_F(SafeFileTest, AFolderWithAPathThatNoSystemTakesIsSaid) {
+    errno = 0;
+    EXPECT_FALSE(SyncFolderOf(std::string(PATH_MAX, 'a') + "/file"));
+    EXPECT_EQ(ENAMETOOLONG, errno);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "shared/System/kvTemporaryFile.h"
@@ -140,6 +141,17 @@ TEST_F(TemporaryFileTest, AFolderThatCannotBeReadToItsEndIsSaid) {
     }
     EXPECT_EQ(1u, FindTemporaryFiles(Stem(), IsTemporaryEnd, &nError).size());
     EXPECT_EQ(0, nError);
+}
+
+// One that has gone meanwhile is no error.
+TEST_F(TemporaryFileTest, AFileThatCannotBeLookedAtIsSaid) {
+    Left("file.new-000000");
+    for (const auto& [nFault, nTold] : {std::pair{EIO, EIO}, {ENOENT, 0}}) {
+        const PosixFault fault("lstat", nFault);
+        int nError = 0;
+        EXPECT_EQ(Texts{}, FindTemporaryFiles(Stem(), IsTemporaryEnd, &nError));
+        EXPECT_EQ(nTold, nError);
+    }
 }
 
 TEST_F(TemporaryFileTest, WhenAllNumbersAreTakenNoFileIsMade) {
