@@ -176,9 +176,10 @@ bool StgMan::RefreshTarget(const char* pszPrevious) {
     if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, FolderLine(pszPrevious));
     m_ini.SetItem(iniSect, FolderLine(m_strTarget));  // an empty line is not stored
     m_pDialog->SetCheckBoxes(nullptr);
-    m_engine.SetDstDir(m_strTarget);
+    if (m_engine.SetDstDir(m_strTarget) == kBankNoMemory) return false;
     unsigned int nRemoved = 0;
-    m_engine.RemoveInterrupted(nRemoved);  // what a build that died has left must not pass for a bank
+    // What a build that died has left must not pass for a bank; what cannot be removed is shown as it is.
+    (void)m_engine.RemoveInterrupted(nRemoved);
     m_pDialog->SetFreeDiskSpace();
     return ShowExisting();
 }

@@ -162,6 +162,7 @@ BankResult CDBEUCreate::SetDstDir(const char* pszPath) {
     if (m_nState == kCreating) return kBankBusy;
     if (pszPath == nullptr || *pszPath == '\0') return kBankBadArgument;
     return CatchWantOfMemory([&]() -> BankOutcome {
+               m_strFolder.clear();
                m_strFolder = pszPath;
                return {};
            })

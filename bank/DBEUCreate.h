@@ -52,9 +52,9 @@ public:
     BankResult SetCallback(CallbackFunction callback, unsigned long nUser);
     int Callback(int nCode, unsigned int nValue);
 
-    // The folder in which banks are looked for, built and removed; used as
-    // given. Busy only while a bank is created.
-    BankResult SetDstDir(const char* pszPath);
+    // The folder in which banks are looked for, built and removed; used as given. Busy only while a bank is
+    // created. When there is no memory for the path no folder is set: nothing may land in the one before.
+    [[nodiscard]] BankResult SetDstDir(const char* pszPath);
 
     // Opens the source and starts its analysis on the worker, which ends with callback code 2.
     BankResult SetSrcFile(const char* pszPath);
@@ -78,7 +78,7 @@ public:
     // Removes the leftovers of interrupted builds of this source from the destination folder, and nothing
     // else. They are files with a bank's name that no process holds, and that are empty or of the enriched
     // kind without a committed first record. nRemoved counts them.
-    BankResult RemoveInterrupted(unsigned int& nRemoved);
+    [[nodiscard]] BankResult RemoveInterrupted(unsigned int& nRemoved);
 
     // How many threads expand and resample samples ahead of the worker, which writes them; 0
     // for none. The bytes written and the callbacks made do not depend on it. The default is

@@ -226,13 +226,15 @@ int CSDBISample::Compare(CSDBInterpreter& other) {
                             Order(a.nFormat, b.nFormat)});
 }
 
-void CSDBISample::CalcCompressSize() {
+bool CSDBISample::CalcCompressSize() {
     m_lStored = m_info.lWave;
-    if (!m_info.pWave) return;
+    if (!m_info.pWave) return true;
     const auto pPacked = Compress(m_info);
+    if (!pPacked) return false;
     // Deliberately (Q82) also where it is the larger of the two.
-    if (pPacked && pPacked->GetSize() > 0 && pPacked->GetSize() <= UINT32_MAX)
+    if (pPacked->GetSize() > 0 && pPacked->GetSize() <= UINT32_MAX)
         m_lStored = static_cast<uint32_t>(pPacked->GetSize());
+    return true;
 }
 
 bool CSDBISample::PackWave() {
@@ -257,7 +259,8 @@ bool CSDBISample::WriteIntWave(CXFile* file) const {
         return nSample > 0 && file->Write(m_info.pWave, m_lStored - m_lStored % nSample);
     }
     const auto pPacked = Compress(m_info);
-    return pPacked && pPacked->GetSize() == m_lStored && file->Write(pPacked->GetBuffer(), m_lStored);
+    return HadMemory(*file, pPacked != nullptr) && pPacked->GetSize() == m_lStored &&
+           file->Write(pPacked->GetBuffer(), m_lStored);
 }
 
 }  // namespace Kestrova

@@ -137,8 +137,8 @@ public:
     int Compare(CSDBInterpreter& other) override;  // by name, file name, wave length, rate, format word
 
     // Sets the stored size: the compressed length of a loaded wave, also when it is the larger one; the
-    // expanded size without a wave or when compression gives nothing.
-    void CalcCompressSize();
+    // expanded size without a wave or when compression gives nothing. False when that was for want of memory.
+    bool CalcCompressSize();
 
     // For writers that compress once, on any thread: compresses the loaded wave like CalcCompressSize,
     // but keeps the stream, which Write then writes, and frees the wave. Where the stream would not be

@@ -19,10 +19,10 @@ bool WriteAllAt(int nFile, off_t nPosition, std::string_view content) {
 }
 
 // The owner, or at least the group, is kept where that is allowed; the permissions must be.
-bool TakeAccess(int nNewFile, const String& strPath, mode_t nMode) {
+bool TakeAccess(int nNewFile, const char* pszPath, mode_t nMode) {
     constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
     struct stat old;
-    if (stat(strPath, &old) != 0) return errno == ENOENT && fchmod(nNewFile, nMode) == 0;
+    if (stat(pszPath, &old) != 0) return errno == ENOENT && fchmod(nNewFile, nMode) == 0;
     [[maybe_unused]] const bool bKept =
         fchown(nNewFile, old.st_uid, old.st_gid) == 0 || fchown(nNewFile, kSameOwner, old.st_gid) == 0;
     return fchmod(nNewFile, old.st_mode & 0777) == 0;
@@ -74,22 +74,22 @@ bool SyncFolderOf(std::string_view path) {
     return folder >= 0 && SyncFolder(folder);
 }
 
-bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode) {
+bool ReplaceFile(const char* pszPath, std::string_view content, mode_t nMode) {
     constexpr mode_t kOwnerOnly = 0600;  // until it has the access of the old file
-    const std::string strStem = strPath.c_str() + std::string(".new-");
+    const std::string strStem = pszPath + std::string(".new-");
     for (const std::string& strLeft : FindTemporaryFiles(strStem)) RemoveTemporaryFile(strLeft);
     TemporaryFile file(strStem);
     if (!file.MakeUnnamed(kOwnerOnly) && !file.MakeNamed(kOwnerOnly)) return false;
-    if (!TakeAccess(file.Handle(), strPath, nMode) || !WriteAll(file.Handle(), content) ||
-        fsync(file.Handle()) != 0 || !file.MoveTo(strPath))
+    if (!TakeAccess(file.Handle(), pszPath, nMode) || !WriteAll(file.Handle(), content) ||
+        fsync(file.Handle()) != 0 || !file.MoveTo(pszPath))
         return false;
     // The handle is closed behind the move, for a file without a name would be gone. That the closing fails
     // then is not told: fsync has waited for every byte, and the new content stands whole.
-    return SyncFolderOf(strPath.c_str());
+    return SyncFolderOf(pszPath);
 }
 
-bool OverwriteFile(const String& strPath, std::string_view content) {
-    const FileDescriptor file(open(strPath, O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
+bool OverwriteFile(const char* pszPath, std::string_view content) {
+    const FileDescriptor file(open(pszPath, O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
     struct stat old;
     if (file < 0 || fstat(file, &old) != 0) return false;
     const size_t nOver = std::min(static_cast<size_t>(old.st_size), content.size());

@@ -7,8 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "shared/System/kvString.h"
-
 namespace Kestrova {
 
 // An open file, closed at the end of the scope; negative when opening failed.
@@ -46,7 +44,7 @@ bool SyncFolderOf(std::string_view path);
 // removed first. false, with the old file whole, nothing beside it and errno set, when anything fails; false
 // too when the new file is in its place but the folder could not be brought to the disk. Throws
 // std::bad_alloc, with the old file whole.
-bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode);
+bool ReplaceFile(const char* pszPath, std::string_view content, mode_t nMode);
 
 // Writes the new content into the old file, where no other can be put in its place: errno EACCES (the folder
 // may not be written to), EBUSY or EXDEV (the file is mounted there by itself) of ReplaceFile.
@@ -55,6 +53,6 @@ bool ReplaceFile(const String& strPath, std::string_view content, mode_t nMode);
 // While the old bytes are written over, a loss of power, a kill or a failing disk leaves a mixture: new text
 // at the beginning, old text behind it, and nothing tells where the one ends.
 // false with errno set.
-bool OverwriteFile(const String& strPath, std::string_view content);
+bool OverwriteFile(const char* pszPath, std::string_view content);
 
 }  // namespace Kestrova

@@ -118,7 +118,7 @@ TEST_F(EngineCancelTest, EveryFailingFileCallEndsInAWholeBankOrNone) {
             EngineDriver driver;
             driver.Engine().SetHelperThreads(0);
             env.FailCall(nFault);
-            driver.Engine().SetDstDir(m_banks.c_str());
+            ASSERT_EQ(kBankDone, driver.Engine().SetDstDir(m_banks.c_str()));
             bDone = driver.Analyse(m_strSource) == kBankDone && driver.Build(48000, 0) == kBankDone;
         }
         const bool bHit = env.FaultHit();
@@ -142,7 +142,7 @@ TEST_F(EngineCancelTest, AFileCallThatFailsForGoodEndsInAWholeBankOrNone) {
             EngineDriver driver;
             driver.Engine().SetHelperThreads(0);
             env.FailCall(nFault, FaultyFileEnv::Lasting::kForGood);
-            driver.Engine().SetDstDir(m_banks.c_str());
+            ASSERT_EQ(kBankDone, driver.Engine().SetDstDir(m_banks.c_str()));
             bDone = driver.Analyse(m_strSource) == kBankDone && driver.Build(48000, 0) == kBankDone;
         }
         const bool bHit = env.FaultHit();

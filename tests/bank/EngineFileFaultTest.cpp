@@ -38,7 +38,7 @@ protected:
     }
 
     BankOutcome Run(EngineDriver& driver) {
-        driver.Engine().SetDstDir(m_bank.parent_path().c_str());
+        EXPECT_EQ(kBankDone, driver.Engine().SetDstDir(m_bank.parent_path().c_str()));
         BankResult result = driver.Analyse(m_strSource);
         if (result == kBankDone) result = driver.Build(48000, 0);
         EXPECT_EQ(result, driver.Engine().GetFault().result);
@@ -110,7 +110,7 @@ TEST_F(EngineFileFaultTest, AnOlderBankWhoseLockCannotBeAskedForStaysAndTheReaso
     WriteFile(m_bank, std::string("an older bank"));
     FaultyFileEnv env;
     EngineDriver driver;
-    driver.Engine().SetDstDir(m_bank.parent_path().c_str());
+    ASSERT_EQ(kBankDone, driver.Engine().SetDstDir(m_bank.parent_path().c_str()));
     ASSERT_EQ(kBankDone, driver.Analyse(m_strSource));
     env.FailCallOf(FileOp::kLock, 1, Lasting::kForGood, EIO);
     EXPECT_EQ(kBankTargetNotCreated, driver.Build(48000, 0));

@@ -53,7 +53,7 @@ protected:
         spec.samples[3].nRate = 48000;
         spec.programs[0].regions[0] = {.nLow = 60, .nHigh = 61, .layers = {0, 1, 2, 3, 4}};
         MakeSource(m_dir.File("Src.kvs"), spec);
-        m_driver.Engine().SetDstDir(m_dir.Path().c_str());
+        EXPECT_EQ(kBankDone, m_driver.Engine().SetDstDir(m_dir.Path().c_str()));
         m_driver.Engine().SetWaveConverter(&m_converter);
     }
     BankResult Build(int nPerKey = 0) {

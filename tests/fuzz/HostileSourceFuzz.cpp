@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     fs::create_directory(strFolder);
     EngineDriver driver;
     driver.Engine().SetHelperThreads(1);
-    driver.Engine().SetDstDir(strFolder.c_str());
+    KV_FUZZ_CHECK(driver.Engine().SetDstDir(strFolder.c_str()) == kBankDone);
     const BankResult analysed = driver.Analyse(strSource);
     KV_FUZZ_CHECK(analysed <= kBankConversionFailed);
     const PreciseConverter precise(/*bDither=*/true);

@@ -90,7 +90,7 @@ protected:
     // The bank that the engine builds of it at 44100 Hz.
     std::string Built(const SourceSpec& spec, bool bPerKey = false) const {
         EngineDriver driver;
-        driver.Engine().SetDstDir((m_dir.Path().string() + "/").c_str());
+        EXPECT_EQ(kBankDone, driver.Engine().SetDstDir((m_dir.Path().string() + "/").c_str()));
         EXPECT_EQ(kBankDone, driver.Analyse(Source(spec)));
         EXPECT_EQ(kBankDone, driver.Build(44100, bPerKey ? 1 : 0));
         return File(bPerKey ? "Src_0AC44.kvr" : "Src_0AC44.kvn");

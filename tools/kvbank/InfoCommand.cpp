@@ -62,12 +62,9 @@ ExitCode InfoCommand::TellFile(InfoReporter& reporter) const {
     }
     CSDB database;
     if (!OpenEitherKind(database, m_strFile)) {
-        if (errno != 0 && errno != ENOMEM) {
-            reporter.TellFailure(std::strerror(errno));
-            return kExitBadInput;
-        }
-        const std::string strDamage = WhyDamagedUnopened(m_strFile);
-        reporter.TellFailure(strDamage.empty() ? WhyNoBank(m_strFile) : "damaged: " + strDamage);
+        const BankFile refused = LookUnopened(m_strFile);
+        const bool bDamaged = refused.state == BankState::Damaged;
+        reporter.TellFailure(bDamaged ? "damaged: " + refused.strCause : refused.strCause);
         return kExitBadInput;
     }
     const DatabaseFacts facts = FactsOf(database, m_strFile);
@@ -84,7 +81,8 @@ ExitCode InfoCommand::TellAnalysis(InfoReporter& reporter, bool bNumber) {
     const BankResult result = m_run.Analyse(m_strFile);
     if (result != kBankDone) {
         reporter.TellFailure(m_run.Explain(result, bNumber));
-        return result == kBankNoMemory ? m_run.ExitCodeFor(result) : kExitProblem;
+        const ExitCode code = m_run.ExitCodeFor(result);
+        return code == kExitNoMemory ? code : kExitProblem;
     }
     reporter.Tell(FactsOfSource());
     return kExitDone;

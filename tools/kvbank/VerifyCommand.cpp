@@ -12,8 +12,7 @@ namespace {
 
 // Of a file that was checked to its end.
 ExitCode ExitCodeOf(const VerifiedFile& file) {
-    if (file.problems.Count() > 0) return kExitProblem;
-    return file.sums.strFault.empty() ? kExitDone : kExitOutput;
+    return file.problems.Count() > 0 ? kExitProblem : file.sums.fault.code;
 }
 
 }  // namespace
@@ -101,7 +100,7 @@ bool VerifyCommand::AddSums(const NoteScan& scan, VerifiedFile& file, VerifyRepo
     if (sums.kind == SumsOutcome::Kind::Done)
         file.sums.state = VerifiedSums::State::Written;
     else
-        file.sums.strFault = sums.strCause;
+        file.sums.fault = {ExitCodeOfOutput(sums.nError), sums.strCause};
     return true;
 }
 

@@ -114,10 +114,10 @@ void EngineScene::Disturb(Chance& chance, Client& client) {
     int kinds[kRateCount];
     unsigned nNumber = 0;
     switch (chance.Below(8)) {
-        case 0: client->SetDstDir(chance.Of(m_folders).c_str()); break;
+        case 0: (void)client->SetDstDir(chance.Of(m_folders).c_str()); break;
         case 1: client->Prediction(chance.Of(kRates), static_cast<int>(chance.Below(2)), nNumber); break;
         case 2: client->GetExisting(kinds, &nNumber); break;
-        case 3: client->RemoveInterrupted(nNumber); break;
+        case 3: (void)client->RemoveInterrupted(nNumber); break;
         case 4: client->RemoveDB(chance.Of(kRates), static_cast<int>(chance.Below(4))); break;
         case 5: client->SetSrcFile(chance.Of(m_sources).strPath.c_str()); break;
         case 6:
@@ -149,7 +149,7 @@ void EngineScene::Step(Chance& chance, Client& client) {
 bool EngineScene::Play(Chance& chance) {
     Client client;
     client->SetHelperThreads(chance.Below(3));
-    client->SetDstDir(chance.Of(m_folders).c_str());
+    Demand(client->SetDstDir(chance.Of(m_folders).c_str()) == kBankDone, "a folder is set");
     client->SetSrcFile(chance.Of(m_sources).strPath.c_str());
     if (!chance.OneIn(8)) client.Wait();
     for (unsigned n = 1 + chance.Below(4); n > 0; --n) Step(chance, client);
@@ -171,7 +171,7 @@ void EngineScene::CleanUp(const std::string& strFolder, bool bMayBeLeft) {
         Client client;
         Demand(client->SetSrcFile(source.strPath.c_str()) == kBankDone, "a source is opened again");
         client.Wait();
-        client->SetDstDir(strFolder.c_str());
+        Demand(client->SetDstDir(strFolder.c_str()) == kBankDone, "a folder is set again");
         unsigned nRemoved = 0;
         Demand(client->RemoveInterrupted(nRemoved) == kBankDone, "what is left is removed");
     }

@@ -49,6 +49,18 @@ TEST(PackWaveTest, WithoutAWaveOnlyTheSizeIsSet) {
     EXPECT_EQ(77u, sample.m_lStored);
 }
 
+TEST(PackWaveTest, WithoutMemoryTheCompressedSizeIsNotToBeHad) {
+    CSDBISampleWave sample(1, 2);
+    Load(sample, MakeWave(500, 16, 2));
+    {
+        const PosixFault fault("realloc", ENOMEM);
+        EXPECT_FALSE(sample.CalcCompressSize());
+        EXPECT_EQ(2000u, sample.m_lStored);
+    }
+    EXPECT_TRUE(sample.CalcCompressSize());
+    EXPECT_GT(2000u, sample.m_lStored);
+}
+
 TEST(PackWaveTest, WithoutMemoryItSaysSoAndTheWaveStays) {
     CSDBISampleWave sample(1, 2);
     Load(sample, MakeWave(500, 16, 2));

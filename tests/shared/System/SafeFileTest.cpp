@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "shared/System/kvSafeFile.h"
+#include "shared/System/kvString.h"
 #include "tests/support/FolderNames.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/TempDir.h"

@@ -115,8 +115,10 @@ BuildRun::Survey BuildRun::Look() {
         survey.fault = WhyNoTurn(*pTurn);
         return survey;
     }
-    m_run.Engine().SetDstDir(m_options.strFolder.c_str());
-    m_run.Engine().RemoveInterrupted(survey.nRemoved);
+    if (Ending cleaned = m_run.RemoveInterrupted(m_options.strFolder, survey.nRemoved); !cleaned.IsDone()) {
+        survey.fault = {cleaned.code, m_options.strFolder, std::move(cleaned.strError)};
+        return survey;
+    }
     PrivateFolder::Cleaned cleaned = PrivateFolder::RemoveAbandoned(m_options.strFolder, *pTurn);
     survey.nRemoved += cleaned.nFolders;
     survey.left = std::move(cleaned.left);
@@ -185,8 +187,7 @@ bool BuildRun::Begin(const BuildPlan& plan, BuildOutcome& outcome) {
 
 // The engine puts its own file in the place of the mark, so a turn must last until that is there.
 BankResult BuildRun::Start(const BuildPlan& plan, const FolderLock&) {
-    m_run.Engine().SetDstDir(m_pFolder->Path().c_str());
-    return m_run.Start(plan.nRate, m_options.layout, m_options.nQuality);
+    return m_run.Start(m_pFolder->Path(), plan.nRate, m_options.layout, m_options.nQuality);
 }
 
 BankResult BuildRun::Await(const BuildPlan& plan) {
@@ -258,8 +259,8 @@ BuildFault BuildRun::Settle(const BuildPlan& plan, const std::string& strSum, co
     if (!m_options.bSums) return fault;
     const SumsOutcome sums = PutSums(Place(plan.strName), strSum);
     if (sums.kind == SumsOutcome::Kind::Done || fault.code != kExitDone) return fault;
-    return OutputFault(sums.strPath,
-                       "the bank is in its place, but its sums file cannot be written: " + sums.strCause);
+    return {ExitCodeOfOutput(sums.nError), sums.strPath,
+            "the bank is in its place, but its sums file cannot be written: " + sums.strCause};
 }
 
 BuildFault BuildRun::Measure(const BuildPlan& plan, uint64_t& nBytes) const {

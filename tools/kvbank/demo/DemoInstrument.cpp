@@ -68,7 +68,7 @@ bool AddSound(CSDB& database, const DemoSound& sound, uint32_t& id) {
     sample.m_info.lWave = static_cast<uint32_t>(sample.GetStatedBytes());
     if (!sample.SmplMemAlloc()) throw std::bad_alloc();
     PutFrames(sound.make(sound), sound.nBits, sample.m_info.pWave);
-    sample.CalcCompressSize();
+    if (!sample.CalcCompressSize()) throw std::bad_alloc();
     const bool bAdded = Add(database, sample);
     id = sample.GetID();
     return bAdded;

@@ -118,7 +118,9 @@ BankResult EngineRun::NameBanks(const std::string& strSource) {
     return m_engine.GetBaseName().empty() ? result : kBankDone;
 }
 
-BankResult EngineRun::Start(unsigned int nRate, BankLayout layout, int nQuality) {
+BankResult EngineRun::Start(const std::filesystem::path& folder, unsigned int nRate, BankLayout layout,
+                            int nQuality) {
+    if (const BankResult result = m_engine.SetDstDir(folder.c_str()); result != kBankDone) return result;
     Expect(UINT_MAX);  // until the job tells how many it has
     return m_engine.CreateDB(nRate, layout == BankLayout::PerKey, nQuality);
 }
@@ -178,6 +180,13 @@ EngineRun::Removal EngineRun::Remove(const std::string& strBank) {
     if (!std::filesystem::exists(std::filesystem::symlink_status(strBank, ignored))) return {};
     if (const Ending held = AskHeld(strBank); !held.IsDone()) return {held.code, held.strError};
     return {kExitOutput, std::strerror(nError)};
+}
+
+Ending EngineRun::RemoveInterrupted(const std::string& strFolder, unsigned& nRemoved) {
+    BankResult result = m_engine.SetDstDir(strFolder.c_str());
+    if (result == kBankDone) result = m_engine.RemoveInterrupted(nRemoved);
+    if (result == kBankNoMemory) return {ExitCodeOf(result), CauseOfWant(errno)};
+    return {};
 }
 
 }  // namespace Kestrova

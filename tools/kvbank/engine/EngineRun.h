@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -38,10 +39,11 @@ public:
     // Opens and analyses a source; cancelled when a signal came.
     BankResult Analyse(const std::string& strSource);
 
-    // Creates the file of one bank in the folder set with Engine().SetDstDir and begins to fill it; when that
-    // is done, Finish waits for the end and must be called. REQUIRES: the bank's file is not the source
-    // itself, for which the engine starts no job.
-    BankResult Start(unsigned int nRate, BankLayout layout, int nQuality);
+    // Creates the file of one bank in a folder and begins to fill it; when that is done, Finish waits for the
+    // end and must be called. REQUIRES: the bank's file is not the source itself, for which the engine starts
+    // no job.
+    BankResult Start(const std::filesystem::path& folder, unsigned int nRate, BankLayout layout,
+                     int nQuality);
     BankResult Finish(const Observer& observer = nullptr) { return WaitForEnd(observer); }
     // Whether the job has written all its records, so that it only waits for the disk.
     bool HasWrittenAll() const;
@@ -60,6 +62,10 @@ public:
         std::string strCause = {};  // why it is not
     };
     Removal Remove(const std::string& strBank);
+
+    // Removes what interrupted builds of the source have left in a folder; nRemoved counts them. What stays is
+    // no failure, but a want of memory or of file handles is.
+    Ending RemoveInterrupted(const std::string& strFolder, unsigned& nRemoved);
 
 private:
     static int OnCallback(int nCode, unsigned int nValue, unsigned long nUser);

@@ -39,6 +39,17 @@ void TellUnreadable(BankFile& bank, int nError) {
     bank.strCause = std::strerror(nError);
 }
 
+// Sets the state of a file that OpenEitherKind has just refused; errno is what that left.
+void TellUnopened(BankFile& bank) {
+    if (const int nError = errno; nError != 0) return TellUnreadable(bank, nError);
+    errno = 0;
+    bank.strCause = WhyDamagedUnopened(bank.path);
+    if (const int nError = errno; nError != 0) return TellUnreadable(bank, nError);
+    bank.bEnriched = !bank.strCause.empty();
+    bank.state = bank.bEnriched ? BankState::Damaged : BankState::NotABank;
+    if (!bank.bEnriched) bank.strCause = WhyNoBank(bank.path);
+}
+
 // Sets the state of a file that no build has left.
 void TellContent(BankFile& bank) {
     CSDB database;
@@ -47,15 +58,9 @@ void TellContent(BankFile& bank) {
         bank.strCause = WhyDamaged(database, ParseAnyBankName(bank.path.filename().string()));
         bank.state = bank.strCause.empty() ? BankState::Complete : BankState::Damaged;
         if (const int nError = database.GetFirstError(); nError != 0) TellUnreadable(bank, nError);
-        return;
+    } else {
+        TellUnopened(bank);
     }
-    if (const int nError = errno; nError != 0) return TellUnreadable(bank, nError);
-    errno = 0;
-    bank.strCause = WhyDamagedUnopened(bank.path);
-    if (const int nError = errno; nError != 0) return TellUnreadable(bank, nError);
-    bank.bEnriched = !bank.strCause.empty();
-    bank.state = bank.bEnriched ? BankState::Damaged : BankState::NotABank;
-    if (!bank.bEnriched) bank.strCause = WhyNoBank(bank.path);
 }
 
 // Sets the state of a file that no process holds.
@@ -152,6 +157,14 @@ const char* WhyNoFile(const fs::path& path) {
 bool OpenEitherKind(CSDB& database, const fs::path& path) {
     if (database.Open(path.c_str(), kSdbFormatEnriched, false)) return true;
     return errno == 0 && database.Open(path.c_str(), kSdbFormatPlain, false);
+}
+
+BankFile LookUnopened(const fs::path& path) {
+    const int nError = errno;
+    BankFile bank{.path = path};
+    errno = nError;
+    TellUnopened(bank);
+    return bank;
 }
 
 std::string WhyHeld(const fs::path& path, bool& bBusy) {

@@ -49,6 +49,10 @@ std::string WhyHeld(const std::filesystem::path& path, bool& bBusy);
 // is no database.
 bool OpenEitherKind(CSDB& database, const std::filesystem::path& path);
 
+// Path, state and cause of a file that OpenEitherKind has just refused: unreadable, damaged, or no bank.
+// REQUIRES: errno is what that left. Throws std::bad_alloc.
+BankFile LookUnopened(const std::filesystem::path& path);
+
 // Why a file cannot be opened as a database: the system's reason when it cannot be read, else "not a bank",
 // and what to do with it when its name is that of a SoundFont or an SFZ.
 std::string WhyNoBank(const std::filesystem::path& path);

@@ -25,7 +25,9 @@ constexpr size_t kMostSumsBytes = 4096;  // a name of 255 bytes, all of them esc
 
 std::string NameOf(const std::string& strPath) { return fs::path(strPath).filename().string(); }
 
-SumsOutcome Failure(const std::string& strPath) { return {Kind::Failed, strPath, std::strerror(errno)}; }
+SumsOutcome Failure(const std::string& strPath) {
+    return {Kind::Failed, strPath, std::strerror(errno), errno};
+}
 
 ssize_t ReadPiece(int nFile, std::vector<char>& piece) {
     for (;;) {

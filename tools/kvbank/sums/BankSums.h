@@ -25,6 +25,7 @@ struct SumsOutcome {
     Kind kind = Kind::Done;
     std::string strPath = {};   // the file that the cause is about
     std::string strCause = {};  // empty when done, or when there is no sums file
+    int nError = 0;             // the system's, when it refused
 };
 
 // Called with the number of bytes read so far; false cancels.

@@ -41,6 +41,8 @@ ExitCode ExitCodeOf(const BankOutcome& outcome) {
     return bRefused && outcome.result != kBankNoMemory ? kExitOutput : ExitCodeOf(outcome.result);
 }
 
+ExitCode ExitCodeOfOutput(int nError) { return nError == ENOMEM ? kExitNoMemory : kExitOutput; }
+
 const char* DescribeResult(BankResult result) {
     return result < kResults.size() ? kResults[result].pszText : "unknown result";
 }

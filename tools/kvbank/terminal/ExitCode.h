@@ -23,6 +23,8 @@ ExitCode ExitCodeOf(BankResult result);
 // The same for an outcome, which also tells the file. Whatever the system refused to do with the bank's file
 // is a failure of the output; a record that no bank can take is a fault of the source.
 ExitCode ExitCodeOf(const BankOutcome& outcome);
+// The exit code of a file beside the bank that the system refused to write.
+ExitCode ExitCodeOfOutput(int nError);
 const char* DescribeResult(BankResult result);
 
 }  // namespace Kestrova

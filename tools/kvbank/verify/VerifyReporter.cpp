@@ -84,8 +84,8 @@ void VerifyReporter::Tell(const VerifiedFile& file) {
 void VerifyReporter::TellGood(const VerifiedFile& file) {
     m_console.Say(file.strPath + ": good, " + Counted(file.nRecords, "record") + ", " +
                   ReadableSize(file.nBytes) + OriginText(file) + StateText(file.sums));
-    if (!file.sums.strFault.empty())
-        m_console.Error(file.strPath + ": its sums file cannot be written: " + file.sums.strFault);
+    if (!file.sums.fault.IsDone())
+        m_console.Error(file.strPath + ": its sums file cannot be written: " + file.sums.fault.strError);
 }
 
 void VerifyReporter::TellProblems(const VerifiedFile& file) {

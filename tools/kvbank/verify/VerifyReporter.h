@@ -9,6 +9,7 @@
 #include "tools/kvbank/compare/ProblemList.h"
 #include "tools/kvbank/precise/Conversion.h"
 #include "tools/kvbank/terminal/Console.h"
+#include "tools/kvbank/terminal/Ending.h"
 #include "tools/kvbank/terminal/Progress.h"
 
 namespace Kestrova {
@@ -21,7 +22,7 @@ struct VerifiedSums {
         Written  // just now
     };
     State state = State::None;
-    std::string strFault = {};  // why it was not written, though that was asked for
+    Ending fault = {};  // why it was not written, though that was asked for
 };
 
 // What was found in one file.

@@ -24,6 +24,10 @@ using ::testing::FieldsAre;
 
 constexpr char kSumOfAbc[] = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
 
+auto Refused(const std::string& strPath, int nError) {
+    return FieldsAre(Kind::Failed, strPath, std::strerror(nError), nError);
+}
+
 class BankSumsTest : public ::testing::Test {
 protected:
     BankSumsTest() { WriteFile(m_strBank, std::string("abc")); }
@@ -48,7 +52,7 @@ protected:
 TEST_F(BankSumsTest, StandBesideTheBank) { EXPECT_EQ("/a/x.kvn.sha256", SumsPath("/a/x.kvn")); }
 
 TEST_F(BankSumsTest, AreWrittenAsOneLine) {
-    EXPECT_THAT(Write(), FieldsAre(Kind::Done, "", ""));
+    EXPECT_THAT(Write(), FieldsAre(Kind::Done, "", "", 0));
     EXPECT_EQ(std::string(kSumOfAbc) + "  Src_0AC44.kvn\n", Sums());
     EXPECT_EQ(2u, CountFiles());
 }
@@ -76,11 +80,11 @@ TEST_F(BankSumsTest, OfABankInTheWorkingFolderAreWrittenThere) {
 
 TEST_F(BankSumsTest, TellAChangedByteAndAChangedLength) {
     Write();
-    EXPECT_THAT(Check(), FieldsAre(Kind::Done, "", ""));
+    EXPECT_THAT(Check(), FieldsAre(Kind::Done, "", "", 0));
     for (const char* pszBytes : {"abd", "ab", "abcd", ""}) {
         WriteFile(m_strBank, std::string(pszBytes));
         EXPECT_THAT(Check(),
-                    FieldsAre(Kind::Differs, m_strBank, "its bytes do not match Src_0AC44.kvn.sha256"));
+                    FieldsAre(Kind::Differs, m_strBank, "its bytes do not match Src_0AC44.kvn.sha256", 0));
     }
 }
 
@@ -102,8 +106,8 @@ TEST_F(BankSumsTest, OfALongBankAreThoseOfAllItsPieces) {
 }
 
 TEST_F(BankSumsTest, ThatAreNotThereAreNoFailure) {
-    EXPECT_THAT(Check(), FieldsAre(Kind::NoFile, m_strSums, ""));
-    EXPECT_THAT(RemoveSums(m_strBank), FieldsAre(Kind::NoFile, m_strSums, ""));
+    EXPECT_THAT(Check(), FieldsAre(Kind::NoFile, m_strSums, "", 0));
+    EXPECT_THAT(RemoveSums(m_strBank), FieldsAre(Kind::NoFile, m_strSums, "", 0));
 }
 
 TEST_F(BankSumsTest, MayBeOfTheProgramsBinaryMode) {
@@ -129,7 +133,7 @@ TEST_F(BankSumsTest, OfAnotherFormAreSaidToBeNone) {
                                  strSum + "  " + std::string(10000, 'x') + "\n\n"};
     for (const std::string& strText : texts) {
         SetSums(strText);
-        EXPECT_THAT(Check(), FieldsAre(Kind::NotOurs, m_strSums, "not a line of sha256sum")) << strText;
+        EXPECT_THAT(Check(), FieldsAre(Kind::NotOurs, m_strSums, "not a line of sha256sum", 0)) << strText;
     }
 }
 
@@ -137,7 +141,7 @@ TEST_F(BankSumsTest, OfAnotherNameAreSaidToBeSo) {
     for (const char* pszName : {"Src_0BB80.kvn", "x/Src_0AC44.kvn", " Src_0AC44.kvn"}) {
         SetSums(std::string(kSumOfAbc) + "  " + pszName + "\n");
         EXPECT_THAT(Check(),
-                    FieldsAre(Kind::NotOurs, m_strSums, std::string("it holds the sum of ") + pszName));
+                    FieldsAre(Kind::NotOurs, m_strSums, std::string("it holds the sum of ") + pszName, 0));
     }
 }
 
@@ -145,7 +149,7 @@ TEST_F(BankSumsTest, AreReplacedAndRemoved) {
     SetSums("old");
     EXPECT_EQ(Kind::Done, Write().kind);
     EXPECT_EQ(Kind::Done, Check().kind);
-    EXPECT_THAT(RemoveSums(m_strBank), FieldsAre(Kind::Done, "", ""));
+    EXPECT_THAT(RemoveSums(m_strBank), FieldsAre(Kind::Done, "", "", 0));
     EXPECT_FALSE(fs::exists(m_strSums));
     EXPECT_TRUE(fs::exists(m_strBank));
 }
@@ -154,11 +158,11 @@ TEST_F(BankSumsTest, OfABankThatIsNotInItsPlaceYetAreWrittenOnceItIs) {
     const std::string strMade = m_dir.File("made");
     fs::rename(m_strBank, strMade);
     std::string strSum;
-    EXPECT_THAT(SumBank(strMade, GoOn, strSum), FieldsAre(Kind::Done, "", ""));
+    EXPECT_THAT(SumBank(strMade, GoOn, strSum), FieldsAre(Kind::Done, "", "", 0));
     EXPECT_EQ(kSumOfAbc, strSum);
-    EXPECT_THAT(PutSums(m_strBank, strSum), FieldsAre(Kind::Failed, m_strBank, std::strerror(ENOENT)));
+    EXPECT_THAT(PutSums(m_strBank, strSum), Refused(m_strBank, ENOENT));
     fs::rename(strMade, m_strBank);
-    EXPECT_THAT(PutSums(m_strBank, strSum), FieldsAre(Kind::Done, "", ""));
+    EXPECT_THAT(PutSums(m_strBank, strSum), FieldsAre(Kind::Done, "", "", 0));
     EXPECT_EQ(Kind::Done, Check().kind);
 }
 
@@ -169,49 +173,49 @@ TEST_F(BankSumsTest, AreNotWrittenBesideABankThatCameMeanwhile) {
         return true;
     };
     EXPECT_THAT(WriteSums(m_strBank, replace),
-                FieldsAre(Kind::Failed, m_strBank, "another file has taken its place"));
+                FieldsAre(Kind::Failed, m_strBank, "another file has taken its place", 0));
     EXPECT_FALSE(fs::exists(m_strSums));
 }
 
 TEST_F(BankSumsTest, CanBeCancelled) {
     const auto stop = [](uint64_t) { return false; };
-    EXPECT_THAT(WriteSums(m_strBank, stop), FieldsAre(Kind::Cancelled, m_strBank, "cancelled"));
+    EXPECT_THAT(WriteSums(m_strBank, stop), FieldsAre(Kind::Cancelled, m_strBank, "cancelled", 0));
     EXPECT_EQ(1u, CountFiles());
     Write();
-    EXPECT_THAT(CheckSums(m_strBank, stop), FieldsAre(Kind::Cancelled, m_strBank, "cancelled"));
+    EXPECT_THAT(CheckSums(m_strBank, stop), FieldsAre(Kind::Cancelled, m_strBank, "cancelled", 0));
 }
 
 TEST_F(BankSumsTest, OfABankThatCannotBeReadNameTheBank) {
     Write();
     {
         const PosixFault fault("read", EIO);
-        EXPECT_THAT(Write(), FieldsAre(Kind::Failed, m_strBank, std::strerror(EIO)));
+        EXPECT_THAT(Write(), Refused(m_strBank, EIO));
     }
     {
         const PosixFault fault("open", EACCES, 2);
-        EXPECT_THAT(Check(), FieldsAre(Kind::Failed, m_strBank, std::strerror(EACCES)));
+        EXPECT_THAT(Check(), Refused(m_strBank, EACCES));
     }
     fs::remove(m_strBank);
-    EXPECT_THAT(Write(), FieldsAre(Kind::Failed, m_strBank, std::strerror(ENOENT)));
-    EXPECT_THAT(Check(), FieldsAre(Kind::Failed, m_strBank, std::strerror(ENOENT)));
+    EXPECT_THAT(Write(), Refused(m_strBank, ENOENT));
+    EXPECT_THAT(Check(), Refused(m_strBank, ENOENT));
 }
 
 TEST_F(BankSumsTest, ThatCannotBeReadAreNamed) {
     Write();
     for (const char* pszCall : {"open", "read"}) {
         const PosixFault fault(pszCall, EIO);
-        EXPECT_THAT(Check(), FieldsAre(Kind::Failed, m_strSums, std::strerror(EIO)));
+        EXPECT_THAT(Check(), Refused(m_strSums, EIO));
     }
     fs::remove(m_strSums);
     fs::create_directory(m_strSums);
-    EXPECT_THAT(Check(), FieldsAre(Kind::Failed, m_strSums, std::strerror(EISDIR)));
-    EXPECT_THAT(RemoveSums(m_strBank), FieldsAre(Kind::Failed, m_strSums, std::strerror(EISDIR)));
+    EXPECT_THAT(Check(), Refused(m_strSums, EISDIR));
+    EXPECT_THAT(RemoveSums(m_strBank), Refused(m_strSums, EISDIR));
 }
 
 TEST_F(BankSumsTest, ThatFindNoSpaceLeaveTheOldOnesWhole) {
     SetSums("old");
     const PosixFault fault("write", ENOSPC);
-    EXPECT_THAT(Write(), FieldsAre(Kind::Failed, m_strSums, std::strerror(ENOSPC)));
+    EXPECT_THAT(Write(), Refused(m_strSums, ENOSPC));
     EXPECT_EQ("old", Sums());
     EXPECT_EQ(2u, CountFiles());
 }
@@ -222,7 +226,7 @@ TEST_F(BankSumsTest, InAFolderThatCannotBeWrittenAreSaid) {
     {
         const Unprivileged nobody;
         ASSERT_TRUE(nobody.Works());
-        EXPECT_THAT(Write(), FieldsAre(Kind::Failed, m_strSums, std::strerror(EACCES)));
+        EXPECT_THAT(Write(), Refused(m_strSums, EACCES));
     }
     ASSERT_EQ(0, chmod(m_dir.Path().c_str(), 0755));
 }

@@ -104,6 +104,16 @@ TEST_F(SumsOfVerbsTest, ABuildWhoseSumCannotBeTakenLeavesTheBankThatIsThere) {
     EXPECT_EQ(sums, ReadFile(m_strSums));
 }
 
+TEST_F(SumsOfVerbsTest, ABuildWithoutMemoryForThemSaysSo) {
+    const PosixFault fault("rename", ENOMEM, 2);  // the first puts the bank in its place
+    const Outcome outcome = Build({"--sums"});
+    EXPECT_EQ(8, outcome.nCode);
+    EXPECT_EQ(
+        "kvbank: DIR/banks/Src_0BB80.kvn.sha256: the bank is in its place, but its sums file cannot be "
+        "written: Cannot allocate memory\n",
+        outcome.strErr);
+}
+
 TEST_F(SumsOfVerbsTest, ABuildThatCannotWriteThemSaysSo) {
     const PosixFault fault("rename", ENOSPC, 2);  // the first puts the bank in its place
     const Outcome outcome = Build({"--sums", "--json"});
@@ -234,6 +244,15 @@ TEST_F(SumsOfVerbsTest, VerifyCanBeCancelledWhileItSums) {
     const Outcome outcome = Verify();
     EXPECT_EQ(1, outcome.nCode);
     EXPECT_EQ("kvbank: DIR/banks/Src_0BB80.kvn: cancelled\n", outcome.strErr);
+}
+
+TEST_F(SumsOfVerbsTest, VerifyWithoutMemoryForThemSaysSo) {
+    ASSERT_EQ(0, Build().nCode);
+    const PosixFault fault("write", ENOMEM);
+    const Outcome outcome = Verify({"--write-sums"});
+    EXPECT_EQ(8, outcome.nCode);
+    EXPECT_EQ("kvbank: DIR/banks/Src_0BB80.kvn: its sums file cannot be written: Cannot allocate memory\n",
+              outcome.strErr);
 }
 
 TEST_F(SumsOfVerbsTest, VerifyThatCannotWriteThemSaysSo) {
