@@ -34,15 +34,16 @@ void FolderLock::Release() {
 
 void FolderLock::Take(std::chrono::milliseconds wait) {
     const auto end = std::chrono::steady_clock::now() + wait;
-    while (flock(m_nFolder, LOCK_EX | LOCK_NB) != 0) {
-        m_nError = errno;
-        if (LockAnswerOf(m_nError) == LockAnswer::kNotSupported) m_outcome = Outcome::NoLocks;
-        if (m_nError != EWOULDBLOCK && m_nError != EINTR) return;
-        m_outcome = CancelSignal() != 0 ? Outcome::Cancelled : Outcome::Busy;
-        if (m_outcome == Outcome::Cancelled || std::chrono::steady_clock::now() >= end) return;
+    while ((m_outcome = Try()) == Outcome::Busy && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(kBetweenTries);
-    }
-    m_outcome = Outcome::Held;
+}
+
+FolderLock::Outcome FolderLock::Try() {
+    if (flock(m_nFolder, LOCK_EX | LOCK_NB) == 0) return Outcome::Held;
+    m_nError = errno;
+    if (LockAnswerOf(m_nError) == LockAnswer::kNotSupported) return Outcome::NoLocks;
+    if (m_nError != EWOULDBLOCK && m_nError != EINTR) return Outcome::Failed;
+    return CancelSignal() != 0 ? Outcome::Cancelled : Outcome::Busy;
 }
 
 bool FolderLock::Sync() const { return SyncFolder(m_nFolder); }

@@ -55,6 +55,7 @@ public:
 
 private:
     void Take(std::chrono::milliseconds wait);
+    Outcome Try();
 
     int m_nFolder;
     Outcome m_outcome = Outcome::Failed;  // stays after Release

@@ -86,6 +86,14 @@ TEST_F(FolderLockTest, WhatCannotBeLockedTellsWhy) {
     EXPECT_FALSE(broken.IsTurn());
 }
 
+TEST_F(FolderLockTest, ALockThatFailsAfterAWaitTellsWhy) {
+    const FolderLock first(m_dir.Path());
+    const PosixFault fault("flock", EIO, 2);
+    const FolderLock second(m_dir.Path(), kForEver);
+    EXPECT_EQ(FolderLock::Outcome::Failed, second.GetOutcome());
+    EXPECT_EQ(EIO, second.GetError());
+}
+
 // Some network and cluster file systems have no locks: the work goes on without.
 TEST_F(FolderLockTest, WhereThereAreNoLocksATurnIsHadWithoutOne) {
     for (const int nError : {ENOLCK, EOPNOTSUPP, ENOSYS}) {
