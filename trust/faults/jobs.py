@@ -25,7 +25,7 @@ kStruckAt, kCallAt, kPathAt = 8, 16, 80
 
 
 def build_folder():
-    return Path(os.environ.get("KV_BUILD", kTree / "build" / "release"))
+    return Path(os.environ.get("KV_BUILD", kTree / "build" / "release")).resolve()
 
 
 def make(targets):
