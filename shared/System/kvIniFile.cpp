@@ -64,8 +64,11 @@ String StringOf(std::string_view text) { return {text.data(), static_cast<int>(t
 
 bool IsEmptyText(const char* pszText) { return pszText == nullptr || *pszText == '\0'; }
 
+// Whether a header with this name is found again when it is read from the file.
 bool IsSectionName(const char* pszName) {
-    return !IsEmptyText(pszName) && std::strpbrk(pszName, "]\r\n") == nullptr;
+    constexpr size_t kBrackets = 2;
+    return !IsEmptyText(pszName) && std::strpbrk(pszName, "]\r\n") == nullptr &&
+           std::strlen(pszName) <= kMaxPiece - kBrackets;
 }
 
 std::optional<std::string_view> HeaderName(std::string_view line) {

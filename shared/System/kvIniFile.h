@@ -23,8 +23,8 @@ namespace Kestrova {
 // Threads: none of its own: one thread at a time. No file is kept open or locked between two calls.
 // Errors:  values; throws std::bad_alloc. While no file is open the calls work on lines in memory that nobody
 //          writes.
-// A null or empty section name, and one that no header can carry (with "]" or a line end), does nothing and
-// delivers nothing.
+// A null or empty section name, and one that no header can carry (with "]" or a line end, or longer than 1020
+// characters), does nothing and delivers nothing.
 class IniFile {
 public:
     IniFile() = default;

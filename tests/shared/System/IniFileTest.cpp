@@ -270,7 +270,9 @@ TEST_F(IniFileTest, AnItemWithALineEndIsNotTaken) {
 
 TEST_F(IniFileTest, ASectionNobodyCouldFindAgainIsNotMade) {
     OpenWith("[s]\n");
-    for (const char* pszName : {"a]b", "a\nb", "a\r", "", static_cast<const char*>(nullptr)}) {
+    const std::string strTooLong(1021, 's');
+    for (const char* pszName :
+         {"a]b", "a\nb", "a\r", "", strTooLong.c_str(), static_cast<const char*>(nullptr)}) {
         m_ini.SetItem(pszName, "item");
         m_ini.RemoveItem(pszName, "item");
         EXPECT_EQ(0, m_ini.SetKeyValue(pszName, "key", "value"));
@@ -278,6 +280,15 @@ TEST_F(IniFileTest, ASectionNobodyCouldFindAgainIsNotMade) {
         EXPECT_EQ((Texts{}), Keys(pszName));
     }
     EXPECT_EQ("[s]\n", ClosedText());
+}
+
+TEST_F(IniFileTest, ASectionOf1020CharactersIsTheLongestThatIsFoundAgain) {
+    const std::string strLongest(1020, 's');
+    OpenWith("");
+    m_ini.SetItem(strLongest.c_str(), "item");
+    EXPECT_EQ("[" + strLongest + "]\nitem\n", ClosedText());
+    Open();
+    EXPECT_EQ((Texts{"item"}), Items(strLongest.c_str()));
 }
 
 TEST_F(IniFileTest, RemoveItemTakesTheFirstEqualLineOut) {
