@@ -1,6 +1,7 @@
 // kvbank space.
 #include <cerrno>
 
+#include "tests/support/PosixFaults.h"
 #include "tests/support/TestDatabase.h"
 #include "tests/tools/kvbank/CommandFixture.h"
 #include "tools/kvbank/build/SpaceReporter.h"
@@ -92,6 +93,17 @@ TEST(SpaceReporterTest, ADiskThatCannotBeAskedIsAFailure) {
     EXPECT_EQ(kExitOutput, reporter.Tell({.nError = EIO}));
     EXPECT_EQ("kvbank: banks: Input/output error\n", err.str());
     EXPECT_EQ("", out.str());
+}
+
+TEST_F(SpaceCommandTest, AFolderThatCannotBeReadAtOneLookIsNoEmptyOne) {
+    Source();
+    Build();
+    for (const int nNth : {1, 2, 3}) {
+        const PosixFault fault("readdir", EACCES, nNth);
+        const Outcome outcome = Space();
+        EXPECT_EQ(kExitProblem, outcome.nCode);
+        EXPECT_EQ("kvbank: DIR/out: Permission denied\n", outcome.strErr);
+    }
 }
 
 TEST_F(SpaceCommandTest, WhatIsNoSourceIsBadInput) {

@@ -15,6 +15,10 @@ bool SameFile(const fs::path& a, const fs::path& b) {
     return fs::equivalent(a, b, ignored);
 }
 
+bool IsNoFolder(const std::error_code& error) {
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
+}
+
 const BankFile* FirstIn(const std::vector<BankFile>& banks, BankState state) {
     const auto pFound = std::find_if(banks.begin(), banks.end(),
                                      [state](const BankFile& bank) { return bank.state == state; });
@@ -30,10 +34,8 @@ bool IsReplaceable(const BankFile& bank) { return bank.state == BankState::Damag
 std::vector<BankFile> FindBanks(const BuildOptions& options, const CDBEUCreate& engine, unsigned int nRate,
                                 const fs::path& own, std::error_code& error) {
     std::vector<BankFile> banks = ListBanks(options.strFolder, engine.GetBaseName(), error, {nRate});
-    // Without leave to read the folder, or without a folder, no turn at it is had, and that is said.
-    for (const std::errc told :
-         {std::errc::no_such_file_or_directory, std::errc::not_a_directory, std::errc::permission_denied})
-        if (error == told) error.clear();
+    // A folder that is not there, or is none, has no banks; a build says so where it takes its turn.
+    if (IsNoFolder(error)) error.clear();
     std::erase_if(banks, [&](const BankFile& bank) {
         return bank.state == BankState::Interrupted || bank.state == BankState::Unfinished ||
                bank.path.parent_path() == own;

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "shared/System/kvCancelSignal.h"
+#include "shared/System/kvSafeFile.h"
 #include "tools/kvbank/build/BuildSpace.h"
 #include "tools/kvbank/sums/BankSums.h"
 #include "tools/kvbank/terminal/RateOptions.h"
@@ -93,6 +94,13 @@ BuildFault BuildRun::WhyNoTurn(const FolderLock& turn) const {
     }
 }
 
+// A dry run takes no turn, but tells what would keep it from one: a folder that cannot be read.
+BuildFault BuildRun::WhyNoTurnCouldBeHad() const {
+    const FileDescriptor folder(OpenFolder(m_options.strFolder.c_str()));
+    if (folder >= 0 || errno == ENOENT || errno == ENOTDIR) return {};
+    return OutputFault(m_options.strFolder, std::strerror(errno));
+}
+
 BuildFault BuildRun::Cancelled() const {
     return {kExitProblem, m_options.strSource, DescribeResult(kBankCancelled)};
 }
@@ -107,6 +115,7 @@ BuildRun::Survey BuildRun::Look() {
     };
     std::error_code ignored;
     if (m_options.bDryRun || !fs::exists(m_options.strFolder, ignored)) {
+        survey.fault = WhyNoTurnCouldBeHad();
         lookAtAll();
         return survey;
     }

@@ -94,6 +94,7 @@ private:
     Turn TakeTurn(const BusyLook& look);
     bool Wait(const std::string& strWhy);
     BuildFault WhyNoTurn(const FolderLock& turn) const;
+    BuildFault WhyNoTurnCouldBeHad() const;
     BuildFault Cancelled() const;
     BuildFinding FindingOf(const BuildPlan& plan);
     Turn TurnFor(const BuildPlan& plan, BuildFinding& finding);
