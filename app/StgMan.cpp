@@ -179,7 +179,7 @@ bool StgMan::RefreshTarget(const char* pszPrevious) {
     if (m_engine.SetDstDir(m_strTarget) == kBankNoMemory) return false;
     unsigned int nRemoved = 0;
     // What a build that died has left must not pass for a bank; what cannot be removed is shown as it is.
-    (void)m_engine.RemoveInterrupted(nRemoved);
+    static_cast<void>(m_engine.RemoveInterrupted(nRemoved));
     m_pDialog->SetFreeDiskSpace();
     return ShowExisting();
 }

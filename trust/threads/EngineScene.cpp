@@ -114,10 +114,10 @@ void EngineScene::Disturb(Chance& chance, Client& client) {
     int kinds[kRateCount];
     unsigned nNumber = 0;
     switch (chance.Below(8)) {
-        case 0: (void)client->SetDstDir(chance.Of(m_folders).c_str()); break;
+        case 0: static_cast<void>(client->SetDstDir(chance.Of(m_folders).c_str())); break;
         case 1: client->Prediction(chance.Of(kRates), static_cast<int>(chance.Below(2)), nNumber); break;
         case 2: client->GetExisting(kinds, &nNumber); break;
-        case 3: (void)client->RemoveInterrupted(nNumber); break;
+        case 3: static_cast<void>(client->RemoveInterrupted(nNumber)); break;
         case 4: client->RemoveDB(chance.Of(kRates), static_cast<int>(chance.Below(4))); break;
         case 5: client->SetSrcFile(chance.Of(m_sources).strPath.c_str()); break;
         case 6:

@@ -74,7 +74,7 @@ TEST_F(WantOfMemoryTest, ADemoHasTheSameBytesOrIsNotMade) {
     EXPECT_THAT(Names(), ElementsAre("Demo.kvs"));
 }
 
-// It was built in the folder that the engine had before: in place of an older bank, and not in the private one.
+// It must not be built in the folder that the engine had before, where it would write over an older bank.
 TEST_F(WantOfMemoryTest, ABankWhoseFolderCannotBeNotedIsNotBuiltInAnother) {
     Source();
     const std::filesystem::path other = File("a folder of a longer name than the first one has");

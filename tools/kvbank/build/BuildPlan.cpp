@@ -15,10 +15,6 @@ bool SameFile(const fs::path& a, const fs::path& b) {
     return fs::equivalent(a, b, ignored);
 }
 
-bool IsNoFolder(const std::error_code& error) {
-    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
-}
-
 const BankFile* FirstIn(const std::vector<BankFile>& banks, BankState state) {
     const auto pFound = std::find_if(banks.begin(), banks.end(),
                                      [state](const BankFile& bank) { return bank.state == state; });

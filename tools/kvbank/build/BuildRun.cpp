@@ -97,8 +97,8 @@ BuildFault BuildRun::WhyNoTurn(const FolderLock& turn) const {
 // A dry run takes no turn, but tells what would keep it from one: a folder that cannot be read.
 BuildFault BuildRun::WhyNoTurnCouldBeHad() const {
     const FileDescriptor folder(OpenFolder(m_options.strFolder.c_str()));
-    if (folder >= 0 || errno == ENOENT || errno == ENOTDIR) return {};
-    return OutputFault(m_options.strFolder, std::strerror(errno));
+    const std::error_code error(folder < 0 ? errno : 0, std::generic_category());
+    return !error || IsNoFolder(error) ? BuildFault() : OutputFault(m_options.strFolder, error.message());
 }
 
 BuildFault BuildRun::Cancelled() const {

@@ -10,10 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool IsNoFolder(const std::error_code& error) {
-    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
-}
-
 // The first is kept.
 void NoteUnread(const fs::path& path, const std::string& strCause, std::string& strUnread) {
     if (strUnread.empty()) strUnread = path.string() + ": " + strCause;

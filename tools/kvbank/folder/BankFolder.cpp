@@ -182,6 +182,10 @@ std::string WhyNoBank(const fs::path& path) {
     return IsNamedAsInstrument(path) ? "not a bank; 'kvbank import' makes a source of it" : "not a bank";
 }
 
+bool IsNoFolder(const std::error_code& error) {
+    return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
+}
+
 std::vector<BankFile> ListBanks(const fs::path& dir, std::string_view baseName, std::error_code& error,
                                 const std::vector<unsigned int>& arRates) {
     std::vector<BankFile> banks;

@@ -63,4 +63,7 @@ std::string WhyNoBank(const std::filesystem::path& path);
 std::vector<BankFile> ListBanks(const std::filesystem::path& dir, std::string_view baseName,
                                 std::error_code& error, const std::vector<unsigned int>& arRates = {});
 
+// Whether that error says that there is no folder, which then has no banks.
+bool IsNoFolder(const std::error_code& error);
+
 }  // namespace Kestrova

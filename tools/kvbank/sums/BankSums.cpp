@@ -99,7 +99,7 @@ SumsOutcome PutSums(const std::string& strBank, const std::string& strSum) {
     const std::string strPath = SumsPath(strBank);
     std::error_code error;
     const fs::path absolute = fs::absolute(strPath, error);
-    if (error) return {Kind::Failed, strPath, error.message()};
+    if (error) return {Kind::Failed, strPath, error.message(), error.value()};
     const SumsLine line{.strSum = strSum, .strName = NameOf(strBank)};
     // Everybody who may read the bank may read its sum.
     const mode_t nMode = bank.st_mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
