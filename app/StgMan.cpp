@@ -176,7 +176,7 @@ bool StgMan::RefreshTarget(const char* pszPrevious) {
     if (pszPrevious != nullptr) m_ini.RemoveItem(iniSect, FolderLine(pszPrevious));
     m_ini.SetItem(iniSect, FolderLine(m_strTarget));  // an empty line is not stored
     m_pDialog->SetCheckBoxes(nullptr);
-    if (m_engine.SetDstDir(m_strTarget) == kBankNoMemory) return false;
+    if (m_engine.SetDstDir(m_strTarget) == kBankNoMemory) return NoteListing(kBankNoMemory);
     unsigned int nRemoved = 0;
     // What a build that died has left must not pass for a bank; what cannot be removed is shown as it is.
     static_cast<void>(m_engine.RemoveInterrupted(nRemoved));
@@ -188,10 +188,17 @@ bool StgMan::ShowExisting() {
     int existing[kRateCount] = {};
     // Deliberate (Q128): a bank that another program is building counts as existing, and its file is left
     // alone.
-    if (m_engine.GetExisting(existing, nullptr) != kBankDone) return false;
+    if (!NoteListing(m_engine.GetExisting(existing, nullptr))) return false;
     m_pDialog->SetCheckBoxes(existing);
     m_pDialog->SetExistingInfo(existing);
     return true;
+}
+
+// Answers whether the target was listed. Without a source or a folder there is nothing to list, and the status
+// stays that of their own failure.
+bool StgMan::NoteListing(BankResult result) {
+    if (result != kBankDone && result != kBankNotReady) m_nStatus = static_cast<int>(result);
+    return result == kBankDone;
 }
 
 // Is called before the engine is asked for a job, because its callbacks may come before it answers. Returns

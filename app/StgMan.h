@@ -76,6 +76,7 @@ private:
     void TellBadSource();
     bool RefreshTarget(const char* pszPrevious);
     bool ShowExisting();
+    bool NoteListing(BankResult result);
     StgStatus Phase() const { return static_cast<StgStatus>(m_nPhase.load()); }
     int ExpectJob(StgStatus phase);
     void ExpectNoJob(StgStatus phase);

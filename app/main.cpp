@@ -3,7 +3,9 @@
 #include "app/CommandLine.h"
 #include "app/GuiPlatform.h"
 #include "app/StgMan.h"
+#include "bank/BankOutcome.h"
 #include "codec/ReadBudget.h"
+#include "shared/Process/kvOutOfMemory.h"
 #include "shared/System/kvCancelSignal.h"
 #include "shared/System/kvModule.h"
 
@@ -13,6 +15,7 @@ int main(int argc, char** argv) {
         std::fputs(pszText, stdout);
         return std::fflush(stdout) == 0 ? 0 : 1;
     }
+    EndCleanlyWithoutMemory({"kvbankmgr: out of memory\n", kBankNoMemory});
     CatchCancelSignals();
     GuiStart();
     Module::Init(argc > 0 ? argv[0] : "", "StgMan", "1.0");

@@ -17,6 +17,7 @@ namespace {
 
 // A folder, and the other folders that it may include from.
 const std::map<std::string, std::set<std::string>> kMayInclude = {
+    {"shared/Process", {}},
     {"shared/System", {}},
     {"shared/Tasks", {"shared/System"}},
     {"SamplerDBDS/BaseClasses", {"shared/System"}},
@@ -79,6 +80,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
       "tools/kvbank/precise"}},
     {"tools/kvbank",
      {"shared/System",
+      "shared/Process",
       "SamplerDBDS/BaseClasses",
       "codec",
       "SamplerDBDS/DataBase",
@@ -104,8 +106,8 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
       "include"}},
     {"tools/manual", {"bank", "tools/kvbank"}},
     {"app",
-     {"shared/System", "shared/Tasks", "SamplerDBDS/BaseClasses", "codec", "SamplerDBDS/DataBase", "bank",
-      "bank/place", "import", "import/formats"}},
+     {"shared/System", "shared/Tasks", "shared/Process", "SamplerDBDS/BaseClasses", "codec",
+      "SamplerDBDS/DataBase", "bank", "bank/place", "import", "import/formats"}},
     {"app/qt", {"shared/System", "app"}},
 };
 const std::set<std::string> kCore = {

@@ -26,7 +26,7 @@ ImportOutcome WaveFiles::ReadFrames(size_t nFile, uint64_t nFirst, uint64_t nFra
         if (outcome.IsDone()) outcome = pFile->ReadFrames(nFirst, nFrames, pOut);
         if (outcome.IsDone())
             GiveBack(nFile, std::move(pFile));
-        else
+        else if (m_files[nFile].part == FilePart{})
             outcome.strCause = m_files[nFile].strPath + ": " + outcome.strCause;
         return outcome;
     });

@@ -30,8 +30,9 @@ public:
     const WaveFileFacts& GetFacts(size_t nFile) const { return m_files[nFile].facts; }
     const std::string& GetPath(size_t nFile) const { return m_files[nFile].strPath; }
 
-    // As WaveFile::ReadFrames; a cause begins with the file's path. A file that is another one than when it was
-    // added is refused.
+    // As WaveFile::ReadFrames; a cause begins with the file's path, but not that of a part: it belongs to the
+    // instrument's own file, which the caller names. A file that is another one than when it was added is
+    // refused.
     ImportOutcome ReadFrames(size_t nFile, uint64_t nFirst, uint64_t nFrames, uint8_t* pOut) const;
 
 private:

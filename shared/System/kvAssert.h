@@ -9,6 +9,11 @@ namespace Kestrova {
 [[noreturn]] void AssertFailed(const char* pszExpression, const char* pszFunction, const char* pszSourceUnit,
                                int nLine);
 
+// The same for an allocation whose caller can neither throw nor answer. No mistake of ours is at fault, so it
+// calls std::terminate where a program has a new-handler, whose end for this may have an exit code of its own.
+[[noreturn]] void AllocationFailed(const char* pszExpression, const char* pszFunction,
+                                   const char* pszSourceUnit, int nLine);
+
 }  // namespace Kestrova
 
 // The place of use must see a constant named kSourceUnit, such as "SamplerDBDS/DataBase/SDBEngine".
@@ -16,3 +21,5 @@ namespace Kestrova {
 #define KV_ASSERT(expression) KV_ASSERT_TEXT(expression, #expression)
 #define KV_ASSERT_TEXT(expression, text) \
     ((expression) ? void(0) : ::Kestrova::AssertFailed(text, __func__, kSourceUnit, __LINE__))
+#define KV_ASSERT_ALLOCATED(pointer, text) \
+    ((pointer) != nullptr ? void(0) : ::Kestrova::AllocationFailed(text, __func__, kSourceUnit, __LINE__))

@@ -191,7 +191,7 @@ bool String::Owns(const char* pch) const {
 void String::AllocBuffer(int64_t nLen) {
     KV_ASSERT(nLen <= INT_MAX - 1);
     StringData* const pData = nLen == 0 ? StringData::Nil_() : StringData::New(static_cast<int>(nLen));
-    KV_ASSERT_TEXT(pData != nullptr, "m_pchData != 0");  // out of memory: nothing retries
+    KV_ASSERT_ALLOCATED(pData, "m_pchData != 0");  // nothing retries
     m_pchData = pData->Data();
 }
 

@@ -56,7 +56,8 @@ inline bool gIsValidAddress(const void* lp, int nBytes, [[maybe_unused]] bool bW
 // Threads: copies that share a block may be used, copied and destroyed on any threads; one String object is
 //          not to be changed by one thread while another uses it.
 // Errors:  a broken precondition ends the process with an assertion that names shared/System/kvString; so
-//          does running out of memory ("m_pchData != 0"). Nothing throws.
+//          does running out of memory ("m_pchData != 0"), where the program may have an end of its own
+//          (AllocationFailed). Nothing throws.
 // Texts passed in may lie in this String's own block unless a function says otherwise.
 class String {
 public:

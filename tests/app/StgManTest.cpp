@@ -1,6 +1,7 @@
 // Paths and settings, the source and its analysis, the target and what lies there.
 #include "app/StgMan.h"
 #include "tests/app/StgManFixture.h"
+#include "tests/support/PosixFaults.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -367,6 +368,35 @@ TEST(StgManTest, AnotherTargetIsListedAtOnce) {
         EXPECT_EQ((std::vector<int>{0, 0, 1, 0, 0, 0}), bench.Boxes());
         EXPECT_EQ(strOther, bench.gui.LastSpacePath());
     });
+}
+
+// Where nothing catches the exception, the program itself ends with the code of the status kBankNoMemory.
+void EndsOnlyForWantOfMemory(const std::function<void()>& act) {
+    try {
+        act();
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+// Creation without asking shows that alert and builds nothing; its caller has only the exit code.
+TEST(StgManTest, ATargetThatCannotBeListedForWantOfMemoryIsTheStatusOfTheProgram) {
+    int nTold = 0;
+    bool bMet = true;
+    for (int nNth = 1; bMet; ++nNth) {
+        SCOPED_TRACE(nNth);
+        StgManBench bench;
+        bench.PutBank(1);
+        StgMan& man = bench.Open();
+        const int nStatus = bench.RunReady([&] {
+            const PosixFault fault(kAnyAllocation, ENOMEM, nNth);
+            EndsOnlyForWantOfMemory([&] { man.SetTargetPath(nullptr); });
+            bMet = fault.Calls() >= nNth;
+        });
+        const bool bTold = !bench.AlertCodes().empty();
+        EXPECT_EQ(bTold ? kBankNoMemory : kBankDone, nStatus);
+        nTold += bTold;
+    }
+    EXPECT_LT(1, nTold);
 }
 
 TEST(StgManTest, WhatInterruptedBuildsHaveLeftIsRemovedAtTheStart) {

@@ -4,9 +4,10 @@
 
 #include <iostream>
 
+#include "shared/Process/kvOutOfMemory.h"
 #include "shared/System/kvCancelSignal.h"
 #include "tools/kvbank/Command.h"
-#include "tools/kvbank/terminal/OutOfMemory.h"
+#include "tools/kvbank/terminal/ExitCode.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ unsigned ErrorColumns() {
 int main(int argc, char** argv) {
     using namespace Kestrova;
     FillStandardPlaces();
-    EndCleanlyWithoutMemory();
+    EndCleanlyWithoutMemory({"kvbank: out of memory\n", kExitNoMemory});
     CatchCancelSignals(true);
     Console console(std::cin, std::cout, std::cerr);
     console.bInIsTerminal = isatty(STDIN_FILENO) != 0;

@@ -164,7 +164,9 @@ TEST(SampleEUTest, LoopCountOf1000000EndsTheProgramAndIsMeasuredAsBad) {
     const Bytes bytes = body.Get();
     EXPECT_FALSE(Measure(bytes));
     CSDBISampleEUInfo sample(1, 2);
-    EXPECT_DEATH(Decode(sample, bytes), "SamplerDBDS/DataBase/SDBInterpreter.*m_info.cLayerLoops < 1000000");
+    const BodyFile file(bytes);  // of this process, which removes it
+    EXPECT_DEATH(file.Decode(sample, bytes.size()),
+                 "SamplerDBDS/DataBase/SDBInterpreter.*m_info.cLayerLoops < 1000000");
 }
 
 TEST(SampleEUTest, ListsNoReaderTakesAreNotWritten) {
@@ -179,8 +181,9 @@ TEST(SampleEUTest, ListsNoReaderTakesAreNotWritten) {
 TEST(SampleEUTest, LeavingTheWindowIsTheReadersFatalCheck) {
     const Bytes bytes = EnrichedBody().Get();
     CSDBISampleEUWave sample(1, 2);
-    EXPECT_DEATH(DecodeAt(sample, 0, bytes, bytes.size() - 1), "pos \\+ bytes <= m_posBegin \\+ m_size");
-    EXPECT_DEATH(DecodeAt(sample, 0, bytes, 10), "pos \\+ bytes <= m_posBegin \\+ m_size");
+    const BodyFile file(bytes);  // of this process, which removes it
+    EXPECT_DEATH(file.Decode(sample, bytes.size() - 1), "pos \\+ bytes <= m_posBegin \\+ m_size");
+    EXPECT_DEATH(file.Decode(sample, 10), "pos \\+ bytes <= m_posBegin \\+ m_size");
 }
 
 TEST(SampleEUTest, FileThatEndsInsideTheWindowFails) {

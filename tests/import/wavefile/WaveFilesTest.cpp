@@ -104,6 +104,15 @@ TEST_F(WaveFilesTest, AFileThatHasBecomeAnotherIsRefusedByItsName) {
               m_files.ReadFrames(0, 0, 100, bytes.data()).strCause);
 }
 
+TEST_F(WaveFilesTest, APartIsOfAFileThatTheCallerNames) {
+    WriteFile(m_dir.File("a.wav"), MakeRampWav(100));
+    size_t nFile = 0;
+    ASSERT_TRUE(m_files.Add(m_dir.File("a.wav"), nFile, {0, fs::file_size(m_dir.File("a.wav"))}).IsDone());
+    WriteFile(m_dir.File("a.wav"), MakeWav({1, 2, 44100, 24, Bytes(600)}));
+    Bytes bytes(200);
+    EXPECT_EQ("it has changed during the import", m_files.ReadFrames(nFile, 0, 100, bytes.data()).strCause);
+}
+
 TEST_F(WaveFilesTest, AFailureNamesTheFileAndAFailedHandleIsNotUsedAgain) {
     Add("a.wav", 60000);
     Bytes bytes(120000);

@@ -3,15 +3,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <exception>
-#include <new>
 #include <stdexcept>
 
+#include "shared/Process/kvOutOfMemory.h"
 #include "tests/support/PosixFaults.h"
 #include "tests/support/SoundFontMaker.h"
 #include "tests/tools/kvbank/CommandFixture.h"
-#include "tools/kvbank/terminal/OutOfMemory.h"
 
 namespace Kestrova::Test {
 namespace {
@@ -173,7 +170,7 @@ TEST_F(UsageTest, WithoutMemoryTheDocumentSaysSo) {
         const pid_t nChild = fork();
         ASSERT_GE(nChild, 0);
         if (nChild == 0) {
-            std::set_terminate(EndWithoutMemory);
+            EndCleanlyWithoutMemory({"kvbank: out of memory\n", kExitNoMemory});
             _exit(ListWithFailure(Folder(), nCall));
         }
         int nStatus = 0;
@@ -206,18 +203,6 @@ TEST_F(UsageTest, WithoutMemoryForTheEngineARemovalSaysSoOfTheBank) {
         nTold += outcome.strErr == "kvbank: DIR/Src_0AC44.kvn: out of memory\n";
     }
     EXPECT_EQ(2, nTold);  // the engine looks at the bank twice
-}
-
-void ThrowWhereNothingMayBeThrown(void (*pfnThrow)()) noexcept {
-    std::set_terminate(EndWithoutMemory);
-    pfnThrow();
-}
-
-TEST(OutOfMemoryDeathTest, WhereNothingCanBeUnwoundTheExitCodeTellsIt) {
-    EXPECT_EXIT(ThrowWhereNothingMayBeThrown([] { throw std::bad_alloc(); }),
-                ::testing::ExitedWithCode(kExitNoMemory), "^kvbank: out of memory\n$");
-    EXPECT_EXIT(ThrowWhereNothingMayBeThrown([] { throw std::runtime_error("another"); }),
-                ::testing::KilledBySignal(SIGABRT), "");
 }
 
 // Input that throws where no command expects it.

@@ -1,18 +1,17 @@
-#include "tools/kvbank/terminal/OutOfMemory.h"
+#include "shared/Process/kvOutOfMemory.h"
 
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <new>
-#include <string_view>
-
-#include "tools/kvbank/terminal/ExitCode.h"
 
 namespace Kestrova {
 
 namespace {
 
+OutOfMemoryEnd s_end;
 thread_local bool t_bWanted = false;  // whether this thread was refused memory
 
 // What could not be caught is not known.
@@ -30,7 +29,8 @@ bool IsWantOfMemory() {
 
 }  // namespace
 
-void EndCleanlyWithoutMemory() noexcept {
+void EndCleanlyWithoutMemory(OutOfMemoryEnd end) noexcept {
+    s_end = end;
     std::set_new_handler(NoteWantOfMemory);
     std::set_terminate(EndWithoutMemory);
 }
@@ -42,9 +42,8 @@ void NoteWantOfMemory() {
 
 void EndWithoutMemory() noexcept {
     if (!IsWantOfMemory()) std::abort();
-    constexpr std::string_view kLine = "kvbank: out of memory\n";
-    [[maybe_unused]] const ssize_t nWritten = write(STDERR_FILENO, kLine.data(), kLine.size());
-    _exit(kExitNoMemory);
+    [[maybe_unused]] const ssize_t nWritten = write(STDERR_FILENO, s_end.pszLine, std::strlen(s_end.pszLine));
+    _exit(s_end.nExitCode);
 }
 
 }  // namespace Kestrova
