@@ -4,6 +4,7 @@
 #include <new>
 #include <string_view>
 
+#include "shared/Process/kvOutOfMemory.h"
 #include "shared/System/kvIniFile.h"
 #include "shared/System/kvLogFile.h"
 #include "shared/System/kvPreferences.h"
@@ -37,13 +38,15 @@ int WriteLog(const char* pszFile) {
 }  // namespace Kestrova
 
 int main(int argc, char** argv) {
+    constexpr int kNoMemory = 8;  // as kvbank
+    Kestrova::EndCleanlyWithoutMemory({"kv_trust_settings: out of memory\n", kNoMemory});
     const std::string_view kind = argc == 3 ? argv[1] : "";
     try {
         if (kind == "ini") return Kestrova::WriteIni(argv[2]);
         if (kind == "preferences") return Kestrova::WritePreferences(argv[2]);
         if (kind == "log") return Kestrova::WriteLog(argv[2]);
     } catch (const std::bad_alloc&) {
-        return 8;  // as kvbank
+        return kNoMemory;
     }
     std::fputs("usage: kv_trust_settings ini|preferences|log FILE\n", stderr);
     return 2;

@@ -135,9 +135,6 @@ kSummed = [(f"summed/Tiny_{rate}.kvn{end}", f"out/Tiny_{rate}.kvn{end}")
 kStale = [(f"stale/banks/Tiny_{rate}.kvn{end}", f"out/Tiny_{rate}.kvn{end}")
           for rate in ("0AC44", "17700") for end in ("", ".sha256")]
 kWaves = [("waves", "in/waves")]
-# Settings and preferences are held in String, which ends the program when it finds no memory, as its interface says.
-kCalls = ("open", "read", "write", "sync", "rename", "truncate", "lock", "stat", "unlink", "map", "close", "folder",
-          "access", "space", "thread", "output")
 
 kJobs = [
     Job("build", "build in/Tiny.kvs -d out -r 44100,96000", kTiny),
@@ -167,9 +164,9 @@ kJobs = [
     Job("library", "in/Tiny_0AC44.kvn 0 0 48 100 0.01 out/note.wav", [("plain/Tiny_0AC44.kvn", "in/Tiny_0AC44.kvn")],
         command="play_note", lists=False, groups=("map", "memory"), tells=False),
     Job("settings", "ini FOLDER/out/settings.ini", [("settings.ini", "out/settings.ini")], command="settings",
-        lists=False, tells=False, silent=True, groups=kCalls),
+        lists=False, tells=False, silent=True),
     Job("preferences", "preferences com.kestrova.Trust", [("preferences.json", "out/com.kestrova.Trust.json")],
-        command="settings", lists=False, tells=False, groups=kCalls, variables={"XDG_CONFIG_HOME": "FOLDER/out"}),
+        command="settings", lists=False, tells=False, variables={"XDG_CONFIG_HOME": "FOLDER/out"}),
     Job("window", "create48000 FOLDER/in/Tiny.kvs FOLDER/out", kTiny, command="kvbankmgr", tells=False,
         variables={"QT_QPA_PLATFORM": "offscreen", "XDG_DATA_HOME": "FOLDER/out", "XDG_CONFIG_HOME": "FOLDER/out"},
         settings={"KV_FAULT_BELOW": "FOLDER/", "KV_FAULT_OWN_CODE": "1"}),
@@ -200,9 +197,10 @@ class Shot:
 
 
 class Run:
-    """What became of one run."""
+    """What became of one run. ended: its user had to end it."""
 
-    def __init__(self, code, out, err, operations, struck, call, path):
+    def __init__(self, code, out, err, operations, struck, call, path, ended):
+        self.ended = ended
         self.code, self.out, self.err = code, out, err
         self.operations, self.struck, self.call, self.path = operations, struck, call, path
 
@@ -283,11 +281,13 @@ class Bench:
 
     def end(self, process, asks=False):
         """asks: it may show an alert, which waits for its user; a signal ends that."""
+        ended = False
         if asks:
             try:
                 process.wait(timeout=kUsersPatience)
             except subprocess.TimeoutExpired:
                 process.terminate()
+                ended = True
         try:
             out, err = process.communicate(timeout=kPatience)
             code = process.returncode
@@ -299,7 +299,7 @@ class Bench:
         call, path = (bytes(self.report[at:at + size]).split(b"\0")[0].decode(errors="replace")
                       for at, size in ((kCallAt, 64), (kPathAt, 4096)))
         return Run(code, tidy(out.decode(errors="replace"), self.folder),
-                   tidy(err.decode(errors="replace"), self.folder), operations, struck, call, path)
+                   tidy(err.decode(errors="replace"), self.folder), operations, struck, call, path, ended)
 
     def run(self, job, shot=None, more=()):
         return self.end(self.start(job, shot, more), job.command == "kvbankmgr")
