@@ -194,8 +194,8 @@ bool StgMan::ShowExisting() {
     return true;
 }
 
-// Answers whether the target was listed. Without a source or a folder there is nothing to list, and the status
-// stays that of their own failure.
+// Answers whether the target was listed. Without a source or a folder there is nothing to list, and the
+// status stays that of their own failure.
 bool StgMan::NoteListing(BankResult result) {
     if (result != kBankDone && result != kBankNotReady) m_nStatus = static_cast<int>(result);
     return result == kBankDone;

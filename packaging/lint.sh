@@ -1,6 +1,6 @@
 #!/bin/sh
-# lint.sh [--changed [BASE]] - clang-format must have nothing to change and clang-tidy nothing to say: of the whole
-# tree, or of what was changed since the commit BASE.
+# lint.sh [--changed [BASE]] - format.sh must pass and clang-tidy have nothing to say: of the whole tree, or of what
+# was changed since the commit BASE.
 #
 # Without BASE it is $KV_LINT_BASE, else the commit in packaging/lint-base: a submission writes there the commit from
 # which on its sources are to be looked at. What lies before is left to the whole lint, which packaging/full-check.sh
@@ -49,12 +49,7 @@ case ${1:-} in
 esac
 
 sh packaging/install-packages.sh build test lint
-git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
-# The formatter leaves comments as they were wrapped, so it does not see that one is too wide.
-if git grep -n -E '^ *//.{109,}$' -- '*.h' '*.cpp'; then
-    echo "lint.sh: these comments are wider than 110 characters" >&2
-    exit 1
-fi
+sh packaging/format.sh
 
 sources=$(if [ "$base" ]; then sources_changed_since "$base"; else every_source; fi |
           sort -u | without_those_not_built || true)

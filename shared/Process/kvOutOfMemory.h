@@ -19,9 +19,9 @@ void EndCleanlyWithoutMemory(OutOfMemoryEnd end) noexcept;
 [[noreturn]] void NoteWantOfMemory();
 
 // For std::set_terminate. The JSON library and the toolkit allocate memory in their destructors, and the
-// standard library in functions that promise not to throw; when there is none, the process can only end there.
-// It writes the line and exits with the code, without any destructor, on whatever thread. Any other exception
-// that reaches this function ends the process as usual (abort).
+// standard library in functions that promise not to throw; when there is none, the process can only end
+// there. It writes the line and exits with the code, without any destructor, on whatever thread. Any other
+// exception that reaches this function ends the process as usual (abort).
 [[noreturn]] void EndWithoutMemory() noexcept;
 
 }  // namespace Kestrova

@@ -9,8 +9,9 @@ namespace Kestrova {
 [[noreturn]] void AssertFailed(const char* pszExpression, const char* pszFunction, const char* pszSourceUnit,
                                int nLine);
 
-// The same for an allocation whose caller can neither throw nor answer. No mistake of ours is at fault, so it
-// calls std::terminate where a program has a new-handler, whose end for this may have an exit code of its own.
+// The same for an allocation whose caller can neither throw nor answer. No mistake of ours is at fault, so
+// it calls std::terminate where a program has a new-handler, whose end for this may have an exit code of its
+// own.
 [[noreturn]] void AllocationFailed(const char* pszExpression, const char* pszFunction,
                                    const char* pszSourceUnit, int nLine);
 
