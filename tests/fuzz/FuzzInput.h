@@ -59,6 +59,14 @@ private:
     size_t m_nLeft;
 };
 
+// The text as the name of a file inside a folder, or the other name where it is none.
+inline std::string FileName(std::string strText, const char* pszOther) {
+    constexpr size_t kLongestName = 200;
+    std::replace(strText.begin(), strText.end(), '/', '_');
+    strText.resize(std::min(strText.size(), kLongestName));
+    return strText.empty() || strText == "." || strText == ".." ? pszOther : strText;
+}
+
 }  // namespace Kestrova::Test
 
 // Ends the program when what a target promises does not hold; the fuzzer keeps the input then.

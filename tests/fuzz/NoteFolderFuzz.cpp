@@ -14,20 +14,12 @@ using namespace Kestrova;
 using namespace Kestrova::Test;
 
 constexpr int kMostFiles = 12;
-constexpr size_t kLongestName = 200;
-
-// One that a folder can hold, inside of it.
-std::string FileName(std::string strName) {
-    std::replace(strName.begin(), strName.end(), '/', '_');
-    strName.resize(std::min(strName.size(), kLongestName));
-    return strName.empty() || strName == "." || strName == ".." ? "C4.wav" : strName;
-}
 
 void MakeFolder(const fs::path& folder, FuzzInput& input) {
     fs::remove_all(folder);
     fs::create_directory(folder);
     for (int n = 0; n < kMostFiles && !input.IsEmpty(); ++n) {
-        const std::string strName = FileName(input.Text());
+        const std::string strName = FileName(input.Text(), "C4.wav");
         const size_t nContent = input.Number(2);
         WriteFile(folder / strName, nContent == 0 ? MakeRampWav(20) : input.Take(nContent));
     }
