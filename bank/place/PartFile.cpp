@@ -15,8 +15,8 @@ namespace fs = std::filesystem;
 
 // Short: the place's own name may be as long as names can be.
 constexpr const char* kPrefix = ".kvbank-part-";
-// The suffix ".kvn" tells the private folder that it may remove the file.
-constexpr const char* kNameInFolder = "part.kvn";
+// The end, that of a bank at no rate, tells the private folder that it may remove the file.
+constexpr const char* kNameInFolder = "part_00000.kvn";
 
 fs::path FolderOf(const fs::path& place) { return place.has_parent_path() ? place.parent_path() : "."; }
 

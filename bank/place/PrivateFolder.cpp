@@ -4,24 +4,44 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include "shared/System/kvDirectory.h"
 #include "shared/System/kvSafeFile.h"
+#include "shared/System/kvTemporaryFile.h"
 
 namespace Kestrova {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kPrefix = ".kvbank-";
+constexpr std::string_view kPrefix = ".kvbank-";
 constexpr mode_t kMode = 0755;  // builds of other users are to see which banks are being built
 
 // Adds to what is left, unless the call succeeded or there was nothing to remove.
 void Note(int nResult, const fs::path& path, std::vector<Leftover>& left) {
     if (nResult != 0 && errno != ENOENT) left.push_back({path, errno});
+}
+
+// Whether mkdtemp can have made the name. It cannot that of a folder of the user's, such as
+// ".kvbank-sources".
+bool IsPrivateName(std::string_view name) {
+    return name.starts_with(kPrefix) && IsTemporaryEnd(name.substr(kPrefix.size()));
+}
+
+bool IsHexDigit(char ch) { return (ch >= '0' && ch <= '9') || (ch >= 'A' && ch <= 'F'); }
+
+// Whether a build can have put a file of this name there: each ends in "_0AC44.kvn" or the like. The name of
+// a source bank that the user keeps there does not.
+bool IsNameOfBuild(std::string_view name) {
+    constexpr size_t kDigits = 5, kEnd = 10;
+    if (name.size() < kEnd || !(name.ends_with(".kvn") || name.ends_with(".kvr"))) return false;
+    const std::string_view end = name.substr(name.size() - kEnd);
+    return end.front() == '_' && std::all_of(end.begin() + 1, end.begin() + 1 + kDigits, IsHexDigit);
 }
 
 // Removes the banks in a private folder, and the folder. Anything else that somebody put there stays, and the
@@ -34,8 +54,7 @@ std::vector<Leftover> RemovePrivate(const fs::path& path) {
     }
     std::vector<Leftover> left;
     for (const std::string& strName : names)
-        if (strName.ends_with(".kvn") || strName.ends_with(".kvr"))
-            Note(unlink((path / strName).c_str()), path / strName, left);
+        if (IsNameOfBuild(strName)) Note(unlink((path / strName).c_str()), path / strName, left);
     // A folder that is not empty cannot be removed; what is in it is in the list already.
     if (left.empty()) Note(rmdir(path.c_str()), path, left);
     return left;
@@ -103,8 +122,7 @@ std::vector<PrivateFolder::Found> PrivateFolder::FindIn(const fs::path& dir, int
     for (const std::string& strName : names) {
         std::error_code ignored;
         const fs::path path = dir / strName;
-        if (strName.starts_with(kPrefix) &&
-            fs::symlink_status(path, ignored).type() == fs::file_type::directory)
+        if (IsPrivateName(strName) && fs::symlink_status(path, ignored).type() == fs::file_type::directory)
             arFound.push_back({path, FolderLock::Ask(path)});
     }
     return arFound;
