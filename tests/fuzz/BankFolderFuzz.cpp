@@ -1,7 +1,7 @@
 // BankFolderFuzz.cpp - a folder of any files, in which kvbank lists banks, removes them and what interrupted
-// runs have left, and builds: nothing else there goes or changes. Input: a byte of choices, then files, each a
-// name ended by a zero byte and a byte that says what it is. Bytes below 32 in a name stand for words that such
-// names are made of.
+// runs have left, and builds: nothing else there goes or changes. Input: a byte of choices, then files, each
+// a name ended by a zero byte and a byte that says what it is. Bytes below 32 in a name stand for words that
+// such names are made of.
 #include <map>
 
 #include "bank/BankFileName.h"

@@ -1,6 +1,6 @@
-// CommandLineFuzz.cpp - any words as the arguments of kvbank, in a folder with a source and a bank in it: it
-// ends with one of its exit codes, and nothing outside the folder changes. Input: words, each ended by a zero
-// byte.
+// CommandLineFuzz.cpp - any words as the arguments of kvbank, in a folder with a source, a bank and a picture
+// in it: it ends with one of its exit codes, nothing outside the folder changes, and without -f neither do
+// the source and the picture. Input: words, each ended by a zero byte.
 #include <cctype>
 
 #include "tests/fuzz/CommandRun.h"
@@ -31,6 +31,13 @@ std::vector<std::string> Words(FuzzInput& input) {
     return words;
 }
 
+// Whether some word may be -f, alone or among other letters, or --force or what can be short for it.
+bool MayForce(const std::vector<std::string>& words) {
+    return std::any_of(words.begin(), words.end(), [](const std::string& strWord) {
+        return strWord.starts_with('-') && strWord.find('f') != std::string::npos;
+    });
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
@@ -40,7 +47,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     folder.Clear();
     MakeSource("Piano.kvn", {});
     MakeSource("Piano_0AC44.kvn", {.bEnriched = true});
+    const Bytes source = ReadFile("Piano.kvn"),
+                picture = {0, 1, 2};  // a log is appended to a text file alone
+    WriteFile("Piano.png", picture);
     RunCommand(words);
+    if (!MayForce(words)) KV_FUZZ_CHECK(ReadFile("Piano.kvn") == source && ReadFile("Piano.png") == picture);
     folder.Check();
     return 0;
 }
