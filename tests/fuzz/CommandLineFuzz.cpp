@@ -47,8 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* p, size_t n) {
     folder.Clear();
     MakeSource("Piano.kvn", {});
     MakeSource("Piano_0AC44.kvn", {.bEnriched = true});
-    const Bytes source = ReadFile("Piano.kvn"),
-                picture = {0, 1, 2};  // a log is appended to a text file alone
+    const Bytes source = ReadFile("Piano.kvn");
+    const Bytes picture = {0, 1, 2};  // no text, to which a log might be appended
     WriteFile("Piano.png", picture);
     RunCommand(words);
     if (!MayForce(words)) KV_FUZZ_CHECK(ReadFile("Piano.kvn") == source && ReadFile("Piano.png") == picture);
